@@ -1,0 +1,47 @@
+/* image: pictures from files, memory or a read callback; scaling and reduction to the screen.
+ *
+ * Any thread; one image belongs to one thread at a time. Pictures above 4096 x 4096 or 16
+ * megapixels do not decode. Functions return 0 or -1, pointers null on failure. */
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+struct image_span;
+
+/* A picture holds 32-bit pixels until image_dither(), 16-bit pixels (and alpha) afterwards. */
+struct image {
+    int32_t width;  /* pixels, at least 1 */
+    int32_t height; /* pixels, at least 1 */
+    uint32_t
+        *argb; /* premultiplied a8r8g8b8, rows contiguous; null once an opaque one is dithered */
+    uint16_t *rgb565; /* rows contiguous; null before image_dither(), and where alpha remains */
+    bool has_alpha;   /* some pixel is not opaque: `argb` stays after image_dither() */
+    image_span
+        *spans; /* runs of opaque and mixed pixels, made by image_dither() for alpha images */
+    uint32_t span_count;
+};
+
+/* Reads up to `length` bytes: > 0 bytes read, 0 at the end, < 0 on error. */
+typedef int (*image_read_cb)(void *handle, void *buffer, unsigned length);
+
+/* PNG, JPEG or GIF (its first frame), told by signature. */
+[[nodiscard]] image *image_read(const char *path);
+/* Reads forward only. `name` is for the extension; the content's signature decides. */
+[[nodiscard]] image *image_read_with_cb(const char *name, image_read_cb read, void *handle);
+/*   ext   ".jpg", ".png" or ".gif": a hint, the signature decides
+ *   data  not kept */
+[[nodiscard]] image *image_read_from_memory(const char *ext, const void *data, size_t size);
+/* A transparent picture. Null for a size below 1 or above the limits. */
+[[nodiscard]] image *image_create(int32_t width, int32_t height);
+/* Fits *w x *h into a box, ratio kept, enlarging or reducing; each result at least 1.
+ * -1 (outputs untouched) when the size or the box is below 1. */
+int image_resize_ratio(int32_t *w, int32_t *h, int32_t box_w, int32_t box_h);
+/* Resamples a part of `src` onto a part of `dst` with a filter fit for both directions. Neither
+ * may have been dithered. */
+int image_copy_resampled(image *dst, const image *src, int32_t dst_x, int32_t dst_y, int32_t dst_w,
+                         int32_t dst_h, int32_t src_x, int32_t src_y, int32_t src_w, int32_t src_h);
+/* Reduces to the screen's depth in place. A picture with alpha keeps 32 bits. Twice is harmless. */
+int image_dither(image *picture);
+/* Accepts null. */
+int image_free(image *picture);

@@ -1,0 +1,19 @@
+/* sock: HTTP GET requests. Any thread. */
+#pragma once
+
+#include <cstdint>
+
+struct sock;
+
+[[nodiscard]] int sock_init();
+/* Cuts short what still reads: their next result is -1. */
+int sock_exit();
+/* Sends a GET and waits for the head of the answer. Null for anything but "http://", for an address
+ * with blanks or control characters or over 1023 bytes, when nobody answers within 10 s, for more
+ * than 5 redirects, and for any final status but 200. The caller closes it. */
+[[nodiscard]] sock *http_open(const char *url);
+/* Bytes read (> 0), 0 at the end, -1 on an error, on 10 s without progress, or when the body is
+ * shorter than announced. */
+int sock_read(sock *from, void *to, uint32_t length);
+/* Accepts null. */
+int sock_close(sock *from);

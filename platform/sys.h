@@ -1,0 +1,10 @@
+/* sys: the device as a whole. Main thread. */
+#pragma once
+
+#include <cstdint>
+
+/* Chooses and opens the device (ZERV_DEVICE, else the first that fits the machine). */
+[[nodiscard]] int sys_init();
+int sys_exit();
+/* Per cent, 0..100; 100 on a machine without a battery. Cheap enough for every frame. */
+int32_t sys_get_battery_level();

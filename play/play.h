@@ -1,0 +1,36 @@
+/* play: one audio file at a time, decoded on the platform's sound thread. */
+#pragma once
+
+#include "platform/lock.h"
+
+#include <atomic>
+#include <cstdint>
+
+struct audio_decoder;
+struct audio_stream;
+
+extern sys_lock
+    play_lock; /* guards the decoder, its stream and play_fpath; file work happens under it */
+extern const audio_decoder *play_decoder GUARDED_BY(play_lock); /* null: none */
+extern audio_stream *play_handle GUARDED_BY(play_lock);         /* null: nothing plays */
+extern char play_fpath[512] GUARDED_BY(play_lock);              /* the current or last track */
+extern std::atomic<int32_t> play_pos;        /* ms, what the listener hears now */
+extern std::atomic<uint8_t> play_paused;     /* also set while nothing is open */
+extern std::atomic<uint32_t> play_handle_id; /* grows with every open and close */
+
+/* What follows the end of a track: list_cur_playlist_go, set by start-up. Called on the sound
+ * thread with no lock held. */
+extern int (*play_ended)(int32_t delta);
+
+[[nodiscard]] int play_init();
+int play_exit();
+/* Plays a file from its beginning. 0, or -1 with nothing playing. Any thread, play_lock not held. */
+int play_begin(const char *path);
+/* Stops. Always 0. Any thread. */
+int play_end();
+/* Fills `buffer`. 0 filled or paused, 1 end of stream, -1 error or nothing open. Sound thread.
+ *   id  receives play_handle_id as it was under the lock */
+int play_next(void *buffer, uint32_t length, uint32_t *id);
+void play_sound_callback(void *user, void *buffer, uint32_t length);
+/* A copy of play_fpath under the lock, when a track is loaded: true, else false and "". */
+bool play_copy_path(char (&to)[512]);

@@ -1,0 +1,50 @@
+/* view: the screens, the one that is selected, the slide between two, and the input they get.
+ * Main thread, except the atomics. */
+#pragma once
+
+#include "platform/key.h"
+
+#include <atomic>
+#include <cstdint>
+
+struct fb_surface;
+
+struct view {
+    int (*init)();
+    int (*exit)();
+    int (*input)(view *self);                    /* 0: draw in this pass */
+    int (*draw)(view *self, fb_surface *screen); /* the overlay gets the selected view; screens
+                                                    ignore `screen` */
+    fb_surface *frame = nullptr;                 /* where the view draws; made by init */
+    fb_surface *surface = nullptr;               /* the finished picture; made by init */
+    std::atomic<uint8_t> redraw{1};              /* draw everything next time; any thread */
+    std::atomic<uint8_t> updated{0};             /* `surface` holds a new picture */
+    uint8_t key_checked = 0;                     /* input_key_checked of this pass */
+    uint8_t touch_checked = 0;                   /* input_touch_checked of this pass */
+};
+
+/* Defined by the rooms that fill them. */
+extern view *view_list;   /* view/view_list.cpp */
+extern view *view_play;   /* view/view_play.cpp */
+extern view *overlay_msg; /* core/overlay.cpp */
+
+extern std::atomic<view *> view_selected; /* null before the first selection; read by any thread */
+extern view *view_previous;
+extern uint8_t view_anime_pending;
+extern int32_t view_anime_started; /* clock_msec() of the running slide's begin, 0: none */
+
+extern key_report input_key;
+extern uint8_t input_key_checked;
+extern int32_t input_touch_x, input_touch_y, input_touch_type;
+extern uint8_t input_touch_checked;
+
+[[nodiscard]] int view_init();
+int view_exit();
+/* Polls keys and touch, once a pass. */
+void input_check();
+/* One pass of the selected view. */
+void view_run();
+/* Selects a view, runs one pass of it and starts the slide. Null selects none. */
+void view_select(view *next);
+/* Asks the selected view, if any, for a full redraw. Any thread. */
+void view_request_redraw();
