@@ -1,4 +1,8 @@
-/* play: one audio file at a time, decoded on the platform's sound thread. */
+/* play: one audio file at a time, decoded on the platform's sound thread.
+ *
+ * A begin, an end and the step from one track to the next run one after the other under a private
+ * lock of the engine, which comes before play_lock. So nobody may hold play_lock while calling
+ * play_begin, play_end or play_exit; nor a lock that the hook below takes. */
 #pragma once
 
 #include "platform/lock.h"
@@ -19,14 +23,16 @@ extern std::atomic<uint8_t> play_paused;     /* also set while nothing is open *
 extern std::atomic<uint32_t> play_handle_id; /* grows with every open and close */
 
 /* What follows the end of a track: list_cur_playlist_go, set by start-up. Called on the sound
- * thread with no lock held. */
+ * thread, play_lock not held; a begin or end on another thread waits until it returns, so that no
+ * track starts behind somebody's back. It may call play_begin and play_end itself. */
 extern int (*play_ended)(int32_t delta);
 
 [[nodiscard]] int play_init();
 int play_exit();
-/* Plays a file from its beginning. 0, or -1 with nothing playing. Any thread, play_lock not held. */
+/* Plays a file from its beginning. 0, or -1 with nothing playing. Any thread, play_lock not held.
+ *   path  may be play_fpath itself; one of 512 bytes or more is not found */
 int play_begin(const char *path);
-/* Stops. Always 0. Any thread. */
+/* Stops. Always 0. Any thread, play_lock not held. */
 int play_end();
 /* Fills `buffer`. 0 filled or paused, 1 end of stream, -1 error or nothing open. Sound thread.
  *   id  receives play_handle_id as it was under the lock */
