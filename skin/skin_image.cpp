@@ -1,0 +1,157 @@
+/* skin_image: the images of a part, decoded straight out of the package. */
+#include "skin/skin_read.h"
+
+#include "platform/image.h"
+#include "platform/owner.h"
+#include "skin/skin.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+using image_owner = owner<image, image_free>;
+
+/* An element that wants an image. Each has its own copy. */
+struct image_want {
+    const char *src; /* the element's */
+    skin_element *element;
+};
+
+/* The wants stand in the order of their names: a package may hold a hundred thousand files. */
+struct image_loading {
+    image_want *wants;
+    size_t count;
+    uint64_t pixels_left, bytes_left;
+    const skin_watcher *watcher;
+};
+
+static bool comes_before(const image_want &want, const char *name)
+{
+    return strcmp(want.src, name) < 0;
+}
+
+static size_t count_wants(const skin_part *part)
+{
+    size_t count = 0;
+    for (uint32_t page = 0; page < part->count; page++)
+        for (uint32_t i = 0; i < part->pages[page].element_count; i++)
+            count += part->pages[page].elements[i].src != nullptr;
+    return count;
+}
+
+static void collect_wants(const skin_part *part, image_loading *loading)
+{
+    for (uint32_t page = 0; page < part->count; page++)
+        for (uint32_t i = 0; i < part->pages[page].element_count; i++) {
+            skin_element *element = &part->pages[page].elements[i];
+            if (element->src)
+                loading->wants[loading->count++] = {element->src, element};
+        }
+    std::sort(loading->wants, loading->wants + loading->count,
+              [](const image_want &a, const image_want &b) { return comes_before(a, b.src); });
+}
+
+struct counted_member {
+    skin_package *package;
+    uint64_t *left; /* bytes */
+};
+
+static int read_counted(void *handle, void *to, unsigned size)
+{
+    counted_member *member = static_cast<counted_member *>(handle);
+    const int got = skin_member_read(member->package, to, size);
+    if (got <= 0)
+        return got;
+    if (static_cast<uint64_t>(got) > *member->left)
+        return -1;
+    *member->left -= static_cast<uint64_t>(got);
+    return got;
+}
+
+static int refuse(const image_loading *loading, const char *name, const char *code,
+                  const char *reason)
+{
+    const skin_fault fault = {
+        .code = code,
+        .file = name,
+        .place = {0, 0},
+        .element = "",
+        .attribute = "",
+        .value = "",
+        .reason = reason,
+    };
+    skin_watch_fault(loading->watcher, &fault);
+    return -1;
+}
+
+/* The member's checksum is known only once it is closed. */
+static image *decode(skin_package *package, const char *name, image_loading *loading)
+{
+    if (skin_member_open(package) != 0) {
+        (void)refuse(loading, name, "image", "the image does not open");
+        return nullptr;
+    }
+    counted_member member = {package, &loading->bytes_left};
+    image_owner picture(image_read_with_cb(name, read_counted, &member));
+    const int closed = skin_member_close(package);
+    if (!picture || closed != 0 || image_dither(picture.get()) != 0) {
+        (void)refuse(loading, name, "image",
+                     picture ? "the image is damaged" : "the image does not decode");
+        return nullptr;
+    }
+    return picture.release();
+}
+
+static void take_image(skin_element *element, image *picture)
+{
+    (void)image_free(element->image); /* the package holds two files of this name */
+    element->image = picture;
+    if (element->width == 0)
+        element->width = picture->width;
+    if (element->height == 0)
+        element->height = picture->height;
+}
+
+static int load_one(skin_package *package, const char *name, image_loading *loading,
+                    skin_element *element)
+{
+    image_owner picture(decode(package, name, loading));
+    if (!picture)
+        return -1;
+    const uint64_t pixels =
+        static_cast<uint64_t>(picture->width) * static_cast<uint64_t>(picture->height);
+    if (pixels > loading->pixels_left)
+        return refuse(loading, name, "too-many", "the images of the part are too large together");
+    loading->pixels_left -= pixels;
+    take_image(element, picture.release());
+    return 0;
+}
+
+static int load_file(skin_package *package, const char *name, void *user)
+{
+    image_loading *loading = static_cast<image_loading *>(user);
+    image_want *end = loading->wants + loading->count;
+    image_want *want = std::lower_bound(loading->wants, end, name, comes_before);
+    for (; want != end && strcmp(want->src, name) == 0; want++)
+        if (load_one(package, name, loading, want->element) != 0)
+            return -1;
+    return 0;
+}
+
+int skin_load_images(skin_package *package, skin_part *part, const skin_watcher *watcher)
+{
+    const size_t count = count_wants(part);
+    const owner<image_want, free> wants(
+        static_cast<image_want *>(calloc(count + 1, sizeof(image_want))));
+    if (!wants)
+        return -1;
+    image_loading loading = {
+        .wants = wants.get(),
+        .count = 0,
+        .pixels_left = skin_limit_pixels,
+        .bytes_left = skin_limit_image_bytes,
+        .watcher = watcher,
+    };
+    collect_wants(part, &loading);
+    return skin_package_walk(package, true, load_file, &loading) == 0 ? 0 : -1;
+}

@@ -1,0 +1,199 @@
+/* skin_part: finds the variants of a part in a package and puts them together. */
+#include "skin/skin.h"
+
+#include "platform/owner.h"
+#include "platform/str.h"
+#include "skin/skin_package.h"
+#include "skin/skin_parse.h"
+#include "skin/skin_read.h"
+#include "skin/skin_watch.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+constexpr uint32_t first_capacity = 4;
+
+using package_owner = owner<skin_package, skin_package_close>;
+using part_owner = owner<skin_part, skin_free_part>;
+
+struct part_reading {
+    const char *part_name;
+    skin_part *part;
+    uint32_t capacity; /* pages that the array has room for */
+    skin_room room;
+    const skin_watcher *watcher;
+};
+
+static void watch_package(const skin_watcher *watcher, const char *code, const char *file,
+                          const char *reason)
+{
+    const skin_fault fault = {
+        .code = code,
+        .file = file,
+        .place = {0, 0},
+        .element = "",
+        .attribute = "",
+        .value = "",
+        .reason = reason,
+    };
+    skin_watch_fault(watcher, &fault);
+}
+
+static bool is_wanted(const char *name, const char *part_name, int32_t *variant)
+{
+    char part[skin_name_size];
+    return skin_match_part(name, part, variant) && strcmp(part, part_name) == 0;
+}
+
+static int find_part(skin_package *, const char *name, void *user)
+{
+    int32_t variant = 0;
+    return is_wanted(name, static_cast<const char *>(user), &variant) ? 1 : 0;
+}
+
+int skin_is_part_available(const char *package_path, const char *part_name)
+{
+    skin_package package;
+    if (skin_package_open(&package, package_path) != 0)
+        return 0;
+    const package_owner holder(&package);
+    char *wanted = strdup(part_name); /* the visit's argument is not const */
+    const int found = wanted ? skin_package_walk(&package, false, find_part, wanted) : -1;
+    free(wanted);
+    return found > 0;
+}
+
+static bool grow(part_reading *reading)
+{
+    skin_part *part = reading->part;
+    if (part->count < reading->capacity)
+        return true;
+    const uint32_t capacity = reading->capacity ? reading->capacity * 2 : first_capacity;
+    if (capacity > skin_limit_variants)
+        return false;
+    void *grown = realloc(part->pages, capacity * sizeof(skin_page));
+    if (!grown)
+        return false;
+    part->pages = static_cast<skin_page *>(grown);
+    reading->capacity = capacity;
+    return true;
+}
+
+/* The member's checksum is known only once it is closed, so a page is good only then. */
+static int parse_member(skin_package *package, part_reading *reading, const char *name,
+                        skin_page *page)
+{
+    if (skin_member_open(package) != 0) {
+        watch_package(reading->watcher, "unreadable", name, "the file does not open");
+        return -1;
+    }
+    const skin_source source = {
+        .read = skin_member_read,
+        .handle = package,
+        .file = name,
+        .room = &reading->room,
+        .watcher = reading->watcher,
+    };
+    const int parsed = skin_parse(&source, page);
+    const int closed = skin_member_close(package);
+    if (parsed == 0 && closed != 0) {
+        watch_package(reading->watcher, "damaged", name, "the file's checksum is wrong");
+        skin_page_clear(page);
+    }
+    return parsed == 0 && closed == 0 ? 0 : -1;
+}
+
+/* A file that is refused is left out; the other variants are still worth having. */
+static int read_page(skin_package *package, const char *name, void *user)
+{
+    part_reading *reading = static_cast<part_reading *>(user);
+    const skin_watcher *watcher = reading->watcher;
+    int32_t variant = 0;
+    if (!is_wanted(name, reading->part_name, &variant))
+        return 0;
+    if (watcher && watcher->file_begin)
+        watcher->file_begin(watcher->user, name, variant);
+    bool taken = grow(reading);
+    if (!taken)
+        watch_package(watcher, "too-many", name, "the part has too many variants");
+    skin_page page = {};
+    taken = taken && parse_member(package, reading, name, &page) == 0;
+    if (taken) {
+        page.variant = variant;
+        reading->part->pages[reading->part->count++] = page;
+    }
+    if (watcher && watcher->file_end)
+        watcher->file_end(watcher->user, name, taken);
+    return 0;
+}
+
+/* Equal numbers stay in the order of the package. */
+static void sort_pages(skin_part *part)
+{
+    std::stable_sort(part->pages, part->pages + part->count,
+                     [](const skin_page &a, const skin_page &b) { return a.variant < b.variant; });
+}
+
+static void watch_walk(const skin_package *package, const skin_watcher *watcher)
+{
+    if (package->reason)
+        watch_package(watcher, "package", package->reason_name, package->reason);
+}
+
+static part_owner read_part(skin_package *package, const char *part_name,
+                            const skin_watcher *watcher)
+{
+    part_owner part(static_cast<skin_part *>(calloc(1, sizeof(skin_part))));
+    if (!part)
+        return nullptr;
+    part_reading reading = {
+        .part_name = part_name,
+        .part = part.get(),
+        .capacity = 0,
+        .room = skin_room_of_part,
+        .watcher = watcher,
+    };
+    if (skin_package_walk(package, false, read_page, &reading) != 0) {
+        watch_walk(package, watcher);
+        return nullptr;
+    }
+    if (part->count == 0)
+        return nullptr;
+    sort_pages(part.get());
+    if (skin_load_images(package, part.get(), watcher) != 0) {
+        watch_walk(package, watcher);
+        return nullptr;
+    }
+    return part;
+}
+
+skin_part *skin_read_part_watched(const char *package_path, const char *part_name,
+                                  const skin_watcher *watcher)
+{
+    skin_package package;
+    if (skin_package_open(&package, package_path) != 0) {
+        watch_walk(&package, watcher);
+        return nullptr;
+    }
+    part_owner part = read_part(&package, part_name, watcher);
+    if (skin_package_close(&package) != 0)
+        return nullptr;
+    return part.release();
+}
+
+skin_part *skin_read_part(const char *package_path, const char *part_name)
+{
+    return skin_read_part_watched(package_path, part_name, nullptr);
+}
+
+int skin_free_part(skin_part *part)
+{
+    if (!part)
+        return 0;
+    for (uint32_t i = 0; i < part->count; i++)
+        skin_page_clear(&part->pages[i]);
+    free(part->pages);
+    free(part);
+    return 0;
+}
