@@ -1,0 +1,8 @@
+/* play_controls: keys and touches on the play screen. Main thread. */
+#pragma once
+
+struct view;
+
+/* The input operation of the play screen's record. 0: draw in this pass; -1: the screen was left,
+ * slides, or has just loaded a skin. */
+int play_input(view *self);
