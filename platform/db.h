@@ -16,6 +16,8 @@ struct db_result {
 /* Waits for the running statement; an open transaction rolls back. The handle's later calls from
  * other threads return -1. Accepts null. */
 int db_close(db_handle *handle);
+/* Whether the handle may still be used: a worker asks before it goes on with a long job. */
+bool db_is_open(db_handle *handle);
 /* Runs one SQL text.
  *   result_out  null, or receives a result for db_free_res(); null after a failure
  * Returns 0, or -1 (also for a null handle or text). */

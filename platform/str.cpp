@@ -12,6 +12,11 @@ static bool str_is_space(char c)
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
+static char str_fold(char c)
+{
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
 char *str_strip(char *text)
 {
     if (!text)
@@ -68,4 +73,19 @@ int32_t str_to_int32(const char *text, const char **rest)
     if (value < INT32_MIN)
         return INT32_MIN;
     return static_cast<int32_t>(value);
+}
+
+bool str_starts_nocase(const char *text, const char *start)
+{
+    if (!text)
+        text = "";
+    for (; start && *start; text++, start++)
+        if (str_fold(*text) != str_fold(*start))
+            return false;
+    return true;
+}
+
+bool str_equal_nocase(const char *left, const char *right)
+{
+    return str_starts_nocase(left, right) && str_starts_nocase(right, left);
 }

@@ -32,3 +32,7 @@ template <size_t size> bool str_format(char (&to)[size], const char *format, ...
 
 /* strtol() base 10 saturated to 32 bits, as the 32-bit target reads numbers. *rest may be null. */
 int32_t str_to_int32(const char *text, const char **rest);
+
+/* Without regard to ASCII case, whatever the locale. Null texts count as empty. */
+bool str_equal_nocase(const char *left, const char *right);
+bool str_starts_nocase(const char *text, const char *start);

@@ -1,0 +1,160 @@
+/* library: the database of tracks. */
+#include "library/library.h"
+
+#include "platform/db.h"
+#include "platform/str.h"
+
+#include <atomic>
+#include <cstdint>
+
+constexpr int32_t schema_version = 1;
+
+/* A statement with "%s" is run once for each column, which fills both places. */
+struct schema_step {
+    const char *sql;
+    const char *columns[6]; /* null-ended when shorter */
+};
+
+static const schema_step schema_steps[] = {
+    {"CREATE TABLE zervp_tracks( id INTEGER PRIMARY KEY, name TEXT NOT NULL COLLATE NOCASE, "
+     "comment TEXT, track_no INTEGER, disc_no INTEGER, length INTEGER, url INTEGER, "
+     "artist INTEGER, album INTEGER, genre INTEGER, year INTEGER );",
+     {}},
+    {"CREATE UNIQUE INDEX zervp_tracks_url ON zervp_tracks(url) ;", {}},
+    {"CREATE INDEX zervp_tracks_%s ON zervp_tracks(%s) ;",
+     {"artist", "album", "genre", "year", "name", "length"}},
+    {"CREATE TABLE zervp_urls( id INTEGER PRIMARY KEY, path TEXT NOT NULL, dir INTEGER );", {}},
+    {"CREATE UNIQUE INDEX zervp_urls_path ON zervp_urls(path) ;", {}},
+    {"CREATE TABLE zervp_dirs( id INTEGER PRIMARY KEY, path TEXT NOT NULL, "
+     "mtime INTEGER NOT NULL );",
+     {}},
+    {"CREATE UNIQUE INDEX zervp_dirs_path ON zervp_dirs(path) ;", {}},
+    {"CREATE TABLE zervp_artists( id INTEGER PRIMARY KEY, name TEXT NOT NULL COLLATE NOCASE );",
+     {}},
+    {"CREATE UNIQUE INDEX zervp_artists_name ON zervp_artists(name) ;", {}},
+    {"CREATE TABLE zervp_albums( id INTEGER PRIMARY KEY, name TEXT NOT NULL COLLATE NOCASE, "
+     "artist INTEGER );",
+     {}},
+    {"CREATE UNIQUE INDEX zervp_albums_name_artist ON zervp_albums(name, artist) ;", {}},
+    {"CREATE INDEX zervp_albums_%s ON zervp_albums(%s) ;", {"name", "artist"}},
+    {"CREATE TABLE zervp_genres( id INTEGER PRIMARY KEY, name TEXT NOT NULL COLLATE NOCASE );", {}},
+    {"CREATE UNIQUE INDEX zervp_genres_name ON zervp_genres(name) ;", {}},
+    {"CREATE TABLE zervp_years( id INTEGER PRIMARY KEY, name TEXT NOT NULL COLLATE NOCASE );", {}},
+    {"CREATE UNIQUE INDEX zervp_years_name ON zervp_years(name) ;", {}},
+    {"CREATE TABLE zervp_playlists( id INTEGER PRIMARY KEY, path TEXT NOT NULL );", {}},
+    {"CREATE UNIQUE INDEX zervp_playlists_path ON zervp_playlists(path) ;", {}},
+};
+
+/* How the file is kept: a rebuild is one transaction with a rollback journal, so a killed one
+ * leaves the old library whole. The page cache holds the indexes of a middling library, because
+ * pages that do not fit are written more than once; sorting stays off the flash. */
+static const char *const open_pragmas[] = {
+    "PRAGMA cache_size=-4096;",
+    "PRAGMA temp_store=MEMORY;",
+};
+
+enum class schema_state { current, missing, refused };
+
+constinit db_handle *library_db = nullptr;
+
+static schema_state schema_judge(const char *version)
+{
+    const char *rest = nullptr;
+    if (!version)
+        return schema_state::refused;
+    const int32_t number = str_to_int32(version, &rest);
+    if (*rest || number < 0 || number > schema_version)
+        return schema_state::refused;
+    return number == schema_version ? schema_state::current : schema_state::missing;
+}
+
+static schema_state schema_look()
+{
+    db_result *result = nullptr;
+    if (db_exec(library_db, "SELECT version from zervp_version;", &result) != 0)
+        return schema_state::missing;
+    const schema_state state =
+        result->count == 0 ? schema_state::missing : schema_judge(result->rows[0][0]);
+    (void)db_free_res(result);
+    return state;
+}
+
+static int schema_run_step(const schema_step *step)
+{
+    if (!step->columns[0])
+        return db_exec(library_db, step->sql, nullptr);
+    for (const char *column : step->columns) {
+        if (!column)
+            break;
+        char *sql = db_mprintf(step->sql, column, column);
+        const int result = db_exec(library_db, sql, nullptr);
+        db_free(sql);
+        if (result != 0)
+            return -1;
+    }
+    return 0;
+}
+
+static int schema_write_version()
+{
+    const char *format =
+        db_exec(library_db, "CREATE TABLE zervp_version( version INTEGER );", nullptr) == 0
+            ? "INSERT INTO zervp_version( version ) VALUES( %d );"
+            : "UPDATE zervp_version SET version = %d ;";
+    char *sql = db_mprintf(format, schema_version);
+    const int result = db_exec(library_db, sql, nullptr);
+    db_free(sql);
+    return result;
+}
+
+static int schema_create()
+{
+    for (const schema_step &step : schema_steps)
+        if (schema_run_step(&step) != 0)
+            return -1;
+    return schema_write_version();
+}
+
+/* One transaction, because slow flash takes a good part of a second for each. What was made before
+ * a failure is kept. */
+static int schema_create_at_once()
+{
+    const bool begun = db_exec(library_db, "BEGIN TRANSACTION;", nullptr) == 0;
+    const int result = schema_create();
+    if (begun && db_exec(library_db, "COMMIT TRANSACTION;", nullptr) != 0)
+        return -1;
+    return result;
+}
+
+int library_init_schema()
+{
+    switch (schema_look()) {
+    case schema_state::current:
+        return 0;
+    case schema_state::missing:
+        return schema_create_at_once();
+    case schema_state::refused:
+        break;
+    }
+    return -1;
+}
+
+int library_open()
+{
+    (void)library_close();
+    library_db = db_open("library.db");
+    if (!library_db)
+        return -1;
+    /* A file that is no database refuses these as well; the schema check tells. */
+    for (const char *pragma : open_pragmas)
+        (void)db_exec(library_db, pragma, nullptr);
+    return library_init_schema();
+}
+
+/* A scan may be fetching the handle on its thread; what it fetched stays valid. */
+int library_close()
+{
+    db_handle *handle = std::atomic_ref(library_db).exchange(nullptr);
+    (void)db_close(handle);
+    return 0;
+}
