@@ -1,0 +1,90 @@
+#include "update/update_download.h"
+
+#include "core/program.h"
+#include "platform/file.h"
+#include "platform/owner.h"
+#include "platform/sock.h"
+#include "platform/str.h"
+#include "update/update_package.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+
+constexpr uint64_t largest_package = 256ull << 20;
+constexpr uint64_t space_check_bytes = 1ull << 20; /* looked at each time so much was written */
+constexpr size_t longest_answer = 64u << 10;       /* a service that says more says nonsense */
+
+/* Reads to the end, keeping the beginning. */
+static int read_answer(sock *from, char (&answer)[update_answer_size])
+{
+    size_t kept = 0;
+    char piece[256];
+    for (size_t total = 0; total < longest_answer;) {
+        const int got = sock_read(from, piece, sizeof piece);
+        if (got < 0)
+            return -1;
+        if (got == 0) {
+            answer[kept] = '\0';
+            return 0;
+        }
+        const size_t room = sizeof answer - 1 - kept;
+        const size_t taken = (size_t)got < room ? (size_t)got : room;
+        memcpy(answer + kept, piece, taken);
+        kept += taken;
+        total += (size_t)got;
+    }
+    return -1;
+}
+
+static int copy_body(sock *from, FILE *to, bool (*go_on)())
+{
+    char piece[1024];
+    uint64_t total = 0, checked_at = 0;
+    if (update_free_space() < space_check_bytes * 2)
+        return -1;
+    while (go_on()) {
+        const int got = sock_read(from, piece, sizeof piece);
+        if (got <= 0)
+            return got;
+        total += (uint64_t)got;
+        if (total > largest_package || fwrite(piece, 1, (size_t)got, to) != (size_t)got)
+            return -1;
+        if (total - checked_at >= space_check_bytes) {
+            checked_at = total;
+            if (update_free_space() < space_check_bytes * 2)
+                return -1;
+        }
+    }
+    return -1;
+}
+
+const char *update_host()
+{
+    const char *host = getenv("ZERV_UPDATE_HOST");
+    return host ? host : ZERV_UPDATE_HOST;
+}
+
+int update_ask(char (&answer)[update_answer_size])
+{
+    char address[256];
+    if (!str_format(address, "http://%s/zerv-player/update/%s/%s", update_host(), PROGRAM_BUILD_ID,
+                    PROGRAM_VERSION))
+        return -1;
+    const owner<sock, sock_close> from(http_open(address));
+    if (!from || read_answer(from.get(), answer) != 0)
+        return -1;
+    (void)str_strip(answer);
+    return 0;
+}
+
+int update_download(const char *address, const char *folder, const char *path, bool (*go_on)())
+{
+    const owner<sock, sock_close> from(http_open(address));
+    if (!from || file_mkdir(folder) != 0)
+        return -1;
+    owner<FILE, fclose> to(file_fopen(path, "wb"));
+    if (!to || copy_body(from.get(), to.get(), go_on) != 0)
+        return -1;
+    return fclose(to.release()) == 0 ? 0 : -1;
+}

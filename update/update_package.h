@@ -1,0 +1,45 @@
+/* update_package: the zip archive of a new version, read with care: it came over the network and
+ * nobody signed it. Worker thread. */
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+struct update_package;
+
+struct update_entry {
+    char name[512]; /* inside the program folder: no "." or empty component, no leading "/" */
+    bool is_folder;
+    uint32_t index; /* place in the archive, from 0 */
+    uint32_t mode;  /* permission bits that the packer kept, 0 when it kept none */
+    uint64_t size;  /* bytes, as declared */
+};
+
+/* Null when it is no archive or an empty one. The first entry is the current one. */
+[[nodiscard]] update_package *update_package_open(const char *path);
+/* Accepts null. */
+int update_package_close(update_package *package);
+uint32_t update_package_count(const update_package *package);
+/* Describes the current entry. -1 when its name leaves the folder, cannot be kept, or belongs to
+ * the scratch folder, and for symbolic links and encrypted entries. */
+[[nodiscard]] int update_package_entry(update_package *package, update_entry *entry);
+/* Hands the current entry's content over in pieces; `take` returns -1 to stop. -1 also for damaged
+ * data and a wrong checksum, which shows only after the last piece. */
+[[nodiscard]] int update_package_read(update_package *package,
+                                      int (*take)(void *context, const void *piece, size_t size),
+                                      void *context);
+/* -1 at the end and for a damaged archive. */
+[[nodiscard]] int update_package_next(update_package *package);
+
+/* Whether every entry can be unpacked: names, folders, checksums, and room for all of it on the
+ * disk. Changes nothing.
+ *   go_on  asked between entries; false gives up
+ * 0 or -1. */
+[[nodiscard]] int update_package_check(const char *path, bool (*go_on)());
+
+/* Writes a name from an archive without its "." and empty components. False for what must not be
+ * unpacked: a ".." component, a leading "/", a drive letter, a backslash, nothing at all, or the
+ * scratch folder "_tmp". */
+bool update_name_clean(const char *name, char (&to)[512]);
+/* Bytes free to us in the program folder. */
+uint64_t update_free_space();
