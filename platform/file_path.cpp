@@ -99,30 +99,34 @@ int file_is_absolute_path(const char *path)
     return path && path[0] == '/';
 }
 
-int file_resolve_path(const char *path, char *out, size_t size)
+/* Puts the absolute path together in `whole`. Returns its length, 0 when there is none. */
+static size_t path_resolve(const char *path, char *whole, size_t size)
 {
-    if (!out || size == 0)
-        return -1;
-    out[0] = '\0';
-    if (!path || !*path || size < 2)
-        return -1;
     char folder[PATH_MAX];
     folder[0] = '\0';
-    if (path[0] != '/' && !getcwd(folder, sizeof(folder)))
-        return -1;
-    /* Built aside: the result may be wanted where the argument lies, and the way to it, before a
-     * "..", may be longer than the result. */
-    char whole[2 * PATH_MAX];
-    path_builder builder = {.out = whole, .size = sizeof(whole), .length = 0, .full = false};
+    if (!path || !*path || (path[0] != '/' && !getcwd(folder, sizeof(folder))))
+        return 0;
+    path_builder builder = {.out = whole, .size = size, .length = 0, .full = false};
     path_walk(&builder, folder);
     path_walk(&builder, path);
     if (builder.length == 0)
         whole[builder.length++] = '/';
-    if (builder.full || builder.length >= size)
+    return builder.full ? 0 : builder.length;
+}
+
+int file_resolve_path(const char *path, char *out, size_t size)
+{
+    /* Built aside: the result may be wanted where the argument lies, and the way to it, before a
+     * "..", may be longer than the result. */
+    char whole[2 * PATH_MAX];
+    if (!out || size == 0)
         return -1;
-    memcpy(out, whole, builder.length);
-    out[builder.length] = '\0';
-    return 0;
+    const size_t length = path_resolve(path, whole, sizeof(whole));
+    const bool fits = length > 0 && length < size;
+    if (fits)
+        memcpy(out, whole, length);
+    out[fits ? length : 0] = '\0';
+    return fits ? 0 : -1;
 }
 
 int file_get_absolute_path(const char *path, char *out, size_t size)
