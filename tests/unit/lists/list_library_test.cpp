@@ -1,0 +1,358 @@
+/* The library browser over a real database. */
+#include "unit/lists/fake_program.h"
+
+#include "lists/list_library.h"
+
+#include <chrono>
+
+class list_library_browser : public lists_test
+{
+  protected:
+    void SetUp() override
+    {
+        lists_test::SetUp();
+        ASSERT_EQ(library_open(), 0);
+        ASSERT_EQ(list_library->init(), 0);
+    }
+    void TearDown() override
+    {
+        EXPECT_EQ(list_library->exit(), 0);
+        view_list_free(list_library);
+        lists_test::TearDown();
+    }
+    void two_bands()
+    {
+        add_track("/q/rhapsody.mp3", "bohemian", "Queen", "Opera", "Rock");
+        add_track("/q/champions.mp3", "Champions", "Queen", "Gold", "Rock");
+        add_track("/q/alive.mp3", "alive", "Queen", "Gold", "Rock");
+        add_track("/a/dancing.mp3", "Dancing", "ABBA", "Gold", "Pop");
+        add_track("/a/waterloo.mp3", "Waterloo", "ABBA", "Waterloo", "Rock");
+    }
+    void enter(const char *key, const char *title)
+    {
+        EXPECT_EQ(list_library_reset_conds(), 0);
+        EXPECT_EQ(list_library_add_cond_key(key, title), 0);
+        list_library->cursor = 0;
+    }
+    int choose_row(const std::string &text, int32_t mode)
+    {
+        const texts rows = rows_of(list_library);
+        for (size_t i = 0; i < rows.size(); i++)
+            if (rows[i] == text)
+                return choose(list_library, static_cast<int32_t>(i), mode);
+        ADD_FAILURE() << "no row " << text;
+        return -2;
+    }
+    texts rows() { return rows_of(list_library); }
+};
+
+TEST_F(list_library_browser, is_empty_at_depth_zero)
+{
+    EXPECT_EQ(list_library->update(nullptr, nullptr), 0);
+    EXPECT_EQ(list_library->count, 0u);
+    EXPECT_STREQ(list_library->title, "");
+    EXPECT_STREQ(list_library->subtitle, "");
+    EXPECT_EQ(choose(list_library, 0, 0), 0);
+    EXPECT_EQ(list_library_pop_cond(), -1);
+    EXPECT_EQ(list_library_set_cond(1, "x"), -1);
+    EXPECT_EQ(choose(list_library, -1, 1), -1);
+    EXPECT_EQ(the_seen.shown, (std::vector<list *>{list_main}));
+}
+
+TEST_F(list_library_browser, lists_each_category)
+{
+    two_bands();
+    enter("artist", "Artists");
+    EXPECT_EQ(rows(), (texts{"All Artists (2 曲目)", "ABBA", "Queen"}));
+    EXPECT_STREQ(list_library->title, "Artists");
+    EXPECT_STREQ(list_library->subtitle, "");
+    enter("album", "Albums");
+    EXPECT_EQ(rows()[0], "All Albums (4 曲目)");
+    EXPECT_EQ(rows()[3], "Opera (Queen)");
+    EXPECT_EQ(rows()[4], "Waterloo (ABBA)");
+    enter("genre", "Genres");
+    EXPECT_EQ(rows(), (texts{"All Genres (2 曲目)", "Pop", "Rock"}));
+    enter("track", "Tracks");
+    EXPECT_EQ(rows(), (texts{"All Tracks (5 曲目)", "alive", "bohemian", "Champions", "Dancing",
+                             "Waterloo"}));
+}
+
+TEST_F(list_library_browser, tells_albums_of_one_name_apart_at_the_first_level_only)
+{
+    two_bands();
+    enter("album", "Albums");
+    const texts first = rows();
+    EXPECT_EQ(std::count(first.begin(), first.end(), "Gold (ABBA)"), 1);
+    EXPECT_EQ(std::count(first.begin(), first.end(), "Gold (Queen)"), 1);
+    enter("artist", "Artists");
+    EXPECT_EQ(choose_row("Queen", 0), 0);
+    EXPECT_EQ(rows(), (texts{"All Albums (2 曲目)", "Gold", "Opera"}));
+}
+
+TEST_F(list_library_browser, drills_down_from_artist_to_track)
+{
+    two_bands();
+    enter("artist", "Artists");
+    list_library->cursor = 2;
+    EXPECT_EQ(choose_row("Queen", 1), 0);
+    EXPECT_EQ(list_screen.redraw, 1);
+    EXPECT_EQ(list_library->cursor, 0);
+    EXPECT_STREQ(list_library->title, "Albums");
+    EXPECT_STREQ(list_library->subtitle, "Queen");
+    EXPECT_EQ(choose_row("Gold", 0), 0);
+    EXPECT_STREQ(list_library->title, "Tracks");
+    EXPECT_STREQ(list_library->subtitle, "Queen > Gold");
+    EXPECT_EQ(rows(), (texts{"All Tracks (2 曲目)", "alive", "Champions"}));
+}
+
+TEST_F(list_library_browser, uses_all_four_levels_from_a_genre)
+{
+    two_bands();
+    enter("genre", "Genres");
+    EXPECT_EQ(choose_row("Rock", 0), 0);
+    EXPECT_EQ(rows(), (texts{"All Artists (2 曲目)", "ABBA", "Queen"}));
+    EXPECT_EQ(choose(list_library, 0, 0), 0); /* all of them */
+    EXPECT_EQ(rows(), (texts{"All Albums (3 曲目)", "Gold", "Opera", "Waterloo"}));
+    EXPECT_STREQ(list_library->subtitle, "Rock"); /* "all" adds nothing */
+    EXPECT_EQ(choose_row("Gold", 0), 0);
+    EXPECT_STREQ(list_library->subtitle, "Rock > Gold");
+    EXPECT_EQ(rows(), (texts{"All Tracks (2 曲目)", "alive", "Champions"}));
+
+    const texts before = rows();
+    EXPECT_EQ(list_library_add_cond_key("track", "Tracks"), -1); /* a fifth */
+    EXPECT_EQ(rows(), before);
+    EXPECT_STREQ(list_library->title, "Tracks");
+}
+
+TEST_F(list_library_browser, goes_back_to_the_row_it_came_from)
+{
+    two_bands();
+    enter("artist", "Artists");
+    EXPECT_EQ(choose_row("Queen", 0), 0);
+    EXPECT_EQ(choose_row("Opera", 0), 0);
+    list_screen.redraw = 0;
+    EXPECT_EQ(choose(list_library, -1, 1), 0);
+    EXPECT_STREQ(list_library->title, "Albums");
+    EXPECT_EQ(list_library->cursor, 2);
+    EXPECT_EQ(list_screen.redraw, 1);
+    EXPECT_EQ(choose(list_library, -1, 1), 0);
+    EXPECT_EQ(list_library->cursor, 2); /* Queen */
+
+    EXPECT_EQ(choose(list_library, 0, 0), 0);
+    EXPECT_EQ(choose(list_library, -1, 1), 0);
+    EXPECT_EQ(list_library->cursor, 0); /* "all" */
+    EXPECT_TRUE(the_seen.shown.empty());
+
+    EXPECT_EQ(choose(list_library, -1, 1), -1); /* from the first level to the main menu */
+    EXPECT_EQ(the_seen.shown, (std::vector<list *>{list_main}));
+    EXPECT_EQ(main_menu.cursor, 3);
+    EXPECT_EQ(list_library->count, 0u);
+}
+
+TEST_F(list_library_browser, leaves_from_any_depth_with_the_back_key_and_stays_where_it_is)
+{
+    two_bands();
+    enter("artist", "Artists");
+    EXPECT_EQ(choose_row("Queen", 0), 0);
+    const texts before = rows();
+    EXPECT_EQ(press(list_library, 0x200), -1);
+    EXPECT_EQ(the_seen.shown, (std::vector<list *>{list_main}));
+    EXPECT_EQ(main_menu.cursor, 3);
+    EXPECT_EQ(list_library->update(nullptr, nullptr), 0);
+    EXPECT_EQ(rows(), before);
+    EXPECT_EQ(press(list_library, 0x4), 0);
+    input_key.pressed = 0x200;
+    EXPECT_EQ(list_library->input(&list_screen, list_library), 0); /* no event */
+}
+
+TEST_F(list_library_browser, plays_a_chosen_track)
+{
+    two_bands();
+    enter("track", "Tracks");
+    EXPECT_EQ(choose_row("Champions", 0), 0);
+    EXPECT_EQ(the_seen.begun, texts{"/q/champions.mp3"});
+    EXPECT_EQ(the_seen.selected, (std::vector<view *>{view_play}));
+    EXPECT_EQ(queued_names(), texts{"Champions (Queen)"});
+    EXPECT_EQ(read_file("current.m3u"), "/q/champions.mp3\r\n");
+}
+
+TEST_F(list_library_browser, queues_everything_in_title_order)
+{
+    two_bands();
+    (void)list_cur_playlist_add("/a/dancing.mp3", nullptr, nullptr);
+    enter("track", "Tracks");
+    EXPECT_EQ(choose(list_library, 0, 1), 0);
+    EXPECT_EQ(queued_names(), (texts{"Dancing (ABBA)", "alive (Queen)", "bohemian (Queen)",
+                                     "Champions (Queen)", "Waterloo (ABBA)"}));
+    EXPECT_EQ(the_seen.begun, texts{"/q/alive.mp3"});
+    EXPECT_EQ(list_cur_playlist->count, 5u);
+}
+
+TEST_F(list_library_browser, queues_a_row_in_mode_two_without_opening_it)
+{
+    two_bands();
+    enter("artist", "Artists");
+    EXPECT_EQ(choose_row("Queen", 2), 0);
+    EXPECT_EQ(queued_paths(), (texts{"/q/alive.mp3", "/q/rhapsody.mp3", "/q/champions.mp3"}));
+    EXPECT_EQ(the_seen.in_background, texts{"/q/alive.mp3"});
+    EXPECT_TRUE(the_seen.selected.empty());
+    EXPECT_STREQ(list_library->title, "Artists");
+
+    EXPECT_EQ(choose(list_library, 0, 2), 0); /* "all" artists */
+    EXPECT_EQ(queued_paths().size(), 5u);
+}
+
+TEST_F(list_library_browser, queues_all_of_a_genre_through_four_levels)
+{
+    two_bands();
+    enter("genre", "Genres");
+    EXPECT_EQ(choose_row("Rock", 0), 0);
+    EXPECT_EQ(choose(list_library, 0, 0), 0);
+    EXPECT_EQ(choose(list_library, 0, 0), 0);
+    EXPECT_EQ(choose(list_library, 0, 0), 0);
+    EXPECT_EQ(queued_paths(),
+              (texts{"/q/alive.mp3", "/q/rhapsody.mp3", "/q/champions.mp3", "/a/waterloo.mp3"}));
+}
+
+TEST_F(list_library_browser, plays_the_first_track_that_opens)
+{
+    add_track("/broken/1.mp3", "1", "A", "B", "G");
+    add_track("/broken/2.mp3", "2", "A", "B", "G");
+    add_track("/fine/3.mp3", "3", "A", "B", "G");
+    enter("track", "Tracks");
+    EXPECT_EQ(choose(list_library, 0, 0), 0);
+    EXPECT_EQ(the_seen.begun, (texts{"/broken/1.mp3", "/broken/2.mp3", "/fine/3.mp3"}));
+    EXPECT_EQ(the_seen.selected.size(), 1u);
+
+    the_seen = {};
+    EXPECT_EQ(choose(list_library, 0, 2), 0); /* in the background only the first is tried */
+    EXPECT_EQ(the_seen.in_background, texts{"/broken/1.mp3"});
+}
+
+TEST_F(list_library_browser, stays_when_no_track_opens)
+{
+    add_track("/broken/1.mp3", "1", "A", "B", "G");
+    enter("track", "Tracks");
+    EXPECT_EQ(choose(list_library, 0, 0), 0);
+    EXPECT_TRUE(the_seen.selected.empty());
+    EXPECT_EQ(queued_paths(), texts{"/broken/1.mp3"});
+}
+
+TEST_F(list_library_browser, ignores_mode_three_and_rows_it_does_not_have)
+{
+    two_bands();
+    enter("artist", "Artists");
+    for (int32_t row = -1; row < 4; row++)
+        EXPECT_EQ(choose(list_library, row, 3), 0);
+    for (const int32_t row : {3, 4, -2, INT32_MAX, INT32_MIN})
+        EXPECT_EQ(choose(list_library, row, 0), 0);
+    EXPECT_STREQ(list_library->title, "Artists");
+    EXPECT_EQ(queued_paths(), texts{});
+    EXPECT_TRUE(the_seen.shown.empty());
+}
+
+TEST_F(list_library_browser, opens_nothing_below_an_unknown_category)
+{
+    two_bands();
+    sql("INSERT INTO zervp_years(name) VALUES('1975');");
+    sql("UPDATE zervp_tracks SET year=1;");
+    enter("year", "Years");
+    EXPECT_EQ(rows(), (texts{"All Years (1 曲目)", "1975"}));
+    list_library->cursor = 1;
+    EXPECT_EQ(choose(list_library, 1, 0), 0);
+    EXPECT_STREQ(list_library->title, "Years");
+    EXPECT_EQ(list_library->cursor, 0);
+}
+
+TEST_F(list_library_browser, shows_an_empty_level_when_the_question_fails)
+{
+    two_bands();
+    enter("nonsense", "Nonsense");
+    EXPECT_EQ(list_library->count, 0u);
+    EXPECT_STREQ(list_library->title, "Nonsense");
+    EXPECT_EQ(choose(list_library, 0, 0), 0);
+
+    enter("artist", "Artists");
+    EXPECT_EQ(library_close(), 0);
+    EXPECT_EQ(choose(list_library, 1, 2), 0); /* the tracks cannot be asked for: nothing changes */
+    EXPECT_EQ(queued_paths(), texts{});
+    EXPECT_EQ(list_library->update(nullptr, nullptr), 0);
+    EXPECT_EQ(list_library->count, 0u);
+}
+
+TEST_F(list_library_browser, shows_only_the_heading_row_of_an_empty_library)
+{
+    enter("artist", "Artists");
+    EXPECT_EQ(rows(), texts{"All Artists (0 曲目)"});
+    EXPECT_EQ(choose(list_library, 0, 2), 0);
+    EXPECT_TRUE(the_seen.begun.empty());
+    EXPECT_EQ(choose(list_library, 0, 0), 0);
+    EXPECT_EQ(rows(), texts{"All Albums (0 曲目)"});
+}
+
+TEST_F(list_library_browser, cuts_long_texts)
+{
+    const std::string artist(150, 'a');
+    add_track("/x.mp3", "T", artist, "Album", "G");
+    EXPECT_EQ(list_library_reset_conds(), 0);
+    EXPECT_EQ(list_library_add_cond_key("artist", std::string(150, 't').c_str()), 0);
+    EXPECT_EQ(list_library->title, std::string(99, 't'));
+    EXPECT_EQ(rows()[0], "All " + std::string(99, 't') + " (1 曲目)");
+    EXPECT_EQ(rows()[1], artist); /* rows are whole */
+    EXPECT_EQ(choose(list_library, 1, 0), 0);
+    EXPECT_EQ(list_library->subtitle, std::string(99, 'a'));
+    EXPECT_EQ(choose(list_library, 1, 0), 0);
+    EXPECT_EQ(list_library->subtitle, std::string(99, 'a'));
+}
+
+TEST_F(list_library_browser, takes_names_with_quotes_and_percent_signs_as_they_are)
+{
+    add_track("/x.mp3", "T", "100%s ''n'' %n", "it''s", "G"); /* quotes doubled for SQL */
+    enter("artist", "Artists");
+    EXPECT_EQ(rows()[1], "100%s 'n' %n");
+    EXPECT_EQ(choose(list_library, 1, 0), 0);
+    EXPECT_STREQ(list_library->subtitle, "100%s 'n' %n");
+    EXPECT_EQ(rows()[1], "it's");
+    EXPECT_EQ(choose(list_library, 1, 2), 0);
+    EXPECT_EQ(queued_names(), texts{"T (100%s 'n' %n)"});
+}
+
+TEST_F(list_library_browser, survives_a_library_that_changed_under_it)
+{
+    two_bands();
+    enter("artist", "Artists");
+    sql("DELETE FROM zervp_tracks;");
+    sql("DELETE FROM zervp_artists;");
+    EXPECT_EQ(choose_row("Queen", 0), 0);
+    EXPECT_EQ(rows(), texts{"All Albums (0 曲目)"});
+    EXPECT_EQ(choose(list_library, -1, 1), 0);
+    EXPECT_EQ(rows(), texts{"All Artists (0 曲目)"});
+    EXPECT_EQ(list_library->cursor, 0); /* the row it came from is gone */
+}
+
+TEST_F(list_library_browser, serves_fifty_thousand_tracks)
+{
+    sql("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 50000) INSERT "
+        "INTO zervp_urls(id, path) SELECT i, '/media/music/artist ' || (i / 100) || '/album/' || "
+        "i || '.mp3' FROM n;");
+    sql("INSERT INTO zervp_artists(name) SELECT DISTINCT 'artist ' || (id / 100) FROM zervp_urls;");
+    sql("INSERT INTO zervp_albums(name, artist) VALUES('album', 1);");
+    sql("INSERT INTO zervp_tracks(name, url, artist, album) SELECT 'title ' || (id * 7919 % 50000)"
+        ", id, 1 + id / 100, 1 FROM zervp_urls;");
+    using clock = std::chrono::steady_clock;
+    const auto begin = clock::now();
+    enter("track", "Tracks");
+    const auto opened = clock::now();
+    EXPECT_EQ(list_library->count, 50001u);
+    const auto before = clock::now();
+    EXPECT_EQ(choose(list_library, 0, 2), 0);
+    const auto queued = clock::now();
+    EXPECT_EQ(list_cur_playlist->count, 50000u);
+    const std::chrono::duration<double> level = opened - begin;
+    const std::chrono::duration<double> all = queued - before;
+    printf("level %.0f ms, queueing %.0f ms\n", level.count() * 1000, all.count() * 1000);
+    EXPECT_LT(all.count(), 2.0);
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+    EXPECT_LT(level.count(), 0.5); /* a loaded machine; alone it stays well below 0.1 */
+#endif
+}
