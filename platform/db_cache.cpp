@@ -37,24 +37,28 @@ static db_cached *cache_oldest_locked(db_handle *handle) REQUIRES(handle->lock)
     return oldest;
 }
 
-/* Null when the text cannot be prepared with its literals taken out: it is then run as it stands,
- * for the message that belongs to it. */
-static sqlite3_stmt *cache_prepare_locked(db_handle *handle, const db_lifted *lifted)
+/* Returns db_unusual for a text that cannot be prepared with its literals taken out: it is then run
+ * as it stands, for the message that belongs to it. A locked or damaged file says the same to both. */
+static int cache_prepare_locked(db_handle *handle, const db_lifted *lifted, sqlite3_stmt **out)
     REQUIRES(handle->lock)
 {
-    sqlite3_stmt *statement = nullptr;
     const char *tail = nullptr;
-    if (sqlite3_prepare_v3(handle->sqlite, lifted->rest, -1, SQLITE_PREPARE_PERSISTENT, &statement,
-                           &tail) != SQLITE_OK)
-        return nullptr;
-    if (statement && db_is_tail_empty(tail) &&
-        sqlite3_bind_parameter_count(statement) == static_cast<int>(lifted->count))
-        return statement;
-    (void)sqlite3_finalize(statement);
-    return nullptr;
+    const int code =
+        sqlite3_prepare_v3(handle->sqlite, lifted->rest, -1, SQLITE_PREPARE_PERSISTENT, out, &tail);
+    if (code == SQLITE_ERROR)
+        return db_unusual;
+    if (code != SQLITE_OK) {
+        db_note_message(sqlite3_errmsg(handle->sqlite));
+        return db_failed;
+    }
+    if (*out && db_is_tail_empty(tail) &&
+        sqlite3_bind_parameter_count(*out) == static_cast<int>(lifted->count))
+        return db_ran;
+    (void)sqlite3_finalize(*out);
+    return db_unusual;
 }
 
-static sqlite3_stmt *cache_find_locked(db_handle *handle, const db_lifted *lifted)
+static int cache_find_locked(db_handle *handle, const db_lifted *lifted, sqlite3_stmt **out)
     REQUIRES(handle->lock)
 {
     const uint32_t hash = cache_hash(lifted->rest);
@@ -62,21 +66,22 @@ static sqlite3_stmt *cache_find_locked(db_handle *handle, const db_lifted *lifte
     for (db_cached &place : handle->cache) {
         if (place.text && place.hash == hash && strcmp(place.text, lifted->rest) == 0) {
             place.used = handle->uses;
-            return place.statement;
+            *out = place.statement;
+            return db_ran;
         }
     }
-    sqlite3_stmt *statement = cache_prepare_locked(handle, lifted);
-    if (!statement)
-        return nullptr;
+    const int result = cache_prepare_locked(handle, lifted, out);
+    if (result != db_ran)
+        return result;
     char *text = strdup(lifted->rest);
     if (!text) {
-        (void)sqlite3_finalize(statement);
-        return nullptr;
+        (void)sqlite3_finalize(*out);
+        return db_unusual;
     }
     db_cached *place = cache_oldest_locked(handle);
     cache_forget(place);
-    *place = {.text = text, .hash = hash, .used = handle->uses, .statement = statement};
-    return statement;
+    *place = {.text = text, .hash = hash, .used = handle->uses, .statement = *out};
+    return db_ran;
 }
 
 /* Null when the text is too long or memory runs out. */
@@ -118,9 +123,10 @@ int db_run_cached_locked(db_handle *handle, const char *sql, db_rows *rows)
     char *room = cache_room_locked(handle, sql);
     if (!room || db_lift(sql, room, &lifted) != 0)
         return db_unusual;
-    sqlite3_stmt *statement = cache_find_locked(handle, &lifted);
-    if (!statement)
-        return db_unusual;
+    sqlite3_stmt *statement = nullptr;
+    const int found = cache_find_locked(handle, &lifted, &statement);
+    if (found != db_ran)
+        return found;
     const int result =
         cache_bind(statement, &lifted) ? db_step_locked(handle, statement, rows) : db_unusual;
     /* An open statement would keep a transaction from ending. Its own error has been noted. */
