@@ -10,5 +10,19 @@ time_t clock_wall();  /* the wall clock, as time() */
 /* Sleeps. On the main thread of a real device it returns early when a key, a finger or a redraw
  * wants attention and stretches up to 20 ms when nobody has touched anything for two seconds. */
 void clock_msleep(int32_t ms);
-/* Lets a sleeping main thread go on at once. Any thread; safe in a signal handler. */
+/* Lets a sleeping main thread go on at once; whoever asks for a redraw from another thread calls
+ * it afterwards. Any thread; safe in a signal handler. */
 void clock_wake();
+
+/* ---- For the platform itself ---- */
+
+/* A key or the finger moved: the main thread sleeps no longer than it asks for a while. */
+void clock_note_input();
+/* How long the main thread sleeps when it asks for `ms`. */
+int32_t clock_stretch(int32_t ms, int32_t since_input_ms);
+/* From now on a clock_msleep() of the calling thread sets *noted instead of sleeping; null ends
+ * this. The sound thread learns so that the callback had nothing to play, and waits by itself. */
+void clock_note_sleeps(bool *noted);
+/* The machine's own clock, in milliseconds from an arbitrary base, and a sleep on it. */
+int64_t clock_real_msec();
+void clock_real_msleep(int32_t ms);

@@ -5,8 +5,10 @@
 #include <ctime>
 
 struct fb_surface;
+struct sound_speaker;
 
-/* Main thread unless said otherwise. Operations return 0 or -1. */
+/* Main thread unless said otherwise. Operations return 0 or -1. The closing ones accept a part
+ * that was never opened. */
 struct device {
     const char *name;
     bool (*fits)(); /* whether this machine looks like one, asked when ZERV_DEVICE names none */
@@ -21,21 +23,26 @@ struct device {
     int (*touch_open)();
     int (*touch_close)();
     void (*poll)(); /* once a pass, reports through key_event() and touch_event() */
-    /* Starts pulling sound through sound_pull() (sound_device.h) on a thread of its own. */
-    int (*sound_open)();
-    int (*sound_close)();
+    /* Where sound goes, see sound_device.h. Null: to a silent clock. */
+    const sound_speaker *(*speaker)();
     int32_t (*battery)();       /* per cent */
-    int32_t (*msec)();          /* monotonic; any thread */
-    time_t (*wall)();           /* any thread */
-    void (*msleep)(int32_t ms); /* any thread */
-    void (*wake)() = nullptr;   /* ends a main-thread msleep early; any thread, signal-safe */
+    int64_t (*msec)();          /* monotonic; any thread, also after close() */
+    time_t (*wall)();           /* any thread, also after close() */
+    void (*msleep)(int32_t ms); /* any thread, also after close() */
+    /* Sleeps at most `ms`; returns early for input and for wake(). Null: msleep() does. */
+    void (*wait)(int32_t ms) = nullptr;
+    /* Ends a wait() early, or the next one if none runs. Any thread; safe in a signal handler. */
+    void (*wake)() = nullptr;
+    /* -1 when something went wrong that must show in the exit status of the program. */
+    int (*status)() = nullptr;
 };
 
 extern const device device_sdl;     /* a desktop window; only in builds with SDL */
 extern const device device_linux;   /* frame buffer, evdev, ALSA */
 extern const device device_virtual; /* memory, script and WAV file */
 
-extern const device *device_current; /* null before sys_init() */
+/* Null before sys_init(); stays set after sys_exit(), because workers may still ask for the time. */
+extern const device *device_current;
 
 /* What only the program knows and a scripted device may be asked for. */
 struct device_program_state {

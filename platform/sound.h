@@ -2,7 +2,12 @@
  *
  * The sound thread calls the callback for one period at a time (at most 12 ms, never 0 bytes, a
  * multiple of 4 bytes, buffer zeroed) and keeps 60 to 110 ms queued. The volume is applied where
- * sound leaves the queue, so a change is heard at once. */
+ * sound leaves the queue, so a change is heard at once.
+ *
+ * A callback that has nothing to play calls clock_msleep() and returns with its buffer untouched.
+ * On the sound thread that does not sleep: it tells the thread, which then queues nothing and
+ * calls again 40 ms later, or, some seconds after the last input or reset, twice a second, unless
+ * sound_wake() says that there is something to play. */
 #pragma once
 
 #include <cstdint>
@@ -19,6 +24,8 @@ int sound_close();
 /* Drops what is queued. From another thread the period being filled is dropped too; from inside the
  * callback (the end of a track) what is queued is played to its end. Any thread; waits for nobody. */
 int sound_reset();
+/* There is something to play again: a track was opened, a pause has ended. Any thread; cheap. */
+void sound_wake();
 /* Milliseconds queued, without the period being filled. Any thread; takes no lock. */
 int32_t sound_get_buffer_remaining();
 /* 0..100. The set value comes back exactly; out of range is clamped and written back through the

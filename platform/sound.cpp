@@ -1,0 +1,412 @@
+#include "platform/sound.h"
+
+#include "platform/clock.h"
+#include "platform/device.h"
+#include "platform/fault.h"
+#include "platform/lock.h"
+#include "platform/sound_device.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <pthread.h>
+
+constexpr uint32_t ring_frames = 8192;                    /* a power of two above full_frames */
+constexpr uint32_t full_frames = sound_rate * 110 / 1000; /* never more is queued */
+/* Down to here nobody wakes: nine periods are 104 ms, so the thread sleeps 42 ms at a time. */
+constexpr uint32_t low_frames = sound_rate * 62 / 1000;
+constexpr int32_t idle_soon_ms = 40, idle_late_ms = 500;
+constexpr int32_t attentive_ms = 3000;
+constexpr size_t stack_bytes = 1024 * 1024; /* decoders and the file names of a playlist */
+constexpr int32_t gain_one = 65536;
+constexpr int32_t gain_slide_frames = 256; /* a change takes 6 ms and does not click */
+
+struct sound_gain {
+    int32_t left, right; /* gain_one leaves a sample as it is */
+};
+
+/* A leaf: held for copying a few kilobytes, never while the callback runs. */
+static constinit sys_lock queue_lock;
+static pthread_cond_t thread_work = PTHREAD_COND_INITIALIZER;
+static pthread_cond_t step_done = PTHREAD_COND_INITIALIZER;
+static int16_t ring[ring_frames * 2] GUARDED_BY(queue_lock);
+static uint32_t ring_first GUARDED_BY(queue_lock) = 0;
+static uint32_t ring_count GUARDED_BY(queue_lock) = 0;
+static uint32_t resets GUARDED_BY(queue_lock) = 0;
+static bool closing GUARDED_BY(queue_lock) = false;
+static bool woken GUARDED_BY(queue_lock) = false;
+static bool drop_pending GUARDED_BY(queue_lock) = false;
+static bool thread_idle GUARDED_BY(queue_lock) = false;
+static uint32_t steps_wanted GUARDED_BY(queue_lock) = 0;
+static uint32_t steps_done GUARDED_BY(queue_lock) = 0;
+
+static std::atomic<uint32_t> queued_frames{0}; /* ring_count, for those who may not lock */
+static std::atomic<int32_t> volume_left{100}, volume_right{100};
+static std::atomic<int32_t> gain_left{gain_one}, gain_right{gain_one}; /* of the volume */
+static std::atomic<int64_t> attention_ms{0}; /* clock_real_msec() of the last reason to listen */
+
+static std::atomic<const sound_speaker *> speaker{nullptr}; /* null while closed; set on main */
+
+/* Main thread; set before the sound thread starts, which then only reads them. */
+static sound_callback callback = nullptr;
+static void *callback_user = nullptr;
+static pthread_t thread;
+
+static constinit thread_local bool on_sound_thread = false;
+
+/* The pulling thread's. */
+static sound_gain gain_now = {gain_one, gain_one};
+static bool gain_settled = false; /* false: nothing was heard just before, so no slide */
+
+static uint32_t total_frames()
+{
+    const sound_speaker *open = speaker;
+    const uint32_t pending = open && open->pending ? open->pending() : 0;
+    return queued_frames.load(std::memory_order_relaxed) + pending;
+}
+
+static void set_count_locked(uint32_t frames) REQUIRES(queue_lock)
+{
+    ring_count = frames;
+    queued_frames.store(frames, std::memory_order_relaxed);
+}
+
+static void copy_in_locked(const int16_t *from, uint32_t frames) REQUIRES(queue_lock)
+{
+    const uint32_t at = (ring_first + ring_count) % ring_frames;
+    const uint32_t first = std::min(frames, ring_frames - at);
+    memcpy(ring + at * 2, from, (size_t)first * sound_frame_bytes);
+    memcpy(ring, from + first * 2, (size_t)(frames - first) * sound_frame_bytes);
+    set_count_locked(ring_count + frames);
+}
+
+static uint32_t copy_out(int16_t *to, uint32_t wanted)
+{
+    sys_guard guard(queue_lock);
+    const uint32_t frames = std::min(wanted, ring_count);
+    const uint32_t first = std::min(frames, ring_frames - ring_first);
+    memcpy(to, ring + ring_first * 2, (size_t)first * sound_frame_bytes);
+    memcpy(to + first * 2, ring, (size_t)(frames - first) * sound_frame_bytes);
+    ring_first = (ring_first + frames) % ring_frames;
+    set_count_locked(ring_count - frames);
+    return frames;
+}
+
+/* Twice the number sounds twice as loud: loudness doubles every 10 dB. */
+static int32_t volume_gain(int32_t volume)
+{
+    return (int32_t)lround(gain_one * pow(volume / 100.0, 5.0 / 3.0));
+}
+
+static int32_t slide(int32_t from, int32_t to)
+{
+    constexpr int32_t step = gain_one / gain_slide_frames;
+    return from < to ? std::min(from + step, to) : std::max(from - step, to);
+}
+
+/* Fits 32 bits: 32767 * gain_one + gain_one / 2 does. */
+static int16_t scale(int16_t sample, int32_t gain)
+{
+    return (int16_t)((sample * gain + gain_one / 2) >> 16);
+}
+
+static void apply_volume(int16_t *samples, uint32_t frames)
+{
+    const sound_gain wanted = {gain_left, gain_right};
+    if (!gain_settled)
+        gain_now = wanted;
+    gain_settled = true;
+    for (uint32_t i = 0; i < frames; i++) {
+        gain_now.left = slide(gain_now.left, wanted.left);
+        gain_now.right = slide(gain_now.right, wanted.right);
+        int16_t *frame = samples + i * 2;
+        frame[0] = scale(frame[0], gain_now.left);
+        frame[1] = scale(frame[1], gain_now.right);
+    }
+}
+
+static bool is_silent(const int16_t *samples, uint32_t count)
+{
+    return std::all_of(samples, samples + count, [](int16_t sample) { return sample == 0; });
+}
+
+/* Asks the callback for one period. False when it had nothing to play. */
+static bool fill_period(bool *sleeps)
+{
+    alignas(8) int16_t samples[sound_period_frames * 2] = {};
+    uint32_t before;
+    {
+        sys_guard guard(queue_lock);
+        before = resets;
+    }
+    *sleeps = false;
+    callback(callback_user, samples, sizeof samples);
+    if (*sleeps && is_silent(samples, sound_period_frames * 2))
+        return false;
+    sys_guard guard(queue_lock);
+    if (before == resets)
+        copy_in_locked(samples, sound_period_frames);
+    return true;
+}
+
+static bool is_closing()
+{
+    sys_guard guard(queue_lock);
+    return closing;
+}
+
+/* Returns false when the callback had nothing to play. */
+static bool fill(bool *sleeps)
+{
+    while (total_frames() + sound_period_frames <= full_frames && !is_closing()) {
+        if (!fill_period(sleeps))
+            return false;
+    }
+    attention_ms.store(clock_real_msec(), std::memory_order_relaxed);
+    return true;
+}
+
+static bool take_drop()
+{
+    sys_guard guard(queue_lock);
+    const bool wanted = drop_pending;
+    drop_pending = false;
+    return wanted;
+}
+
+static int32_t idle_ms()
+{
+    const int64_t since = clock_real_msec() - attention_ms.load(std::memory_order_relaxed);
+    return total_frames() == 0 && since > attentive_ms ? idle_late_ms : idle_soon_ms;
+}
+
+static int32_t busy_ms()
+{
+    const uint32_t total = total_frames();
+    return total <= low_frames ? 1 : (int32_t)((total - low_frames) * 1000 / sound_rate) + 1;
+}
+
+/* Returns the milliseconds until the next round is due. */
+static int32_t play_round(const sound_speaker *to, bool *sleeps)
+{
+    if (take_drop() && to->drop)
+        to->drop();
+    if (to->feed)
+        to->feed();
+    const bool busy = total_frames() > low_frames || fill(sleeps);
+    if (to->feed)
+        to->feed();
+    {
+        sys_guard guard(queue_lock);
+        thread_idle = !busy;
+    }
+    return busy ? busy_ms() : idle_ms();
+}
+
+static timespec time_after(int32_t ms)
+{
+    timespec at = {};
+    clock_gettime(CLOCK_MONOTONIC, &at);
+    at.tv_nsec += (long)(ms % 1000) * 1000000;
+    at.tv_sec += ms / 1000 + at.tv_nsec / 1000000000;
+    at.tv_nsec %= 1000000000;
+    return at;
+}
+
+/* False when the thread has to end. */
+static bool wait_for_time(int32_t ms)
+{
+    const timespec until = time_after(ms);
+    sys_guard guard(queue_lock);
+    while (!closing && !woken) {
+        if (pthread_cond_clockwait(&thread_work, &queue_lock.mutex, CLOCK_MONOTONIC, &until))
+            break;
+    }
+    woken = false;
+    return !closing;
+}
+
+static bool wait_for_step()
+{
+    sys_guard guard(queue_lock);
+    while (!closing && steps_done == steps_wanted)
+        pthread_cond_wait(&thread_work, &queue_lock.mutex);
+    return !closing;
+}
+
+static void finish_step()
+{
+    sys_guard guard(queue_lock);
+    steps_done = steps_wanted;
+    pthread_cond_broadcast(&step_done);
+}
+
+static void *thread_main(void *)
+{
+    bool sleeps = false;
+    on_sound_thread = true;
+    clock_note_sleeps(&sleeps);
+    (void)pthread_setname_np(pthread_self(), "sound"); /* a debugger's comfort only */
+    const sound_speaker *to = speaker;
+    int32_t next_ms = 0;
+    while (to->stepped ? wait_for_step() : wait_for_time(next_ms)) {
+        next_ms = play_round(to, &sleeps);
+        if (to->stepped)
+            finish_step();
+    }
+    return nullptr;
+}
+
+static int start_thread()
+{
+    pthread_attr_t attributes;
+    if (pthread_attr_init(&attributes) != 0)
+        return -1;
+    sigset_t all, before;
+    sigfillset(&all); /* signals belong to the main thread */
+    pthread_sigmask(SIG_BLOCK, &all, &before);
+    const bool started = pthread_attr_setstacksize(&attributes, stack_bytes) == 0 &&
+                         pthread_create(&thread, &attributes, thread_main, nullptr) == 0;
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    pthread_attr_destroy(&attributes);
+    return started ? 0 : -1;
+}
+
+static const sound_speaker *open_speaker()
+{
+    const sound_speaker *found =
+        device_current && device_current->speaker ? device_current->speaker() : nullptr;
+    if (found && found->open() == 0)
+        return found;
+    fprintf(stderr, "there is no sound card: playing to a silent clock\n");
+    return sound_speaker_silent.open() == 0 ? &sound_speaker_silent : nullptr;
+}
+
+static void forget()
+{
+    sys_guard guard(queue_lock);
+    ring_first = 0;
+    set_count_locked(0);
+    closing = woken = drop_pending = thread_idle = false;
+    steps_wanted = steps_done = 0;
+}
+
+int sound_open(sound_callback to_call, void *user)
+{
+    if (fault_hit("sound_open") || speaker)
+        return -1;
+    forget();
+    callback = to_call;
+    callback_user = user;
+    gain_settled = false;
+    attention_ms = clock_real_msec();
+    const sound_speaker *found = open_speaker();
+    if (!found)
+        return -1;
+    speaker = found;
+    if (start_thread() == 0)
+        return 0;
+    (void)found->close(); /* the missing thread is what gets reported */
+    speaker = nullptr;
+    return -1;
+}
+
+int sound_close()
+{
+    int result = 0;
+    if (const sound_speaker *open = speaker) {
+        {
+            sys_guard guard(queue_lock);
+            closing = true;
+            pthread_cond_broadcast(&thread_work);
+            pthread_cond_broadcast(&step_done);
+        }
+        pthread_join(thread, nullptr);
+        result = open->close();
+        speaker = nullptr;
+        forget();
+    }
+    return fault_hit("sound_close") ? -1 : result;
+}
+
+int sound_reset()
+{
+    if (on_sound_thread)
+        return 0;
+    attention_ms.store(clock_real_msec(), std::memory_order_relaxed);
+    sys_guard guard(queue_lock);
+    resets++;
+    set_count_locked(0);
+    drop_pending = true;
+    woken = true;
+    pthread_cond_signal(&thread_work);
+    return 0;
+}
+
+void sound_wake()
+{
+    attention_ms.store(clock_real_msec(), std::memory_order_relaxed);
+    sys_guard guard(queue_lock);
+    if (!thread_idle)
+        return;
+    woken = true;
+    pthread_cond_signal(&thread_work);
+}
+
+int32_t sound_get_buffer_remaining()
+{
+    return (int32_t)(total_frames() * 1000 / sound_rate);
+}
+
+int sound_get_volume(int32_t *left, int32_t *right)
+{
+    if (fault_hit("sound_get_volume"))
+        return -1;
+    *left = volume_left;
+    *right = volume_right;
+    return 0;
+}
+
+int sound_set_volume(int32_t *left, int32_t *right)
+{
+    if (fault_hit("sound_set_volume"))
+        return -1;
+    const int32_t wanted_left = std::clamp(*left, 0, 100);
+    const int32_t wanted_right = std::clamp(*right, 0, 100);
+    volume_left = *left = wanted_left;
+    volume_right = *right = wanted_right;
+    gain_left = volume_gain(wanted_left);
+    gain_right = volume_gain(wanted_right);
+    return 0;
+}
+
+uint32_t sound_pull(int16_t *to, uint32_t frames)
+{
+    const uint32_t got = copy_out(to, frames);
+    memset(to + got * 2, 0, (size_t)(frames - got) * sound_frame_bytes);
+    if (got > 0)
+        apply_volume(to, got);
+    else
+        gain_settled = false;
+    return got;
+}
+
+void sound_step()
+{
+    sys_guard guard(queue_lock);
+    if (closing || !speaker)
+        return;
+    steps_wanted++;
+    pthread_cond_signal(&thread_work);
+    while (!closing && steps_done != steps_wanted)
+        pthread_cond_wait(&step_done, &queue_lock.mutex);
+}
+
+int32_t sound_volume_now()
+{
+    return volume_left;
+}

@@ -1,0 +1,42 @@
+/* sound_device: the queue between the program's sound callback and the speaker of a device.
+ *
+ * The sound thread (sound.cpp) fills the queue; a speaker empties it with sound_pull(), on a thread
+ * of its own or, when it has a feed(), on the sound thread. */
+#pragma once
+
+#include <cstdint>
+
+struct sound_speaker {
+    int (*open)(); /* 0 or -1; main thread */
+    int (*close)();
+    /* Moves what is due from the queue to the speaker. Sound thread, at every wake-up, before and
+     * after the queue is filled. Null: the speaker pulls on a thread of its own. */
+    void (*feed)() = nullptr;
+    /* Frames pulled and not heard yet. Any thread. Null: none. */
+    uint32_t (*pending)() = nullptr;
+    /* Silences what is pending. Sound thread. */
+    void (*drop)() = nullptr;
+    /* The queue is filled only when sound_step() asks for it. */
+    bool stepped = false;
+};
+
+constexpr uint32_t sound_period_frames = 512; /* 11.6 ms */
+
+/* Takes frames out of the queue, the volume applied.
+ *   to  room for `frames` frames of two samples; silence stands where the queue is short
+ * Returns the frames that came from the queue. One thread at a time. */
+uint32_t sound_pull(int16_t *to, uint32_t frames);
+/* Lets the sound thread fill the queue once, if that is low, and waits until it has. Not on the
+ * sound thread; the caller holds no lock that the callback could want. */
+void sound_step();
+/* What the left channel is set to, 0..100. Any thread. */
+int32_t sound_volume_now();
+
+/* ---- A speaker that nobody hears ---- */
+
+/* Pulls what a real speaker would have played since the last call, at the machine's own clock, and
+ * hands it to `sink` (may be null) in pieces of at most `sound_period_frames`. */
+void sound_clock_start();
+void sound_clock_feed(void (*sink)(const int16_t *samples, uint32_t frames));
+
+extern const sound_speaker sound_speaker_silent;
