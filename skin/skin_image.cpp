@@ -84,7 +84,16 @@ static int refuse(const image_loading *loading, const char *name, const char *co
     return -1;
 }
 
-/* The member's checksum is known only once it is closed. */
+/* Decoders stop at the end of the picture, the checksum is compared at the end of the member. */
+static int read_rest(counted_member *member)
+{
+    char rest[1024];
+    int got = 0;
+    while ((got = read_counted(member, rest, sizeof(rest))) > 0)
+        continue;
+    return got;
+}
+
 static image *decode(skin_package *package, const char *name, image_loading *loading)
 {
     if (skin_member_open(package) != 0) {
@@ -93,8 +102,9 @@ static image *decode(skin_package *package, const char *name, image_loading *loa
     }
     counted_member member = {package, &loading->bytes_left};
     image_owner picture(image_read_with_cb(name, read_counted, &member));
+    const bool whole = picture && read_rest(&member) == 0;
     const int closed = skin_member_close(package);
-    if (!picture || closed != 0 || image_dither(picture.get()) != 0) {
+    if (!whole || closed != 0 || image_dither(picture.get()) != 0) {
         (void)refuse(loading, name, "image",
                      picture ? "the image is damaged" : "the image does not decode");
         return nullptr;

@@ -77,6 +77,9 @@ static int zip_walk(skin_package *package, bool, skin_visit visit, void *user)
         if (left > 1)
             moved = unzGoToNextFile(package->zip);
     }
+    /* An archiver that knows only 16 bits for the count writes their largest value for more. */
+    if (package->entries == UINT16_MAX && unzGoToNextFile(package->zip) == UNZ_OK)
+        return skin_package_fail(package, "the archive has too many entries", "");
     return 0;
 }
 
