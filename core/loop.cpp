@@ -1,0 +1,134 @@
+#include "core/loop.h"
+
+#include "config/cfg.h"
+#include "core/overlay.h"
+#include "core/program.h"
+#include "lists/list_cfg.h"
+#include "platform/clock.h"
+#include "platform/fb.h"
+#include "platform/str.h"
+#include "view/view.h"
+
+constexpr int32_t battery_too_low = 6; /* per cent; below it the program ends itself in time */
+constexpr int32_t low_battery_off_seconds = 300;
+constexpr int32_t low_battery_shown_ms = 300000;
+constexpr uint16_t low_battery_colour = 0xF800;
+constexpr int32_t volume_step = 5;
+constexpr uint32_t key_volume = key_vol_up | key_vol_down;
+constexpr int32_t pass_sleep_ms = 1;
+
+constinit int32_t main_last_input_time = -1;
+constinit int32_t main_last_battery_second = -1;
+
+/* Signed, so that it is right across the clock's wrap. */
+static int32_t since(int32_t now, int32_t then)
+{
+    return static_cast<int32_t>(static_cast<uint32_t>(now) - static_cast<uint32_t>(then));
+}
+
+void loop_note_input()
+{
+    main_last_input_time = clock_sec();
+}
+
+void loop_check_display(int32_t now)
+{
+    if (!fb_power || cfg_display_off_timeout <= 0 ||
+        since(now, main_last_input_time) < cfg_display_off_timeout)
+        return;
+    /* Black first: some panels show their last frame for a moment when they are lit again. */
+    (void)fb_clear(fb_cur, 0);
+    (void)fb_flip();
+    (void)fb_set_power(0); /* a panel that cannot be switched stays black */
+}
+
+void loop_check_auto_off(int32_t now)
+{
+    if (main_auto_off_mode > 0 && since(now, main_auto_off_started) >= main_auto_off_mode)
+        program_power_off();
+}
+
+static void warn_of_low_battery()
+{
+    (void)overlay_msg_add("The battery level is too low.", low_battery_shown_ms,
+                          low_battery_colour);
+    char span[100], text[100];
+    (void)list_cfg_span2str(low_battery_off_seconds, span, sizeof span);
+    (void)str_format(text, "The system will be powered off in %s.", span); /* about 50 bytes */
+    (void)overlay_msg_add(text, low_battery_shown_ms, low_battery_colour);
+}
+
+void loop_check_battery(int32_t now)
+{
+    if (now == main_last_battery_second)
+        return;
+    main_last_battery_second = now;
+    if (program_get_battery_level() >= battery_too_low)
+        return;
+    /* A period that ends sooner anyway is the user's own. */
+    if (main_auto_off_mode != 0 && main_auto_off_mode <= low_battery_off_seconds)
+        return;
+    main_auto_off_mode = low_battery_off_seconds;
+    main_auto_off_started = clock_sec();
+    warn_of_low_battery();
+}
+
+/* The event that lights the display does nothing else. */
+static void wake_display()
+{
+    (void)fb_set_power(1);
+    view_request_redraw();
+    input_key_checked = 0;
+    input_touch_checked = 0;
+}
+
+static void handle_global_keys()
+{
+    if (input_key.pressed & key_quit) {
+        program_running = 0; /* the view still sees the key */
+    } else if (input_key.repeat & key_volume) {
+        const bool up = (input_key.repeat & key_vol_up) != 0;
+        (void)program_change_volume(up ? volume_step : -volume_step); /* its message tells */
+    } else if ((input_key.held & key_back) && (input_key.pressed & key_left)) {
+        input_key_checked = 0;
+        program_power_off();
+    }
+}
+
+void loop_handle_input(int32_t now)
+{
+    if (!input_key_checked && !input_touch_checked)
+        return;
+    if (!fb_power)
+        wake_display();
+    main_last_input_time = now;
+    if (input_key_checked)
+        handle_global_keys();
+}
+
+void loop_pass()
+{
+    input_check();
+    const int32_t now = clock_sec();
+    loop_check_display(now);
+    loop_check_auto_off(now);
+    loop_check_battery(now);
+    loop_handle_input(now);
+    if (fb_power)
+        view_run();
+}
+
+/* A display that went dark during a slide leaves it standing still: views do not run. */
+bool loop_may_sleep()
+{
+    return view_anime_started == 0 || !fb_power;
+}
+
+void loop_run()
+{
+    while (program_running) {
+        loop_pass();
+        if (loop_may_sleep())
+            clock_msleep(pass_sleep_ms);
+    }
+}

@@ -1,0 +1,24 @@
+/* loop: the main loop and what it watches: the display, the timers, the battery, the keys that work
+ * on every screen. Main thread. */
+#pragma once
+
+#include <cstdint>
+
+extern int32_t main_last_input_time;     /* clock_sec() of the last key or touch, -1 at first */
+extern int32_t main_last_battery_second; /* clock_sec() of the last battery check, -1 at first */
+
+/* The last input was now. */
+void loop_note_input();
+
+/* Each of these is one step of a pass; `now` is clock_sec(). */
+void loop_check_display(int32_t now);
+void loop_check_auto_off(int32_t now);
+void loop_check_battery(int32_t now);
+void loop_handle_input(int32_t now);
+
+/* One pass without its sleep. */
+void loop_pass();
+/* True when a pass is followed by a sleep: no slide runs that anybody could see. */
+bool loop_may_sleep();
+/* Passes until program_running is cleared. */
+void loop_run();
