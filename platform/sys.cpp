@@ -10,6 +10,9 @@
 
 /* The first that fits is taken. */
 static const device *const devices[] = {
+#ifdef ZERV_SDL
+    &device_sdl, /* before the bare console: a desktop's frame buffer is not ours to draw on */
+#endif
     &device_virtual, /* fits everywhere, so it stands last */
 };
 
