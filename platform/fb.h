@@ -60,7 +60,9 @@ int fb_draw_rect(fb_surface *surface, int32_t x, int32_t y, int32_t w, int32_t h
 int fb_draw_line(fb_surface *surface, int32_t x1, int32_t y1, int32_t x2, int32_t y2,
                  uint16_t colour);
 /* Draws one line of UTF-8 text into a box, with the font of font_open().
- *   w, h   the box; 0 = no limit in that direction, anchored left or top; negative = draw nothing
+ *   w, h   the box; 0 = no limit in that direction, anchored left or top; negative = draw nothing.
+ *          A box at least `size` high does not cut descenders and accents of capitals, which reach
+ *          up to a quarter of `size` beyond it
  *   size   pixel height of the text
  *   align  fb_align_* bits
  * A broken sequence draws one replacement sign; control bytes draw nothing; a text wider than its

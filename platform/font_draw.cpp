@@ -51,20 +51,21 @@ static void draw_line(fb_surface *surface, const clip &area, const font_line &li
 {
     for (uint32_t i = 0; i < line.count; i++) {
         const font_place &place = line.places[i];
-        const int64_t at = x * 64 + place.x + 8; /* to the nearest quarter */
-        const int64_t pen = at >> 6;
-        /* No glyph reaches farther than a few times its size; shaping keeps invisible ones cheap. */
-        if (pen > area.right + 4 * size || pen < area.left - 8 * size)
+        const int64_t pen = x + place.x;
+        /* No glyph reaches farther from its pen than a few times its size. */
+        if (pen > area.right + 8 * size || pen < area.left - 8 * size)
             continue;
         font_bitmap glyph;
         if (font_glyph_get(font_current.glyphs, font_current.faces, place.face, place.glyph, size,
-                           (uint32_t)(at >> 4 & 3), &glyph))
-            draw_bitmap(surface, area, glyph, pen + glyph.left,
-                        y - ((place.y + 32) >> 6) - glyph.top, colour);
+                           &glyph))
+            draw_bitmap(surface, area, glyph, pen + glyph.left, y - place.y - glyph.top, colour);
     }
 }
 
-static clip clip_of(const fb_surface *surface, int32_t x, int32_t y, int32_t w, int32_t h)
+/* A box as high as the text still shows descenders and the accents of capitals, which reach beyond
+ * the nominal size of every font: without them letters turn into other letters. */
+static clip clip_of(const fb_surface *surface, int32_t x, int32_t y, int32_t w, int32_t h,
+                    int32_t size)
 {
     clip area = {0, 0, surface->width, surface->height};
     if (w > 0) {
@@ -72,8 +73,9 @@ static clip clip_of(const fb_surface *surface, int32_t x, int32_t y, int32_t w, 
         area.right = std::min<int64_t>(surface->width, (int64_t)x + w);
     }
     if (h > 0) {
-        area.top = std::max<int64_t>(0, y);
-        area.bottom = std::min<int64_t>(surface->height, (int64_t)y + h);
+        const int32_t overhang = h >= size ? (size + 3) / 4 : 0;
+        area.top = std::max<int64_t>(0, (int64_t)y - overhang);
+        area.bottom = std::min<int64_t>(surface->height, (int64_t)y + h + overhang);
     }
     return area;
 }
@@ -98,10 +100,10 @@ int fb_draw_text(fb_surface *surface, const char *text, int32_t x, int32_t y, in
     fb_text_note(surface, &note);
     if (!font_current.faces)
         return -1;
-    const clip area = clip_of(surface, x, y, w, h);
+    const int32_t drawn_size = std::min(size, font_size_max);
+    const clip area = clip_of(surface, x, y, w, h, drawn_size);
     if (area.left >= area.right || area.top >= area.bottom)
         return 0;
-    const int32_t drawn_size = std::min(size, font_size_max);
     const font_line line =
         font_line_get(font_current.lines, font_current.faces, text, drawn_size, w);
     /* A line that is wider than its box, for want of room even for an ellipsis, shows its start. */

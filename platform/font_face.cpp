@@ -4,12 +4,10 @@
 
 #include "platform/str.h"
 
-#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <ft2build.h>
 #include FT_FREETYPE_H
-#include FT_OUTLINE_H
 #include <hb.h>
 
 /* Symbols and scripts that the chosen font may lack, in the order tried; then letters that a Latin
@@ -166,12 +164,20 @@ uint32_t font_face_for(const font_faces *faces, uint32_t character)
 
 int32_t font_face_ascent(const font_faces *faces, int32_t size)
 {
+    /* Accents and descenders together are higher than the nominal size; a line is centred on it,
+     * so that letters stand in the middle of a box of that height. */
     const FT_Face outlines = faces->faces[0].outlines;
-    const double ascent = outlines->ascender;
-    const double descent = -outlines->descender;
-    if (ascent + descent <= 0)
-        return size;
-    return (int32_t)lround(size * ascent / (ascent + descent));
+    const int64_t rise = outlines->ascender;
+    const int64_t fall = -outlines->descender;
+    const int64_t em = outlines->units_per_EM;
+    return (int32_t)((size * (em + rise - fall) + em) / (2 * em));
+}
+
+/* Whole pixels from glyph to glyph: a letter looks the same wherever it stands, and is drawn once.
+ * Light hinting leaves widths alone, so that is the place to round them. */
+static int32_t whole_pixels(hb_position_t length)
+{
+    return (length + 32) >> 6;
 }
 
 size_t font_face_shape(font_faces *faces, const uint32_t *text, size_t length, const font_run *run,
@@ -191,25 +197,25 @@ size_t font_face_shape(font_faces *faces, const uint32_t *text, size_t length, c
     const hb_glyph_position_t *position = hb_buffer_get_glyph_positions(buffer, &count);
     size_t written = 0;
     for (; written < count && written < room; written++)
-        to[written] = {info[written].codepoint,     info[written].cluster,
-                       position[written].x_advance, position[written].x_offset,
-                       position[written].y_offset,  run->face};
+        to[written] = {info[written].codepoint,
+                       info[written].cluster,
+                       whole_pixels(position[written].x_advance),
+                       whole_pixels(position[written].x_offset),
+                       whole_pixels(position[written].y_offset),
+                       run->face};
     return written;
 }
 
 /* Light hinting snaps heights to the pixel grid and leaves widths alone. */
-static bool render_light(FT_Face outlines, uint32_t glyph, uint32_t phase)
+static bool render_light(FT_Face outlines, uint32_t glyph)
 {
     if (FT_Load_Glyph(outlines, glyph, FT_LOAD_TARGET_LIGHT | FT_LOAD_NO_BITMAP))
         return false;
-    if (outlines->glyph->format != FT_GLYPH_FORMAT_OUTLINE)
-        return false;
-    FT_Outline_Translate(&outlines->glyph->outline, (FT_Pos)phase * 16, 0);
     return FT_Render_Glyph(outlines->glyph, FT_RENDER_MODE_NORMAL) == 0;
 }
 
 bool font_face_render(font_faces *faces, uint32_t face_index, uint32_t glyph, int32_t size,
-                      uint32_t phase, font_bitmap *out)
+                      font_bitmap *out)
 {
     face *from = &faces->faces[face_index];
     if (from->pixel_size != size) {
@@ -217,7 +223,7 @@ bool font_face_render(font_faces *faces, uint32_t face_index, uint32_t glyph, in
             return false;
         from->pixel_size = size;
     }
-    if (!render_light(from->outlines, glyph, phase))
+    if (!render_light(from->outlines, glyph))
         return false;
     const FT_GlyphSlot slot = from->outlines->glyph;
     const FT_Bitmap &bitmap = slot->bitmap;

@@ -1,5 +1,5 @@
 /* font_face: the open fonts, the chosen one first, then the fallbacks. Private to font*.cpp; main
- * thread only. Lengths are in 64ths of a pixel unless said otherwise. */
+ * thread only. Lengths are in pixels. */
 #pragma once
 
 #include <cstddef>
@@ -41,12 +41,12 @@ void font_faces_close(font_faces *faces);
 /* The face for a character; 0 when none has it. */
 uint32_t font_face_for(const font_faces *faces, uint32_t character);
 bool font_face_has(const font_faces *faces, uint32_t face, uint32_t character);
-/* How far above the baseline a line of `size` pixels begins, in pixels. */
+/* Pixels from the top of a line of `size` pixels down to the baseline. */
 int32_t font_face_ascent(const font_faces *faces, int32_t size);
 /* Shapes a run of `text` (`length` characters, the run's neighbours are context). Returns the
  * glyphs written, at most `room`. */
 size_t font_face_shape(font_faces *faces, const uint32_t *text, size_t length, const font_run *run,
                        int32_t size, font_glyph *to, size_t room);
-/* Draws a glyph, `phase` quarters of a pixel to the right of the pen. False: nothing to see. */
+/* False: nothing to see. */
 bool font_face_render(font_faces *faces, uint32_t face, uint32_t glyph, int32_t size,
-                      uint32_t phase, font_bitmap *out);
+                      font_bitmap *out);

@@ -16,8 +16,7 @@ static constexpr uint32_t glyph_size_max = pixels_size / 8;
 struct slot {
     uint32_t glyph;
     uint16_t size; /* 0: the slot is free */
-    uint8_t face;
-    uint8_t phase;
+    uint16_t face;
     int16_t left, top;
     uint16_t width, height; /* both 0: nothing to see */
     uint32_t first;         /* index of the first byte of its pixels */
@@ -51,12 +50,12 @@ static void start_anew(font_glyphs *cache)
 static slot *find(font_glyphs *cache, const slot *key)
 {
     uint32_t hash = key->glyph * 2654435761u;
-    hash ^= (uint32_t)(key->size << 8 | key->face << 4 | key->phase) * 2246822519u;
+    hash ^= (uint32_t)(key->size << 8 | key->face) * 2246822519u;
     hash ^= hash >> 15;
     for (uint32_t i = hash;; i++) {
         slot *at = &cache->slots[i & (slot_count - 1)];
-        if (at->size == 0 || (at->glyph == key->glyph && at->size == key->size &&
-                              at->face == key->face && at->phase == key->phase))
+        if (at->size == 0 ||
+            (at->glyph == key->glyph && at->size == key->size && at->face == key->face))
             return at;
     }
 }
@@ -80,17 +79,16 @@ static void keep(font_glyphs *cache, slot *key, const font_bitmap *drawn)
 }
 
 bool font_glyph_get(font_glyphs *cache, font_faces *faces, uint32_t face, uint32_t glyph,
-                    int32_t size, uint32_t phase, font_bitmap *out)
+                    int32_t size, font_bitmap *out)
 {
     slot key = {};
     key.glyph = glyph;
     key.size = (uint16_t)size;
-    key.face = (uint8_t)face;
-    key.phase = (uint8_t)phase;
+    key.face = (uint16_t)face;
     const slot *found = find(cache, &key);
     if (found->size == 0) {
         font_bitmap drawn = {};
-        if (!font_face_render(faces, face, glyph, size, phase, &drawn))
+        if (!font_face_render(faces, face, glyph, size, &drawn))
             drawn = {}; /* blanks are remembered too */
         if ((uint32_t)drawn.width * (uint32_t)drawn.height > glyph_size_max) {
             *out = drawn;

@@ -11,4 +11,4 @@ font_glyphs *font_glyphs_new();
 void font_glyphs_free(font_glyphs *cache);
 /* Finds or draws a glyph. False: nothing to see. The pixels stay valid until the next call. */
 bool font_glyph_get(font_glyphs *cache, font_faces *faces, uint32_t face, uint32_t glyph,
-                    int32_t size, uint32_t phase, font_bitmap *out);
+                    int32_t size, font_bitmap *out);

@@ -5,8 +5,12 @@
 #include <cstring>
 #include <fribidi.h>
 #include <hb.h>
+#include <iterator>
 
-static constexpr uint32_t ellipsis = 0x2026;
+/* Three full stops: fonts for Han centre the one character for it, which looks wrong after any
+ * other letter. */
+static constexpr uint32_t ellipsis[] = {'.', '.', '.'};
+static constexpr size_t ellipsis_length = std::size(ellipsis);
 
 static_assert(sizeof(FriBidiLevel) == 1 && sizeof(FriBidiCharType) == 4);
 
@@ -110,13 +114,6 @@ static void order_runs(font_layout *layout)
     }
 }
 
-/* Whole pixels from glyph to glyph: light hinting draws each glyph alike wherever it stands, and a
- * letter looks the same each time. */
-static int32_t whole_pixels(int32_t length)
-{
-    return (length + 32) & ~63;
-}
-
 int32_t font_layout_shape(font_layout *layout, font_faces *faces, int32_t size)
 {
     set_levels(layout);
@@ -128,10 +125,8 @@ int32_t font_layout_shape(font_layout *layout, font_faces *faces, int32_t size)
             faces, layout->text, layout->length, &layout->runs[i], size,
             layout->glyphs + layout->glyph_count, font_glyphs_max - layout->glyph_count);
     int32_t width = 0;
-    for (size_t i = 0; i < layout->glyph_count; i++) {
-        layout->glyphs[i].advance = whole_pixels(layout->glyphs[i].advance);
+    for (size_t i = 0; i < layout->glyph_count; i++)
         width += layout->glyphs[i].advance;
-    }
     return width;
 }
 
@@ -146,49 +141,51 @@ static void sum_advances(font_layout *layout)
 }
 
 /* How many characters fit; cuts between clusters only. */
-static size_t fitting(const font_layout *layout, size_t length, int32_t room)
+static size_t fitting(const font_layout *layout, int32_t room)
 {
     size_t fits = 0;
     int32_t used = 0;
-    for (size_t i = 0; i < length; i++) {
+    for (size_t i = 0; i < layout->length; i++) {
         if (layout->advances[i] < 0)
             continue;
         if (used <= room)
             fits = i;
         used += layout->advances[i];
     }
-    if (used <= room)
-        fits = length;
     return fits;
+}
+
+/* Shapes the first `kept` characters and the ellipsis behind them. */
+static int32_t shape_cut(font_layout *layout, font_faces *faces, int32_t size, size_t kept)
+{
+    uint32_t replaced[ellipsis_length];
+    const size_t length = layout->length;
+    std::copy_n(layout->text + kept, ellipsis_length, replaced);
+    std::copy_n(ellipsis, ellipsis_length, layout->text + kept);
+    layout->length = kept + ellipsis_length;
+    const int32_t width = font_layout_shape(layout, faces, size);
+    std::copy_n(replaced, ellipsis_length, layout->text + kept);
+    layout->length = length;
+    return width;
 }
 
 int32_t font_layout_shorten(font_layout *layout, font_faces *faces, int32_t size, int32_t width,
                             int32_t limit)
 {
-    const size_t whole = layout->length;
     sum_advances(layout);
-    const uint32_t first = layout->text[0];
-    layout->text[0] = ellipsis;
-    layout->length = 1;
-    const int32_t room = limit - font_layout_shape(layout, faces, size);
-    layout->text[0] = first;
-    layout->length = whole;
+    const int32_t room = limit - shape_cut(layout, faces, size, 0);
     if (room < 0) {
         (void)font_layout_shape(layout, faces, size);
         return width;
     }
-    size_t kept = std::min(fitting(layout, whole, room), whole - 1);
+    size_t kept = fitting(layout, room);
     for (;;) {
         while (kept > 0 && layout->text[kept - 1] == ' ')
             kept--;
-        const uint32_t replaced = layout->text[kept];
-        layout->text[kept] = ellipsis;
-        layout->length = kept + 1;
-        const int32_t shortened = font_layout_shape(layout, faces, size);
+        const int32_t shortened = shape_cut(layout, faces, size, kept);
         if (shortened <= limit || kept == 0)
             return shortened;
         /* Joined letters may be wider at an end than in the middle: one cluster less. */
-        layout->text[kept] = replaced;
         do
             kept--;
         while (kept > 0 && layout->advances[kept] < 0);

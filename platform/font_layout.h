@@ -8,21 +8,22 @@ constexpr size_t font_glyphs_max = 4096; /* glyphs of a line */
 
 /* Room for one line at work; its arrays are scratch between calls. */
 struct font_layout {
-    uint32_t text[font_text_max];
+    uint32_t text[font_text_max + 3]; /* and an ellipsis */
     size_t length;
     font_glyph glyphs[font_glyphs_max]; /* the result, from left to right */
     size_t glyph_count;
-    font_run runs[font_text_max];
+    font_run runs[font_text_max + 3];
     size_t run_count;
-    uint8_t levels[font_text_max]; /* bidi levels */
-    uint32_t types[font_text_max]; /* bidi classes */
-    uint32_t brackets[font_text_max];
-    int32_t advances[font_text_max + 1]; /* by character, 64ths of a pixel */
+    uint8_t levels[font_text_max + 3]; /* bidi levels */
+    uint32_t types[font_text_max + 3]; /* bidi classes */
+    uint32_t brackets[font_text_max + 3];
+    int32_t advances[font_text_max +
+                     3]; /* by character, in the order of the text; -1 inside a cluster */
 };
 
-/* Lays out layout->text. Returns the width in 64ths of a pixel. */
+/* Lays out layout->text. Returns the width in pixels. */
 int32_t font_layout_shape(font_layout *layout, font_faces *faces, int32_t size);
-/* Cuts layout->text so that it fits `limit` (64ths of a pixel) with an ellipsis, and lays it out.
+/* Lays out as much of layout->text as fits `limit` pixels with an ellipsis, and lays it out.
  * Returns the width; `width` (of the whole text) and the glyphs stay when not even the ellipsis
  * fits. */
 int32_t font_layout_shorten(font_layout *layout, font_faces *faces, int32_t size, int32_t width,

@@ -86,10 +86,10 @@ static font_line place_glyphs(font_lines *lines, int32_t width)
         const font_glyph *glyph = &layout->glyphs[i];
         lines->places[i] = {glyph->glyph, pen + glyph->x,
                             (int16_t)std::clamp(glyph->y, INT16_MIN, INT16_MAX),
-                            (uint8_t)glyph->face};
+                            (uint16_t)glyph->face};
         pen += glyph->advance;
     }
-    return {lines->places, (uint32_t)layout->glyph_count, (width + 63) / 64};
+    return {lines->places, (uint32_t)layout->glyph_count, width};
 }
 
 static font_line lay_out(font_lines *lines, font_faces *faces, const char *text, int32_t size,
@@ -100,10 +100,8 @@ static font_line lay_out(font_lines *lines, font_faces *faces, const char *text,
     if (layout->length == 0)
         return {lines->places, 0, 0};
     int32_t width = font_layout_shape(layout, faces, size);
-    /* No surface is wider than 4096 pixels; larger limits would not fit the finer unit. */
-    const int32_t limit_64 = std::min(limit, 1 << 20) * 64;
-    if (limit > 0 && width > limit_64)
-        width = font_layout_shorten(layout, faces, size, width, limit_64);
+    if (limit > 0 && width > limit)
+        width = font_layout_shorten(layout, faces, size, width, limit);
     return place_glyphs(lines, width);
 }
 

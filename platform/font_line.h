@@ -8,9 +8,9 @@ struct font_lines;
 /* A glyph and where it stands. */
 struct font_place {
     uint32_t glyph;
-    int32_t x; /* 64ths of a pixel from the line's left edge */
-    int16_t y; /* 64ths above the baseline */
-    uint8_t face;
+    int32_t x; /* pixels from the line's left edge to the pen */
+    int16_t y; /* pixels above the baseline */
+    uint16_t face;
 };
 
 struct font_line {
