@@ -1,8 +1,9 @@
 /* skin_behavior: what looks and feels the same on every screen. */
-#include "skin/skin.h"
+#include "skin/skin_behavior.h"
 
 #include "platform/fb.h"
 #include "platform/image.h"
+#include "skin/skin.h"
 
 #include <algorithm>
 #include <cstring>
@@ -109,6 +110,15 @@ static const bar_type *find_bar_type(const char *name)
         if (name && strcmp(type.name, name) == 0)
             return &type;
     return nullptr;
+}
+
+bool skin_find_bar_kind(const char *type, skin_bar_kind *kind)
+{
+    const bar_type *found = find_bar_type(type);
+    if (!found)
+        return false;
+    *kind = {found->vertical, found->draggable, found->draw == part_reversed};
+    return true;
 }
 
 static int draw_image(skin_element *element, fb_surface *surface)

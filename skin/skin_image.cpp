@@ -23,6 +23,7 @@ struct image_loading {
     size_t count;
     uint64_t pixels_left, bytes_left;
     const skin_watcher *watcher;
+    bool failed;
 };
 
 static bool comes_before(const image_want &want, const char *name)
@@ -71,16 +72,7 @@ static int read_counted(void *handle, void *to, unsigned size)
 static int refuse(const image_loading *loading, const char *name, const char *code,
                   const char *reason)
 {
-    const skin_fault fault = {
-        .code = code,
-        .file = name,
-        .place = {0, 0},
-        .element = "",
-        .attribute = "",
-        .value = "",
-        .reason = reason,
-    };
-    skin_watch_fault(loading->watcher, &fault);
+    skin_watch_file(loading->watcher, code, name, {0, 0}, reason);
     return -1;
 }
 
@@ -143,8 +135,11 @@ static int load_file(skin_package *package, const char *name, void *user)
     image_want *end = loading->wants + loading->count;
     image_want *want = std::lower_bound(loading->wants, end, name, comes_before);
     for (; want != end && strcmp(want->src, name) == 0; want++)
-        if (load_one(package, name, loading, want->element) != 0)
-            return -1;
+        if (load_one(package, name, loading, want->element) != 0) {
+            loading->failed = true;
+            if (!loading->watcher)
+                return -1;
+        }
     return 0;
 }
 
@@ -161,7 +156,12 @@ int skin_load_images(skin_package *package, skin_part *part, const skin_watcher 
         .pixels_left = skin_limit_pixels,
         .bytes_left = skin_limit_image_bytes,
         .watcher = watcher,
+        .failed = false,
     };
     collect_wants(part, &loading);
-    return skin_package_walk(package, true, load_file, &loading) == 0 ? 0 : -1;
+    if (skin_package_walk(package, true, load_file, &loading) != 0) {
+        skin_package_tell(package, watcher);
+        return -1;
+    }
+    return loading.failed ? -1 : 0;
 }

@@ -3,6 +3,7 @@
 
 #include "platform/str.h"
 #include "skin/skin.h"
+#include "skin/skin_watch.h"
 
 #include <cstring>
 #include <strings.h>
@@ -84,6 +85,12 @@ int skin_package_fail(skin_package *package, const char *reason, const char *nam
     package->reason = reason;
     (void)str_copy(package->reason_name, name); /* a cut name still says which one is meant */
     return -1;
+}
+
+void skin_package_tell(const skin_package *package, const skin_watcher *watcher)
+{
+    if (package->reason)
+        skin_watch_file(watcher, "package", package->reason_name, {0, 0}, package->reason);
 }
 
 int skin_package_open(skin_package *package, const char *path)

@@ -11,6 +11,7 @@
 #include "platform/file.h"
 
 struct skin_package;
+struct skin_watcher;
 
 constexpr size_t skin_name_size = 512;            /* longest name of a member, with its end */
 constexpr uint32_t skin_limit_entries = 100000;   /* entries of a package, folders included */
@@ -77,3 +78,5 @@ bool skin_match_part(const char *name, char *part, int32_t *variant);
 bool skin_name_leaves(const char *name);
 /* Notes why the package fails, for a watcher; returns -1. */
 int skin_package_fail(skin_package *package, const char *reason, const char *name);
+/* Tells a watcher (may be null) what was noted. */
+void skin_package_tell(const skin_package *package, const skin_watcher *watcher);

@@ -234,16 +234,7 @@ static void XMLCALL on_text(void *user, const char *, int length)
 
 static void refuse_text(parsing *state, const char *code, skin_place place, const char *reason)
 {
-    const skin_fault fault = {
-        .code = code,
-        .file = state->source->file,
-        .place = place,
-        .element = "",
-        .attribute = "",
-        .value = "",
-        .reason = reason,
-    };
-    skin_watch_fault(state->source->watcher, &fault);
+    skin_watch_file(state->source->watcher, code, state->source->file, place, reason);
 }
 
 static int feed(parsing *state, const char *text, int size, bool final)

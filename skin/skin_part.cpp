@@ -25,21 +25,6 @@ struct part_reading {
     const skin_watcher *watcher;
 };
 
-static void watch_package(const skin_watcher *watcher, const char *code, const char *file,
-                          const char *reason)
-{
-    const skin_fault fault = {
-        .code = code,
-        .file = file,
-        .place = {0, 0},
-        .element = "",
-        .attribute = "",
-        .value = "",
-        .reason = reason,
-    };
-    skin_watch_fault(watcher, &fault);
-}
-
 static bool is_wanted(const char *name, const char *part_name, int32_t *variant)
 {
     char part[skin_name_size];
@@ -85,7 +70,7 @@ static int parse_member(skin_package *package, part_reading *reading, const char
                         skin_page *page)
 {
     if (skin_member_open(package) != 0) {
-        watch_package(reading->watcher, "unreadable", name, "the file does not open");
+        skin_watch_file(reading->watcher, "unreadable", name, {0, 0}, "the file does not open");
         return -1;
     }
     const skin_source source = {
@@ -98,7 +83,7 @@ static int parse_member(skin_package *package, part_reading *reading, const char
     const int parsed = skin_parse(&source, page);
     const int closed = skin_member_close(package);
     if (parsed == 0 && closed != 0) {
-        watch_package(reading->watcher, "damaged", name, "the file's checksum is wrong");
+        skin_watch_file(reading->watcher, "damaged", name, {0, 0}, "the file's checksum is wrong");
         skin_page_clear(page);
     }
     return parsed == 0 && closed == 0 ? 0 : -1;
@@ -116,7 +101,7 @@ static int read_page(skin_package *package, const char *name, void *user)
         watcher->file_begin(watcher->user, name, variant);
     bool taken = grow(reading);
     if (!taken)
-        watch_package(watcher, "too-many", name, "the part has too many variants");
+        skin_watch_file(watcher, "too-many", name, {0, 0}, "the part has too many variants");
     skin_page page = {};
     taken = taken && parse_member(package, reading, name, &page) == 0;
     if (taken) {
@@ -135,14 +120,8 @@ static void sort_pages(skin_part *part)
                      [](const skin_page &a, const skin_page &b) { return a.variant < b.variant; });
 }
 
-static void watch_walk(const skin_package *package, const skin_watcher *watcher)
-{
-    if (package->reason)
-        watch_package(watcher, "package", package->reason_name, package->reason);
-}
-
-static part_owner read_part(skin_package *package, const char *part_name,
-                            const skin_watcher *watcher)
+skin_part *skin_read_pages(skin_package *package, const char *part_name,
+                           const skin_watcher *watcher)
 {
     part_owner part(static_cast<skin_part *>(calloc(1, sizeof(skin_part))));
     if (!part)
@@ -155,17 +134,13 @@ static part_owner read_part(skin_package *package, const char *part_name,
         .watcher = watcher,
     };
     if (skin_package_walk(package, false, read_page, &reading) != 0) {
-        watch_walk(package, watcher);
+        skin_package_tell(package, watcher);
         return nullptr;
     }
     if (part->count == 0)
         return nullptr;
     sort_pages(part.get());
-    if (skin_load_images(package, part.get(), watcher) != 0) {
-        watch_walk(package, watcher);
-        return nullptr;
-    }
-    return part;
+    return part.release();
 }
 
 skin_part *skin_read_part_watched(const char *package_path, const char *part_name,
@@ -173,13 +148,13 @@ skin_part *skin_read_part_watched(const char *package_path, const char *part_nam
 {
     skin_package package;
     if (skin_package_open(&package, package_path) != 0) {
-        watch_walk(&package, watcher);
+        skin_package_tell(&package, watcher);
         return nullptr;
     }
-    part_owner part = read_part(&package, part_name, watcher);
-    if (skin_package_close(&package) != 0)
-        return nullptr;
-    return part.release();
+    part_owner part(skin_read_pages(&package, part_name, watcher));
+    const bool whole = part && skin_load_images(&package, part.get(), watcher) == 0;
+    const int closed = skin_package_close(&package);
+    return whole && closed == 0 ? part.release() : nullptr;
 }
 
 skin_part *skin_read_part(const char *package_path, const char *part_name)

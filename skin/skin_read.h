@@ -17,7 +17,14 @@ constexpr uint32_t skin_limit_variants = 256;
 /* skin_read_part() that tells a watcher (may be null) what it leaves out and why. */
 [[nodiscard]] skin_part *skin_read_part_watched(const char *package_path, const char *part_name,
                                                 const skin_watcher *watcher);
+
+/* The two steps of it, for an open package. */
+
+/* The variants in their order, without images. Null when none parses or the package fails. */
+[[nodiscard]] skin_part *skin_read_pages(skin_package *package, const char *part_name,
+                                         const skin_watcher *watcher);
 /* Decodes the images that the elements name, and gives elements without a size theirs. An element
- * whose file is not there keeps none. -1 when one does not decode. */
+ * whose file is not there keeps none. -1 when one does not decode; a watcher hears of all that do
+ * not, without one the first ends it. */
 [[nodiscard]] int skin_load_images(skin_package *package, skin_part *part,
                                    const skin_watcher *watcher);

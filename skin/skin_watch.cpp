@@ -82,3 +82,18 @@ void skin_watch_fault(const skin_watcher *watcher, const skin_fault *fault)
     if (watcher && watcher->fault)
         watcher->fault(watcher->user, fault);
 }
+
+void skin_watch_file(const skin_watcher *watcher, const char *code, const char *file,
+                     skin_place place, const char *reason)
+{
+    const skin_fault fault = {
+        .code = code,
+        .file = file,
+        .place = place,
+        .element = "",
+        .attribute = "",
+        .value = "",
+        .reason = reason,
+    };
+    skin_watch_fault(watcher, &fault);
+}

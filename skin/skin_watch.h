@@ -49,3 +49,6 @@ struct skin_watcher {
 skin_place skin_tag_attribute_place(const skin_tag *tag, const char *attribute);
 /* Reports to a watcher that may be null. */
 void skin_watch_fault(const skin_watcher *watcher, const skin_fault *fault);
+/* The same for a fault that no element has. */
+void skin_watch_file(const skin_watcher *watcher, const char *code, const char *file,
+                     skin_place place, const char *reason);

@@ -365,3 +365,30 @@ TEST_F(skin_part_test, tells_a_watcher_which_files_became_pages)
         EXPECT_EQ(log, "list1.xml 1 taken;list2.xml 2 refused;");
     }
 }
+
+TEST_F(skin_part_test, tells_a_watcher_about_every_image_that_fails)
+{
+    pack({{"list.xml", skin_xml("<img src=\"a.png\"/><img src=\"b.png\"/><img src=\"c.png\"/>")},
+          {"a.png", "no image"},
+          {"b.png", make_png(1, 1)},
+          {"c.png", ""}});
+    for (const char *path : kinds) {
+        fault_list notes;
+        EXPECT_EQ(skin_read_part_watched(path, "list", &notes.watcher), nullptr);
+        ASSERT_EQ(notes.faults.size(), 2u);
+        EXPECT_EQ(notes.faults[0].file, "a.png");
+        EXPECT_EQ(notes.faults[1].file, "c.png");
+    }
+}
+
+TEST_F(skin_part_test, tells_a_watcher_why_a_package_is_refused)
+{
+    make_zip("s.zip", {{"list.xml", skin_xml("")}, {"../x", ""}});
+    fault_list notes;
+    EXPECT_EQ(skin_read_part_watched("s.zip", "list", &notes.watcher), nullptr);
+    EXPECT_EQ(skin_read_part_watched("missing", "list", &notes.watcher), nullptr);
+    ASSERT_EQ(notes.faults.size(), 2u);
+    EXPECT_EQ(notes.faults[0].code, "package");
+    EXPECT_EQ(notes.faults[0].file, "../x");
+    EXPECT_EQ(notes.faults[1].code, "package");
+}
