@@ -19,7 +19,8 @@ template <size_t size> bool str_copy(char (&to)[size], const char *text)
     return str_copy_to(to, size, text);
 }
 
-bool str_vformat_to(char *to, size_t size, const char *format, va_list arguments);
+__attribute__((format(printf, 3, 0))) bool str_vformat_to(char *to, size_t size, const char *format,
+                                                          va_list arguments);
 
 template <size_t size> bool str_format(char (&to)[size], const char *format, ...)
 {

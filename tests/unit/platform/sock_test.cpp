@@ -418,10 +418,12 @@ TEST_F(sock_http, is_cut_short_by_the_exit_while_it_reads)
 {
     server.answer("/slow", {.body = "ab", .piece = 1, .piece_delay_ms = 500});
     server.answer("/fast", {.body = std::string(1000, 'e'), .endless = true});
+    std::atomic<int> opened = 0;
     std::atomic<int> reading = 0;
     auto read_until_cut = [&](const char *target) {
         sock *from = http_open(server.url(target).c_str());
         ASSERT_NE(from, nullptr);
+        opened++;
         char byte[16];
         int result = 1;
         while ((result = sock_read(from, byte, sizeof(byte))) > 0)
@@ -432,7 +434,7 @@ TEST_F(sock_http, is_cut_short_by_the_exit_while_it_reads)
     };
     std::thread slow(read_until_cut, "/slow");
     std::thread fast(read_until_cut, "/fast");
-    while (reading < 100)
+    while (opened < 2 || reading < 100)
         std::this_thread::yield();
     EXPECT_EQ(sock_exit(), 0);
     slow.join();
