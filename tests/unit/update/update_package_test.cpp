@@ -1,0 +1,205 @@
+#include "update/update_package.h"
+
+#include "makers/maker_zip.h"
+#include "platform/fault.h"
+#include "platform/owner.h"
+#include "support/scratch.h"
+
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+struct update_package_test : testing::Test {
+    void SetUp() override { zip = maker_zip_open("p.zip"); }
+    void TearDown() override { fault_set(nullptr); }
+
+    void add(const char *name, const std::string &content = "content")
+    {
+        ASSERT_EQ(maker_zip_add(zip, name, content.data(), content.size(), maker_zip_deflate), 0);
+    }
+    int check()
+    {
+        EXPECT_EQ(maker_zip_close(zip), 0);
+        return update_package_check("p.zip", [] { return true; });
+    }
+    /* A package of nothing but one file. */
+    int check_file(const char *name)
+    {
+        add(name);
+        const int result = check();
+        zip = maker_zip_open("p.zip");
+        return result;
+    }
+
+    scratch folder;
+    maker_zip *zip = nullptr;
+};
+
+static std::string clean(const std::string &name)
+{
+    char to[512] = "untouched";
+    return update_name_clean(name.c_str(), to) ? to : "(refused)";
+}
+
+TEST(update_name, is_kept_without_empty_components)
+{
+    EXPECT_EQ(clean("player"), "player");
+    EXPECT_EQ(clean("bin/player"), "bin/player");
+    EXPECT_EQ(clean("bin/"), "bin");
+    EXPECT_EQ(clean("./bin//player"), "bin/player");
+    EXPECT_EQ(clean("a/./b/."), "a/b");
+    EXPECT_EQ(clean("..a/b..c/..."), "..a/b..c/...");
+    EXPECT_EQ(clean("한국어.ttf"), "한국어.ttf");
+    EXPECT_EQ(clean("_tmpfile"), "_tmpfile");
+    EXPECT_EQ(clean("skins/_tmp/x"), "skins/_tmp/x");
+    EXPECT_EQ(clean("12:30.txt"), "12:30.txt");
+    EXPECT_EQ(clean(std::string(511, 'x')), std::string(511, 'x'));
+}
+
+TEST(update_name, is_refused_when_it_leaves_the_folder)
+{
+    for (const char *name :
+         {"../x",     "a/../x", "a/..",  "..",   "../", "/x",   "//x",   "/",    "",
+          ".",        "./",     "././.", "C:/x", "c:x", "a\\b", "..\\x", "_tmp", "_tmp/update.zip",
+          "./_tmp/x", "_tmp/"})
+        EXPECT_EQ(clean(name), "(refused)") << name;
+    EXPECT_EQ(clean(std::string(512, 'x')), "(refused)");
+}
+
+TEST_F(update_package_test, with_files_and_folders_is_good)
+{
+    add("zerv-player");
+    ASSERT_EQ(maker_zip_add_folder(zip, "bin"), 0);
+    ASSERT_EQ(maker_zip_add_folder(zip, "bin/deep"), 0);
+    add("bin/deep/player");
+    add("empty", "");
+    EXPECT_EQ(check(), 0);
+}
+
+TEST_F(update_package_test, may_use_folders_that_are_there)
+{
+    ASSERT_EQ(mkdir("skins", 0755), 0);
+    add("skins/a.zip");
+    EXPECT_EQ(check(), 0);
+}
+
+TEST_F(update_package_test, with_a_file_whose_folder_is_missing_is_refused)
+{
+    add("bin/player");
+    ASSERT_EQ(maker_zip_add_folder(zip, "bin"), 0);
+    EXPECT_EQ(check(), -1) << "its folder comes too late";
+}
+
+TEST_F(update_package_test, with_a_folder_whose_parent_is_missing_is_refused)
+{
+    ASSERT_EQ(maker_zip_add_folder(zip, "a/b"), 0);
+    add("a/b/c");
+    EXPECT_EQ(check(), -1);
+}
+
+TEST_F(update_package_test, with_a_folder_where_a_file_stands_is_refused)
+{
+    scratch_write("bin", "a file");
+    ASSERT_EQ(maker_zip_add_folder(zip, "bin"), 0);
+    add("bin/player");
+    EXPECT_EQ(check(), -1);
+}
+
+TEST_F(update_package_test, with_a_name_that_leaves_the_folder_is_refused)
+{
+    for (const char *name : {"../x", "/x", "a\\b", "_tmp/x"})
+        EXPECT_EQ(check_file(name), -1) << name;
+    EXPECT_EQ(check_file(std::string(512, 'n').c_str()), -1);
+    EXPECT_EQ(check_file(std::string(600, 'n').c_str()), -1);
+    EXPECT_EQ(check_file(std::string(300, 'n').c_str()), 0);
+    (void)maker_zip_close(zip);
+}
+
+TEST_F(update_package_test, with_a_link_is_refused)
+{
+    ASSERT_EQ(maker_zip_add_link(zip, "library.db", "/etc/passwd"), 0);
+    EXPECT_EQ(check(), -1);
+}
+
+TEST_F(update_package_test, with_a_wrong_checksum_is_refused)
+{
+    add("good");
+    ASSERT_EQ(maker_zip_add_bad_crc(zip, "bad", "12345", 5), 0);
+    EXPECT_EQ(check(), -1);
+}
+
+TEST_F(update_package_test, that_lies_about_a_size_is_refused)
+{
+    const std::string data(5000, 'x');
+    for (const uint64_t declared : {100ull, 100000ull}) {
+        ASSERT_EQ(maker_zip_add_lie(zip, "lie", data.data(), data.size(), declared), 0);
+        EXPECT_EQ(check(), -1) << declared;
+        zip = maker_zip_open("p.zip");
+    }
+    (void)maker_zip_close(zip);
+}
+
+TEST_F(update_package_test, of_more_contents_than_we_take_is_refused)
+{
+    const std::string data(5000, 'x');
+    ASSERT_EQ(maker_zip_add_lie(zip, "lie", data.data(), data.size(), (1ull << 30) + 1), 0);
+    EXPECT_EQ(check(), -1);
+}
+
+TEST_F(update_package_test, that_fits_on_no_disk_is_refused)
+{
+    add("a");
+    fault_set("update_free_space");
+    EXPECT_EQ(check(), -1);
+}
+
+TEST_F(update_package_test, without_entries_is_no_package)
+{
+    EXPECT_EQ(check(), -1);
+}
+
+TEST_F(update_package_test, of_other_bytes_is_no_package)
+{
+    EXPECT_EQ(maker_zip_close(zip), 0);
+    for (const std::string &bytes : {std::string(), std::string("404 not found"),
+                                     std::string(3000, '\0'), std::string("PK\3\4")}) {
+        scratch_write("p.zip", bytes);
+        EXPECT_EQ(update_package_check("p.zip", [] { return true; }), -1);
+    }
+    ASSERT_EQ(remove("p.zip"), 0);
+    EXPECT_EQ(update_package_check("p.zip", [] { return true; }), -1);
+}
+
+TEST_F(update_package_test, cut_or_damaged_at_any_place_never_crashes)
+{
+    ASSERT_EQ(maker_zip_add_folder(zip, "bin"), 0);
+    add("bin/player", std::string(2000, 'p'));
+    add("font", "0123456789");
+    EXPECT_EQ(check(), 0);
+    const std::string whole = scratch_read("p.zip");
+    for (size_t size = 0; size < whole.size(); size++) {
+        scratch_write("p.zip", whole.substr(0, size));
+        EXPECT_EQ(update_package_check("p.zip", [] { return true; }), -1) << size;
+    }
+    for (size_t at = 0; at < whole.size(); at++) {
+        std::string damaged = whole;
+        damaged[at] = (char)(damaged[at] ^ 0x41);
+        scratch_write("p.zip", damaged);
+        (void)update_package_check("p.zip", [] { return true; });
+    }
+}
+
+TEST_F(update_package_test, is_not_read_on_when_nobody_waits)
+{
+    add("a");
+    EXPECT_EQ(maker_zip_close(zip), 0);
+    EXPECT_EQ(update_package_check("p.zip", [] { return false; }), -1);
+}
+
+TEST_F(update_package_test, is_only_looked_at)
+{
+    ASSERT_EQ(maker_zip_add_folder(zip, "bin"), 0);
+    add("bin/player");
+    EXPECT_EQ(check(), 0);
+    EXPECT_EQ(scratch_names("."), std::vector<std::string>{"p.zip"});
+}
