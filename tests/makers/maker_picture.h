@@ -6,6 +6,7 @@
  * Any thread. A mistake of the caller ends the program. */
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>

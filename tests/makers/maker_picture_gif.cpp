@@ -3,6 +3,7 @@
 #include "tests/makers/maker_picture_private.h"
 
 #include <algorithm>
+#include <cstddef>
 
 /* Codes are this wide: 8 bits of a colour and the two control codes. */
 static constexpr int code_bits = 9;
