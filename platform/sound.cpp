@@ -43,6 +43,7 @@ static bool drop_pending GUARDED_BY(queue_lock) = false;
 static bool thread_idle GUARDED_BY(queue_lock) = false;
 static uint32_t steps_wanted GUARDED_BY(queue_lock) = 0;
 static uint32_t steps_done GUARDED_BY(queue_lock) = 0;
+static int32_t idle_steps GUARDED_BY(queue_lock) = 0; /* let go by since the last one taken */
 
 static std::atomic<uint32_t> queued_frames{0}; /* ring_count, for those who may not lock */
 static std::atomic<int32_t> volume_left{100}, volume_right{100};
@@ -238,6 +239,14 @@ static bool wait_for_step()
     return !closing;
 }
 
+/* Handing a step to the thread costs more than all else that a scripted millisecond does. */
+static bool step_is_due_locked() REQUIRES(queue_lock)
+{
+    if (woken || drop_pending)
+        return true;
+    return thread_idle ? ++idle_steps >= idle_soon_ms : total_frames() <= low_frames;
+}
+
 static void finish_step()
 {
     sys_guard guard(queue_lock);
@@ -293,6 +302,7 @@ static void forget()
     set_count_locked(0);
     closing = woken = drop_pending = thread_idle = false;
     steps_wanted = steps_done = 0;
+    idle_steps = 0;
 }
 
 int sound_open(sound_callback to_call, void *user)
@@ -398,8 +408,10 @@ uint32_t sound_pull(int16_t *to, uint32_t frames)
 void sound_step()
 {
     sys_guard guard(queue_lock);
-    if (closing || !speaker)
+    if (closing || !speaker || !step_is_due_locked())
         return;
+    woken = false;
+    idle_steps = 0;
     steps_wanted++;
     pthread_cond_signal(&thread_work);
     while (!closing && steps_done != steps_wanted)

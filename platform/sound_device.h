@@ -26,8 +26,9 @@ constexpr uint32_t sound_period_frames = 512; /* 11.6 ms */
  *   to  room for `frames` frames of two samples; silence stands where the queue is short
  * Returns the frames that came from the queue. One thread at a time. */
 uint32_t sound_pull(int16_t *to, uint32_t frames);
-/* Lets the sound thread fill the queue once, if that is low, and waits until it has. Not on the
- * sound thread; the caller holds no lock that the callback could want. */
+/* One millisecond of a stepped speaker: lets the sound thread fill the queue if that is due, and
+ * waits until it has. A callback with nothing to play is asked again after 40 steps, or at once
+ * after sound_wake(). Not on the sound thread; the caller holds no lock the callback could want. */
 void sound_step();
 /* What the left channel is set to, 0..100. Any thread. */
 int32_t sound_volume_now();

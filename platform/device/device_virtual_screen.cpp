@@ -50,6 +50,7 @@ int virtual_screen_open(int32_t width, int32_t height)
         return -1;
     shown_width = width;
     shown_height = height;
+    flips = 0;
     return 0;
 }
 

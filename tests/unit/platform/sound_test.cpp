@@ -208,8 +208,18 @@ TEST_F(sound, queues_nothing_while_the_callback_has_nothing_to_play)
     EXPECT_EQ(calls, 1);
     EXPECT_EQ(sound_get_buffer_remaining(), 0);
     play = play_ramp;
+    sound_wake();
     sound_step();
     EXPECT_GE(sound_get_buffer_remaining(), 98);
+}
+
+TEST_F(sound, a_callback_without_a_wake_is_asked_again_in_the_40th_step)
+{
+    play = play_nothing;
+    open();
+    for (int i = 0; i < 401; i++)
+        sound_step();
+    EXPECT_EQ(calls, 11);
 }
 
 TEST_F(sound, silence_of_a_track_is_sound)
