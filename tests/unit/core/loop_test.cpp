@@ -1,0 +1,463 @@
+#include "core/loop.h"
+
+#include "config/cfg.h"
+#include "core/lang.h"
+#include "core/program.h"
+#include "platform/sound.h"
+#include "platform/str.h"
+#include "support/test_device.h"
+#include "view/view.h"
+
+using texts = std::vector<std::string>;
+
+char lang_selected[10] = "";
+
+/* ---- a screen that notes what it is asked ---- */
+
+struct screen_seen {
+    int inputs = 0, draws = 0;
+    std::vector<uint32_t> pressed; /* of passes with a key */
+    int touches = 0;
+};
+static screen_seen seen;
+
+static int nothing()
+{
+    return 0;
+}
+
+static int note_input(view *self)
+{
+    seen.inputs++;
+    if (self->key_checked)
+        seen.pressed.push_back(input_key.pressed);
+    seen.touches += self->touch_checked;
+    return 0;
+}
+
+static int note_draw(view *self, fb_surface *)
+{
+    if (self->redraw.exchange(0) == 0)
+        return 0;
+    seen.draws++;
+    self->updated = 1;
+    return 0;
+}
+
+static view first = {.init = nothing, .exit = nothing, .input = note_input, .draw = note_draw};
+static view second = {.init = nothing, .exit = nothing, .input = note_input, .draw = note_draw};
+view *view_list = &first;
+view *view_play = &second;
+
+class loop : public testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        test_device_open();
+        for (view *each : {&first, &second}) {
+            each->frame = fb_create(320, 240);
+            each->surface = fb_create(320, 240);
+            each->redraw = 1;
+        }
+        ASSERT_EQ(overlay_msg->init(), 0);
+        cfg_load_default();
+        cfg_modified = 0;
+        cfg_vol = 30;
+        ASSERT_EQ(sound_set_volume(&cfg_vol, &cfg_vol), 0);
+        str_copy(lang_selected, "en");
+        program_running = 1;
+        program_volume_msg_id = -1;
+        main_auto_off_mode = 0;
+        main_auto_off_started = 0;
+        main_last_battery_second = -1;
+        loop_note_input();
+        view_previous = nullptr;
+        view_anime_pending = 0;
+        view_anime_started = 0;
+        view_select(&first);
+        seen = {};
+        machine.shows = 0;
+        machine.calls.clear();
+    }
+    void TearDown() override
+    {
+        view_select(nullptr);
+        EXPECT_EQ(overlay_msg->exit(), 0);
+        for (view *each : {&first, &second}) {
+            fb_free(each->frame);
+            fb_free(each->surface);
+            each->frame = each->surface = nullptr;
+        }
+        test_device_close();
+    }
+    static texts messages()
+    {
+        fb_clear(fb_cur, 0);
+        overlay_msg->draw(&first, fb_cur);
+        return test_texts(fb_cur);
+    }
+    static void darken()
+    {
+        cfg_display_off_timeout = 1;
+        machine.ms += 1000;
+        loop_pass();
+        ASSERT_EQ(fb_power, 0);
+        cfg_display_off_timeout = 30;
+        seen = {};
+    }
+};
+
+/* ---- the display ---- */
+
+TEST_F(loop, display_goes_dark_when_the_time_without_input_is_over)
+{
+    cfg_display_off_timeout = 30;
+    const int32_t start = main_last_input_time;
+    loop_check_display(start + 29);
+    EXPECT_EQ(fb_power, 1);
+    EXPECT_TRUE(machine.calls.empty());
+    fb_clear(fb_cur, 0x1234);
+    loop_check_display(start + 30);
+    EXPECT_EQ(fb_power, 0);
+    EXPECT_EQ(machine.calls, (texts{"show", "power 0"}));
+    EXPECT_EQ(machine.last_pixel, 0); /* black was shown */
+    loop_check_display(start + 31);
+    EXPECT_EQ(machine.calls.size(), 2u);
+}
+
+TEST_F(loop, display_without_a_timeout_stays_lit)
+{
+    for (const int32_t timeout : {0, -5}) {
+        cfg_display_off_timeout = timeout;
+        loop_check_display(main_last_input_time + 1000000);
+        EXPECT_EQ(fb_power, 1);
+    }
+}
+
+TEST_F(loop, time_without_input_is_right_across_the_wrap)
+{
+    cfg_display_off_timeout = 30;
+    main_last_input_time = INT32_MAX - 9;
+    loop_check_display(INT32_MIN + 19);
+    EXPECT_EQ(fb_power, 1);
+    loop_check_display(INT32_MIN + 20);
+    EXPECT_EQ(fb_power, 0);
+}
+
+TEST_F(loop, dark_display_runs_no_view)
+{
+    darken();
+    for (int i = 0; i < 5; i++)
+        loop_pass();
+    EXPECT_EQ(seen.inputs, 0);
+    EXPECT_EQ(seen.draws, 0);
+}
+
+TEST_F(loop, key_that_wakes_the_display_does_nothing_else)
+{
+    darken();
+    test_press(key_quit | key_vol_up);
+    loop_pass();
+    EXPECT_EQ(fb_power, 1);
+    EXPECT_EQ(program_running, 1);
+    EXPECT_EQ(cfg_vol, 30);
+    EXPECT_TRUE(seen.pressed.empty());
+    EXPECT_EQ(seen.draws, 1); /* and the screen is drawn anew */
+    EXPECT_EQ(main_last_input_time, clock_sec());
+}
+
+TEST_F(loop, finger_that_wakes_the_display_does_nothing_else)
+{
+    darken();
+    test_touch(touch_type_press, 10, 10);
+    loop_pass();
+    EXPECT_EQ(fb_power, 1);
+    EXPECT_EQ(seen.touches, 0);
+    test_touch(touch_type_release, 10, 10);
+    loop_pass();
+    EXPECT_EQ(seen.touches, 1);
+}
+
+TEST_F(loop, every_input_starts_the_timeout_anew)
+{
+    machine.ms += 20000;
+    test_press(key_up);
+    loop_pass();
+    EXPECT_EQ(main_last_input_time, clock_sec());
+    machine.ms += 20000;
+    test_touch(touch_type_press, 10, 10);
+    loop_pass();
+    EXPECT_EQ(main_last_input_time, clock_sec());
+    EXPECT_EQ(fb_power, 1);
+}
+
+/* ---- auto power-off ---- */
+
+TEST_F(loop, auto_off_ends_the_program_when_the_period_is_over)
+{
+    main_auto_off_mode = 300;
+    main_auto_off_started = 1000;
+    loop_check_auto_off(1299);
+    EXPECT_EQ(program_running, 1);
+    loop_check_auto_off(1300);
+    EXPECT_EQ(program_running, 0);
+}
+
+TEST_F(loop, auto_off_that_is_off_never_ends_the_program)
+{
+    main_auto_off_started = 0;
+    loop_check_auto_off(2000000);
+    EXPECT_EQ(program_running, 1);
+}
+
+/* ---- battery ---- */
+
+TEST_F(loop, low_battery_arms_the_power_off_and_says_so_once)
+{
+    machine.battery = 5;
+    loop_check_battery(clock_sec());
+    EXPECT_EQ(main_auto_off_mode, 300);
+    EXPECT_EQ(main_auto_off_started, clock_sec());
+    const texts wanted = {
+        "6 222 320 12 12 0xF800 0 |The battery level is too low.|",
+        "6 204 320 12 12 0xF800 0 |The system will be powered off in 5 分钟.|",
+    };
+    EXPECT_EQ(messages(), wanted);
+    machine.ms += 1000;
+    loop_check_battery(clock_sec());
+    EXPECT_EQ(messages(), wanted);
+    EXPECT_EQ(main_auto_off_started, clock_sec() - 1);
+}
+
+TEST_F(loop, low_battery_messages_stay_for_five_minutes)
+{
+    machine.battery = 0;
+    loop_check_battery(clock_sec());
+    machine.ms += 300000;
+    overlay_msg->input(&first);
+    EXPECT_EQ(messages().size(), 2u);
+    machine.ms += 1;
+    overlay_msg->input(&first);
+    EXPECT_EQ(messages().size(), 0u);
+}
+
+TEST_F(loop, battery_of_six_per_cent_is_enough)
+{
+    machine.battery = 6;
+    loop_check_battery(clock_sec());
+    EXPECT_EQ(main_auto_off_mode, 0);
+    EXPECT_EQ(messages().size(), 0u);
+}
+
+TEST_F(loop, low_battery_leaves_a_shorter_period_alone)
+{
+    machine.battery = 3;
+    for (const int32_t period : {60, 300}) {
+        main_auto_off_mode = period;
+        main_auto_off_started = 77;
+        loop_check_battery(clock_sec());
+        EXPECT_EQ(main_auto_off_mode, period);
+        EXPECT_EQ(main_auto_off_started, 77);
+        machine.ms += 1000;
+    }
+    EXPECT_EQ(messages().size(), 0u);
+}
+
+TEST_F(loop, low_battery_shortens_a_longer_period)
+{
+    machine.battery = 3;
+    main_auto_off_mode = 301;
+    loop_check_battery(clock_sec());
+    EXPECT_EQ(main_auto_off_mode, 300);
+    EXPECT_EQ(messages().size(), 2u);
+}
+
+TEST_F(loop, battery_is_read_once_a_second)
+{
+    loop_check_battery(clock_sec());
+    const int reads = machine.battery_reads;
+    for (int i = 0; i < 100; i++)
+        loop_check_battery(clock_sec());
+    EXPECT_EQ(machine.battery_reads, reads);
+    machine.ms += 1000;
+    loop_check_battery(clock_sec());
+    EXPECT_EQ(machine.battery_reads, reads + 1);
+}
+
+/* ---- global keys ---- */
+
+TEST_F(loop, quit_key_ends_the_program_after_the_view_saw_it)
+{
+    test_press(key_quit);
+    loop_pass();
+    EXPECT_EQ(program_running, 0);
+    EXPECT_EQ(seen.pressed, (std::vector<uint32_t>{key_quit}));
+}
+
+TEST_F(loop, volume_keys_step_by_five_and_reach_the_view)
+{
+    test_press(key_vol_up);
+    loop_pass();
+    EXPECT_EQ(cfg_vol, 35);
+    loop_pass();
+    test_press(key_vol_down);
+    loop_pass();
+    EXPECT_EQ(cfg_vol, 30);
+    EXPECT_EQ(seen.pressed, (std::vector<uint32_t>{key_vol_up, key_vol_down}));
+}
+
+TEST_F(loop, both_volume_keys_together_raise_it)
+{
+    test_press(key_vol_up | key_vol_down);
+    loop_pass();
+    EXPECT_EQ(cfg_vol, 35);
+}
+
+TEST_F(loop, held_volume_key_repeats)
+{
+    machine.key_downs.push_back({key_vol_up});
+    loop_pass();
+    machine.ms += 400;
+    loop_pass();
+    machine.ms += 100;
+    loop_pass();
+    EXPECT_EQ(cfg_vol, 45);
+}
+
+TEST_F(loop, quit_goes_before_volume)
+{
+    test_press(key_quit | key_vol_down);
+    loop_pass();
+    EXPECT_EQ(program_running, 0);
+    EXPECT_EQ(cfg_vol, 30);
+}
+
+TEST_F(loop, power_combination_ends_the_program_unseen_by_the_view)
+{
+    machine.key_downs.push_back({key_back});
+    loop_pass();
+    machine.key_downs.push_back({key_left});
+    loop_pass();
+    EXPECT_EQ(program_running, 0);
+    EXPECT_EQ(seen.pressed, (std::vector<uint32_t>{key_back}));
+}
+
+TEST_F(loop, volume_goes_before_the_power_combination)
+{
+    machine.key_downs.push_back({key_back});
+    loop_pass();
+    machine.key_downs.push_back({key_left | key_vol_up});
+    loop_pass();
+    EXPECT_EQ(program_running, 1);
+    EXPECT_EQ(cfg_vol, 35);
+    EXPECT_EQ(seen.pressed.size(), 2u);
+}
+
+TEST_F(loop, second_key_of_the_combination_alone_is_the_views)
+{
+    test_press(key_left);
+    loop_pass();
+    EXPECT_EQ(program_running, 1);
+    EXPECT_EQ(seen.pressed, (std::vector<uint32_t>{key_left}));
+}
+
+/* ---- passes ---- */
+
+TEST_F(loop, loop_sleeps_a_millisecond_a_pass)
+{
+    machine.key_downs = {{}, {}, {}, {key_quit}};
+    machine.sleeps.clear();
+    loop_run();
+    EXPECT_EQ(machine.sleeps, (std::vector<int32_t>{1, 1, 1, 1}));
+    EXPECT_EQ(seen.inputs, 4);
+}
+
+TEST_F(loop, loop_does_not_sleep_during_a_slide)
+{
+    view_select(&second);
+    ASSERT_NE(view_anime_started, 0);
+    EXPECT_FALSE(loop_may_sleep());
+    machine.ms += 200;
+    loop_pass();
+    EXPECT_TRUE(loop_may_sleep());
+}
+
+TEST_F(loop, loop_sleeps_when_the_display_goes_dark_during_a_slide)
+{
+    view_select(&second);
+    cfg_display_off_timeout = 1;
+    machine.ms += 0;
+    loop_check_display(main_last_input_time + 1);
+    ASSERT_EQ(fb_power, 0);
+    EXPECT_NE(view_anime_started, 0);
+    EXPECT_TRUE(loop_may_sleep());
+}
+
+TEST_F(loop, loop_ends_without_a_pass_when_it_was_stopped_before)
+{
+    program_power_off();
+    loop_run();
+    EXPECT_EQ(seen.inputs, 0);
+}
+
+/* ---- a pass with nothing to do ---- */
+
+static int allocations = 0;
+#if defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+extern "C" void *__libc_malloc(size_t size);
+extern "C" void *__libc_calloc(size_t count, size_t size);
+extern "C" void *__libc_realloc(void *old, size_t size);
+extern "C" void *malloc(size_t size)
+{
+    allocations++;
+    return __libc_malloc(size);
+}
+extern "C" void *calloc(size_t count, size_t size)
+{
+    allocations++;
+    return __libc_calloc(count, size);
+}
+extern "C" void *realloc(void *old, size_t size)
+{
+    allocations++;
+    return __libc_realloc(old, size);
+}
+
+TEST_F(loop, allocations_are_counted_here)
+{
+    allocations = 0;
+    program_change_volume(5);
+    EXPECT_GE(allocations, 2); /* the message and its text */
+}
+#endif
+
+TEST_F(loop, pass_with_nothing_to_do_draws_copies_and_allocates_nothing)
+{
+    loop_pass();
+    machine.shows = 0;
+    seen.draws = 0;
+    fb_clear(fb_cur, 0x1234);
+    allocations = 0;
+    for (int i = 0; i < 1000; i++)
+        loop_pass();
+    EXPECT_EQ(allocations, 0);
+    EXPECT_EQ(machine.shows, 0);
+    EXPECT_EQ(seen.draws, 0);
+    for (int32_t i = 0; i < 320 * 240; i++)
+        ASSERT_EQ(fb_cur->pixels[i], 0x1234) << i;
+}
+
+TEST_F(loop, message_that_expired_in_the_dark_goes_at_waking)
+{
+    program_change_volume(5);
+    loop_pass();
+    darken();
+    machine.ms += 5000;
+    loop_pass();
+    EXPECT_EQ(seen.draws, 0);
+    test_press(key_up);
+    loop_pass();
+    EXPECT_EQ(seen.draws, 1);
+    EXPECT_EQ(messages().size(), 0u);
+}

@@ -1,0 +1,102 @@
+#include "core/steps.h"
+
+#include "core/program.h"
+#include "platform/fault.h"
+
+#include <gtest/gtest.h>
+#include <string>
+
+static std::string ran, printed;
+
+void program_perror(const char *text)
+{
+    printed += std::string(text) + "\n";
+}
+
+static int good(const char *name)
+{
+    ran += name;
+    return 0;
+}
+
+static int bad(const char *name)
+{
+    ran += name;
+    return -1;
+}
+
+static const program_step all_good[] = {
+    {.name = "one", .message = "one falied", .run = [] { return good("1"); }, .asks_fault = true},
+    {.name = "two", .message = "two failed", .run = [] { return good("2"); }},
+    {.name = "three", .message = nullptr, .run = [] { return bad("3"); }},
+    {.name = "four", .message = "four failed", .run = [] { return good("4"); }, .asks_fault = true},
+};
+
+static const program_step two_bad[] = {
+    {.name = "one", .message = "one falied", .run = [] { return good("1"); }},
+    {.name = "two", .message = "two failed", .run = [] { return bad("2"); }},
+    {.name = "three", .message = "three falied", .run = [] { return bad("3"); }},
+    {.name = "four", .message = "four failed", .run = [] { return good("4"); }},
+};
+
+class steps : public testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        ran.clear();
+        printed.clear();
+        fault_set("");
+    }
+    void TearDown() override { fault_set(""); }
+};
+
+TEST_F(steps, start_runs_all_in_order)
+{
+    EXPECT_EQ(steps_start(all_good, 4), 0);
+    EXPECT_EQ(ran, "1234");
+    EXPECT_EQ(printed, "");
+}
+
+TEST_F(steps, start_stops_at_the_first_failure)
+{
+    EXPECT_EQ(steps_start(two_bad, 4), -1);
+    EXPECT_EQ(ran, "12");
+    EXPECT_EQ(printed, "two failed\n");
+}
+
+TEST_F(steps, stop_runs_all_and_reports_each_failure)
+{
+    EXPECT_EQ(steps_stop(two_bad, 4), -1);
+    EXPECT_EQ(ran, "1234");
+    EXPECT_EQ(printed, "two failed\nthree falied\n");
+}
+
+TEST_F(steps, step_without_message_fails_nothing)
+{
+    EXPECT_EQ(steps_stop(all_good, 4), 0);
+    EXPECT_EQ(printed, "");
+}
+
+TEST_F(steps, fault_at_the_start_keeps_the_step_from_running)
+{
+    fault_set("four");
+    EXPECT_EQ(steps_start(all_good, 4), -1);
+    EXPECT_EQ(ran, "123");
+    EXPECT_EQ(printed, "four failed\n");
+}
+
+TEST_F(steps, fault_at_the_end_comes_after_the_step_did_its_work)
+{
+    fault_set("one");
+    EXPECT_EQ(steps_stop(all_good, 4), -1);
+    EXPECT_EQ(ran, "1234");
+    EXPECT_EQ(printed, "one falied\n");
+}
+
+TEST_F(steps, fault_of_a_step_that_asks_for_itself_is_left_to_it)
+{
+    fault_set("two:1");
+    EXPECT_EQ(steps_start(all_good, 4), 0);
+    EXPECT_TRUE(fault_hit("two")); /* still the first time anybody asks */
+}
