@@ -24,7 +24,8 @@ uint32_t update_package_count(const update_package *package);
  * the scratch folder, and for symbolic links and encrypted entries. */
 [[nodiscard]] int update_package_entry(update_package *package, update_entry *entry);
 /* Hands the current entry's content over in pieces; `take` returns -1 to stop. -1 also for damaged
- * data and a wrong checksum, which shows only after the last piece. */
+ * data, for another length than declared, and for a wrong checksum, which shows only after the last
+ * piece. */
 [[nodiscard]] int update_package_read(update_package *package,
                                       int (*take)(void *context, const void *piece, size_t size),
                                       void *context);

@@ -80,7 +80,7 @@ TEST_F(play_draw_test, redraws_for_a_new_track)
     EXPECT_EQ(shown_texts(), texts{"Two"});
     set_no_track();
     EXPECT_TRUE(draw());
-    EXPECT_EQ(shown_texts(), texts{""});
+    EXPECT_EQ(shown_texts(), texts{}) << "an empty text is no text";
 }
 
 TEST_F(play_draw_test, drops_what_belonged_to_the_last_track)
