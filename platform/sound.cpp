@@ -8,27 +8,28 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <iterator>
 #include <pthread.h>
 
 constexpr uint32_t ring_frames = 8192;                    /* a power of two above full_frames */
 constexpr uint32_t full_frames = sound_rate * 110 / 1000; /* never more is queued */
 /* Down to here nobody wakes: nine periods are 104 ms, so the thread sleeps 42 ms at a time. */
 constexpr uint32_t low_frames = sound_rate * 62 / 1000;
-constexpr int32_t idle_soon_ms = 40, idle_late_ms = 500;
-constexpr int32_t attentive_ms = 3000;
-constexpr size_t stack_bytes = 1024 * 1024; /* decoders and the file names of a playlist */
-constexpr int32_t gain_one = 65536;
-constexpr int32_t gain_slide_frames = 256; /* a change takes 6 ms and does not click */
 
-struct sound_gain {
-    int32_t left, right; /* gain_one leaves a sample as it is */
+/* A callback with nothing to play is asked again after `wait_ms`, as long as the last input, reset
+ * or sound is less than `since_ms` ago: a track that is about to open is heard at once, and a
+ * player that lies in a drawer hardly wakes. */
+struct sound_patience {
+    int64_t since_ms;
+    int32_t wait_ms;
 };
+constexpr sound_patience patience[] = {{200, 5}, {3000, 40}, {INT64_MAX, 500}};
 
+constexpr size_t stack_bytes = 1024 * 1024; /* decoders and the file names of a playlist */
 /* A leaf: held for copying a few kilobytes, never while the callback runs. */
 static constinit sys_lock queue_lock;
 static pthread_cond_t thread_work = PTHREAD_COND_INITIALIZER;
@@ -44,11 +45,10 @@ static bool thread_idle GUARDED_BY(queue_lock) = false;
 static uint32_t steps_wanted GUARDED_BY(queue_lock) = 0;
 static uint32_t steps_done GUARDED_BY(queue_lock) = 0;
 static int32_t idle_steps GUARDED_BY(queue_lock) = 0; /* let go by since the last one taken */
+static int64_t calm_steps GUARDED_BY(queue_lock) = 0; /* since the last wake, reset or sound */
 
 static std::atomic<uint32_t> queued_frames{0}; /* ring_count, for those who may not lock */
-static std::atomic<int32_t> volume_left{100}, volume_right{100};
-static std::atomic<int32_t> gain_left{gain_one}, gain_right{gain_one}; /* of the volume */
-static std::atomic<int64_t> attention_ms{0}; /* clock_real_msec() of the last reason to listen */
+static std::atomic<int64_t> attention_ms{0};   /* clock_real_msec() of the last reason to listen */
 
 static std::atomic<const sound_speaker *> speaker{nullptr}; /* null while closed; set on main */
 
@@ -58,10 +58,6 @@ static void *callback_user = nullptr;
 static pthread_t thread;
 
 static constinit thread_local bool on_sound_thread = false;
-
-/* The pulling thread's. */
-static sound_gain gain_now = {gain_one, gain_one};
-static bool gain_settled = false; /* false: nothing was heard just before, so no slide */
 
 static uint32_t total_frames()
 {
@@ -95,39 +91,6 @@ static uint32_t copy_out(int16_t *to, uint32_t wanted)
     ring_first = (ring_first + frames) % ring_frames;
     set_count_locked(ring_count - frames);
     return frames;
-}
-
-/* Twice the number sounds twice as loud: loudness doubles every 10 dB. */
-static int32_t volume_gain(int32_t volume)
-{
-    return (int32_t)lround(gain_one * pow(volume / 100.0, 5.0 / 3.0));
-}
-
-static int32_t slide(int32_t from, int32_t to)
-{
-    constexpr int32_t step = gain_one / gain_slide_frames;
-    return from < to ? std::min(from + step, to) : std::max(from - step, to);
-}
-
-/* Fits 32 bits: 32767 * gain_one + gain_one / 2 does. */
-static int16_t scale(int16_t sample, int32_t gain)
-{
-    return (int16_t)((sample * gain + gain_one / 2) >> 16);
-}
-
-static void apply_volume(int16_t *samples, uint32_t frames)
-{
-    const sound_gain wanted = {gain_left, gain_right};
-    if (!gain_settled)
-        gain_now = wanted;
-    gain_settled = true;
-    for (uint32_t i = 0; i < frames; i++) {
-        gain_now.left = slide(gain_now.left, wanted.left);
-        gain_now.right = slide(gain_now.right, wanted.right);
-        int16_t *frame = samples + i * 2;
-        frame[0] = scale(frame[0], gain_now.left);
-        frame[1] = scale(frame[1], gain_now.right);
-    }
 }
 
 static bool is_silent(const int16_t *samples, uint32_t count)
@@ -179,10 +142,13 @@ static bool take_drop()
     return wanted;
 }
 
-static int32_t idle_ms()
+static int32_t idle_ms(int64_t since_ms)
 {
-    const int64_t since = clock_real_msec() - attention_ms.load(std::memory_order_relaxed);
-    return total_frames() == 0 && since > attentive_ms ? idle_late_ms : idle_soon_ms;
+    for (const sound_patience &each : patience) {
+        if (since_ms < each.since_ms)
+            return each.wait_ms;
+    }
+    return patience[std::size(patience) - 1].wait_ms;
 }
 
 static int32_t busy_ms()
@@ -205,7 +171,7 @@ static int32_t play_round(const sound_speaker *to, bool *sleeps)
         sys_guard guard(queue_lock);
         thread_idle = !busy;
     }
-    return busy ? busy_ms() : idle_ms();
+    return busy ? busy_ms() : idle_ms(clock_real_msec() - attention_ms);
 }
 
 static timespec time_after(int32_t ms)
@@ -242,9 +208,10 @@ static bool wait_for_step()
 /* Handing a step to the thread costs more than all else that a scripted millisecond does. */
 static bool step_is_due_locked() REQUIRES(queue_lock)
 {
+    calm_steps = woken || !thread_idle ? 0 : calm_steps + 1;
     if (woken || drop_pending)
         return true;
-    return thread_idle ? ++idle_steps >= idle_soon_ms : total_frames() <= low_frames;
+    return thread_idle ? ++idle_steps >= idle_ms(calm_steps) : total_frames() <= low_frames;
 }
 
 static void finish_step()
@@ -303,6 +270,7 @@ static void forget()
     closing = woken = drop_pending = thread_idle = false;
     steps_wanted = steps_done = 0;
     idle_steps = 0;
+    calm_steps = 0;
 }
 
 int sound_open(sound_callback to_call, void *user)
@@ -312,7 +280,7 @@ int sound_open(sound_callback to_call, void *user)
     forget();
     callback = to_call;
     callback_user = user;
-    gain_settled = false;
+    sound_volume_rest();
     attention_ms = clock_real_msec();
     const sound_speaker *found = open_speaker();
     if (!found)
@@ -372,36 +340,14 @@ int32_t sound_get_buffer_remaining()
     return (int32_t)(total_frames() * 1000 / sound_rate);
 }
 
-int sound_get_volume(int32_t *left, int32_t *right)
-{
-    if (fault_hit("sound_get_volume"))
-        return -1;
-    *left = volume_left;
-    *right = volume_right;
-    return 0;
-}
-
-int sound_set_volume(int32_t *left, int32_t *right)
-{
-    if (fault_hit("sound_set_volume"))
-        return -1;
-    const int32_t wanted_left = std::clamp(*left, 0, 100);
-    const int32_t wanted_right = std::clamp(*right, 0, 100);
-    volume_left = *left = wanted_left;
-    volume_right = *right = wanted_right;
-    gain_left = volume_gain(wanted_left);
-    gain_right = volume_gain(wanted_right);
-    return 0;
-}
-
 uint32_t sound_pull(int16_t *to, uint32_t frames)
 {
     const uint32_t got = copy_out(to, frames);
     memset(to + got * 2, 0, (size_t)(frames - got) * sound_frame_bytes);
     if (got > 0)
-        apply_volume(to, got);
+        sound_volume_apply(to, got);
     else
-        gain_settled = false;
+        sound_volume_rest();
     return got;
 }
 
@@ -416,9 +362,4 @@ void sound_step()
     pthread_cond_signal(&thread_work);
     while (!closing && steps_done != steps_wanted)
         pthread_cond_wait(&step_done, &queue_lock.mutex);
-}
-
-int32_t sound_volume_now()
-{
-    return volume_left;
 }

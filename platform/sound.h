@@ -6,8 +6,8 @@
  *
  * A callback that has nothing to play calls clock_msleep() and returns with its buffer untouched.
  * On the sound thread that does not sleep: it tells the thread, which then queues nothing and
- * calls again 40 ms later, or, some seconds after the last input or reset, twice a second, unless
- * sound_wake() says that there is something to play. */
+ * calls again after 5 ms; 200 ms after the last input, reset or sound after 40 ms, and three
+ * seconds after it twice a second. Any input asks it again at once, and so does sound_wake(). */
 #pragma once
 
 #include <cstdint>

@@ -27,11 +27,19 @@ constexpr uint32_t sound_period_frames = 512; /* 11.6 ms */
  * Returns the frames that came from the queue. One thread at a time. */
 uint32_t sound_pull(int16_t *to, uint32_t frames);
 /* One millisecond of a stepped speaker: lets the sound thread fill the queue if that is due, and
- * waits until it has. A callback with nothing to play is asked again after 40 steps, or at once
- * after sound_wake(). Not on the sound thread; the caller holds no lock the callback could want. */
+ * waits until it has. A callback with nothing to play is asked again as seldom as in real time.
+ * Not on the sound thread; the caller holds no lock that the callback could want. */
 void sound_step();
+
+/* ---- sound_volume.cpp ---- */
+
 /* What the left channel is set to, 0..100. Any thread. */
 int32_t sound_volume_now();
+/* Applies the volume in place. A change since the last call slides, so that it does not click.
+ * The pulling thread. */
+void sound_volume_apply(int16_t *samples, uint32_t frames);
+/* Nothing was heard just before: the next samples get the volume without a slide. */
+void sound_volume_rest();
 
 /* ---- A speaker that nobody hears ---- */
 
