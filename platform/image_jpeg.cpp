@@ -24,7 +24,7 @@ struct jpeg_job {
     jmp_buf escape;
     image_source *source;
     bool ended; /* the file gave no more bytes */
-    bool cut;   /* and the decoder missed them */
+    bool cut;   /* the picture's data end before the picture */
     image *picture;
     JSAMPLE *row; /* one row as libjpeg delivers it */
     JOCTET buffer[buffer_size];
@@ -40,10 +40,11 @@ static void on_error(j_common_ptr jpeg)
     longjmp(job_of(jpeg)->escape, 1);
 }
 
-/* Damage in the middle is bridged, as every viewer does; a file that stops short is refused. */
+/* Damage in the middle is bridged, as every viewer does. A file that stops short is refused, also
+ * one that says so itself: a few hundred bytes could otherwise grow to 16 grey megapixels. */
 static void on_message(j_common_ptr jpeg, int level)
 {
-    if (level < 0 && job_of(jpeg)->ended)
+    if (level < 0 && ((j_decompress_ptr)jpeg)->unread_marker == JPEG_EOI)
         job_of(jpeg)->cut = true;
 }
 
