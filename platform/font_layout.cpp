@@ -174,20 +174,18 @@ int32_t font_layout_shorten(font_layout *layout, font_faces *faces, int32_t size
 {
     sum_advances(layout);
     const int32_t room = limit - shape_cut(layout, faces, size, 0);
-    if (room < 0) {
-        (void)font_layout_shape(layout, faces, size);
-        return width;
-    }
-    size_t kept = fitting(layout, room);
-    for (;;) {
-        while (kept > 0 && layout->text[kept - 1] == ' ')
+    for (size_t kept = fitting(layout, room); kept > 0;) {
+        while (kept > 1 && layout->text[kept - 1] == ' ')
             kept--;
         const int32_t shortened = shape_cut(layout, faces, size, kept);
-        if (shortened <= limit || kept == 0)
+        if (shortened <= limit)
             return shortened;
         /* Joined letters may be wider at an end than in the middle: one cluster less. */
         do
             kept--;
         while (kept > 0 && layout->advances[kept] < 0);
     }
+    /* Dots alone say less than the beginning of the text. */
+    (void)font_layout_shape(layout, faces, size);
+    return width;
 }

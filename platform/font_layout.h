@@ -24,7 +24,7 @@ struct font_layout {
 /* Lays out layout->text. Returns the width in pixels. */
 int32_t font_layout_shape(font_layout *layout, font_faces *faces, int32_t size);
 /* Lays out as much of layout->text as fits `limit` pixels with an ellipsis, and lays it out.
- * Returns the width; `width` (of the whole text) and the glyphs stay when not even the ellipsis
- * fits. */
+ * Returns the width; `width` (of the whole text) and the glyphs stay when not even one character
+ * and the ellipsis fit. */
 int32_t font_layout_shorten(font_layout *layout, font_faces *faces, int32_t size, int32_t width,
                             int32_t limit);
