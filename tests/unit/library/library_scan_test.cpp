@@ -11,6 +11,7 @@
 #include "support/scratch.h"
 
 #include <atomic>
+#include <cstring>
 #include <thread>
 
 struct scan : testing::Test {
@@ -381,4 +382,42 @@ TEST_F(scan, adds_single_files_and_folders)
               "error scanning file: " +
                   music + "/a.mp3\n");
     EXPECT_EQ(titles(), (rows{"a", "b"}));
+}
+
+static long memory_kib(const char *field)
+{
+    const std::string status = scratch_read("/proc/self/status");
+    const size_t at = status.find(field);
+    return at == std::string::npos ? 0
+                                   : strtol(status.c_str() + at + strlen(field) + 1, nullptr, 10);
+}
+
+/* An ID3 block that says it is 255 MiB long, in a file of `size` bytes without anything else; its
+ * one frame says it is a title of 200 MiB. */
+static void make_huge_claim(const std::string &path, off_t size)
+{
+    const std::string head = std::string("ID3\3\0\0\x7f\x7f\x7f\x7f", 10) +
+                             std::string("TIT2\x0c\x80\0\0\0\0\0", 11) + std::string(5000, 't');
+    scratch_write(path, head);
+    ASSERT_EQ(truncate(path.c_str(), size), 0);
+}
+
+TEST_F(scan, takes_little_memory_whatever_a_tag_claims)
+{
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "the sanitizers take their own";
+#endif
+    for (int i = 0; i < 8; i++) {
+        make_huge_claim("m/short" + std::to_string(i) + ".mp3", 6000);
+        make_huge_claim("m/long" + std::to_string(i) + ".mp3", 300 << 20);
+    }
+    for (int i = 0; i < 1000; i++)
+        make("x" + std::to_string(i) + ".flac", std::string(1500, 't') + std::to_string(i));
+    scratch_write("/proc/self/clear_refs", "5"); /* the peak starts here */
+    const long before = memory_kib("VmRSS:");
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(library_scan(), 0);
+    (void)testing::internal::GetCapturedStderr();
+    EXPECT_LT(memory_kib("VmHWM:") - before, 20 * 1024);
+    EXPECT_GE(titles().size(), 1000u);
 }

@@ -1,0 +1,88 @@
+/* A scan that is killed leaves the old library whole. */
+#include "library/library_scan.h"
+
+#include "config/cfg.h"
+#include "library/library.h"
+#include "library_rows.h"
+#include "makers/maker_audio.h"
+#include "platform/audio.h"
+#include "support/scratch.h"
+
+#include <csignal>
+
+static void make_music(const std::string &dir, int count)
+{
+    ASSERT_EQ(mkdir(dir.c_str(), 0755), 0);
+    for (int i = 0; i < count; i++) {
+        maker_file file;
+        file.seconds = 0.05;
+        file.title = "title " + std::to_string(i) + std::string(300, 't');
+        file.artist = "artist " + std::to_string(i / 10);
+        file.album = "album " + std::to_string(i / 5);
+        ASSERT_EQ(maker_track(dir + "/" + std::to_string(i) + (i % 2 ? ".mp3" : ".ogg"), file), 0);
+    }
+}
+
+static int scan(const std::string &dir)
+{
+    snprintf(cfg_library_path, sizeof(cfg_library_path), "%s", dir.c_str());
+    if (library_open() != 0)
+        return -1;
+    const int result = library_scan();
+    return library_close() == 0 ? result : -1;
+}
+
+/* A process that scans over and over and says so each time. */
+static pid_t start_scanner(const std::string &dir, int *started)
+{
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0)
+        return -1;
+    const pid_t child = fork();
+    if (child == 0) {
+        while (write(ends[1], "x", 1) == 1)
+            if (scan(dir) != 0)
+                _exit(1);
+        _exit(2);
+    }
+    close(ends[1]);
+    *started = ends[0];
+    return child;
+}
+
+TEST(library_kill, leaves_the_old_library_or_a_whole_new_one)
+{
+    const scratch folder;
+    ASSERT_EQ(audio_init(), 0);
+    make_music("old", 100);
+    make_music("new", 800);
+    ASSERT_EQ(scan("new"), 0);
+    const auto new_tables = library_tables();
+    ASSERT_EQ(scan("old"), 0);
+    const auto old_tables = library_tables();
+    ASSERT_NE(old_tables, new_tables);
+    unsigned seed = 4711;
+    int kept = 0;
+    int interrupted = 0;
+    for (int round = 0; round < 50; round++) {
+        ASSERT_EQ(scan("old"), 0);
+        int started = -1;
+        const pid_t child = start_scanner("new", &started);
+        ASSERT_GT(child, 0);
+        char byte = 0;
+        ASSERT_EQ(read(started, &byte, 1), 1);
+        usleep(rand_r(&seed) % 100000);
+        ASSERT_EQ(kill(child, SIGKILL), 0);
+        int status = 0;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        close(started);
+        ASSERT_TRUE(WIFSIGNALED(status)) << "the scan failed by itself";
+        interrupted += scratch_exists("library.db-journal");
+        const auto tables = library_tables();
+        ASSERT_TRUE(tables == old_tables || tables == new_tables) << "round " << round;
+        ASSERT_EQ(library_rows("PRAGMA integrity_check"), rows{"ok"});
+        kept += tables == old_tables;
+    }
+    EXPECT_GT(kept, 5) << "killed too late to interrupt anything";
+    EXPECT_GT(interrupted, 5) << "no scan was in the middle of its transaction";
+}
