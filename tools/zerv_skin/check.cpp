@@ -1,0 +1,178 @@
+/* check: reads a package as the player does, and holds what it read against the rules. */
+#include "tools/zerv_skin/check.h"
+
+#include "platform/str.h"
+#include "skin/skin_value.h"
+#include "tools/zerv_skin/check_page.h"
+#include "tools/zerv_skin/words.h"
+
+#include <cstdarg>
+#include <cstring>
+
+void check_warn(const check_page &in, const source_tag &tag, const char *attribute,
+                const char *code, const char *format, ...)
+{
+    char message[2048];
+    va_list arguments;
+    va_start(arguments, format);
+    (void)str_vformat_to(message, sizeof(message), format, arguments);
+    va_end(arguments);
+    const source_attribute *at = source_find(tag, attribute);
+    const skin_place place = at ? at->place : tag.place;
+    report_add(in.found, {report_level::warning, code, in.file->name, place.line, place.column,
+                          tag.name, attribute, at ? at->value : "", message});
+}
+
+/* ---- broken images, at the elements that name them ---- */
+
+static void tell_broken(const char *path, const source_part &part, report *found)
+{
+    for (const source_broken_image &broken : part.broken) {
+        const std::string reason =
+            broken.code == "image" ? check_image_reason(path, broken.name) : broken.reason;
+        for (const source_file *file : part.pages)
+            for (const source_tag &tag : file->tags) {
+                const source_attribute *src = source_find(tag, "src");
+                if (src && src->value == broken.name)
+                    report_add(found, {report_level::error, broken.code, file->name,
+                                       src->place.line, src->place.column, tag.name, "src",
+                                       src->value, "src=\"" + src->value + "\": " + reason});
+            }
+    }
+}
+
+/* ---- roots ---- */
+
+static void check_root(const check_page &in, const source_tag &tag)
+{
+    for (const source_attribute &attribute : tag.attributes) {
+        const char *name = attribute.name.c_str();
+        if (!skin_attribute_of_page(name)) {
+            check_warn(in, tag, name, "unknown-attribute",
+                       "the attribute \"%s\" of the root means nothing", name);
+            continue;
+        }
+        if (strcmp(name, "show") != 0 && strcmp(name, "hide") != 0)
+            continue;
+        if (in.in_list)
+            check_warn(in, tag, name, "no-condition",
+                       "the list screen always uses its first variant");
+        else if (!words_is_variant_condition(attribute.value.c_str()))
+            check_warn(in, tag, name, "unknown-condition",
+                       "a variant's %s=\"%s\" is neither album_cover nor lyrics", name,
+                       attribute.value.c_str());
+    }
+    if (in.page->debug > 0)
+        check_warn(in, tag, "debug", "debug", "every element will be outlined in red");
+}
+
+/* ---- pages ---- */
+
+static void check_one_page(const check_page &in)
+{
+    for (const source_tag &tag : in.file->tags) {
+        if (tag.element < 0) {
+            check_root(in, tag);
+            continue;
+        }
+        const skin_element &element = in.page->elements[tag.element];
+        check_element(in, tag, element);
+        check_text(in, tag, element);
+    }
+}
+
+static void check_page_rows(const check_page &in)
+{
+    uint32_t plain = 0, selected = 0;
+    for (uint32_t i = 0; i < in.page->element_count; i++) {
+        plain += strcmp(in.page->elements[i].name, "item") == 0;
+        selected += strcmp(in.page->elements[i].name, "item_sel") == 0;
+    }
+    const source_tag &root = in.file->tags.front();
+    if (plain == 0)
+        check_warn(in, root, "", "no-rows",
+                   "the list screen needs a \"list\" or \"item\" elements");
+    else if (plain != selected)
+        check_warn(in, root, "", "uneven-rows",
+                   "there are %u \"item\" and %u \"item_sel\" elements; each row needs both", plain,
+                   selected);
+}
+
+static void warn_file(report *found, const source_file &file, const char *code,
+                      const std::string &text)
+{
+    report_add(found, {report_level::warning, code, file.name, 0, 0, "", "", "", text});
+}
+
+static void check_variants(const source_part &part, bool in_list, report *found)
+{
+    for (size_t i = 1; i < part.pages.size(); i++) {
+        const source_file &file = *part.pages[i];
+        if (file.variant == part.pages[i - 1]->variant)
+            warn_file(found, file, "same-variant",
+                      "it has the same number as " + part.pages[i - 1]->name +
+                          ": their order is not defined");
+        if (in_list)
+            warn_file(found, file, "unused-variant",
+                      "the list screen only uses " + part.pages[0]->name);
+    }
+}
+
+/* ---- states of the play screen ---- */
+
+static bool has_usable_variant(const skin_part *part, bool cover, bool lyrics)
+{
+    for (uint32_t i = 0; i < part->count; i++)
+        if (words_variant_fits(part->pages[i].show, part->pages[i].hide, cover, lyrics))
+            return true;
+    return false;
+}
+
+static void check_states(const source_part &part, report *found)
+{
+    for (int state = 0; state < 4; state++) {
+        const bool cover = state & 1, lyrics = state & 2;
+        if (has_usable_variant(part.part.get(), cover, lyrics))
+            continue;
+        const std::string text = std::string("no variant is meant for a track ") +
+                                 (cover ? "with" : "without") + " cover and " +
+                                 (lyrics ? "with" : "without") + " lyrics; " + part.pages[0]->name +
+                                 " is used";
+        warn_file(found, *part.pages[0], "no-variant", text);
+    }
+}
+
+static void check_one_part(const char *path, const source_package &package, const source_part &part,
+                           bool measure, report *found, check_part *to)
+{
+    const bool in_list = &part == &package.list;
+    to->present = !part.files.empty();
+    to->loads = part.loads;
+    to->variants = part.loads ? part.part->count : 0;
+    if (!part.part)
+        return;
+    tell_broken(path, part, found);
+    for (uint32_t i = 0; i < part.part->count; i++) {
+        const check_page in = {found,   &package, &part, part.pages[i], &part.part->pages[i],
+                               in_list, measure};
+        check_one_page(in);
+        if (in_list)
+            check_page_rows(in);
+    }
+    check_variants(part, in_list, found);
+    if (!in_list)
+        check_states(part, found);
+}
+
+void check_package(const char *path, bool measure, check_result *to)
+{
+    source_package package = {};
+    source_read(path, &package, &to->found);
+    check_one_part(path, package, package.list, measure, &to->found, &to->list);
+    check_one_part(path, package, package.play, measure, &to->found, &to->play);
+    check_names(package, &to->found);
+    if (package.opens && !to->list.present && !to->play.present)
+        report_add(&to->found, {report_level::error, "no-part", "", 0, 0, "", "", "",
+                                "the package has neither a list.xml nor a play.xml"});
+    report_sort(&to->found);
+}

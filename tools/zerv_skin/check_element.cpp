@@ -1,0 +1,297 @@
+/* check_element: words, images, boxes and touch targets of one element. */
+#include "tools/zerv_skin/check_page.h"
+
+#include "platform/image.h"
+#include "skin/skin_behavior.h"
+#include "skin/skin_parse.h"
+#include "skin/skin_value.h"
+#include "tools/zerv_skin/words.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstring>
+#include <strings.h>
+
+constexpr int32_t screen_width = 320, screen_height = 240;
+constexpr int32_t smallest_target = 24; /* pixels a finger can hit */
+constexpr int32_t lyrics_bands = 3;
+
+struct element_check {
+    const check_page &in;
+    const source_tag &tag;
+    const skin_element &element;
+    unsigned part; /* words_in_list or words_in_play */
+};
+
+static bool is_named(const element_check &it, const char *name)
+{
+    return it.tag.name == name;
+}
+
+/* ---- names ---- */
+
+static void check_name(const element_check &it)
+{
+    const words_entry *known = words_find_element(it.tag.name.c_str());
+    if (!known)
+        check_warn(it.in, it.tag, "", "unknown-element", "no screen knows the element \"%s\"",
+                   it.tag.name.c_str());
+    else if ((known->parts & it.part) == 0)
+        check_warn(it.in, it.tag, "", "wrong-part", "the %s screen does not draw \"%s\"",
+                   it.in.part->name, it.tag.name.c_str());
+}
+
+static void check_attributes(const element_check &it)
+{
+    for (const source_attribute &attribute : it.tag.attributes)
+        if (!skin_attribute_of_element(attribute.name.c_str()))
+            check_warn(it.in, it.tag, attribute.name.c_str(), "unknown-attribute",
+                       "the attribute \"%s\" means nothing", attribute.name.c_str());
+}
+
+static bool is_plain_colour(const std::string &value)
+{
+    return std::all_of(value.begin() + 1, value.end(),
+                       [](char c) { return isxdigit(static_cast<unsigned char>(c)); });
+}
+
+/* "#0x1234" and "# 12345" pass for numbers, and are hardly meant. */
+static void check_colours(const element_check &it)
+{
+    for (const char *name : {"color", "font_color", "font_color_2"})
+        if (const source_attribute *colour = source_find(it.tag, name))
+            if (!is_plain_colour(colour->value))
+                check_warn(it.in, it.tag, name, "odd-color",
+                           "%s=\"%s\" has other characters than hexadecimal digits", name,
+                           colour->value.c_str());
+}
+
+static void check_conditions(const element_check &it)
+{
+    for (const char *name : {"show", "hide"}) {
+        const source_attribute *word = source_find(it.tag, name);
+        if (!word)
+            continue;
+        if (it.part == words_in_list)
+            check_warn(it.in, it.tag, name, "no-condition", "the list screen hides no elements");
+        else if (!words_is_condition(word->value.c_str()))
+            check_warn(it.in, it.tag, name, "unknown-condition",
+                       "%s=\"%s\" is none of play, pause, album_cover and lyrics", name,
+                       word->value.c_str());
+    }
+}
+
+static void check_action(const element_check &it)
+{
+    if (!it.element.action)
+        return;
+    const bool bar = is_named(it, "scroll");
+    const words_entry *known =
+        bar ? words_find_bar_action(it.element.action) : words_find_action(it.element.action);
+    if (!known)
+        check_warn(it.in, it.tag, "action", "unknown-action", "%s knows the action \"%s\"",
+                   bar ? "no bar" : "no screen", it.element.action);
+    else if ((known->parts & it.part) == 0)
+        check_warn(it.in, it.tag, "action", "wrong-part",
+                   "the action \"%s\" does nothing on the %s screen", it.element.action,
+                   it.in.part->name);
+}
+
+/* ---- images ---- */
+
+/* A member that was probably meant: another case, or "./" in front. */
+static const std::string *find_similar(const source_package &package, const char *src)
+{
+    while (strncmp(src, "./", 2) == 0)
+        src += 2;
+    for (const std::string &member : package.members)
+        if (strcasecmp(member.c_str(), src) == 0)
+            return &member;
+    return nullptr;
+}
+
+static void check_image(const element_check &it)
+{
+    const char *src = it.element.src;
+    if (!src) {
+        if (is_named(it, "img"))
+            check_warn(it.in, it.tag, "", "no-image", "an img without src draws nothing");
+        return;
+    }
+    const std::vector<std::string> &members = it.in.package->members;
+    if (std::find(members.begin(), members.end(), src) != members.end())
+        return;
+    const std::string *similar = find_similar(*it.in.package, src);
+    check_warn(it.in, it.tag, "src", "missing-image", "the package has no file \"%s\"%s%s%s", src,
+               similar ? "; is \"" : "", similar ? similar->c_str() : "",
+               similar ? "\" meant?" : "");
+}
+
+/* ---- bars ---- */
+
+static void check_bar_length(const element_check &it, const skin_bar_kind &kind)
+{
+    const int32_t length = kind.vertical ? it.element.height : it.element.width;
+    const char *size = kind.vertical ? "height" : "width";
+    if (length < 2)
+        check_warn(it.in, it.tag, size, "short-bar",
+                   "a bar of %d pixels cannot show or take a position", length);
+    const image *picture = it.element.image;
+    const int32_t image_length = !picture ? 0 : kind.vertical ? picture->height : picture->width;
+    if (kind.cut_from_end && picture && image_length != length)
+        check_warn(it.in, it.tag, size, "bar-image-length",
+                   "the image is %d pixels long and the bar %d: a \"%s\" needs them equal",
+                   image_length, length, it.element.type);
+}
+
+static void check_bar(const element_check &it)
+{
+    if (!is_named(it, "scroll"))
+        return;
+    skin_bar_kind kind = {};
+    if (!it.element.type) {
+        check_warn(it.in, it.tag, "", "no-type", "a bar without type draws nothing");
+        return;
+    }
+    if (!skin_find_bar_kind(it.element.type, &kind)) {
+        check_warn(it.in, it.tag, "type", "unknown-type", "there is no bar of type \"%s\"",
+                   it.element.type);
+        return;
+    }
+    if (!it.element.action)
+        check_warn(it.in, it.tag, "", "no-action", "a bar without action always shows 0");
+    else if (!it.element.src &&
+             !(kind.draggable && words_bar_is_dragged(it.element.action, it.part)))
+        check_warn(it.in, it.tag, "", "no-image", "a bar without src draws nothing");
+    check_bar_length(it, kind);
+}
+
+/* ---- boxes ---- */
+
+static bool is_outside(const skin_element &element, bool wholly)
+{
+    const int64_t right = static_cast<int64_t>(element.x) + element.width;
+    const int64_t bottom = static_cast<int64_t>(element.y) + element.height;
+    if (wholly)
+        return element.x >= screen_width || element.y >= screen_height || right <= 0 || bottom <= 0;
+    return element.x < 0 || element.y < 0 || right > screen_width || bottom > screen_height;
+}
+
+static void check_box(const element_check &it)
+{
+    const skin_element &element = it.element;
+    if (element.width < 0 || element.height < 0) {
+        check_warn(it.in, it.tag, element.width < 0 ? "width" : "height", "negative-size",
+                   "a size below 0 draws nothing");
+        return;
+    }
+    const bool row = is_named(it, "item") || is_named(it, "item_sel");
+    if (row && is_outside(element, false))
+        check_warn(it.in, it.tag, "", "row-outside", "the row leaves the screen of %d x %d",
+                   screen_width, screen_height);
+    else if (element.width > 0 && element.height > 0 && is_outside(element, true))
+        check_warn(it.in, it.tag, "", "outside", "the element lies outside the screen of %d x %d",
+                   screen_width, screen_height);
+}
+
+/* Boxes that are drawn into, and therefore need a size of their own. */
+static void check_needed_box(const element_check &it)
+{
+    const bool needs = is_named(it, "album_cover") || is_named(it, "lyrics") ||
+                       is_named(it, "rect") || is_named(it, "list");
+    if (needs && (it.element.width == 0 || it.element.height == 0))
+        check_warn(it.in, it.tag, "", "no-size", "\"%s\" needs a width and a height",
+                   it.tag.name.c_str());
+}
+
+/* ---- rows ---- */
+
+/* The rows that a list made stand between it and the next tag's element, two for each. */
+static uint32_t count_rows(const element_check &it)
+{
+    int64_t next = it.in.page->element_count;
+    for (const source_tag &tag : it.in.file->tags)
+        if (tag.element > it.tag.element)
+            next = std::min(next, tag.element);
+    return static_cast<uint32_t>(next - it.tag.element - 1) / 2;
+}
+
+static void check_list(const element_check &it)
+{
+    if (!is_named(it, "list"))
+        return;
+    const skin_element &list = it.element;
+    const uint32_t rows = count_rows(it);
+    if (rows == 0) {
+        check_warn(it.in, it.tag, "height", "no-rows", "not one row of %d pixels fits into %d",
+                   list.font_size, list.height);
+        return;
+    }
+    const skin_element &last = it.in.page->elements[it.tag.element + 2 * rows];
+    if (is_outside(last, false) || is_outside(it.in.page->elements[it.tag.element + 1], false))
+        check_warn(it.in, it.tag, "", "row-outside", "rows leave the screen of %d x %d",
+                   screen_width, screen_height);
+    const int64_t pitch = static_cast<int64_t>(list.font_size) + list.font_size / 2;
+    const int64_t end = static_cast<int64_t>(list.y) + list.height;
+    if (rows == skin_limit_rows && last.y + pitch + list.font_size <= end)
+        check_warn(it.in, it.tag, "height", "many-rows", "the list has room for more than %u rows",
+                   skin_limit_rows);
+}
+
+static void check_lyrics(const element_check &it)
+{
+    const skin_element &element = it.element;
+    if (!is_named(it, "lyrics") || element.height <= 0)
+        return;
+    const int64_t gaps = static_cast<int64_t>(element.font_size / 2) * (lyrics_bands - 1);
+    if ((element.height - gaps) / lyrics_bands < element.font_size)
+        check_warn(it.in, it.tag, "height", "low-box",
+                   "three lines of %d pixels do not fit into a height of %d", element.font_size,
+                   element.height);
+}
+
+/* ---- touch ---- */
+
+static bool is_touched(const element_check &it)
+{
+    const skin_element &element = it.element;
+    skin_bar_kind kind = {};
+    if (is_named(it, "scroll"))
+        return element.action && words_bar_is_dragged(element.action, it.part) &&
+               skin_find_bar_kind(element.type, &kind) && kind.draggable;
+    if (it.part == words_in_list)
+        return is_named(it, "item") || is_named(it, "item_sel");
+    return element.action && words_find_action(element.action);
+}
+
+static void check_touch(const element_check &it)
+{
+    const skin_element &element = it.element;
+    if (is_named(it, "list") && element.font_size < smallest_target) {
+        check_warn(it.in, it.tag, "font_size", "small-target",
+                   "rows of %d pixels are hard to touch: give them %d", element.font_size,
+                   smallest_target);
+        return;
+    }
+    if (!is_touched(it) || element.width < 0 || element.height < 0)
+        return;
+    const bool narrow = element.width < element.height;
+    if (element.width == 0 || element.height == 0)
+        check_warn(it.in, it.tag, "", "no-size", "without a size it cannot be touched");
+    else if (std::min(element.width, element.height) < smallest_target)
+        check_warn(it.in, it.tag, narrow ? "width" : "height", "small-target",
+                   "%d x %d pixels are hard to touch: give it %d", element.width, element.height,
+                   smallest_target);
+}
+
+static void (*const rules[])(const element_check &it) = {
+    check_name, check_attributes, check_colours,    check_conditions, check_action, check_image,
+    check_bar,  check_box,        check_needed_box, check_list,       check_lyrics, check_touch,
+};
+
+void check_element(const check_page &in, const source_tag &tag, const skin_element &element)
+{
+    const element_check it = {in, tag, element, in.in_list ? words_in_list : words_in_play};
+    for (auto rule : rules)
+        rule(it);
+}

@@ -1,0 +1,29 @@
+/* check_page: the rules of check, for one page and for the names of a package. Private to check. */
+#pragma once
+
+#include "tools/zerv_skin/source.h"
+
+/* A page under check. */
+struct check_page {
+    report *found;
+    const source_package *package;
+    const source_part *part;
+    const source_file *file;
+    const skin_page *page;
+    bool in_list; /* of the part "list", else "play" */
+    bool measure;
+};
+
+/* Warns about a tag; `attribute` may be "" or absent from it: the tag's own place is told then. */
+__attribute__((format(printf, 5, 6))) void check_warn(const check_page &in, const source_tag &tag,
+                                                      const char *attribute, const char *code,
+                                                      const char *format, ...);
+
+/* check_element.cpp: words, images, boxes, touch. */
+void check_element(const check_page &in, const source_tag &tag, const skin_element &element);
+/* check_text.cpp: templates and their room. Needs a stage. */
+void check_text(const check_page &in, const source_tag &tag, const skin_element &element);
+/* check_names.cpp: names of members that look like part files and are none, or stand twice. */
+void check_names(const source_package &package, report *found);
+/* check_image.cpp: why an image does not decode, as far as its first bytes tell. */
+std::string check_image_reason(const char *package_path, const std::string &name);

@@ -1,0 +1,110 @@
+/* check_text: templates, and whether what they may say fits its box. */
+#include "tools/zerv_skin/check_page.h"
+
+#include "platform/font.h"
+#include "tools/zerv_skin/stage.h"
+#include "view/play_text.h"
+#include "view/view_list_state.h"
+
+#include <cstring>
+
+/* A tag may have any length and ends in an ellipsis; a box that cannot show as much as these tells
+ * too little. Times and the battery take their widest values. */
+static const stage_play_state play_samples[] = {
+    {true, false, "Northern Light", "Harbour Band", "Songs of Rain", 3599000, 4000000, false, false,
+     100},
+    {true, false, "북쪽 바다의 빛", "달빛 악단", "비의 노래들", 3599000, 4000000, false, false,
+     100},
+    {true, false, "北方大海之歌", "月光乐团", "雨夜之歌", 3599000, 4000000, false, false, 100},
+    {false, false, nullptr, nullptr, nullptr, 0, 0, false, false, 100},
+};
+
+static const stage_list_state list_samples[] = {
+    {"Current Playlist", "Playlist (128 曲目)", nullptr, 0, 0, 0, 100},
+    {"当前播放列表", "/media/music", nullptr, 0, 0, 0, 100},
+};
+
+static void expand(const check_page &in, const char *format, char (&to)[1024])
+{
+    if (in.in_list)
+        view_list_expand(format, to, sizeof(to));
+    else
+        play_text_expand(format, 0, to);
+}
+
+/* What a token stands for never begins with a "$"; what is no token is drawn as it is. */
+static void check_tokens(const check_page &in, const source_tag &tag, const char *format)
+{
+    for (const char *at = strchr(format, '$'); at; at = strchr(at + 1, '$')) {
+        char text[1024];
+        expand(in, at, text);
+        if (text[0] != '$')
+            continue;
+        const size_t word = 1 + strcspn(at + 1, "$ \t:/-()[],.");
+        check_warn(in, tag, "format", "unknown-token", "\"%.*s\" is no token of the %s screen",
+                   static_cast<int>(word), at, in.part->name);
+    }
+}
+
+struct widest_text {
+    char text[1024];
+    int width;
+};
+
+static void measure(const check_page &in, const skin_element &element, widest_text *widest)
+{
+    char text[1024];
+    expand(in, element.format, text);
+    const int width = font_text_width(text, element.font_size);
+    if (width <= widest->width)
+        return;
+    widest->width = width;
+    memcpy(widest->text, text, sizeof(text));
+}
+
+static widest_text find_widest(const check_page &in, const skin_element &element)
+{
+    widest_text widest = {};
+    if (in.in_list) {
+        for (const stage_list_state &sample : list_samples) {
+            stage_set_list(&sample);
+            measure(in, element, &widest);
+        }
+        return widest;
+    }
+    for (const stage_play_state &sample : play_samples) {
+        stage_set_play(&sample);
+        measure(in, element, &widest);
+    }
+    return widest;
+}
+
+static void check_width(const check_page &in, const source_tag &tag, const skin_element &element)
+{
+    const widest_text widest = find_widest(in, element);
+    if (widest.width > element.width)
+        check_warn(in, tag, "width", "text-too-wide", "\"%s\" takes %d pixels, the box has %d",
+                   widest.text, widest.width, element.width);
+}
+
+void check_text(const check_page &in, const source_tag &tag, const skin_element &element)
+{
+    const bool text = tag.name == "text";
+    const bool row = tag.name == "item" || tag.name == "item_sel";
+    if ((text || row) && element.height > 0 && element.font_size > element.height)
+        check_warn(in, tag, "height", "low-box", "a text of %d pixels stands in a height of %d",
+                   element.font_size, element.height);
+    if ((text || row || tag.name == "lyrics" || tag.name == "list") && element.font_size < 0)
+        check_warn(in, tag, "font_size", "negative-size", "a font size below 0 draws nothing");
+    if (!text)
+        return;
+    if (!element.format || element.format[0] == '\0') {
+        check_warn(in, tag, "", "no-format", "a text without format draws nothing");
+        return;
+    }
+    stage_set_list(&list_samples[0]);
+    stage_set_play(&play_samples[0]);
+    check_tokens(in, tag, element.format);
+    if (in.measure && element.width > 0 && element.font_size > 0)
+        check_width(in, tag, element);
+}

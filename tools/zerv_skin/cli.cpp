@@ -1,0 +1,179 @@
+/* cli: the command line of zerv-skin. */
+#include "tools/zerv_skin/cli.h"
+
+#include "core/program.h"
+#include "platform/str.h"
+#include "skin/skin.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <getopt.h>
+#include <strings.h>
+#include <unistd.h>
+
+constexpr int status_usage = 2;
+
+struct command {
+    const char *name, *arguments, *help;
+    int (*run)(const cli_options *options);
+};
+
+static constexpr command commands[] = {
+    {"check", "PACKAGE",
+     "Tells what the player would leave out of a package, a zip or a folder, and what it\n"
+     "would show otherwise than meant. Exit status: 0 nothing found, 1 warnings, 2 errors.\n"
+     "  --json       the result as JSON, for editors\n"
+     "  --font FILE  the font to measure texts with\n",
+     cli_check},
+    {"preview", "PACKAGE -o FOLDER",
+     "Writes a PNG of every part, variant and state with sample data, and sheet.png with all\n"
+     "of them.\n"
+     "  -o FOLDER    where to; made when it is missing\n"
+     "  --font FILE  the font to draw with\n",
+     cli_preview},
+    {"watch", "FOLDER",
+     "Shows a skin in a window and follows its changes. Keys: left and right step through\n"
+     "variants, up and down through states, tab changes the part, o outlines elements,\n"
+     "n names them, escape leaves. Without a display the pictures of preview are written\n"
+     "anew after each change, until the program is ended.\n"
+     "  -o FOLDER    where the pictures go without a display (default NAME-preview)\n"
+     "  --font FILE  the font to draw with\n",
+     cli_watch},
+    {"new", "NAME", "Makes a folder with a small working skin to start from.\n", cli_new},
+    {"pack", "FOLDER",
+     "Makes a zip of a skin folder, once it has no errors. Drawings of other programs, hidden\n"
+     "and backup files are left out.\n"
+     "  -o FILE      the zip (default NAME.zip)\n"
+     "  --force      pack in spite of errors\n",
+     cli_pack},
+};
+
+static void print_usage(FILE *to)
+{
+    fputs("Usage: zerv-skin COMMAND ...\nHelps to make skins for " PROGRAM_NAME ".\n\n", to);
+    for (const command &each : commands)
+        fprintf(to, "  zerv-skin %s %s\n", each.name, each.arguments);
+    fputs("\nzerv-skin COMMAND --help tells more. The manual is zerv-skin(1).\n", to);
+}
+
+static void print_command(const command &of, FILE *to)
+{
+    fprintf(to, "Usage: zerv-skin %s %s\n%s", of.name, of.arguments, of.help);
+}
+
+enum option_code {
+    option_help = 'h',
+    option_output = 'o',
+    option_json = 1000,
+    option_font,
+    option_force
+};
+
+static const option long_options[] = {
+    {"help", no_argument, nullptr, option_help},
+    {"output", required_argument, nullptr, option_output},
+    {"json", no_argument, nullptr, option_json},
+    {"font", required_argument, nullptr, option_font},
+    {"force", no_argument, nullptr, option_force},
+    {nullptr, 0, nullptr, 0},
+};
+
+enum class parse_result { run, help, wrong };
+
+static parse_result parse_options(int argc, char **argv, cli_options *to)
+{
+    optind = 0; /* starts over, also after an earlier call */
+    for (int code = 0; (code = getopt_long(argc, argv, "ho:", long_options, nullptr)) != -1;) {
+        switch (code) {
+        case option_help:
+            return parse_result::help;
+        case option_output:
+            to->output = optarg;
+            break;
+        case option_json:
+            to->json = true;
+            break;
+        case option_font:
+            to->font = optarg;
+            break;
+        case option_force:
+            to->force = true;
+            break;
+        default:
+            return parse_result::wrong; /* getopt has said why */
+        }
+    }
+    if (argc - optind != 1)
+        return parse_result::wrong;
+    to->subject = argv[optind];
+    return parse_result::run;
+}
+
+static int run_command(const command &of, int argc, char **argv)
+{
+    cli_options options = {};
+    options.colours = isatty(STDOUT_FILENO) && !getenv("NO_COLOR");
+    options.progress = isatty(STDERR_FILENO);
+    switch (parse_options(argc, argv, &options)) {
+    case parse_result::help:
+        print_command(of, stdout);
+        return 0;
+    case parse_result::wrong:
+        print_command(of, stderr);
+        return status_usage;
+    case parse_result::run:
+        break;
+    }
+    if (skin_init() != 0)
+        return status_usage;
+    const int status = of.run(&options);
+    (void)skin_exit();
+    if (fflush(stdout) != 0) {
+        perror("zerv-skin");
+        return status_usage;
+    }
+    return status;
+}
+
+int cli_main(int argc, char **argv)
+{
+    const char *name = argc > 1 ? argv[1] : "";
+    if (strcmp(name, "--help") == 0 || strcmp(name, "-h") == 0) {
+        print_usage(stdout);
+        return 0;
+    }
+    for (const command &each : commands)
+        if (strcmp(each.name, name) == 0)
+            return run_command(each, argc - 1, argv + 1);
+    if (*name)
+        fprintf(stderr, "zerv-skin: there is no command \"%s\"\n", name);
+    print_usage(stderr);
+    return status_usage;
+}
+
+cli_name cli_base_name(const char *path)
+{
+    cli_name name = {};
+    size_t end = strlen(path);
+    while (end > 0 && path[end - 1] == '/')
+        end--;
+    size_t start = end;
+    while (start > 0 && path[start - 1] != '/')
+        start--;
+    (void)str_format(name.text, "%.*s", static_cast<int>(end - start), path + start);
+    char *ext = strrchr(name.text, '.');
+    if (ext && ext != name.text && strcasecmp(ext, ".zip") == 0)
+        *ext = '\0';
+    return name;
+}
+
+void cli_progress(const cli_options *options, const char *what, unsigned done, unsigned all)
+{
+    if (!options->progress)
+        return;
+    fprintf(stderr, "\r\033[K");
+    if (done < all)
+        fprintf(stderr, "[%u/%u] %s", done + 1, all, what);
+    fflush(stderr);
+}

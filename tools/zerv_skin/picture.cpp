@@ -1,0 +1,44 @@
+/* picture: PNG files of what the tool has drawn. */
+#include "tools/zerv_skin/picture.h"
+
+#include "platform/fb.h"
+#include "platform/file.h"
+#include "platform/owner.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <png.h>
+#include <vector>
+
+int picture_save(const char *path, int32_t width, int32_t height, const uint8_t *rgba)
+{
+    const owner<FILE, fclose> file(file_fopen(path, "wb"));
+    if (!file)
+        return -1;
+    png_image picture = {};
+    picture.version = PNG_IMAGE_VERSION;
+    picture.width = static_cast<uint32_t>(width);
+    picture.height = static_cast<uint32_t>(height);
+    picture.format = PNG_FORMAT_RGBA;
+    if (png_image_write_to_stdio(&picture, file.get(), 0, rgba, 0, nullptr) == 0 ||
+        fflush(file.get()) != 0) {
+        errno = errno ? errno : EIO;
+        return -1;
+    }
+    return 0;
+}
+
+int picture_save_surface(const char *path, const fb_surface *surface)
+{
+    std::vector<uint8_t> bytes;
+    for (int32_t y = 0; y < surface->height; y++)
+        for (int32_t x = 0; x < surface->width; x++) {
+            const uint32_t pixel = surface->pixels[y * surface->stride + x];
+            const uint32_t red = pixel >> 11, green = pixel >> 5 & 0x3F, blue = pixel & 0x1F;
+            bytes.push_back(static_cast<uint8_t>(red << 3 | red >> 2));
+            bytes.push_back(static_cast<uint8_t>(green << 2 | green >> 4));
+            bytes.push_back(static_cast<uint8_t>(blue << 3 | blue >> 2));
+            bytes.push_back(0xFF);
+        }
+    return picture_save(path, surface->width, surface->height, bytes.data());
+}

@@ -1,0 +1,36 @@
+/* scene: the screens of a skin in every variant and state, drawn by the player's own screens.
+ * Main thread, on an open stage. */
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+struct fb_surface;
+
+struct scene {
+    std::string name; /* "play-0-paused" */
+    bool in_list;     /* of the list screen, else of the play screen */
+    uint32_t variant; /* index, in the order of the numbers */
+    uint32_t state;   /* index among the states of that screen */
+    bool cover, lyrics;
+};
+
+struct scene_part {
+    bool present; /* the package has part files for it */
+    bool loads;
+};
+
+struct scene_package {
+    scene_part list, play;
+    std::vector<scene> scenes;
+};
+
+/* Hands a package to the screens and lists what there is to see. A part that does not load has no
+ * scenes; what was handed over before is forgotten. -1 when memory runs out. */
+[[nodiscard]] int scene_open(const char *path, scene_package *to);
+void scene_close();
+/* Draws a scene; the surface is valid until the next call. Null when memory runs out.
+ *   outlines  a red frame around every element
+ *   names     their tags written into them */
+const fb_surface *scene_draw(const scene &of, bool outlines, bool names);

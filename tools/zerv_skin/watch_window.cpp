@@ -1,0 +1,201 @@
+/* watch_window: a window that shows one scene of a skin and follows its changes. */
+#include "tools/zerv_skin/watch.h"
+
+#include "tools/zerv_skin/cli.h"
+
+#ifdef ZERV_SDL
+
+#include "platform/fb.h"
+#include "tools/zerv_skin/scene.h"
+#include "tools/zerv_skin/stage.h"
+
+#include <SDL.h>
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+
+constexpr int poll_ms = 100; /* how soon a change is seen */
+constexpr int first_scale = 2;
+constexpr int status_error = 2;
+
+struct window_state {
+    const cli_options *options;
+    SDL_Window *window;
+    SDL_Renderer *renderer;
+    SDL_Texture *texture;
+    scene_package package;
+    size_t shown; /* index of the scene */
+    bool outlines, names, leaves;
+    uint64_t fingerprint;
+};
+
+static bool has_display()
+{
+    return getenv("DISPLAY") || getenv("WAYLAND_DISPLAY") || getenv("SDL_VIDEODRIVER");
+}
+
+static const scene *current(const window_state *state)
+{
+    return state->shown < state->package.scenes.size() ? &state->package.scenes[state->shown]
+                                                       : nullptr;
+}
+
+static void present(window_state *state)
+{
+    const scene *of = current(state);
+    const std::string title =
+        std::string(of ? of->name : "the player refuses this skin") + " - zerv-skin";
+    SDL_SetWindowTitle(state->window, title.c_str());
+    const fb_surface *surface = of ? scene_draw(*of, state->outlines, state->names) : nullptr;
+    if (surface)
+        SDL_UpdateTexture(state->texture, nullptr, surface->pixels,
+                          surface->stride * static_cast<int>(sizeof(uint16_t)));
+    SDL_RenderClear(state->renderer);
+    if (surface)
+        SDL_RenderCopy(state->renderer, state->texture, nullptr, nullptr);
+    SDL_RenderPresent(state->renderer);
+}
+
+/* The same scene again if it is still there. */
+static int reload(window_state *state)
+{
+    const scene *of = current(state);
+    const std::string name = of ? of->name : "";
+    watch_tell(state->options);
+    if (scene_open(state->options->subject, &state->package) != 0)
+        return -1;
+    state->shown = 0;
+    for (size_t i = 0; i < state->package.scenes.size(); i++)
+        if (state->package.scenes[i].name == name)
+            state->shown = i;
+    present(state);
+    return 0;
+}
+
+/* The next scene, in a direction, that differs in what a key steps through. */
+static void step(window_state *state, int direction, bool (*wanted)(const scene &, const scene &))
+{
+    const size_t count = state->package.scenes.size();
+    for (size_t i = 1; i < count; i++) {
+        const size_t index = (state->shown + (direction > 0 ? i : count - i)) % count;
+        if (wanted(state->package.scenes[state->shown], state->package.scenes[index])) {
+            state->shown = index;
+            return;
+        }
+    }
+}
+
+static bool is_other_variant(const scene &a, const scene &b)
+{
+    return a.in_list == b.in_list && a.variant != b.variant && a.state == b.state;
+}
+
+static bool is_other_state(const scene &a, const scene &b)
+{
+    return a.in_list == b.in_list && a.variant == b.variant;
+}
+
+static bool is_other_part(const scene &a, const scene &b)
+{
+    return a.in_list != b.in_list;
+}
+
+struct window_key {
+    SDL_Keycode key;
+    void (*act)(window_state *state);
+};
+
+static const window_key keys[] = {
+    {SDLK_RIGHT, [](window_state *s) { step(s, 1, is_other_variant); }},
+    {SDLK_LEFT, [](window_state *s) { step(s, -1, is_other_variant); }},
+    {SDLK_DOWN, [](window_state *s) { step(s, 1, is_other_state); }},
+    {SDLK_UP, [](window_state *s) { step(s, -1, is_other_state); }},
+    {SDLK_TAB, [](window_state *s) { step(s, 1, is_other_part); }},
+    {SDLK_o, [](window_state *s) { s->outlines = !s->outlines; }},
+    {SDLK_n, [](window_state *s) { s->names = !s->names; }},
+    {SDLK_ESCAPE, [](window_state *s) { s->leaves = true; }},
+    {SDLK_q, [](window_state *s) { s->leaves = true; }},
+};
+
+static void handle(window_state *state, const SDL_Event &event)
+{
+    if (event.type == SDL_QUIT)
+        state->leaves = true;
+    if (event.type == SDL_KEYDOWN)
+        for (const window_key &each : keys)
+            if (each.key == event.key.keysym.sym && (each.key == SDLK_ESCAPE || current(state)))
+                each.act(state);
+    if (event.type == SDL_KEYDOWN || event.type == SDL_WINDOWEVENT)
+        present(state);
+}
+
+static int open_window(window_state *state)
+{
+    SDL_SetHint(SDL_HINT_FRAMEBUFFER_ACCELERATION, "0"); /* a picture now and then needs no GPU */
+    SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
+    if (!has_display() || SDL_Init(SDL_INIT_VIDEO) != 0)
+        return -1;
+    state->window = SDL_CreateWindow("zerv-skin", SDL_WINDOWPOS_CENTERED, SDL_WINDOWPOS_CENTERED,
+                                     stage_width * first_scale, stage_height * first_scale,
+                                     SDL_WINDOW_RESIZABLE);
+    if (state->window)
+        state->renderer = SDL_CreateRenderer(state->window, -1, SDL_RENDERER_SOFTWARE);
+    if (state->renderer)
+        state->texture = SDL_CreateTexture(state->renderer, SDL_PIXELFORMAT_RGB565,
+                                           SDL_TEXTUREACCESS_STREAMING, stage_width, stage_height);
+    if (!state->texture)
+        return -1;
+    SDL_RenderSetLogicalSize(state->renderer, stage_width, stage_height);
+    SDL_RenderSetIntegerScale(state->renderer, SDL_TRUE);
+    return 0;
+}
+
+static void close_window(window_state *state)
+{
+    if (state->texture)
+        SDL_DestroyTexture(state->texture);
+    if (state->renderer)
+        SDL_DestroyRenderer(state->renderer);
+    if (state->window)
+        SDL_DestroyWindow(state->window);
+    SDL_Quit();
+}
+
+static int run(window_state *state)
+{
+    while (!state->leaves && !watch_ends()) {
+        const uint64_t fingerprint = watch_fingerprint(state->options->subject);
+        if (fingerprint != state->fingerprint) {
+            state->fingerprint = fingerprint;
+            if (reload(state) != 0)
+                return status_error;
+        }
+        SDL_Event event;
+        if (!SDL_WaitEventTimeout(&event, poll_ms))
+            continue;
+        do
+            handle(state, event);
+        while (SDL_PollEvent(&event));
+    }
+    return 0;
+}
+
+int watch_window(const cli_options *options)
+{
+    window_state state = {};
+    state.options = options;
+    state.fingerprint = ~uint64_t{0};
+    const int status = open_window(&state) == 0 ? run(&state) : -1;
+    close_window(&state);
+    return status;
+}
+
+#else
+
+int watch_window(const cli_options *)
+{
+    return -1; /* this build has no window */
+}
+
+#endif
