@@ -12,8 +12,8 @@
 #include <cstring>
 #include <iterator>
 
-constexpr int block_count_limit = 1024; /* metadata blocks looked at for comments */
-constexpr int64_t gap_limit = 1 << 20;  /* a longer hole is no hole but a lie */
+constexpr int block_count_limit = 1024;    /* metadata blocks looked at for comments */
+constexpr size_t pending_limit = 32 << 20; /* bytes of sound between two reads */
 /* Bytes of a frame besides its samples, generously. */
 constexpr int64_t frame_extra_bytes = 8192;
 
@@ -24,12 +24,11 @@ struct flac_state {
     FLAC__StreamDecoder *decoder;
     FLAC__StreamMetadata_StreamInfo info; /* sample_rate 0 until it was read */
     bool measuring;                       /* frames are only counted */
-    int64_t next;      /* sample after the last frame that was decoded; -1 unknown */
-    int64_t silence;   /* samples that a damaged place lost, due before the block */
-    void *samples;     /* the last frame, interleaved */
-    size_t size;       /* bytes there */
-    bool failed;       /* no memory for a frame */
-    audio_block block; /* what `samples` holds; no frames once delivered */
+    int64_t measured;                     /* sample after the last frame that was counted */
+    void *samples;                        /* what was decoded, interleaved */
+    size_t size;                          /* bytes there */
+    bool failed;                          /* no memory for a frame */
+    audio_block block;                    /* what `samples` holds; no frames once delivered */
 };
 
 static flac_state *state_of(void *user)
@@ -86,23 +85,38 @@ static void on_metadata(const FLAC__StreamDecoder *, const FLAC__StreamMetadata 
 /* The library conceals damage and goes on; nothing here would know better. */
 static void on_error(const FLAC__StreamDecoder *, FLAC__StreamDecoderErrorStatus, void *) {}
 
-/* 16-bit sound stays that; all else is brought to the top of 32 bits. */
+/* 16-bit sound stays that; all else is brought to the top of 32 bits.
+ *   at  frames in front that stay */
 static void interleave(flac_state *state, const FLAC__Frame *frame,
-                       const FLAC__int32 *const planes[], bool wide)
+                       const FLAC__int32 *const planes[], size_t at)
 {
     const uint32_t channels = frame->header.channels, bits = frame->header.bits_per_sample;
     const uint32_t frames = frame->header.blocksize;
     for (uint32_t c = 0; c < channels; c++) {
-        int16_t *narrow_to = static_cast<int16_t *>(state->samples) + c;
-        int32_t *wide_to = static_cast<int32_t *>(state->samples) + c;
         const FLAC__int32 *from = planes[c];
-        if (wide)
+        const size_t start = at * channels + c;
+        if (bits > 16) {
+            int32_t *to = static_cast<int32_t *>(state->samples) + start;
             for (uint32_t i = 0; i < frames; i++)
-                wide_to[size_t(i) * channels] = int32_t(uint32_t(from[i]) << (32 - bits));
-        else
+                to[size_t(i) * channels] = int32_t(uint32_t(from[i]) << (32 - bits));
+        } else {
+            int16_t *to = static_cast<int16_t *>(state->samples) + start;
             for (uint32_t i = 0; i < frames; i++)
-                narrow_to[size_t(i) * channels] = int16_t(uint32_t(from[i]) << (16 - bits));
+                to[size_t(i) * channels] = int16_t(uint32_t(from[i]) << (16 - bits));
+        }
     }
+}
+
+static int make_room(flac_state *state, size_t size)
+{
+    if (size <= state->size)
+        return 0;
+    void *samples = size <= pending_limit ? realloc(state->samples, size) : nullptr;
+    if (!samples)
+        return -1;
+    state->samples = samples;
+    state->size = size;
+    return 0;
 }
 
 static int64_t first_sample(const FLAC__FrameHeader *header)
@@ -112,50 +126,37 @@ static int64_t first_sample(const FLAC__FrameHeader *header)
                : int64_t(header->number.frame_number) * header->blocksize;
 }
 
+/* Called several times for one request where the library puts silence for frames that are lost: so
+ * what follows stays where it belongs. */
 static FLAC__StreamDecoderWriteStatus on_write(const FLAC__StreamDecoder *,
                                                const FLAC__Frame *frame,
                                                const FLAC__int32 *const planes[], void *user)
 {
     flac_state *state = state_of(user);
     const FLAC__FrameHeader *header = &frame->header;
-    const int64_t first = first_sample(header);
-    const bool gap = state->next >= 0 && first > state->next && first - state->next < gap_limit;
-    state->silence = gap && !state->measuring ? first - state->next : 0;
-    state->next = first + header->blocksize;
-    state->block = {};
-    if (state->measuring)
+    if (state->measuring) {
+        state->measured = first_sample(header) + header->blocksize;
         return FLAC__STREAM_DECODER_WRITE_STATUS_CONTINUE;
-    const bool wide = header->bits_per_sample > 16;
-    const size_t size =
-        size_t(header->blocksize) * header->channels * (wide ? sizeof(int32_t) : sizeof(int16_t));
-    if (size > state->size) {
-        free(state->samples);
-        state->samples = malloc(size);
-        state->size = state->samples ? size : 0;
-        if (!state->samples) {
-            state->failed = true;
-            return FLAC__STREAM_DECODER_WRITE_STATUS_ABORT;
-        }
     }
-    interleave(state, frame, planes, wide);
-    state->block = {.samples = state->samples,
-                    .wide = wide,
-                    .layout = audio_layouts_flac[header->channels],
-                    .rate = header->sample_rate,
-                    .frames = header->blocksize};
+    audio_block block = {.samples = nullptr,
+                         .wide = header->bits_per_sample > 16,
+                         .layout = audio_layouts_flac[header->channels],
+                         .rate = header->sample_rate,
+                         .frames = header->blocksize};
+    const audio_block *last = &state->block;
+    const bool same =
+        last->wide == block.wide && last->layout == block.layout && last->rate == block.rate;
+    const size_t at = same ? last->frames : 0;
+    const size_t bytes = block.wide ? sizeof(int32_t) : sizeof(int16_t);
+    if (make_room(state, (at + block.frames) * header->channels * bytes)) {
+        state->failed = true;
+        return FLAC__STREAM_DECODER_WRITE_STATUS_ABORT;
+    }
+    interleave(state, frame, planes, at);
+    block.samples = state->samples;
+    block.frames += uint32_t(at);
+    state->block = block;
     return FLAC__STREAM_DECODER_WRITE_STATUS_CONTINUE;
-}
-
-/* A piece of the time that a damaged place took, so that what follows stays where it belongs. */
-static void give_silence(flac_state *state, audio_block *block)
-{
-    static constexpr int16_t zeros[1024] = {};
-    block->samples = zeros;
-    block->wide = false;
-    block->layout = audio_layouts_flac[1];
-    block->rate = state->block.rate;
-    block->frames = uint32_t(std::min<int64_t>(state->silence, std::size(zeros)));
-    state->silence -= block->frames;
 }
 
 static int flac_read(void *user, audio_block *block, int16_t *, uint32_t)
@@ -169,10 +170,6 @@ static int flac_read(void *user, audio_block *block, int16_t *, uint32_t)
             !FLAC__stream_decoder_process_single(state->decoder))
             return -1;
     }
-    if (state->silence > 0) {
-        give_silence(state, block);
-        return 1;
-    }
     *block = state->block;
     state->block.frames = 0;
     return 1;
@@ -182,14 +179,11 @@ static int flac_seek(void *user, int64_t sample)
 {
     flac_state *state = state_of(user);
     state->block = {};
-    state->next = -1;
     /* After a failed search the library reads no further until it is told to. */
     if (FLAC__stream_decoder_get_state(state->decoder) == FLAC__STREAM_DECODER_SEEK_ERROR)
         FLAC__stream_decoder_flush(state->decoder);
-    if (FLAC__stream_decoder_seek_absolute(state->decoder, FLAC__uint64(sample))) {
-        state->silence = 0;
+    if (FLAC__stream_decoder_seek_absolute(state->decoder, FLAC__uint64(sample)))
         return 0;
-    }
     FLAC__stream_decoder_flush(state->decoder);
     state->block = {};
     return -1;
@@ -223,16 +217,13 @@ static int64_t measure(flac_state *state)
                                 frame_extra_bytes;
     const int64_t from = std::max(int64_t(start), length - 2 * frame_bytes);
     state->measuring = true;
-    state->next = 0;
     FLAC__stream_decoder_flush(state->decoder);
     if (audio_file_seek(state->file, from, SEEK_SET) >= 0)
         FLAC__stream_decoder_process_until_end_of_stream(state->decoder);
-    const int64_t samples = state->next;
     state->measuring = false;
-    state->next = -1;
     FLAC__stream_decoder_flush(state->decoder);
     (void)audio_file_seek(state->file, int64_t(start), SEEK_SET); /* was there before */
-    return samples;
+    return state->measured;
 }
 
 static bool is_playable(const FLAC__StreamMetadata_StreamInfo *info)
@@ -318,7 +309,6 @@ static audio_stream *flac_open(const char *path)
         return nullptr;
     }
     state->file = file;
-    state->next = -1;
     const int64_t at = find_metadata(file);
     audio_tags *tags = at >= 0 ? read_tags(file, at) : nullptr;
     if (at < 0 || audio_file_seek(file, 0, SEEK_SET) < 0 || start_decoder(state)) {

@@ -63,20 +63,25 @@ static int64_t whole_length(ogg_state *state)
     return length;
 }
 
-/* The library's own count of a sample of ours. */
-static int64_t library_sample(ogg_state *state, int64_t sample)
+/* Samples as the library counts them: each link in its own. */
+struct library_place {
+    int64_t sample;
+    int64_t link_start;
+};
+
+static library_place place_of(ogg_state *state, int64_t sample)
 {
     const int links = int(ov_streams(&state->vorbis));
-    int64_t before = 0;
+    int64_t start = 0;
     for (int link = 0; link < links; link++) {
         const int64_t length = link_length(state, link);
         const vorbis_info *info = ov_info(&state->vorbis, link);
         if (info && (sample < length || link == links - 1))
-            return before + sample * info->rate / state->rate;
+            return {start + sample * info->rate / state->rate, start};
         sample -= length;
-        before += std::max<int64_t>(ov_pcm_total(&state->vorbis, link), 0);
+        start += std::max<int64_t>(ov_pcm_total(&state->vorbis, link), 0);
     }
-    return before;
+    return {start, start};
 }
 
 static int ogg_read(void *user, audio_block *block, int16_t *direct, uint32_t frames)
@@ -113,10 +118,38 @@ static int ogg_read(void *user, audio_block *block, int16_t *direct, uint32_t fr
     return 1;
 }
 
+/* Decodes up to a sample of the link at hand. */
+static void discard_until(ogg_state *state, int64_t sample)
+{
+    for (;;) {
+        const vorbis_info *info = ov_info(&state->vorbis, -1);
+        const int64_t left = sample - ov_pcm_tell(&state->vorbis);
+        if (!info || left <= 0)
+            return;
+        const int64_t bytes = left * info->channels * int64_t(sizeof(int16_t));
+        const long n =
+            ov_read(&state->vorbis, state->buffer, int(std::min<int64_t>(bytes, buffer_bytes)), 0,
+                    sizeof(int16_t), 1, nullptr);
+        if (n <= 0 && n != OV_HOLE)
+            return;
+    }
+}
+
 static int ogg_seek(void *user, int64_t sample)
 {
     ogg_state *state = state_of(user);
-    return ov_pcm_seek(&state->vorbis, library_sample(state, sample)) ? -1 : 0;
+    const library_place place = place_of(state, sample);
+    /* In a link whose blocks are larger than those of the first one the library comes out too
+     * late; then it is asked for an earlier place. */
+    for (int64_t back = 0;; back = back ? back * 4 : 4096) {
+        const int64_t from = std::max(place.sample - back, place.link_start);
+        if (ov_pcm_seek(&state->vorbis, from))
+            return -1;
+        if (ov_pcm_tell(&state->vorbis) <= place.sample || from == place.link_start)
+            break;
+    }
+    discard_until(state, place.sample);
+    return ov_pcm_tell(&state->vorbis) == place.sample ? 0 : -1;
 }
 
 static void ogg_close(void *user)
@@ -168,6 +201,9 @@ static audio_stream *ogg_open(const char *path)
         ogg_close(state);
         return nullptr;
     }
+    /* A first link of a single page is passed over otherwise. */
+    if (ov_streams(&state->vorbis) > 1)
+        (void)ov_pcm_seek(&state->vorbis, 0); /* a read tells if it went wrong */
     state->rate = uint32_t(ov_info(&state->vorbis, 0)->rate);
     return audio_stream_new(&ogg_source, state, state->rate, whole_length(state), tags);
 }

@@ -19,7 +19,7 @@ struct maker_sound {
     int channels = 2;
     int64_t frames = 0; /* samples per channel */
     /* The sample of a channel, -1..1. Asked in order, all channels of a frame in turn. */
-    std::function<float(int64_t frame, int channel)> sample;
+    std::function<float(int64_t frame, int channel)> sample = {};
 };
 
 /* A sine in every channel.
@@ -35,11 +35,11 @@ maker_sound maker_samples(std::vector<float> interleaved, uint32_t rate, int cha
 
 /* An empty text leaves the field out. */
 struct maker_tags {
-    std::string title, artist, album, year, genre;
-    std::string cover; /* the bytes of a picture file; empty: none */
+    std::string title = {}, artist = {}, album = {}, year = {}, genre = {};
+    std::string cover = {}; /* the bytes of a picture file; empty: none */
     std::string cover_mime = "image/jpeg";
     /* Further fields after those: ID3 frame ids ("TPE1") or comment names ("ARTIST"). */
-    std::vector<std::pair<std::string, std::string>> more;
+    std::vector<std::pair<std::string, std::string>> more = {};
 };
 
 struct maker_mp3 {
@@ -93,14 +93,14 @@ struct maker_file {
     double level = 0.5;
     uint32_t rate = 44100;
     int channels = 2;
-    std::string title, artist, album, year, genre;
-    std::string cover;
+    std::string title = {}, artist = {}, album = {}, year = {}, genre = {};
+    std::string cover = {};
     std::string cover_mime = "image/jpeg";
-    std::vector<std::pair<std::string, std::string>> more;
-    maker_id3 id3;
-    maker_mp3 mp3;
-    maker_ogg ogg;
-    maker_flac flac;
+    std::vector<std::pair<std::string, std::string>> more = {};
+    maker_id3 id3 = {};
+    maker_mp3 mp3 = {};
+    maker_ogg ogg = {};
+    maker_flac flac = {};
 };
 
 /* Writes a track; ".mp3", ".ogg" or ".flac" without regard to case. 0 or -1. */
