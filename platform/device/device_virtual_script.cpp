@@ -285,6 +285,7 @@ static bool go_on()
 static bool run_next()
 {
     char *line = nullptr;
+    fflush(stdout); /* whoever writes the next line may be waiting for this answer */
     const virtual_line got = virtual_lines_next(&line, !virtual_is_realtime());
     if (got == virtual_line::none)
         return false;
