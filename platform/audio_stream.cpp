@@ -28,7 +28,6 @@ struct stream_state {
     audio_mix mix;
     soxr_t resampler; /* null while the rates agree */
     uint32_t resampler_rate;
-    int64_t fed, made;            /* frames that went into the resampler and came out */
     bool draining;                /* the resampler gets nothing more: its end is due */
     stream_end end;               /* the source has ended */
     int64_t base;                 /* sample at which delivery began */
@@ -125,16 +124,6 @@ static uint32_t copy_block(stream_state *state, int16_t *to, uint32_t frames)
     return frames;
 }
 
-/* Frames that the resampler may still give. Its stages round up one by one, so that its end comes a
- * little late. */
-static int64_t due(const stream_state *state)
-{
-    if (!state->draining)
-        return INT64_MAX;
-    const int64_t rate = state->resampler_rate;
-    return std::max<int64_t>((state->fed * sound_rate + rate / 2) / rate - state->made, 0);
-}
-
 /* Delivers through the filter. 0 when it needs another block or, while draining, is empty. */
 static uint32_t resample(stream_state *state, int16_t *to, uint32_t frames)
 {
@@ -153,9 +142,6 @@ static uint32_t resample(stream_state *state, int16_t *to, uint32_t frames)
         if (soxr_process(state->resampler, from, ready, &used, state->resampled, frames, &made))
             return 0;
         state->work_at += uint32_t(used);
-        state->fed += int64_t(used);
-        made = std::min(made, size_t(due(state)));
-        state->made += int64_t(made);
         if (made > 0) {
             audio_dither_16(state->resampled, to, made, place(state));
             return uint32_t(made);
@@ -174,7 +160,6 @@ static int start_resampler(stream_state *state)
         soxr_create(state->block.rate, sound_rate, 2, &error, &io, &quality, nullptr);
     state->resampler_rate = state->block.rate;
     state->work_at = state->work_count = 0;
-    state->fed = state->made = 0;
     state->draining = false;
     if (!error)
         return 0;
