@@ -4,6 +4,7 @@
 #include "platform/fault.h"
 #include "support/scratch.h"
 
+#include <chrono>
 #include <csignal>
 #include <gtest/gtest.h>
 #include <string>
@@ -31,6 +32,19 @@ struct update_unpack_test : testing::Test {
         struct stat state = {};
         EXPECT_EQ(stat(path, &state), 0) << path;
         return state.st_mode & 07777;
+    }
+
+    static bool wait_until_it_runs(pid_t child)
+    {
+        const std::string link = "/proc/" + std::to_string(child) + "/exe";
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (std::chrono::steady_clock::now() < end) {
+            char target[4096] = "";
+            if (readlink(link.c_str(), target, sizeof target - 1) > 0 &&
+                std::string(target).ends_with("/player"))
+                return true;
+        }
+        return false;
     }
 
     scratch folder;
@@ -87,9 +101,7 @@ TEST_F(update_unpack_test, parks_a_program_that_runs)
         execl("./player", "./player", "60", nullptr);
         _exit(127);
     }
-    /* It cannot be written from the moment it runs. */
-    for (FILE *file = nullptr; (file = fopen("player", "r+b"));)
-        fclose(file);
+    ASSERT_TRUE(wait_until_it_runs(child));
     add("first", "1");
     add("second", "2");
     add("third", "3");
