@@ -1,0 +1,84 @@
+"""Signals: an orderly end, and none at all."""
+
+import os
+import random
+import signal
+import unittest
+
+from make_flac import make_flac
+from player import DEADLINE_S, PlayerTest
+
+KILLS = int(os.environ.get("ZERV_TEST_KILLS", "25"))
+
+
+class SignalsTest(PlayerTest):
+    def stop_by(self, number, *lines, arguments=(), **environment):
+        """Starts, says the lines, waits until the player has done them, sends the signal."""
+        process = self.start(*arguments, **environment)
+        self.say(process, *lines)
+        self.listen_for(process, "ready")
+        process.send_signal(number)
+        status = process.wait(timeout=DEADLINE_S)
+        return status, process.stderr.read().decode()
+
+    def test_each_signal_ends_the_program_and_saves_the_settings(self):
+        for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
+            with self.subTest(signal=number):
+                self.write_config()
+                ended = self.stop_by(number, "key vol_up", "advance 5", "echo ready")
+                self.assertEqual(ended, (0, ""))
+                self.assertIn(b"<vol>35</vol>", self.read("config.txt"))
+
+    def test_signal_ends_a_program_that_is_busy(self):
+        self.write_config()
+        self.write("song.flac", make_flac(2))
+        ended = self.stop_by(signal.SIGTERM, "key vol_up", "advance 5", "echo ready",
+                             "advance 2000000000", arguments=["song.flac"])
+        self.assertEqual(ended, (0, ""))
+        self.assertIn(b"<vol>35</vol>", self.read("config.txt"))
+
+    def test_signal_ends_a_program_in_real_time(self):
+        self.write_config()
+        ended = self.stop_by(signal.SIGTERM, "key vol_up", "advance 5", "echo ready",
+                             "advance 2000000000", ZERV_VIRTUAL_REALTIME="1")
+        self.assertEqual(ended, (0, ""))
+        self.assertIn(b"<vol>35</vol>", self.read("config.txt"))
+
+    def test_signal_does_not_hide_a_failure(self):
+        self.write_config()
+        ended = self.stop_by(signal.SIGTERM, "echo ready", ZERV_FAULT="touch_close")
+        self.assertEqual(ended, (255, "touch_close failed\n"))
+
+    def test_kill_at_any_moment_leaves_a_whole_playlist(self):
+        """The program changes its playlist as fast as it can and dies in the middle."""
+        self.write_config()
+        names = [f"song-{i:02d}.flac" for i in range(30)]
+        for name in names:
+            self.write(name, b"not really")
+        whole = [name.encode() + b"\r\n" for name in names]
+        chance = random.Random(4)
+        lengths = set()
+        for _ in range(KILLS):
+            if self.exists("current.m3u"):
+                os.remove(self.path("current.m3u"))
+            process = self.start(*names)
+            # From the play screen to the playlist, then row after row goes.
+            self.say(process, "advance 250", "key switch", "advance 250", "echo ready")
+            self.listen_for(process, "ready")
+            self.say(process, *["key menu", "advance 1", "echo removed"] * 29)
+            seen = chance.randrange(28)
+            for _ in range(seen):
+                self.listen_for(process, "removed")
+            process.kill()
+            process.wait(timeout=DEADLINE_S)
+            self.end(process)
+            lines = self.read("current.m3u").splitlines(keepends=True)
+            self.assertEqual(lines, [line for line in whole if line in lines])
+            self.assertLessEqual(len(lines), len(names) - seen)
+            self.assertGreaterEqual(len(lines), 1)
+            lengths.add(len(lines))
+        self.assertGreater(len(lengths), min(KILLS, 4) - 1)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,127 @@
+"""The desktop window on a real X server shows what the scripted device shows, and takes a hand."""
+
+import os
+import sys
+import time
+import unittest
+
+from player import DEADLINE_S, PlayerTest
+from x_display import Display
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "scenarios"))
+from run_scenarios import read_png  # noqa: E402
+
+TITLE = "Zerv Player"
+BELOW_TITLE = 30  # the bar above shows the wall clock and the battery of this machine
+
+
+class WindowTest(PlayerTest):
+    def setUp(self):
+        super().setUp()
+        self.display = Display()
+        self.addCleanup(self.display.close)
+
+    def wait_until(self, what, holds):
+        deadline = time.monotonic() + DEADLINE_S
+        while True:
+            found = holds()
+            if found:
+                return found
+            self.assertLess(time.monotonic(), deadline, what)
+            time.sleep(0.02)
+
+    def open_window(self, **environment):
+        environment.setdefault("ZERV_DEVICE", "sdl")
+        process = self.start(DISPLAY=self.display.name, SDL_VIDEODRIVER="x11", HOME=self.folder,
+                             SDL_AUDIODRIVER="dummy", PIXMAN_DISABLE="mmx sse2 ssse3", **environment)
+        window = self.wait_until("no window", lambda: self.display.find_window(TITLE))
+        return process, window
+
+    def scripted(self, script):
+        """The rows of the picture that the scripted device shows after `script`."""
+        run = self.run_script(script + "screenshot shot.png\n", PIXMAN_DISABLE="mmx sse2 ssse3")
+        self.assertEqual(run.status, 0, run.err + run.out)
+        rows = read_png(self.path("shot.png"))[2]
+        os.remove(self.path("shot.png"))
+        os.remove(self.path("config.txt"))
+        return rows[BELOW_TITLE:]
+
+    def shown(self, window):
+        """The window's picture at its own size, each pixel checked to be a whole square."""
+        left, top, width, height = self.display.place(window)
+        scale = min(width // 320, height // 240)
+        left += (width - 320 * scale) // 2
+        top += (height - 240 * scale) // 2
+        screen = self.display.rows()
+        rows = []
+        for y in range(BELOW_TITLE, 240):
+            lines = {screen[top + y * scale + i][left * 3:(left + 320 * scale) * 3]
+                     for i in range(scale)}
+            line = lines.pop()
+            row = bytearray(960)
+            for part in range(3):
+                row[part::3] = line[part::3 * scale]
+            wide = b"".join(bytes(row[x * 3:x * 3 + 3]) * scale for x in range(320))
+            rows.append(bytes(row) if not lines and wide == line else None)
+        return rows
+
+    def leave(self, process, window):
+        self.display.close_window(window)
+        out, err = process.communicate(timeout=DEADLINE_S)
+        self.assertEqual(err.decode(), "")
+        self.assertEqual(process.returncode, 0)
+        self.assertTrue(self.exists("config.txt"), "the settings are saved")
+
+    def test_shows_every_pixel_and_takes_keys_and_clicks(self):
+        first = self.scripted("advance 100\n")
+        second = self.scripted("key down\nadvance 100\n")
+        third = self.scripted("key down\nadvance 100\nkey down\nadvance 100\n")
+        self.assertNotEqual(first, second)
+        process, window = self.open_window()
+        self.assertEqual(self.display.place(window)[2:], (960, 720), "the largest scale that fits")
+        self.wait_until("first screen", lambda: self.shown(window) == first)
+        self.display.key(window, "Down")
+        self.wait_until("key", lambda: self.shown(window) == second)
+        self.display.key(window, "Down")
+        self.wait_until("another key", lambda: self.shown(window) == third)
+        self.leave(process, window)
+
+    def test_a_click_is_a_tap(self):
+        tapped = self.scripted("touch press 60 155\ntouch release 60 155\nadvance 500\n")
+        process, window = self.open_window()
+        self.display.click(window, 60 * 3, 155 * 3)
+        self.wait_until("tap", lambda: self.shown(window) == tapped)
+        self.leave(process, window)
+
+    def test_the_window_is_taken_on_a_desktop_without_being_asked_for(self):
+        process, window = self.open_window(ZERV_DEVICE="")
+        self.leave(process, window)
+
+    def test_the_quit_key_ends_the_program(self):
+        process, window = self.open_window()
+        self.display.key(window, "q")
+        self.assertEqual(process.wait(timeout=DEADLINE_S), 0)
+
+    def test_an_idle_window_hardly_wakes(self):
+        process, window = self.open_window()
+        self.display.key(window, "Down")
+
+        def switches():
+            total = {}
+            for task in os.listdir(f"/proc/{process.pid}/task"):
+                with open(f"/proc/{process.pid}/task/{task}/status") as file:
+                    lines = dict(line.split(":", 1) for line in file)
+                total[task] = int(lines["voluntary_ctxt_switches"])
+            return total
+
+        time.sleep(4)  # two seconds after the last input the loop begins to sleep longer
+        before = switches()
+        time.sleep(3)
+        after = switches()
+        main = str(process.pid)
+        self.assertLessEqual(after[main] - before[main], 3 * 60)
+        self.leave(process, window)
+
+
+if __name__ == "__main__":
+    unittest.main()
