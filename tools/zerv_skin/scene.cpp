@@ -255,3 +255,29 @@ const fb_surface *scene_draw(const scene &of, bool outlines, bool names)
         write_names(surface, page);
     return surface;
 }
+
+/* ---- stepping ---- */
+
+static bool differs(const scene &from, const scene &to, scene_axis axis)
+{
+    switch (axis) {
+    case scene_axis::variant:
+        return from.in_list == to.in_list && from.variant != to.variant && from.state == to.state;
+    case scene_axis::state:
+        return from.in_list == to.in_list && from.variant == to.variant && from.state != to.state;
+    case scene_axis::part:
+        return from.in_list != to.in_list;
+    }
+    return false;
+}
+
+size_t scene_step(const scene_package *of, size_t shown, scene_axis axis, int direction)
+{
+    const size_t count = of->scenes.size();
+    for (size_t i = 1; i < count; i++) {
+        const size_t index = (shown + (direction > 0 ? i : count - i)) % count;
+        if (differs(of->scenes[shown], of->scenes[index], axis))
+            return index;
+    }
+    return shown;
+}

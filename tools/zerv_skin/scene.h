@@ -2,6 +2,7 @@
  * Main thread, on an open stage. */
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -34,3 +35,10 @@ void scene_close();
  *   outlines  a red frame around every element
  *   names     their tags written into them */
 const fb_surface *scene_draw(const scene &of, bool outlines, bool names);
+
+/* What a step changes. */
+enum class scene_axis { variant, state, part };
+/* The nearest scene in a direction (1 or -1, round and round) that differs from `shown` in the
+ * axis: another variant in the same state where there is one, another state of the variant, or the
+ * other part. `shown` when there is none. */
+size_t scene_step(const scene_package *of, size_t shown, scene_axis axis, int direction);

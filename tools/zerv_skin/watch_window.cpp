@@ -10,10 +10,8 @@
 #include "tools/zerv_skin/stage.h"
 
 #include <SDL.h>
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
 
 constexpr int poll_ms = 100; /* how soon a change is seen */
 constexpr int first_scale = 2;
@@ -73,32 +71,9 @@ static int reload(window_state *state)
     return 0;
 }
 
-/* The next scene, in a direction, that differs in what a key steps through. */
-static void step(window_state *state, int direction, bool (*wanted)(const scene &, const scene &))
+static void step(window_state *state, scene_axis axis, int direction)
 {
-    const size_t count = state->package.scenes.size();
-    for (size_t i = 1; i < count; i++) {
-        const size_t index = (state->shown + (direction > 0 ? i : count - i)) % count;
-        if (wanted(state->package.scenes[state->shown], state->package.scenes[index])) {
-            state->shown = index;
-            return;
-        }
-    }
-}
-
-static bool is_other_variant(const scene &a, const scene &b)
-{
-    return a.in_list == b.in_list && a.variant != b.variant && a.state == b.state;
-}
-
-static bool is_other_state(const scene &a, const scene &b)
-{
-    return a.in_list == b.in_list && a.variant == b.variant;
-}
-
-static bool is_other_part(const scene &a, const scene &b)
-{
-    return a.in_list != b.in_list;
+    state->shown = scene_step(&state->package, state->shown, axis, direction);
 }
 
 struct window_key {
@@ -107,11 +82,11 @@ struct window_key {
 };
 
 static const window_key keys[] = {
-    {SDLK_RIGHT, [](window_state *s) { step(s, 1, is_other_variant); }},
-    {SDLK_LEFT, [](window_state *s) { step(s, -1, is_other_variant); }},
-    {SDLK_DOWN, [](window_state *s) { step(s, 1, is_other_state); }},
-    {SDLK_UP, [](window_state *s) { step(s, -1, is_other_state); }},
-    {SDLK_TAB, [](window_state *s) { step(s, 1, is_other_part); }},
+    {SDLK_RIGHT, [](window_state *s) { step(s, scene_axis::variant, 1); }},
+    {SDLK_LEFT, [](window_state *s) { step(s, scene_axis::variant, -1); }},
+    {SDLK_DOWN, [](window_state *s) { step(s, scene_axis::state, 1); }},
+    {SDLK_UP, [](window_state *s) { step(s, scene_axis::state, -1); }},
+    {SDLK_TAB, [](window_state *s) { step(s, scene_axis::part, 1); }},
     {SDLK_o, [](window_state *s) { s->outlines = !s->outlines; }},
     {SDLK_n, [](window_state *s) { s->names = !s->names; }},
     {SDLK_ESCAPE, [](window_state *s) { s->leaves = true; }},
