@@ -35,7 +35,7 @@ static constexpr command commands[] = {
     {"watch", "FOLDER",
      "Shows a skin in a window and follows its changes. Keys: left and right step through\n"
      "variants, up and down through states, tab changes the part, o outlines elements,\n"
-     "n names them, escape leaves. Without a display the pictures of preview are written\n"
+     "n names them, escape or q leaves. Without a display the pictures of preview are written\n"
      "anew after each change, until the program is ended.\n"
      "  -o FOLDER    where the pictures go without a display (default NAME-preview)\n"
      "  --font FILE  the font to draw with\n",

@@ -471,6 +471,17 @@ TEST_F(zerv_skin_check, agrees_with_the_player_about_mutated_archives)
     }
 }
 
+TEST_F(zerv_skin_check, finds_nothing_in_the_skins_of_the_player)
+{
+    for (const char *name : {"Aqua_Ver0.4", "Night", "LargeType"}) {
+        const std::string path = std::string(ZERV_BINARY_DIR) + "/player/skins/" + name + ".zip";
+        const check_result result = check(path.c_str());
+        EXPECT_EQ(to_text(result), "") << path;
+        EXPECT_TRUE(result.list.loads && result.play.loads);
+        EXPECT_GE(result.play.variants, 4u);
+    }
+}
+
 /* ---- hostile packages ---- */
 
 TEST_F(zerv_skin_check, refuses_hostile_packages_in_bounded_time_and_memory)
