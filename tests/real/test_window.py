@@ -15,6 +15,14 @@ TITLE = "Zerv Player"
 BELOW_TITLE = 30  # the bar above shows the wall clock and the battery of this machine
 
 
+def to_565(row):
+    """The bits that the frame had: the way back to 8 bits is the window system's."""
+    cut = bytearray(row)
+    for part, mask in enumerate((0xF8, 0xFC, 0xF8)):
+        cut[part::3] = bytes(value & mask for value in row[part::3])
+    return bytes(cut)
+
+
 class WindowTest(PlayerTest):
     def setUp(self):
         super().setUp()
@@ -44,7 +52,7 @@ class WindowTest(PlayerTest):
         rows = read_png(self.path("shot.png"))[2]
         os.remove(self.path("shot.png"))
         os.remove(self.path("config.txt"))
-        return rows[BELOW_TITLE:]
+        return [to_565(row) for row in rows[BELOW_TITLE:]]
 
     def shown(self, window):
         """The window's picture at its own size, each pixel checked to be a whole square."""
@@ -62,7 +70,7 @@ class WindowTest(PlayerTest):
             for part in range(3):
                 row[part::3] = line[part::3 * scale]
             wide = b"".join(bytes(row[x * 3:x * 3 + 3]) * scale for x in range(320))
-            rows.append(bytes(row) if not lines and wide == line else None)
+            rows.append(to_565(row) if not lines and wide == line else None)
         return rows
 
     def leave(self, process, window):
