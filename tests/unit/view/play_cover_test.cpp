@@ -201,7 +201,7 @@ TEST_F(tag_image, refuses_a_tag_of_absurd_size)
 TEST_F(play_cover_test, is_loaded_off_the_main_thread_and_asks_for_a_frame)
 {
     write_track("a.mp3", jpeg_bytes(30, 20));
-    load_part({"show=\"album_cover\"|", "|"});
+    load_part({"show=\"album_cover\"|<text format=\"with\"/>", "|<text format=\"without\"/>"});
     EXPECT_EQ(layout_index(), 1u);
     set_track({.path = "a.mp3"});
     play_paused = 1;
@@ -209,7 +209,8 @@ TEST_F(play_cover_test, is_loaded_off_the_main_thread_and_asks_for_a_frame)
     ASSERT_EQ(thread_settle(10000), 0);
     EXPECT_EQ(held(), "30x20");
     EXPECT_EQ(layout_index(), 0u);
-    EXPECT_TRUE(draw()) << "also while paused";
+    draw();
+    EXPECT_EQ(shown_texts(), std::vector<std::string>{"with"}) << "also while paused";
 }
 
 TEST_F(play_cover_test, is_loaded_once_a_track)

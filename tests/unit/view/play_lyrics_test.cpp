@@ -255,14 +255,15 @@ TEST_F(play_lyrics, of_a_file_without_a_timed_line_are_none)
 
 TEST_F(play_lyrics, choose_a_layout_that_waited_for_them)
 {
-    load_part({"show=\"lyrics\"|", "|"});
+    load_part({"show=\"lyrics\"|<text format=\"with\"/>", "|<text format=\"without\"/>"});
     scratch_write("song.lrc", "[00:01.00]one\n");
     set_track();
     play_paused = 1;
-    EXPECT_TRUE(draw());
+    draw();
     ASSERT_EQ(thread_settle(10000), 0);
     EXPECT_EQ(layout_index(), 0u);
-    EXPECT_TRUE(draw()) << "also while paused";
+    draw();
+    EXPECT_EQ(shown_texts(), texts{"with"}) << "also while paused";
     set_track({.path = "other.mp3"});
     draw();
     EXPECT_EQ(layout_index(), 1u);
