@@ -289,6 +289,8 @@ maker_picture maker_png_seen(const maker_picture &picture, const maker_png_optio
 void maker_save(const std::string &path, const maker_bytes &bytes)
 {
     FILE *file = fopen(path.c_str(), "wb");
-    if (!file || fwrite(bytes.data(), 1, bytes.size(), file) != bytes.size() || fclose(file))
+    const bool written =
+        file && (bytes.empty() || fwrite(bytes.data(), bytes.size(), 1, file) == 1);
+    if (!written || fclose(file))
         maker_picture_fail(path.c_str());
 }

@@ -38,6 +38,16 @@ class fb_texts : public testing::Test
         return all;
     }
 
+    /* How often something stands in the screen's list. */
+    int times(const char *part) const
+    {
+        int count = 0;
+        const std::string all = listed(screen);
+        for (size_t at = all.find(part); at != std::string::npos; at = all.find(part, at + 1))
+            count++;
+        return count;
+    }
+
     surface_owner one, other, screen;
 };
 
@@ -133,6 +143,33 @@ TEST_F(fb_texts, do_not_pile_up_while_two_screens_slide)
     }
     fb_copy(screen.get(), other.get(), 0, 0, 100, 50, 0, 0);
     EXPECT_EQ(listed(screen), "other@0,0 ");
+}
+
+TEST_F(fb_texts, do_not_pile_up_while_two_screens_slide_back_or_up)
+{
+    note(one, "one", 0, 0, 100);
+    note(one, "left", 0, 20, 40);
+    note(other, "other", 0, 0, 0, 0);
+    for (int x = 0; x <= 100; x += 7) {
+        fb_copy(screen.get(), one.get(), x, 0, 100, 50, 0, 0);
+        fb_copy(screen.get(), other.get(), x - 100, 0, 100, 50, 0, 0);
+        EXPECT_LE(fb_text_count(screen.get()), 3u);
+    }
+    fb_clear(screen.get(), 0);
+    for (const int step : {-1, 1}) {
+        for (int y = 0; y <= 50; y += 3) {
+            fb_copy(screen.get(), one.get(), 0, y * step, 100, 50, 0, 0);
+            fb_copy(screen.get(), other.get(), 0, (y - 50) * step, 100, 50, 0, 0);
+            EXPECT_LE(times("one@"), 1) << y * step;
+            EXPECT_LE(times("other@"), 1) << y * step;
+        }
+        for (int y = 0; y <= 50; y += 3) {
+            fb_copy(screen.get(), other.get(), 0, (y - 50) * step, 100, 50, 0, 0);
+            fb_copy(screen.get(), one.get(), 0, y * step, 100, 50, 0, 0);
+            EXPECT_LE(times("one@"), 1) << y * step;
+            EXPECT_LE(times("other@"), 1) << y * step;
+        }
+    }
 }
 
 TEST_F(fb_texts, survive_the_far_corners_of_the_numbers)

@@ -339,6 +339,8 @@ TEST_F(font, a_box_too_narrow_for_dots_shows_what_fits)
     EXPECT_GT(found.count, 0);
     EXPECT_GE(found.left, 20);
     EXPECT_LE(found.right, 24);
+    const ink right = drawn("WWWl", 20, 20, 5, 0, 16, fb_align_right);
+    EXPECT_EQ(right.count, found.count);
 }
 
 TEST_F(font, right_to_left_text_runs_from_right_to_left)
@@ -351,6 +353,14 @@ TEST_F(font, right_to_left_text_runs_from_right_to_left)
     /* Digits inside stay in their order; joined letters take another form. */
     EXPECT_NE(pixels_of("مم", 20), pixels_of("م\xE2\x80\x8Cم", 20)); /* kept apart */
     EXPECT_EQ(font_text_width("abc אבג 123", 16), font_text_width("abc אבג 321", 16));
+}
+
+TEST_F(font, words_of_both_directions_stand_in_the_order_of_the_first)
+{
+    const std::string forced = "\xE2\x80\xAD"; /* what follows runs from left to right */
+    EXPECT_EQ(pixels_of("אב x", 20), pixels_of((forced + "x בא").c_str(), 20));
+    EXPECT_EQ(pixels_of("x אב", 20), pixels_of((forced + "x בא").c_str(), 20));
+    EXPECT_EQ(pixels_of("אב 12 גד", 20), pixels_of((forced + "דג 12 בא").c_str(), 20));
 }
 
 TEST_F(font, a_long_right_to_left_text_is_shortened_at_its_end)
@@ -397,6 +407,9 @@ TEST_F(font, one_size_does_not_disturb_another)
         EXPECT_EQ(pixels_of("Text 国", 12), twelve);
         EXPECT_EQ(pixels_of("Text 国", 20), twenty);
     }
+    const std::vector<uint16_t> fresh = pixels_of("字母 xyz", 12);
+    ASSERT_EQ(font_open(maker_font_path), 0);
+    EXPECT_EQ(pixels_of("字母 xyz", 12), fresh);
 }
 
 /* As a screen does in a second: the same texts again, and a time that moves. */
