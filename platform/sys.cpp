@@ -13,7 +13,7 @@ static const device *const devices[] = {
 #ifdef ZERV_SDL
     &device_sdl, /* before the bare console: a desktop's frame buffer is not ours to draw on */
 #endif
-    &device_virtual, /* fits everywhere, so it stands last */
+    &device_linux, &device_virtual, /* fits everywhere, so it stands last */
 };
 
 constinit const device *device_current = nullptr;

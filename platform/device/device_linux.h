@@ -1,0 +1,70 @@
+/* device_linux: what the files of the bare Linux device share. Main thread unless said otherwise. */
+#pragma once
+
+#include <cstdint>
+
+struct fb_surface;
+struct sound_speaker;
+
+/* ---- device_linux_screen.cpp: a frame buffer of the kernel ---- */
+
+struct linux_channel {
+    uint32_t offset, length; /* bits */
+};
+
+struct linux_panel {
+    uint8_t *memory;
+    int32_t width, height; /* pixels */
+    int32_t line_bytes;    /* from one row to the next */
+    int32_t pixel_bytes;   /* 2 or 4 */
+    linux_channel red, green, blue;
+};
+
+/* Draws a frame in the middle, at the largest whole scale that fits; crops it where the panel is
+ * smaller. Touches nothing beside it. */
+void linux_panel_draw(const linux_panel *panel, const fb_surface *frame);
+void linux_panel_clear(const linux_panel *panel);
+
+bool linux_screen_fits();
+int linux_screen_open(int32_t width, int32_t height);
+int linux_screen_close();
+int linux_screen_show(const fb_surface *frame);
+int linux_screen_power(int on);
+
+/* ---- device_linux_input.cpp: event devices of the kernel ---- */
+
+struct linux_range {
+    int32_t least, most;
+};
+
+/* Raw values at the edges of a touch panel; least == most: the source has no panel. */
+struct linux_touch_ranges {
+    linux_range x, y;
+};
+
+/* Reads `input_event` records from a descriptor from now on, and closes it at the end. 0, or -1
+ * when there are too many (it stays the caller's). */
+int linux_input_add(int fd, const linux_touch_ranges *ranges);
+int linux_input_open();
+int linux_input_close();
+void linux_input_poll();
+void linux_input_wait(int32_t ms);
+/* Any thread; safe in a signal handler. */
+void linux_input_wake();
+
+/* ---- device_linux_sound.cpp: the sound card through ALSA ---- */
+
+/* The calls of the library that the speaker uses; a test puts its own card here. */
+struct linux_card {
+    int (*open)(); /* 0 or -1 */
+    void (*close)();
+    int32_t (*room)(); /* frames that may be written, -1 after an underrun */
+    int32_t (*size)(); /* frames that the card holds when full */
+    int32_t (*write)(const int16_t *samples, uint32_t frames); /* frames taken, or -1 */
+    int (*recover)(); /* makes it ready after -1 or drop(); 0 or -1 */
+    int (*start)();   /* begins to play what was written, if it does not yet */
+    void (*drop)();   /* silences it */
+};
+
+extern const linux_card *linux_card_current;
+const sound_speaker *linux_speaker();
