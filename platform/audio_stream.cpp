@@ -16,6 +16,9 @@ constexpr uint32_t work_frames = 1024;
 constexpr uint32_t lead_in_samples = 1024;
 constexpr uint32_t lead_in_limit = 8192;
 
+/* Samples; beyond it only lies about lengths live, and the arithmetic of times would overflow. */
+constexpr int64_t sample_limit = int64_t(1) << 43;
+
 enum stream_end { end_none, end_clean, end_error };
 
 struct stream_state {
@@ -54,8 +57,10 @@ audio_stream *audio_stream_new(const audio_source *source, void *source_state, u
         audio_tags_free(tags);
         return nullptr;
     }
-    state->shown = {
-        .sample_rate = rate, .length = std::max<int64_t>(length, 0), .tags = tags, .priv = state};
+    state->shown = {.sample_rate = rate,
+                    .length = std::clamp<int64_t>(length, 0, sample_limit),
+                    .tags = tags,
+                    .priv = state};
     state->source = source;
     state->source_state = source_state;
     state->tags = tags;
@@ -292,10 +297,9 @@ static int move_to(stream_state *state, int64_t sample)
 int audio_stream_seek(audio_stream *stream, int64_t sample)
 {
     stream_state *state = state_of(stream);
-    if (stream->length > 0)
-        sample = std::min(sample, stream->length - 1);
+    const int64_t last = (stream->length > 0 ? stream->length : sample_limit) - 1;
     const int64_t now = audio_stream_tell(stream);
-    const int result = move_to(state, std::max<int64_t>(sample, 0));
+    const int result = move_to(state, std::clamp<int64_t>(sample, 0, last));
     if (state->source->length)
         stream->length = state->source->length(state->source_state);
     /* A place that the file does not have leaves the listener where he was. */

@@ -15,6 +15,7 @@
 #include <vorbis/vorbisfile.h>
 
 constexpr uint32_t buffer_bytes = 8192;
+constexpr int64_t link_limit = int64_t(1) << 40; /* samples; a longer link lies about its end */
 
 struct ogg_state {
     audio_file *file;
@@ -50,7 +51,7 @@ static int64_t link_length(ogg_state *state, int link)
 {
     const vorbis_info *info = ov_info(&state->vorbis, link);
     const int64_t samples = ov_pcm_total(&state->vorbis, link);
-    if (!info || info->rate <= 0 || samples <= 0)
+    if (!info || info->rate <= 0 || samples <= 0 || samples > link_limit)
         return 0;
     return (samples * state->rate + info->rate / 2) / info->rate;
 }
