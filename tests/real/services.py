@@ -1,0 +1,36 @@
+"""The tools for whoever runs the services, as processes."""
+
+import os
+import re
+import subprocess
+import sys
+
+TOOLS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "tools")
+
+
+def run_tool(name, *arguments):
+    """A finished process with `stdout` and `stderr` as text."""
+    return subprocess.run([sys.executable, os.path.join(TOOLS, name), *map(str, arguments)],
+                          capture_output=True, text=True, timeout=120, check=False)
+
+
+class Services:
+    """tools/zerv-services on a free port; `host` is what players are told."""
+
+    def __init__(self, test, *arguments):
+        self.log = b""
+        self.process = subprocess.Popen(
+            [sys.executable, os.path.join(TOOLS, "zerv-services"), "--port", "0",
+             *map(str, arguments)], stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        test.addCleanup(self.stop)
+        line = self.process.stdout.readline().decode()
+        match = re.fullmatch(r"serving on http://([^/]+)/\n", line)
+        test.assertTrue(match, line)
+        self.host = match.group(1)
+
+    def stop(self):
+        """The paths that were asked for, in order."""
+        if self.process.poll() is None:
+            self.process.terminate()
+            self.log = self.process.communicate(timeout=60)[1]
+        return re.findall(r'"GET (\S+) HTTP', self.log.decode())
