@@ -411,3 +411,30 @@ TEST_F(play_cover_test, survives_a_user_who_skips_through_two_hundred_tracks)
     draw();
     EXPECT_EQ(held(), "700x700");
 }
+
+/* The picture takes a while to decode and to fit; the screen goes on meanwhile. */
+TEST_F(play_cover_test, of_a_huge_picture_holds_up_no_pass)
+{
+    write_track("a.mp3", jpeg_bytes(4000, 4000));
+    load_part({"show=\"album_cover\"|<album_cover width=\"120\" height=\"120\"/>", "|<text/>"});
+    set_track({.path = "a.mp3"});
+    using clock = std::chrono::steady_clock;
+    const auto begin = clock::now();
+    clock::duration longest{};
+    const auto pass = [&] {
+        play_screen.redraw = 1;
+        const auto before = clock::now();
+        draw();
+        longest = std::max(longest, clock::now() - before);
+        std::this_thread::yield();
+    };
+    do
+        pass();
+    while (thread_running() > 0 && clock::now() - begin < std::chrono::seconds(60));
+    const auto total = clock::now() - begin;
+    ASSERT_EQ(held(), "4000x4000");
+    const auto ms = [](clock::duration span) {
+        return std::chrono::duration_cast<std::chrono::milliseconds>(span).count();
+    };
+    EXPECT_LT(longest, total / 4) << "longest pass " << ms(longest) << " ms of " << ms(total);
+}
