@@ -1,0 +1,45 @@
+/* fuzz_image: pictures of skins and covers: decoded, fitted, dithered and drawn. */
+#include "fuzz/fuzz.h"
+#include "platform/fb.h"
+#include "platform/image.h"
+#include "platform/owner.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+/* Premultiplied pixels of a size within the limits. */
+static void check(const image *picture)
+{
+    if (picture->width < 1 || picture->height < 1 || picture->width > 4096 ||
+        picture->height > 4096)
+        abort();
+    for (size_t i = 0; i < (size_t)picture->width * (size_t)picture->height; i++) {
+        const uint32_t argb = picture->argb[i];
+        const uint32_t largest = std::max({argb >> 16 & 0xFF, argb >> 8 & 0xFF, argb & 0xFF});
+        if (largest > argb >> 24 || (!picture->has_alpha && argb >> 24 != 255))
+            abort();
+    }
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    const owner<image, image_free> picture(image_read_from_memory(".png", data, size));
+    if (!picture)
+        return 0;
+    check(picture.get());
+    int32_t width = picture->width;
+    int32_t height = picture->height;
+    const owner<fb_surface, fb_free> surface(fb_create(32, 24));
+    if (image_resize_ratio(&width, &height, 32, 24) || !surface)
+        abort();
+    const owner<image, image_free> fitted(image_create(width, height));
+    if (!fitted || image_copy_resampled(fitted.get(), picture.get(), 0, 0, width, height, 0, 0,
+                                        picture->width, picture->height))
+        abort();
+    check(fitted.get());
+    if (image_dither(fitted.get()) || image_dither(picture.get()))
+        abort();
+    fb_draw_image(surface.get(), fitted.get(), 0, 0, width, height, 0, 0, 255);
+    fb_draw_image(surface.get(), picture.get(), -3, -3, 100, 100, 1, 1, 255);
+    return 0;
+}
