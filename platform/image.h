@@ -26,7 +26,8 @@ struct image {
 /* Reads up to `length` bytes: > 0 bytes read, 0 at the end, < 0 on error. */
 typedef int (*image_read_cb)(void *handle, void *buffer, unsigned length);
 
-/* PNG, JPEG or GIF (its first frame), told by signature. */
+/* PNG, JPEG or GIF (its first frame), told by signature. A file that ends before its picture does
+ * gives null. */
 [[nodiscard]] image *image_read(const char *path);
 /* Reads forward only. `name` is for the extension; the content's signature decides. */
 [[nodiscard]] image *image_read_with_cb(const char *name, image_read_cb read, void *handle);
@@ -39,7 +40,7 @@ typedef int (*image_read_cb)(void *handle, void *buffer, unsigned length);
  * -1 (outputs untouched) when the size or the box is below 1. */
 int image_resize_ratio(int32_t *w, int32_t *h, int32_t box_w, int32_t box_h);
 /* Resamples a part of `src` onto a part of `dst` with a filter fit for both directions. Neither
- * may have been dithered. */
+ * may have been dithered. The part of `src` must lie within it; that of `dst` is clipped. */
 int image_copy_resampled(image *dst, const image *src, int32_t dst_x, int32_t dst_y, int32_t dst_w,
                          int32_t dst_h, int32_t src_x, int32_t src_y, int32_t src_w, int32_t src_h);
 /* Reduces to the screen's depth in place. A picture with alpha keeps 32 bits. Twice is harmless. */
