@@ -16,6 +16,8 @@ static int read_input(void *handle, void *buffer, unsigned length)
 {
     input *from = static_cast<input *>(handle);
     const size_t size = std::min<size_t>(length, from->left);
+    if (size == 0)
+        return 0; /* an empty input may have no address */
     memcpy(buffer, from->data, size);
     from->data += size;
     from->left -= size;
