@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <deque>
 #include <functional>
 #include <string>
@@ -25,7 +26,6 @@ struct test_machine {
     time_t wall = 1767268800;
     int32_t battery = 100;
     int shows = 0; /* frames shown */
-    int wakes = 0; /* clock_wake() */
     int battery_reads = 0;
     std::vector<int32_t> sleeps;                  /* every clock_msleep() */
     std::vector<int> powers;                      /* every screen_power() */
@@ -37,6 +37,7 @@ struct test_machine {
     std::function<void()> on_show;                /* may be empty */
 };
 inline test_machine machine;
+inline std::atomic<int> machine_wakes{0}; /* clock_wake(), by any thread */
 
 inline int test_ok()
 {
@@ -108,7 +109,7 @@ inline const device test_device = {
     .msec = [] { return machine.ms; },
     .wall = [] { return machine.wall; },
     .msleep = [](int32_t ms) { machine.sleeps.push_back(ms); },
-    .wake = [] { machine.wakes++; },
+    .wake = [] { machine_wakes++; },
 };
 
 /* Opens the screen, the keys and the panel of a fresh test device. */

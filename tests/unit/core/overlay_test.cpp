@@ -170,9 +170,9 @@ TEST_F(overlay, every_change_asks_the_selected_view_for_a_redraw)
 
 TEST_F(overlay, adding_wakes_a_sleeping_main_thread)
 {
-    const int before = machine.wakes;
+    const int before = machine_wakes;
     overlay_msg_add("a", 10, 0);
-    EXPECT_GT(machine.wakes, before);
+    EXPECT_GT(machine_wakes, before);
 }
 
 TEST_F(overlay, message_is_kept_while_no_view_is_selected)

@@ -122,10 +122,10 @@ TEST_F(program, volume_that_cannot_be_set_is_neither_shown_nor_kept)
 
 TEST_F(program, power_off_clears_the_flag_and_wakes_the_loop)
 {
-    const int before = machine.wakes;
+    const int before = machine_wakes;
     program_power_off();
     EXPECT_EQ(program_running, 0);
-    EXPECT_GT(machine.wakes, before);
+    EXPECT_GT(machine_wakes, before);
 }
 
 TEST_F(program, battery_level_is_the_platforms)

@@ -481,11 +481,11 @@ TEST_F(views, redraw_is_asked_of_the_selected_view_only)
 {
     settle_on(&list_screen);
     list_screen.redraw = play_screen.redraw = 0;
-    const int wakes = machine.wakes;
+    const int wakes = machine_wakes;
     view_request_redraw();
     EXPECT_EQ(list_screen.redraw, 1);
     EXPECT_EQ(play_screen.redraw, 0);
-    EXPECT_GT(machine.wakes, wakes);
+    EXPECT_GT(machine_wakes, wakes);
     view_selected = nullptr;
     view_request_redraw(); /* nobody to ask */
 }
