@@ -35,6 +35,16 @@ static void ahead_read_one_locked(library_ahead *ahead) REQUIRES(ahead->lock)
     file->state = library_ahead_file::done;
 }
 
+/* Whether the inserting thread has enough to go on with: a batch, or all that is on its way. */
+static bool ahead_is_settled_locked(library_ahead *ahead) REQUIRES(ahead->lock)
+{
+    uint32_t at = ahead->first;
+    while (at != ahead->unread && at - ahead->first < library_ahead_batch &&
+           ahead_at_locked(ahead, at)->state == library_ahead_file::done)
+        at++;
+    return at - ahead->first == library_ahead_batch || at == ahead->end;
+}
+
 static void ahead_reader(void *job)
 {
     library_ahead *ahead = static_cast<library_ahead *>(job);
@@ -47,7 +57,8 @@ static void ahead_reader(void *job)
             continue;
         }
         ahead_read_one_locked(ahead);
-        pthread_cond_signal(&ahead->finished);
+        if (ahead->waiting && ahead_is_settled_locked(ahead))
+            pthread_cond_signal(&ahead->finished);
     }
     ahead->readers--;
     pthread_cond_signal(&ahead->finished);
@@ -67,8 +78,12 @@ static void ahead_settle_first_locked(library_ahead *ahead) REQUIRES(ahead->lock
 {
     if (ahead->unread == ahead->first)
         ahead_read_one_locked(ahead);
-    while (ahead_at_locked(ahead, ahead->first)->state != library_ahead_file::done)
+    if (ahead_at_locked(ahead, ahead->first)->state == library_ahead_file::done)
+        return;
+    ahead->waiting = true;
+    while (!ahead_is_settled_locked(ahead))
         pthread_cond_wait(&ahead->finished, &ahead->lock.mutex);
+    ahead->waiting = false;
 }
 
 /* Hands the oldest file out with the lock dropped: readers go on while it is inserted. */
@@ -111,8 +126,8 @@ int library_ahead_add(library_ahead *ahead, const char *path, const char *dir)
         return 0;
     }
     ahead->end++;
-    if (ahead->idle > 0)
-        pthread_cond_signal(&ahead->added);
+    if (ahead->idle > 0 && ahead->end - ahead->unread >= library_ahead_batch)
+        pthread_cond_broadcast(&ahead->added);
     return 0;
 }
 

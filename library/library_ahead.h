@@ -9,6 +9,9 @@
 
 /* Enough to keep the readers busy while one file waits for a slow card. */
 constexpr uint32_t library_ahead_window = 64;
+/* Files that are read, and handed out, in one go: on a single core each change from one thread to
+ * the other costs as much as a statement. */
+constexpr uint32_t library_ahead_batch = 16;
 
 struct library_ahead_file {
     char *path, *dir; /* owned */
@@ -33,7 +36,8 @@ struct library_ahead {
     uint32_t end GUARDED_BY(lock);    /* one past the last */
     uint32_t readers GUARDED_BY(lock);
     uint32_t idle GUARDED_BY(lock); /* readers that wait for a file */
-    bool ending GUARDED_BY(lock);
+    bool waiting GUARDED_BY(lock);  /* the inserting thread, for a batch */
+    bool ending GUARDED_BY(lock);   /* the readers are to leave */
 };
 
 /* Starts the readers. Without any, files are read where they are handed out. */

@@ -8,10 +8,12 @@
 #include "library/library_walk.h"
 #include "platform/db.h"
 #include "platform/file.h"
+#include "platform/str.h"
 
 #include <atomic>
-#include <cstdarg>
+#include <climits>
 #include <cstdio>
+#include <cstring>
 
 static const char *const scan_opening[] = {
     "BEGIN TRANSACTION;",         "DELETE FROM zervp_urls;",   "DELETE FROM zervp_dirs;",
@@ -26,6 +28,15 @@ static db_handle *scan_handle()
     return std::atomic_ref(library_db).load();
 }
 
+/* A scan on its way. The texts are those of the last rows that went in: most files share them with
+ * the file before, and a row that is there need not be ignored again. */
+struct scan_job {
+    db_handle *handle;
+    bool whole; /* inside the transaction of library_scan() */
+    char dir[PATH_MAX];
+    char artist[1024], album[1024], album_artist[1024], genre[1024], year[1024];
+};
+
 static int scan_exec(db_handle *handle, char *sql)
 {
     const int result = db_exec(handle, sql, nullptr);
@@ -33,36 +44,55 @@ static int scan_exec(db_handle *handle, char *sql)
     return result;
 }
 
+/* Runs what makes sure of a row, unless `last` says that it is there. */
+template <size_t size>
+static int scan_ensure(scan_job *job, char (&last)[size], const char *now, const char *format,
+                       const char *more = nullptr)
+{
+    if (strcmp(last, now) == 0)
+        return 0;
+    last[0] = '\0';
+    if (scan_exec(job->handle, db_mprintf(format, now, more)) != 0)
+        return -1;
+    if (!str_copy(last, now))
+        last[0] = '\0';
+    return 0;
+}
+
 static int scan_add_playlist(db_handle *handle, const char *path)
 {
     return scan_exec(handle, db_mprintf("INSERT INTO zervp_playlists(path) VALUES(%Q);", path));
 }
 
-static int scan_add_url(db_handle *handle, const char *path, const char *dir)
+static int scan_add_url(scan_job *job, const char *path, const char *dir)
 {
-    if (scan_exec(handle, db_mprintf("INSERT OR IGNORE INTO zervp_dirs(path, mtime) "
-                                     "VALUES(%Q, 0);",
-                                     dir)) != 0)
+    if (scan_ensure(job, job->dir, dir,
+                    "INSERT OR IGNORE INTO zervp_dirs(path, mtime) VALUES(%Q, 0);") != 0)
         return -1;
-    return scan_exec(handle, db_mprintf("INSERT INTO zervp_urls(path, dir) VALUES(%Q, "
-                                        "(SELECT id FROM zervp_dirs WHERE path = %Q));",
-                                        path, dir));
+    return scan_exec(job->handle, db_mprintf("INSERT INTO zervp_urls(path, dir) VALUES(%Q, "
+                                             "(SELECT id FROM zervp_dirs WHERE path = %Q));",
+                                             path, dir));
 }
 
-static int scan_add_names(db_handle *handle, const library_tags *tags)
+static int scan_add_names(scan_job *job, const library_tags *tags)
 {
-    if (scan_exec(handle, db_mprintf("INSERT OR IGNORE INTO zervp_artists(name) VALUES(%Q);",
-                                     tags->artist)) != 0)
+    if (scan_ensure(job, job->artist, tags->artist,
+                    "INSERT OR IGNORE INTO zervp_artists(name) VALUES(%Q);") != 0)
         return -1;
-    if (scan_exec(handle, db_mprintf("INSERT OR IGNORE INTO zervp_albums(name, artist) VALUES(%Q, "
-                                     "(SELECT id FROM zervp_artists WHERE name = %Q));",
-                                     tags->album, tags->artist)) != 0)
+    /* An album is one of its artist. */
+    if (strcmp(job->album_artist, tags->artist) != 0)
+        job->album[0] = '\0';
+    str_copy(job->album_artist, tags->artist);
+    if (scan_ensure(job, job->album, tags->album,
+                    "INSERT OR IGNORE INTO zervp_albums(name, artist) VALUES(%Q, "
+                    "(SELECT id FROM zervp_artists WHERE name = %Q));",
+                    tags->artist) != 0)
         return -1;
-    if (scan_exec(handle, db_mprintf("INSERT OR IGNORE INTO zervp_genres(name) VALUES(%Q);",
-                                     tags->genre)) != 0)
+    if (scan_ensure(job, job->genre, tags->genre,
+                    "INSERT OR IGNORE INTO zervp_genres(name) VALUES(%Q);") != 0)
         return -1;
-    return scan_exec(handle,
-                     db_mprintf("INSERT OR IGNORE INTO zervp_years(name) VALUES(%Q);", tags->year));
+    return scan_ensure(job, job->year, tags->year,
+                       "INSERT OR IGNORE INTO zervp_years(name) VALUES(%Q);");
 }
 
 static int scan_add_track(db_handle *handle, const char *path, const library_tags *tags)
@@ -80,36 +110,41 @@ static int scan_add_track(db_handle *handle, const char *path, const library_tag
                    tags->year));
 }
 
-static int scan_insert(db_handle *handle, const char *path, const char *dir,
-                       const library_tags *tags)
+static int scan_insert(scan_job *job, const char *path, const char *dir, const library_tags *tags)
 {
     if (tags->kind == library_file_kind::playlist)
-        return scan_add_playlist(handle, path);
-    if (scan_add_url(handle, path, dir) != 0)
+        return scan_add_playlist(job->handle, path);
+    if (scan_add_url(job, path, dir) != 0)
         return -1;
     if (tags->kind == library_file_kind::bare)
         return 0;
-    return scan_add_names(handle, tags) == 0 ? scan_add_track(handle, path, tags) : -1;
+    return scan_add_names(job, tags) == 0 ? scan_add_track(job->handle, path, tags) : -1;
 }
 
-static int scan_add(db_handle *handle, const char *path, const char *dir, const library_tags *tags)
+static int scan_add(scan_job *job, const char *path, const char *dir, const library_tags *tags)
 {
     if (tags->kind == library_file_kind::unreadable)
         return -1;
-    if (scan_insert(handle, path, dir, tags) == 0)
+    if (scan_insert(job, path, dir, tags) == 0)
         return 0;
-    (void)fprintf(stderr, "database error: %s\n", db_err_msg(handle));
+    (void)fprintf(stderr, "database error: %s\n", db_err_msg(job->handle));
     return -1;
 }
 
 /* A library that was closed under the scan ends it at once: each of its files would only add two
- * lines of errors while the program goes down. */
+ * lines of errors while the program goes down. So does a transaction that a full disk has ended:
+ * what followed would be mixed into the old library. */
+static bool scan_is_wanted(const scan_job *job)
+{
+    return job->whole ? db_is_in_transaction(job->handle) : db_is_open(job->handle);
+}
+
 static int scan_take(void *user, const char *path, const char *dir, const library_tags *tags)
 {
-    db_handle *handle = static_cast<db_handle *>(user);
-    if (!db_is_open(handle))
+    scan_job *job = static_cast<scan_job *>(user);
+    if (!scan_is_wanted(job))
         return -1;
-    if (scan_add(handle, path, dir, tags) != 0)
+    if (scan_add(job, path, dir, tags) != 0)
         (void)fprintf(stderr, "error scanning file: %s\n", path);
     return 0;
 }
@@ -119,10 +154,13 @@ static int scan_visit(void *user, const char *path, const char *dir)
     return library_ahead_add(static_cast<library_ahead *>(user), path, dir);
 }
 
-static void scan_folder(db_handle *handle, const char *dir)
+static void scan_folder(db_handle *handle, bool whole, const char *dir)
 {
+    scan_job job = {};
+    job.handle = handle;
+    job.whole = whole;
     library_ahead ahead = {};
-    library_ahead_begin(&ahead, scan_take, handle);
+    library_ahead_begin(&ahead, scan_take, &job);
     library_walk(dir, scan_visit, &ahead);
     library_ahead_end(&ahead);
 }
@@ -132,14 +170,16 @@ int library_add_file(const char *path, const char *dir)
     library_tags tags;
     if (library_tags_read(path, &tags) != 0)
         return -1;
-    const int result = scan_add(scan_handle(), path, dir, &tags);
+    scan_job job = {};
+    job.handle = scan_handle();
+    const int result = scan_add(&job, path, dir, &tags);
     library_tags_free(&tags);
     return result;
 }
 
 int library_scan_dir(const char *dir)
 {
-    scan_folder(scan_handle(), dir);
+    scan_folder(scan_handle(), false, dir);
     return 0;
 }
 
@@ -152,6 +192,6 @@ int library_scan()
     char root[512];
     /* An empty or endless path leaves an empty text, and with it an empty library. */
     (void)file_get_absolute_path(cfg_library_path, root, sizeof(root));
-    scan_folder(handle, root);
+    scan_folder(handle, true, root);
     return scan_exec(handle, db_mprintf("COMMIT TRANSACTION;"));
 }

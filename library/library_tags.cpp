@@ -11,25 +11,37 @@
 constexpr size_t tags_field_size = 1024;
 static const char tags_unknown[] = "未知";
 
-static char *tags_copy_field(const char *value)
+/* Writes a field behind the others and returns the place behind it. */
+static char *tags_put_field(char *to, const char *value, char **field)
 {
-    char field[tags_field_size];
-    str_copy(field, value);
-    str_strip(field);
-    return strdup(field[0] ? field : tags_unknown);
+    str_copy_to(to, tags_field_size, value);
+    str_strip(to);
+    if (!to[0])
+        str_copy_to(to, tags_field_size, tags_unknown);
+    *field = to;
+    return to + strlen(to) + 1;
 }
 
 static int tags_copy(const audio_tags *from, library_tags *to)
 {
-    to->artist = tags_copy_field(from->artist);
-    to->album = tags_copy_field(from->album);
-    to->genre = tags_copy_field(from->genre);
-    to->year = tags_copy_field(from->year);
-    to->title = tags_copy_field(from->title);
-    if (to->artist && to->album && to->genre && to->year && to->title)
-        return 0;
-    library_tags_free(to);
-    return -1;
+    char fields[5 * tags_field_size];
+    library_tags at = {};
+    char *end = tags_put_field(fields, from->artist, &at.artist);
+    end = tags_put_field(end, from->album, &at.album);
+    end = tags_put_field(end, from->genre, &at.genre);
+    end = tags_put_field(end, from->year, &at.year);
+    end = tags_put_field(end, from->title, &at.title);
+    const size_t size = static_cast<size_t>(end - fields);
+    char *block = static_cast<char *>(malloc(size));
+    if (!block)
+        return -1;
+    memcpy(block, fields, size);
+    to->artist = block;
+    to->album = block + (at.album - fields);
+    to->genre = block + (at.genre - fields);
+    to->year = block + (at.year - fields);
+    to->title = block + (at.title - fields);
+    return 0;
 }
 
 int library_tags_read(const char *path, library_tags *out)
@@ -53,10 +65,6 @@ int library_tags_read(const char *path, library_tags *out)
 void library_tags_free(library_tags *tags)
 {
     free(tags->artist);
-    free(tags->album);
-    free(tags->genre);
-    free(tags->year);
-    free(tags->title);
     *tags = {};
     tags->kind = library_file_kind::unreadable;
 }

@@ -11,7 +11,7 @@ enum class library_file_kind {
 /* Each text is stripped, cut to 1023 bytes and never empty. */
 struct library_tags {
     library_file_kind kind;
-    char *artist, *album, *genre, *year, *title; /* owned; null unless tagged */
+    char *artist, *album, *genre, *year, *title; /* null unless tagged; one block, at `artist` */
 };
 
 /* Reads the tags of a file. -1 when memory runs out: `out` is then unreadable. Any thread. */

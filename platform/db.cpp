@@ -5,6 +5,7 @@
 #include "platform/fault.h"
 #include "platform/str.h"
 
+#include <atomic>
 #include <cstdarg>
 #include <cstdlib>
 #include <sqlite3.h>
@@ -95,10 +96,20 @@ static db_handle *db_handle_new(sqlite3 *sqlite)
     return handle;
 }
 
+/* SQLite counts its memory under a lock of its own at every allocation; nobody asks for the
+ * count. Refused once SQLite is at work, which changes nothing. */
+static void db_set_up()
+{
+    static constinit std::atomic<bool> done = false;
+    if (!done.exchange(true))
+        (void)sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
+}
+
 db_handle *db_open(const char *path)
 {
     if (!path || !*path || fault_hit("db_open"))
         return nullptr;
+    db_set_up();
     sqlite3 *sqlite = nullptr;
     const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX;
     if (sqlite3_open_v2(path, &sqlite, flags, nullptr) == SQLITE_OK) {
@@ -128,6 +139,14 @@ bool db_is_open(db_handle *handle)
         return false;
     const sys_guard guard(handle->lock);
     return handle->sqlite != nullptr;
+}
+
+bool db_is_in_transaction(db_handle *handle)
+{
+    if (!handle)
+        return false;
+    const sys_guard guard(handle->lock);
+    return handle->sqlite && !sqlite3_get_autocommit(handle->sqlite);
 }
 
 int db_exec(db_handle *handle, const char *sql, db_result **result_out)

@@ -18,6 +18,8 @@ struct db_result {
 int db_close(db_handle *handle);
 /* Whether the handle may still be used: a worker asks before it goes on with a long job. */
 bool db_is_open(db_handle *handle);
+/* Whether a transaction is open. A full disk may end one by itself; a closed handle has none. */
+bool db_is_in_transaction(db_handle *handle);
 /* Runs one SQL text.
  *   result_out  null, or receives a result for db_free_res(); null after a failure
  * Returns 0, or -1 (also for a null handle or text). */

@@ -10,18 +10,10 @@
 /* Longer texts are rare, and SQLite refuses very long ones with a message of its own. */
 constexpr size_t cache_longest = 65536;
 
-static uint32_t cache_hash(const char *text)
-{
-    uint32_t hash = 2166136261u;
-    for (; *text; text++)
-        hash = (hash ^ static_cast<unsigned char>(*text)) * 16777619u;
-    return hash;
-}
-
 static void cache_forget(db_cached *place)
 {
     (void)sqlite3_finalize(place->statement);
-    free(place->text);
+    db_pattern_free(&place->pattern);
     *place = {};
 }
 
@@ -29,7 +21,7 @@ static db_cached *cache_oldest_locked(db_handle *handle) REQUIRES(handle->lock)
 {
     db_cached *oldest = &handle->cache[0];
     for (db_cached &place : handle->cache) {
-        if (!place.text)
+        if (!place.pattern.text)
             return &place;
         if (handle->uses - place.used > handle->uses - oldest->used)
             oldest = &place;
@@ -39,12 +31,12 @@ static db_cached *cache_oldest_locked(db_handle *handle) REQUIRES(handle->lock)
 
 /* Returns db_unusual for a text that cannot be prepared with its literals taken out: it is then run
  * as it stands, for the message that belongs to it. A locked or damaged file says the same to both. */
-static int cache_prepare_locked(db_handle *handle, const db_lifted *lifted, sqlite3_stmt **out)
-    REQUIRES(handle->lock)
+static int cache_prepare_locked(db_handle *handle, const char *lifted, uint32_t count,
+                                sqlite3_stmt **out) REQUIRES(handle->lock)
 {
     const char *tail = nullptr;
     const int code =
-        sqlite3_prepare_v3(handle->sqlite, lifted->rest, -1, SQLITE_PREPARE_PERSISTENT, out, &tail);
+        sqlite3_prepare_v3(handle->sqlite, lifted, -1, SQLITE_PREPARE_PERSISTENT, out, &tail);
     if (code == SQLITE_ERROR)
         return db_unusual;
     if (code != SQLITE_OK) {
@@ -52,61 +44,68 @@ static int cache_prepare_locked(db_handle *handle, const db_lifted *lifted, sqli
         return db_failed;
     }
     if (*out && db_is_tail_empty(tail) &&
-        sqlite3_bind_parameter_count(*out) == static_cast<int>(lifted->count))
+        sqlite3_bind_parameter_count(*out) == static_cast<int>(count))
         return db_ran;
     (void)sqlite3_finalize(*out);
     return db_unusual;
 }
 
-static int cache_find_locked(db_handle *handle, const db_lifted *lifted, sqlite3_stmt **out)
+static sqlite3_stmt *cache_find_locked(db_handle *handle, const char *sql, db_values *values)
     REQUIRES(handle->lock)
 {
-    const uint32_t hash = cache_hash(lifted->rest);
     handle->uses++;
     for (db_cached &place : handle->cache) {
-        if (place.text && place.hash == hash && strcmp(place.text, lifted->rest) == 0) {
-            place.used = handle->uses;
-            *out = place.statement;
-            return db_ran;
-        }
+        if (!place.pattern.text || !db_pattern_match(&place.pattern, sql, handle->room, values))
+            continue;
+        place.used = handle->uses;
+        return place.statement;
     }
-    const int result = cache_prepare_locked(handle, lifted, out);
+    return nullptr;
+}
+
+/* Prepares a text that is not remembered, and remembers it. */
+static int cache_learn_locked(db_handle *handle, const char *sql, db_values *values,
+                              sqlite3_stmt **out) REQUIRES(handle->lock)
+{
+    const char *lifted = db_lift(sql, handle->room, values);
+    const int result =
+        lifted ? cache_prepare_locked(handle, lifted, values->count, out) : db_unusual;
     if (result != db_ran)
         return result;
-    char *text = strdup(lifted->rest);
-    if (!text) {
+    db_pattern pattern;
+    if (db_pattern_init(&pattern, lifted) != 0) {
         (void)sqlite3_finalize(*out);
         return db_unusual;
     }
     db_cached *place = cache_oldest_locked(handle);
     cache_forget(place);
-    *place = {.text = text, .hash = hash, .used = handle->uses, .statement = *out};
+    *place = {.pattern = pattern, .used = handle->uses, .statement = *out};
     return db_ran;
 }
 
-/* Null when the text is too long or memory runs out. */
-static char *cache_room_locked(db_handle *handle, const char *sql) REQUIRES(handle->lock)
+/* Makes room for the literals. False when the text is too long or memory runs out. */
+static bool cache_room_locked(db_handle *handle, const char *sql) REQUIRES(handle->lock)
 {
     const size_t length = strnlen(sql, cache_longest);
     const size_t size = 2 * (length + 1);
     if (length == cache_longest)
-        return nullptr;
+        return false;
     if (handle->room_size < size) {
         char *room = static_cast<char *>(realloc(handle->room, size));
         if (!room)
-            return nullptr;
+            return false;
         handle->room = room;
         handle->room_size = size;
     }
-    return handle->room;
+    return true;
 }
 
-/* The values stay in the room until the statement has run, so nothing is copied. */
-static bool cache_bind(sqlite3_stmt *statement, const db_lifted *lifted)
+/* The values stay where they are until the statement has run, so nothing is copied. */
+static bool cache_bind(sqlite3_stmt *statement, const db_values *values)
 {
-    for (uint32_t i = 0; i < lifted->count; i++)
-        if (sqlite3_bind_text(statement, static_cast<int>(i) + 1, lifted->values[i].text,
-                              static_cast<int>(lifted->values[i].length),
+    for (uint32_t i = 0; i < values->count; i++)
+        if (sqlite3_bind_text(statement, static_cast<int>(i) + 1, values->values[i].text,
+                              static_cast<int>(values->values[i].length),
                               SQLITE_STATIC) != SQLITE_OK)
             return false;
     return true;
@@ -119,16 +118,15 @@ bool db_is_tail_empty(const char *tail)
 
 int db_run_cached_locked(db_handle *handle, const char *sql, db_rows *rows)
 {
-    db_lifted lifted;
-    char *room = cache_room_locked(handle, sql);
-    if (!room || db_lift(sql, room, &lifted) != 0)
+    if (!cache_room_locked(handle, sql))
         return db_unusual;
-    sqlite3_stmt *statement = nullptr;
-    const int found = cache_find_locked(handle, &lifted, &statement);
+    db_values values;
+    sqlite3_stmt *statement = cache_find_locked(handle, sql, &values);
+    const int found = statement ? db_ran : cache_learn_locked(handle, sql, &values, &statement);
     if (found != db_ran)
         return found;
     const int result =
-        cache_bind(statement, &lifted) ? db_step_locked(handle, statement, rows) : db_unusual;
+        cache_bind(statement, &values) ? db_step_locked(handle, statement, rows) : db_unusual;
     /* An open statement would keep a transaction from ending. Its own error has been noted. */
     (void)sqlite3_reset(statement);
     (void)sqlite3_clear_bindings(statement);

@@ -7,6 +7,7 @@
 
 #include "platform/str.h"
 
+#include <cstdlib>
 #include <cstring>
 
 struct lift_state {
@@ -35,59 +36,128 @@ static bool lift_is_ordinary_start(const char *sql)
            !lift_is_word(sql[6]);
 }
 
+/* Quoted names, parameters and what begins a comment. */
 static bool lift_is_unusual(const char *at)
 {
-    return strchr("\"`[?:@$#", at[0]) || (at[0] == '-' && at[1] == '-') ||
-           (at[0] == '/' && at[1] == '*');
+    switch (at[0]) {
+    case '"':
+    case '`':
+    case '[':
+    case '?':
+    case ':':
+    case '@':
+    case '$':
+    case '#':
+        return true;
+    case '-':
+        return at[1] == '-';
+    case '/':
+        return at[1] == '*';
+    default:
+        return false;
+    }
 }
 
-/* Copies a literal without its quotes and steps over it. */
-static int lift_value(lift_state *state, db_lifted *out)
+/* Takes the literal at `from`, which is a quote, and steps over it. Quotes inside are doubled; only
+ * then is the value copied to `room`. False when it has no end. */
+static bool lift_literal(const char **from, char **room, db_values *out)
 {
-    if (!strchr("=(,", state->before) || out->count == db_literal_limit)
-        return -1;
-    char *const start = state->values;
-    state->from++;
-    for (;;) {
-        const char c = *state->from++;
-        if (c == '\0')
-            return -1;
-        if (c == '\'' && *state->from++ != '\'')
-            break;
-        *state->values++ = c;
+    const char *at = *from + 1;
+    const char *quote = strchr(at, '\'');
+    if (!quote || out->count == db_literal_limit)
+        return false;
+    auto &value = out->values[out->count++];
+    value.text = at;
+    if (quote[1] == '\'')
+        value.text = *room;
+    for (; quote && quote[1] == '\''; quote = strchr(at, '\'')) {
+        const size_t length = static_cast<size_t>(quote + 1 - at);
+        memcpy(*room, at, length);
+        *room += length;
+        at = quote + 2;
     }
-    state->from--;
-    /* "?1" would be another parameter. */
-    if (lift_is_word(*state->from))
-        return -1;
-    out->values[out->count].text = start;
-    out->values[out->count].length = static_cast<size_t>(state->values - start);
-    out->count++;
-    *state->values++ = '\0';
+    if (!quote)
+        return false;
+    const size_t rest = static_cast<size_t>(quote - at);
+    if (value.text == at) {
+        value.length = rest;
+    } else {
+        memcpy(*room, at, rest);
+        *room += rest;
+        value.length = static_cast<size_t>(*room - value.text);
+    }
+    *from = quote + 1;
+    return true;
+}
+
+/* A literal that stands where a value may stand, and is not followed by what would make another
+ * parameter of "?". */
+static bool lift_value(lift_state *state, db_values *out)
+{
+    const bool is_value = state->before == '=' || state->before == '(' || state->before == ',';
+    if (!is_value || !lift_literal(&state->from, &state->values, out) || lift_is_word(*state->from))
+        return false;
     *state->rest++ = '?';
     state->before = '?';
-    return 0;
+    return true;
 }
 
-int db_lift(const char *sql, char *room, db_lifted *out)
+const char *db_lift(const char *sql, char *room, db_values *out)
 {
-    if (!lift_is_ordinary_start(sql))
-        return -1;
-    lift_state state = {.from = sql, .rest = room, .values = room + strlen(sql) + 1, .before = ' '};
-    out->rest = room;
     out->count = 0;
+    if (!lift_is_ordinary_start(sql))
+        return nullptr;
+    lift_state state = {.from = sql, .rest = room, .values = room + strlen(sql) + 1, .before = ' '};
     while (*state.from) {
         if (*state.from == '\'') {
-            if (lift_value(&state, out) != 0)
-                return -1;
+            if (!lift_value(&state, out))
+                return nullptr;
             continue;
         }
         if (lift_is_unusual(state.from))
-            return -1;
+            return nullptr;
         if (!lift_is_space(*state.from))
             state.before = *state.from;
         *state.rest++ = *state.from++;
     }
     *state.rest = '\0';
-    return out->count > 0 ? 0 : -1;
+    return out->count > 0 ? room : nullptr;
+}
+
+int db_pattern_init(db_pattern *pattern, const char *lifted)
+{
+    *pattern = {};
+    pattern->text = strdup(lifted);
+    if (!pattern->text)
+        return -1;
+    for (const char *at = lifted;; at++) {
+        const size_t length = strcspn(at, "?");
+        pattern->lengths[pattern->count] = static_cast<uint32_t>(length);
+        at += length;
+        if (!*at)
+            return 0;
+        pattern->count++;
+    }
+}
+
+bool db_pattern_match(const db_pattern *pattern, const char *sql, char *room, db_values *out)
+{
+    const char *between = pattern->text;
+    out->count = 0;
+    for (uint32_t i = 0; i <= pattern->count; i++) {
+        const size_t length = pattern->lengths[i];
+        if (strncmp(sql, between, length) != 0)
+            return false;
+        sql += length;
+        between += length + 1;
+        if (i < pattern->count && (*sql != '\'' || !lift_literal(&sql, &room, out)))
+            return false;
+    }
+    return *sql == '\0';
+}
+
+void db_pattern_free(db_pattern *pattern)
+{
+    free(pattern->text);
+    *pattern = {};
 }

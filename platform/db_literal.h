@@ -7,17 +7,29 @@
 
 constexpr uint32_t db_literal_limit = 16;
 
-struct db_lifted {
-    const char *rest; /* the SQL with "?" in place of each literal */
+struct db_values {
     uint32_t count;
     struct {
-        const char *text; /* quotes resolved, ended by 0 */
+        const char *text; /* quotes resolved; inside the SQL or the room */
         size_t length;
     } values[db_literal_limit];
 };
 
+/* The SQL with "?" in place of each literal, and the lengths of what stands between those. */
+struct db_pattern {
+    char *text; /* owned */
+    uint32_t count;
+    uint32_t lengths[db_literal_limit + 1];
+};
+
 /* Lifts the literals of an INSERT or SELECT out of `sql`.
- *   room  2 * (strlen(sql) + 1) bytes, which `out` points into
- * Returns 0, or -1 for a text without literals and for anything out of the ordinary, which is to be
- * run as it stands. */
-int db_lift(const char *sql, char *room, db_lifted *out);
+ *   room    2 * (strlen(sql) + 1) bytes for what the outputs point into
+ * Returns the text with "?" in place of the literals, or null for a text without literals and for
+ * anything out of the ordinary, which is to be run as it stands. */
+const char *db_lift(const char *sql, char *room, db_values *out);
+/* Keeps what db_lift() returned. -1 when memory runs out. */
+int db_pattern_init(db_pattern *pattern, const char *lifted);
+/* Lifts the literals of a text that fits the pattern; much faster than db_lift().
+ *   room    strlen(sql) + 1 bytes */
+bool db_pattern_match(const db_pattern *pattern, const char *sql, char *room, db_values *out);
+void db_pattern_free(db_pattern *pattern);

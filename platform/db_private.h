@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/db.h"
+#include "platform/db_literal.h"
 #include "platform/lock.h"
 
 #include <cstddef>
@@ -14,9 +15,8 @@ struct sqlite3_stmt;
 constexpr uint32_t db_cache_size = 16;
 
 struct db_cached {
-    char *text; /* owned; null in a free place */
-    uint32_t hash;
-    uint32_t used; /* when it was last wanted, by handle->uses */
+    db_pattern pattern; /* its text is null in a free place */
+    uint32_t used;      /* when it was last wanted, by handle->uses */
     sqlite3_stmt *statement;
 };
 

@@ -337,6 +337,19 @@ TEST_F(db, ends_a_transaction_while_texts_are_remembered)
     EXPECT_EQ(run("COMMIT TRANSACTION;"), 0);
 }
 
+TEST_F(db, knows_whether_a_transaction_is_open)
+{
+    EXPECT_FALSE(db_is_in_transaction(handle));
+    ASSERT_EQ(run("BEGIN;"), 0);
+    EXPECT_TRUE(db_is_in_transaction(handle));
+    ASSERT_EQ(run("ROLLBACK;"), 0);
+    EXPECT_FALSE(db_is_in_transaction(handle));
+    ASSERT_EQ(run("BEGIN;"), 0);
+    ASSERT_EQ(db_close(handle), 0);
+    EXPECT_FALSE(db_is_in_transaction(handle));
+    EXPECT_FALSE(db_is_in_transaction(nullptr));
+}
+
 TEST_F(db, rolls_an_open_transaction_back_at_the_close)
 {
     ASSERT_EQ(run("CREATE TABLE t(a TEXT);"), 0);
