@@ -1,6 +1,7 @@
 /* The settings' file: what is written, and how every value is read. */
 #include "config/cfg.h"
 
+#include "platform/fault.h"
 #include "platform/md5.h"
 
 #include <climits>
@@ -304,6 +305,17 @@ TEST_F(cfg_file, stays_unsaved_when_the_file_cannot_be_opened)
 {
     EXPECT_EQ(cfg_save("no/such/folder/config.txt"), -1);
     EXPECT_EQ(cfg_modified, 1);
+}
+
+TEST_F(cfg_file, keeps_the_old_file_when_the_new_one_cannot_be_put_in_place)
+{
+    ASSERT_EQ(cfg_save(file_name), 0);
+    const std::string before = read_file();
+    cfg_vol = 99;
+    fault_set("file_replace_commit");
+    EXPECT_EQ(cfg_save(file_name), 0);
+    fault_set(nullptr);
+    EXPECT_EQ(read_file(), before);
 }
 
 /* Saves again and again until it is killed. */

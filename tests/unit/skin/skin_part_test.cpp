@@ -1,6 +1,7 @@
 /* Parts: variants, their order, their images, and packages that are refused. */
 #include "skin/skin.h"
 
+#include "platform/fault.h"
 #include "platform/image.h"
 #include "skin/skin_parse.h"
 #include "skin/skin_read.h"
@@ -283,6 +284,28 @@ TEST_F(skin_part_test, leaves_no_file_open)
             (void)read_part(path, part);
             (void)skin_is_part_available(path, part);
             EXPECT_EQ(count_open_files(), before) << path << " " << part;
+        }
+}
+
+TEST_F(skin_part_test, gives_up_cleanly_wherever_the_platform_fails)
+{
+    pack({{"list.xml", skin_xml("<img src=\"a.png\"/>")},
+          {"list1.xml", skin_xml("<img src=\"b/c.png\"/>")},
+          {"a.png", make_png(3, 3)},
+          {"b/c.png", make_png(3, 3)}});
+    for (const char *operation :
+         {"file_fopen", "file_list_dir", "image_read_with_cb", "image_dither"})
+        for (const char *path : kinds) {
+            const int before = count_open_files();
+            bool whole = false;
+            for (int call = 1; call < 20 && !whole; call++) {
+                fault_set((std::string(operation) + ":" + std::to_string(call)).c_str());
+                const part_owner part = read_part(path);
+                whole = part && part->count == 2 && element_of(part, 0)->image;
+                EXPECT_EQ(count_open_files(), before) << operation << call;
+            }
+            fault_set(nullptr);
+            EXPECT_TRUE(whole) << operation << " " << path;
         }
 }
 
