@@ -6,6 +6,7 @@
 #include "platform/str.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <iconv.h>
@@ -14,6 +15,7 @@
 #include <taglib/id3v2tag.h>
 
 constexpr size_t encoding_size = 32;
+constexpr int encoding_count = 16; /* different ones in the life of a process */
 
 namespace
 {
@@ -32,10 +34,19 @@ struct v2_reader : TagLib::ID3v2::Latin1StringHandler {
 };
 } // namespace
 
+/* Once opened they stay: opening loads a module of the C library, and one text in it takes less time
+ * than that. A converter is used under the lock. */
+struct opened_encoding {
+    char name[encoding_size];
+    iconv_t converter;
+};
+
 static constinit sys_lock encoding_lock;
-static constinit char encoding[encoding_size] GUARDED_BY(encoding_lock) = "ISO-8859-1";
+static constinit opened_encoding encodings[encoding_count] GUARDED_BY(encoding_lock) = {};
+static constinit int encodings_used GUARDED_BY(encoding_lock) = 0;
+static constinit std::atomic<int> encoding_selected = -1; /* -1: ISO-8859-1 */
 static constinit pthread_once_t readers_once = PTHREAD_ONCE_INIT;
-static thread_local char encoding_now[encoding_size] = "";
+static thread_local int encoding_now = -1;
 
 static void install_readers()
 {
@@ -52,28 +63,48 @@ void audio_text_init()
 void audio_text_begin()
 {
     audio_text_init();
-    sys_guard guard(encoding_lock);
-    str_copy(encoding_now, encoding);
+    encoding_now = encoding_selected;
+}
+
+/* Its index, -1 when it is unknown to the C library. */
+static int open_encoding_locked(const char *name) REQUIRES(encoding_lock)
+{
+    for (int i = 0; i < encodings_used; i++)
+        if (!strcasecmp(encodings[i].name, name))
+            return i;
+    if (encodings_used == encoding_count || strlen(name) >= encoding_size)
+        return -1;
+    opened_encoding *next = &encodings[encodings_used];
+    next->converter = iconv_open("UTF-8", name);
+    if (next->converter == reinterpret_cast<iconv_t>(-1))
+        return -1;
+    str_copy(next->name, name);
+    return encodings_used++;
 }
 
 int decoder_mp3_set_tag_native_encoding(const char *name)
 {
-    if (!name || strlen(name) >= encoding_size)
+    if (!name)
         return -1;
-    const iconv_t converter = iconv_open("UTF-8", name);
-    if (converter == reinterpret_cast<iconv_t>(-1))
-        return -1;
-    (void)iconv_close(converter);
-    sys_guard guard(encoding_lock);
-    str_copy(encoding, name);
+    int index = -1;
+    if (strcasecmp(name, "ISO-8859-1") != 0) {
+        sys_guard guard(encoding_lock);
+        index = open_encoding_locked(name);
+        if (index < 0)
+            return -1;
+    }
+    encoding_selected = index;
     return 0;
 }
 
 /* Converts all of it into `out`. -1 when it is no text of that encoding. */
-static int convert(iconv_t converter, TagLib::ByteVector text, TagLib::ByteVector *out)
+static int convert(int index, TagLib::ByteVector text, TagLib::ByteVector *out)
 {
     char *from = text.data();
     size_t left = text.size();
+    sys_guard guard(encoding_lock);
+    const iconv_t converter = encodings[index].converter;
+    (void)iconv(converter, nullptr, nullptr, nullptr, nullptr); /* forgets the last text */
     while (left > 0) {
         char part[512];
         char *to = part;
@@ -93,15 +124,9 @@ TagLib::String audio_text_read(const TagLib::ByteVector &bytes)
     const char *begin = bytes.data();
     const char *end = std::find(begin, begin + bytes.size(), '\0');
     const TagLib::ByteVector text(begin, unsigned(end - begin));
-    const TagLib::String latin(text, TagLib::String::Latin1);
     const bool plain = std::all_of(begin, end, [](char c) { return (c & 0x80) == 0; });
-    if (plain || !encoding_now[0] || !strcasecmp(encoding_now, "ISO-8859-1"))
-        return latin;
-    const iconv_t converter = iconv_open("UTF-8", encoding_now);
-    if (converter == reinterpret_cast<iconv_t>(-1))
-        return latin;
     TagLib::ByteVector out;
-    const int result = convert(converter, text, &out);
-    (void)iconv_close(converter);
-    return result ? latin : TagLib::String(out, TagLib::String::UTF8);
+    if (plain || encoding_now < 0 || convert(encoding_now, text, &out))
+        return TagLib::String(text, TagLib::String::Latin1);
+    return TagLib::String(out, TagLib::String::UTF8);
 }

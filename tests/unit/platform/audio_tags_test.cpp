@@ -372,7 +372,8 @@ TEST(audio_tags, a_block_that_claims_255_mib_costs_no_memory)
 
 TEST(audio_tags, one_file_can_be_read_while_it_plays_and_the_encoding_changes)
 {
-    ASSERT_EQ(decoder_mp3_set_tag_native_encoding("CP949"), 0);
+    for (const char *encoding : {"ISO-8859-1", "CP932", "CP949"})
+        ASSERT_EQ(decoder_mp3_set_tag_native_encoding(encoding), 0);
     maker_file file = korean;
     file.seconds = 2;
     file.id3 = {.version = 23, .encoding = "CP949", .v1 = true, .v1_encoding = "CP949"};
