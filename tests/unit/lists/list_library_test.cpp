@@ -22,11 +22,13 @@ class list_library_browser : public lists_test
     }
     void two_bands()
     {
+        sql("BEGIN;"); /* one wait for the disk */
         add_track("/q/rhapsody.mp3", "bohemian", "Queen", "Opera", "Rock");
         add_track("/q/champions.mp3", "Champions", "Queen", "Gold", "Rock");
         add_track("/q/alive.mp3", "alive", "Queen", "Gold", "Rock");
         add_track("/a/dancing.mp3", "Dancing", "ABBA", "Gold", "Pop");
         add_track("/a/waterloo.mp3", "Waterloo", "ABBA", "Waterloo", "Rock");
+        sql("COMMIT;");
     }
     void enter(const char *key, const char *title)
     {

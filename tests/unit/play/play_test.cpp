@@ -381,6 +381,10 @@ TEST_F(play, goes_on_when_a_read_gives_an_unknown_result)
     EXPECT_TRUE(is_open());
 }
 
+/* In the next two this thread plays the part of another one in the middle of a read, which is the
+ * one way to meet that moment for sure. The thread sanitizer takes it for locks in the wrong order;
+ * play_threads_test shows it the same with two threads. */
+#if !defined(__SANITIZE_THREAD__)
 TEST_F(play, does_not_skip_a_track_begun_while_the_old_one_ended)
 {
     the_script.reads = {0};
@@ -407,6 +411,7 @@ TEST_F(play, does_not_step_on_when_stopped_while_the_track_ended)
     EXPECT_FALSE(is_open());
     EXPECT_TRUE(steps.empty());
 }
+#endif
 
 TEST_F(play, copies_the_path_only_of_a_track_that_is_loaded)
 {
