@@ -18,7 +18,6 @@
 #include <cstdlib>
 #include <cstring>
 
-
 enum { mode_queue = 2, mode_ignored = 3 };
 enum class folder_change { enter, up };
 
