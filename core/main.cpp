@@ -165,6 +165,8 @@ static void catch_signals()
     sigemptyset(&action.sa_mask);
     for (const int each : {SIGTERM, SIGINT, SIGHUP})
         (void)sigaction(each, &action, nullptr); /* these can be caught */
+    /* A reader of our output or a server that goes away is an error of that write, no end. */
+    (void)signal(SIGPIPE, SIG_IGN);
 }
 
 static void describe_program(device_program_state *state)

@@ -49,6 +49,32 @@ class SignalsTest(PlayerTest):
         ended = self.stop_by(signal.SIGTERM, "echo ready", ZERV_FAULT="touch_close")
         self.assertEqual(ended, (255, "touch_close failed\n"))
 
+    def test_reader_of_the_answers_may_go_away(self):
+        self.write_config()
+        process = self.start()
+        self.say(process, "key vol_up", "advance 5", "echo ready")
+        self.listen_for(process, "ready")
+        process.stdout.close()
+        self.say(process, "state", "key vol_up", "advance 5", "state")
+        process.stdin.close()
+        self.assertEqual(process.wait(timeout=DEADLINE_S), 0)
+        self.assertIn(b"<vol>40</vol>", self.read("config.txt"))
+
+    def test_program_ends_at_once_while_it_scans(self):
+        self.write_config(library_path="music")
+        os.mkdir(self.path("music"))
+        song = make_flac(0.1)
+        for i in range(3000):
+            self.write(f"music/{i}.flac", song)
+        # To the row that updates the library, and away.
+        process = self.start()
+        self.say(process, "advance 2", "key up", "advance 1", "key up", "advance 1", "key select",
+                 "advance 1", "text", "echo ready")
+        self.listen_for(process, "ready")
+        process.send_signal(signal.SIGTERM)
+        self.assertEqual(process.wait(timeout=DEADLINE_S), 0)
+        self.assertEqual(process.stderr.read().decode().count("falied"), 0)
+
     def test_kill_at_any_moment_leaves_a_whole_playlist(self):
         """The program changes its playlist as fast as it can and dies in the middle."""
         self.write_config()

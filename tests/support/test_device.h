@@ -112,13 +112,14 @@ inline const device test_device = {
     .wake = [] { machine_wakes++; },
 };
 
-/* Opens the screen, the keys and the panel of a fresh test device. */
-inline void test_device_open()
+/* Opens the screen, the keys and the panel of a fresh test device. keep_texts: surfaces tell what
+ * was written on them. */
+inline void test_device_open(bool keep_texts = true)
 {
     machine = test_machine{};
     device_current = &test_device;
     fault_set("");
-    fb_keep_texts = true;
+    fb_keep_texts = keep_texts;
     ASSERT_EQ(fb_open(320, 240), 0);
     ASSERT_EQ(key_open(), 0);
     ASSERT_EQ(touch_open(), 0);

@@ -5,6 +5,7 @@
 #include "core/program.h"
 #include "platform/sound.h"
 #include "platform/str.h"
+#include "support/allocations.h"
 #include "support/test_device.h"
 #include "view/view.h"
 
@@ -403,34 +404,7 @@ TEST_F(loop, loop_ends_without_a_pass_when_it_was_stopped_before)
 
 /* ---- a pass with nothing to do ---- */
 
-static int allocations = 0;
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define HAS_SANITIZER 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define HAS_SANITIZER 1
-#endif
-#endif
-#if defined(__GLIBC__) && !defined(HAS_SANITIZER)
-extern "C" void *__libc_malloc(size_t size);
-extern "C" void *__libc_calloc(size_t count, size_t size);
-extern "C" void *__libc_realloc(void *old, size_t size);
-extern "C" void *malloc(size_t size)
-{
-    allocations++;
-    return __libc_malloc(size);
-}
-extern "C" void *calloc(size_t count, size_t size)
-{
-    allocations++;
-    return __libc_calloc(count, size);
-}
-extern "C" void *realloc(void *old, size_t size)
-{
-    allocations++;
-    return __libc_realloc(old, size);
-}
-
+#ifdef ALLOCATIONS_ARE_COUNTED
 TEST_F(loop, allocations_are_counted_here)
 {
     allocations = 0;
