@@ -5,6 +5,8 @@ import re
 import subprocess
 import sys
 
+from player import PROGRAM, PlayerTest
+
 TOOLS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "tools")
 
 
@@ -34,3 +36,19 @@ class Services:
             self.process.terminate()
             self.log = self.process.communicate(timeout=60)[1]
         return re.findall(r'"GET (\S+) HTTP', self.log.decode())
+
+
+class OnlineTest(PlayerTest):
+    """A player that may end while a request is open."""
+
+    def environment(self, **more):
+        # The library below HTTPS keeps a record for every thread and frees it when the thread is
+        # gone; a worker may still be on its way out when the process ends.
+        self.write("suppressions", b"leak:libcrypto\n")
+        return super().environment(LSAN_OPTIONS="suppressions=" + self.path("suppressions"), **more)
+
+
+def is_sanitized():
+    """Whether the program keeps freed memory, to find out who still uses it."""
+    with open(PROGRAM, "rb") as file:
+        return b"__asan_init" in file.read()

@@ -10,8 +10,7 @@ import unittest
 import zipfile
 
 from make_flac import make_flac
-from player import PlayerTest
-from services import Services, run_tool
+from services import OnlineTest, Services, run_tool
 
 KEY_OF_ABC = "900150983cd24fb0d6963f7d28e17f72"
 TAG = b"ID3\4\0\0\0\0\0\5xxxxx"
@@ -283,7 +282,7 @@ class PackageTest(FolderTest):
         self.assertEqual(self.check().returncode, 1)
 
 
-class LyricsServiceTest(PlayerTest):
+class LyricsServiceTest(OnlineTest):
     """The player asks the reference server for the words of a song."""
 
     def test_player_gets_lyrics_once(self):

@@ -14,8 +14,8 @@ import unittest
 import zipfile
 
 from make_flac import make_flac
-from player import DEADLINE_S, PROGRAM, PlayerTest
-from services import Services, run_tool
+from player import DEADLINE_S, PROGRAM
+from services import OnlineTest, Services, run_tool
 
 CHECK_A = "/zerv-player/update/zerv-player-dingoo/0.4"
 CHECK_B = "/zerv-player/update/zerv-player-dingoo/0.5"
@@ -78,7 +78,7 @@ class LiarHandler(http.server.BaseHTTPRequestHandler):
         pass
 
 
-class UpdateTest(PlayerTest):
+class UpdateTest(OnlineTest):
     def setUp(self):
         super().setUp()
         # Copies: an update writes through links, which lead into the build here.
