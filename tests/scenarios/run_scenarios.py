@@ -24,6 +24,8 @@ setup.json holds any of:
                     {"contains": "text"}}
     "sound"         afterwards: [[from ms, to ms, "silent" or "heard"], ...] of what was played
     "timeout"       seconds, default 120
+    "flips"         true: "state" must show exactly so many frames. Without it the number counts
+                    for nothing, because a worker's result may share a frame with something else
     "runs"          a list of such objects, one a script; "media", "folders" count in the first
 
 "@" stands for the program folder in every text that is compared, and in "arguments",
@@ -48,8 +50,6 @@ HERE = Path(__file__).resolve().parent
 STAGE = Path("/tmp/zerv-player-scenarios")
 # What an earlier run in the program folder may have left there.
 STATE = shutil.ignore_patterns("config.txt", "library.db*", "current.m3u", "_tmp", "*.wav", "*.lrc")
-# Scaling and dithering differ a little between processors; plain code is the same everywhere.
-PIXMAN_DISABLE = "mmx sse2 ssse3 arm-simd arm-iwmmxt arm-neon arma64-neon loongson-mmi mips-dspr2 vmx"
 KEPT_VARIABLES = re.compile(r"(ASAN|UBSAN|TSAN|LSAN)_OPTIONS|LD_LIBRARY_PATH|PATH")
 
 
@@ -266,7 +266,7 @@ class Scenario:
                      if KEPT_VARIABLES.fullmatch(name)}
         variables.update({
             "HOME": str(self.stage), "LANG": "C.UTF-8", "TZ": "UTC",
-            "PIXMAN_DISABLE": PIXMAN_DISABLE, "ZERV_DEVICE": "virtual",
+            "ZERV_DEVICE": "virtual",
             "ZERV_VIRTUAL_SCRIPT": str(self.folder / script), "ZERV_VIRTUAL_SOUND": str(sound)})
         for name, value in run.get("environment", {}).items():
             variables[name] = value.replace("@", str(self.stage))
@@ -300,6 +300,8 @@ class Scenario:
     def compare_run(self, number, run, done):
         suffix = str(number + 1) if number else ""
         answers, errors = self.text_of(done.stdout), self.text_of(done.stderr)
+        if not run.get("flips"):
+            answers = re.sub(r"(?m)^(state .*) flips=[0-9]+", r"\1 flips=*", answers)
         self.keep(f"answers{suffix}.txt", answers)
         self.keep(f"errors{suffix}.txt", errors)
         status = done.returncode if done.returncode >= 0 else f"signal {-done.returncode}"
