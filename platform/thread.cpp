@@ -31,15 +31,15 @@ struct thread_job {
 };
 
 static constinit sys_lock running_lock;
-static pthread_cond_t running_none = PTHREAD_COND_INITIALIZER;
+static pthread_cond_t running_fewer = PTHREAD_COND_INITIALIZER;
 static int32_t running GUARDED_BY(running_lock) = 0;
 
 static void count(int32_t change)
 {
     sys_guard guard(running_lock);
     running += change;
-    if (running == 0)
-        pthread_cond_broadcast(&running_none);
+    if (change < 0)
+        pthread_cond_broadcast(&running_fewer);
 }
 
 static void *run(void *start)
@@ -94,7 +94,7 @@ int32_t thread_running()
     return running;
 }
 
-int thread_settle(int32_t ms)
+int thread_settle_to(int32_t left, int32_t ms)
 {
     timespec until = {};
     clock_gettime(CLOCK_MONOTONIC, &until);
@@ -107,9 +107,14 @@ int thread_settle(int32_t ms)
         }
     }
     sys_guard guard(running_lock);
-    while (running > 0) {
-        if (pthread_cond_clockwait(&running_none, &running_lock.mutex, CLOCK_MONOTONIC, &until))
+    while (running > left) {
+        if (pthread_cond_clockwait(&running_fewer, &running_lock.mutex, CLOCK_MONOTONIC, &until))
             break;
     }
-    return running == 0 ? 0 : -1;
+    return running <= left ? 0 : -1;
+}
+
+int thread_settle(int32_t ms)
+{
+    return thread_settle_to(0, ms);
 }

@@ -13,3 +13,5 @@
 int32_t thread_running();
 /* Waits until no worker runs, at most `ms`. 0, or -1 when the time ran out. */
 int thread_settle(int32_t ms);
+/* The same until at most `left` of them run. */
+int thread_settle_to(int32_t left, int32_t ms);

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <alsa/asoundlib.h>
 #include <atomic>
+#include <cstdio>
 
 /* The thread sleeps 42 ms at a time; what the card holds must last that long, and no longer,
  * because the volume no longer reaches it. */
@@ -23,6 +24,7 @@ static snd_pcm_t *pcm = nullptr; /* sound thread, while that runs */
 /* Sound thread. */
 static int64_t credit_frames = 0; /* what a real card could take by now */
 static int64_t credit_at_ms = 0;
+static bool swallows = false;
 
 static std::atomic<uint32_t> held_frames{0}; /* in the card at held_since_ms */
 static std::atomic<int64_t> held_since_ms{0};
@@ -97,14 +99,17 @@ static constinit const linux_card alsa_card = {
 
 constinit const linux_card *linux_card_current = &alsa_card;
 
-static bool is_swallowing()
+static void watch_pace()
 {
     const int64_t now = clock_real_msec();
     const int64_t more =
         (now - credit_at_ms) * (int64_t)sound_rate * (100 + card_fast_percent) / 100000;
     credit_at_ms = now;
     credit_frames = std::min(credit_frames + more, credit_most_frames);
-    return credit_frames < 0;
+    if (credit_frames >= 0 || swallows)
+        return;
+    swallows = true;
+    fprintf(stderr, "the sound card does not keep time: playing to a silent clock\n");
 }
 
 /* How much the card holds; after an underrun it is made ready again and holds nothing. */
@@ -135,8 +140,9 @@ static uint32_t write_some(uint32_t most)
 
 static void speaker_feed()
 {
-    int32_t held = frames_in_card();
-    if (held < 0 || is_swallowing()) {
+    watch_pace();
+    const int32_t held = swallows ? -1 : frames_in_card();
+    if (held < 0) {
         sound_clock_feed(nullptr); /* the player goes on without the card */
         held_frames = 0;
         return;
@@ -174,6 +180,7 @@ static int speaker_open()
     held_frames = 0;
     credit_frames = credit_most_frames / 2;
     credit_at_ms = clock_real_msec();
+    swallows = false;
     sound_clock_start();
     return linux_card_current->open();
 }

@@ -4,7 +4,9 @@
 #include "platform/clock.h"
 #include "platform/device.h"
 #include "platform/fb.h"
+#include "platform/thread.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
@@ -12,6 +14,7 @@
 #include <unistd.h>
 
 constexpr int64_t first_ms = 1000000;
+constexpr int32_t short_worker_ms = 1000; /* far above what a cover takes */
 constexpr char first_wall[] = "2026-01-01T12:00:00";
 
 static std::atomic<int64_t> scripted_ms{first_ms};
@@ -22,6 +25,7 @@ static std::atomic<bool> realtime{false};
 /* Main thread. */
 static int32_t battery_percent = 100;
 static int32_t display = 0;
+static int32_t long_workers = 0; /* those that are not waited for any more */
 
 bool virtual_is_realtime()
 {
@@ -35,8 +39,18 @@ int64_t virtual_msec()
     return scripted_ms;
 }
 
+/* Workers run in real time and the clock does not. A short one is given the time to end, so that
+ * what it brings shows in the same millisecond of every run; a long one is left to itself. */
+static void await_short_workers()
+{
+    long_workers = std::min(long_workers, thread_running());
+    if (thread_settle_to(long_workers, short_worker_ms) != 0)
+        long_workers = thread_running();
+}
+
 void virtual_tick()
 {
+    await_short_workers();
     const int64_t ms = scripted_ms;
     scripted_ms = ms + 1;
     virtual_sound_tick(ms);
@@ -74,6 +88,7 @@ static int virtual_open()
     virtual_set_wall(wall);
     battery_percent = 100;
     display = 0;
+    long_workers = 0;
     fb_keep_texts = true;
     if (virtual_script_open() != 0)
         return -1;

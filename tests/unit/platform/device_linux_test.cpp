@@ -486,7 +486,7 @@ TEST_F(linux_sound_of, the_card_never_runs_dry_and_never_holds_much)
     EXPECT_TRUE(wait_until([] { return card.written > 2 * 44100; }));
     EXPECT_LE(sound_get_buffer_remaining(), 112);
     EXPECT_EQ(sound_close(), 0);
-    EXPECT_LE(card.underruns, 1) << "a busy machine may cost one";
+    EXPECT_LE(card.underruns, 5) << "a busy machine may cost a few, too small a store one in 50 ms";
     EXPECT_LE(card.most_held, 44100 * 65 / 1000);
     EXPECT_EQ(card.closed, 1);
 }
@@ -510,10 +510,14 @@ TEST_F(linux_sound_of, plays_again_after_silence_and_after_a_reset)
 TEST_F(linux_sound_of, a_card_that_swallows_does_not_race_through_the_playlist)
 {
     card.swallow = true;
+    testing::internal::CaptureStderr();
     open();
     const int64_t started = clock_real_msec();
     EXPECT_TRUE(wait_until([] { return asked > 3 * 44100; }));
-    EXPECT_GE(clock_real_msec() - started, 1500);
+    EXPECT_GE(clock_real_msec() - started, 1700) << "a second is given away, no more";
+    EXPECT_EQ(sound_close(), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "the sound card does not keep time: playing to a silent clock\n");
 }
 
 TEST_F(linux_sound_of, a_card_that_is_pulled_out_leaves_a_silent_clock)
@@ -561,11 +565,14 @@ TEST_F(linux_sound_of, the_library_plays_into_a_file_at_the_pace_of_the_clock)
     fclose(config);
     linux_card_current = kept_card;
     setenv("ALSA_CONFIG_PATH", "asound.conf", 1);
+    testing::internal::CaptureStderr();
     open();
     const int64_t started = clock_real_msec();
     EXPECT_TRUE(wait_until([] { return asked > 3 * 44100; }));
-    EXPECT_GE(clock_real_msec() - started, 1500);
+    EXPECT_GE(clock_real_msec() - started, 1700);
     EXPECT_EQ(sound_close(), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "the sound card does not keep time: playing to a silent clock\n");
     unsetenv("ALSA_CONFIG_PATH");
     FILE *played = fopen("played.raw", "rb");
     ASSERT_NE(played, nullptr);

@@ -356,6 +356,56 @@ TEST_F(device_virtual_script, settles_when_no_worker_runs)
     EXPECT_NE(answer.find("ms=1000003 "), string::npos);
 }
 
+TEST_F(device_virtual_script, a_short_worker_ends_before_the_next_millisecond)
+{
+    static std::atomic<bool> done{false};
+    for (int round = 0; round < 20; round++) {
+        done = false;
+        on_pass = [](const pass_seen &seen) {
+            if (seen.ms == 1000001) {
+                EXPECT_EQ(thread_start(
+                              "work",
+                              [](void *) {
+                                  clock_real_msleep(3);
+                                  done = true;
+                              },
+                              nullptr),
+                          0);
+            } else if (seen.ms == 1000002) {
+                EXPECT_TRUE(done);
+            }
+        };
+        run("advance 2\n");
+    }
+}
+
+TEST_F(device_virtual_script, a_long_worker_is_waited_for_once)
+{
+    static std::atomic<bool> stop{false};
+    stop = false;
+    on_pass = [](const pass_seen &seen) {
+        if (seen.ms == 1000001) {
+            EXPECT_EQ(thread_start(
+                          "long",
+                          [](void *) {
+                              while (!stop)
+                                  clock_msleep(1);
+                          },
+                          nullptr),
+                      0);
+        } else if (seen.ms % 10 == 0) {
+            EXPECT_EQ(thread_start(
+                          "short", [](void *) {}, nullptr),
+                      0);
+        }
+    };
+    const auto started = std::chrono::steady_clock::now();
+    run("advance 500\n");
+    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(10));
+    stop = true;
+    EXPECT_EQ(thread_settle(10000), 0);
+}
+
 TEST_F(device_virtual_script, says_when_a_worker_goes_on)
 {
     static std::atomic<bool> stop{false};

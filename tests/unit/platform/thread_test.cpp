@@ -58,6 +58,17 @@ TEST_F(thread_workers, settle_gives_up_when_the_time_is_over)
     EXPECT_EQ(thread_settle(0), 0);
 }
 
+TEST_F(thread_workers, settle_may_leave_some_running)
+{
+    ASSERT_EQ(thread_start("slow", wait_at_gate, nullptr), 0);
+    ASSERT_EQ(thread_start(
+                  "quick", [](void *) { clock_real_msleep(20); }, nullptr),
+              0);
+    EXPECT_EQ(thread_settle_to(1, 10000), 0);
+    EXPECT_EQ(thread_running(), 1);
+    EXPECT_EQ(thread_settle_to(0, 10), -1);
+}
+
 TEST_F(thread_workers, own_their_job_and_carry_their_name)
 {
     struct job {
