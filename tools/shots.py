@@ -8,7 +8,6 @@ import os
 import shutil
 import subprocess
 import sys
-import tempfile
 
 CONFIG = """<?xml version="1.0" encoding="UTF-8"?>\r
 \r
@@ -67,7 +66,10 @@ def demo_tracks(folder):
 
 
 def shoot(build, skin, out, script, last):
-    with tempfile.TemporaryDirectory() as folder:
+    # Always the same folder: the file browser shows it.
+    folder = "/tmp/zerv-player"
+    shutil.rmtree(folder, ignore_errors=True)
+    try:
         program = os.path.join(folder, "player")
         shutil.copytree(os.path.join(build, "player"), program,
                         ignore=shutil.ignore_patterns("config.txt", "current.m3u", "library.db", "_tmp"))
@@ -83,6 +85,8 @@ def shoot(build, skin, out, script, last):
                               input=script, text=True, env=environment, capture_output=True, timeout=120)
         if done.returncode != 0 or "error" in done.stdout:
             sys.exit(f"{skin}: status {done.returncode}\n{done.stdout}{done.stderr}")
+    finally:
+        shutil.rmtree(folder, ignore_errors=True)
 
 
 def main():
