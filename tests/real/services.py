@@ -45,7 +45,8 @@ class OnlineTest(PlayerTest):
         # The library below HTTPS keeps a record for every thread and frees it when the thread is
         # gone; a worker may still be on its way out when the process ends.
         self.write("suppressions", b"leak:libcrypto\n")
-        return super().environment(LSAN_OPTIONS="suppressions=" + self.path("suppressions"), **more)
+        return super().environment(
+            LSAN_OPTIONS=f"suppressions={self.path('suppressions')}:print_suppressions=0", **more)
 
 
 def is_sanitized():

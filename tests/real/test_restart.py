@@ -8,7 +8,7 @@ import unittest
 import zipfile
 
 from make_flac import make_flac
-from player import PlayerTest
+from services import OnlineTest
 
 
 def make_package():
@@ -45,7 +45,7 @@ class Service(http.server.BaseHTTPRequestHandler):
         pass
 
 
-class RestartTest(PlayerTest):
+class RestartTest(OnlineTest):
     def setUp(self):
         super().setUp()
         Service.asked.clear()
