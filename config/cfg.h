@@ -6,7 +6,7 @@
 #include <cstdint>
 
 extern char cfg_version[10];
-extern int32_t cfg_vol;                 /* 0..100 */
+extern int32_t cfg_vol;                 /* 0..100 once the platform has it, any number before */
 extern char cfg_skin_play[512];         /* package of the play screen */
 extern char cfg_skin_list[512];         /* package of the list screen */
 extern int32_t cfg_display_off_timeout; /* seconds; 0 or less: never */

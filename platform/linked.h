@@ -13,10 +13,11 @@ struct linked {
     uint32_t count;
 };
 
+/* Forgets what the record holds without freeing it. 0, or -1 for null. */
 int linked_init(linked *list);
 /* Appends at the tail. Null when memory runs out. */
 [[nodiscard]] linked_node *linked_add(linked *list, void *data);
-/* Frees the node, not its data: fetch `next` first while walking. */
+/* Frees the node, not its data: fetch `next` first while walking. 0, or -1 for null. */
 int linked_remove(linked *list, linked_node *node);
-/* Frees all nodes, not their data. */
+/* Frees all nodes, not their data. Accepts null. Always 0. */
 int linked_clear(linked *list);

@@ -24,7 +24,8 @@ struct skin_element {
     uint16_t color;      /* fill of a "rect" */
     char *action;
     struct image *image; /* owned; null when the package has no such file */
-    uint32_t inactive;   /* hidden: neither drawn nor touched; the play screen writes it */
+    uint32_t inactive;   /* hidden on the play screen, which writes it; bars of the list screen do
+                            not take a touch while it is set. 0 after loading */
     int32_t value;       /* position of a "scroll", thousandths; set by the screen before a draw */
 };
 

@@ -10,9 +10,9 @@
 struct fb_surface;
 
 struct view {
-    int (*init)();
-    int (*exit)();
-    int (*input)(view *self);                    /* 0: draw in this pass */
+    int (*init)();            /* loads the skin and makes the surfaces; 0, else it failed */
+    int (*exit)();            /* frees what init made, if anything; 0, else it failed */
+    int (*input)(view *self); /* 0: draw in this pass. The overlay gets the selected view */
     int (*draw)(view *self, fb_surface *screen); /* the overlay gets the selected view; screens
                                                     ignore `screen` */
     fb_surface *frame = nullptr;                 /* where the view draws; made by init */
@@ -33,11 +33,15 @@ extern view *view_previous;
 extern uint8_t view_anime_pending;
 extern int32_t view_anime_started; /* clock_msec() of the running slide's begin, 0: none */
 
-extern key_report input_key;
-extern uint8_t input_key_checked;
-extern int32_t input_touch_x, input_touch_y, input_touch_type;
-extern uint8_t input_touch_checked;
+extern key_report input_key;        /* of this pass */
+extern uint8_t input_key_checked;   /* a key was pressed or repeats, and nobody took it yet */
+extern int32_t input_touch_x;       /* of the last touch event, screen pixels, 0..319 */
+extern int32_t input_touch_y;       /* 0..239 */
+extern int32_t input_touch_type;    /* touch_type_* */
+extern uint8_t input_touch_checked; /* this pass has an event, and nobody took it yet */
 
+/* Calls init, or exit, of the list screen, the play screen and the overlay. The first that fails
+ * ends it: -1. Exit accepts views that never came up. */
 [[nodiscard]] int view_init();
 int view_exit();
 /* Polls keys and touch, once a pass. */
