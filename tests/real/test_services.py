@@ -222,6 +222,39 @@ class PackageTest(FolderTest):
         self.assertIn("backslash", result.stderr)
         self.assertEqual([name for name in os.listdir(self.folder) if name.startswith("p.zip")], [])
 
+    def test_build_does_not_pack_itself(self):
+        folder = self.program_folder()
+        output = os.path.join(folder, "zerv-player-dingoo-0.5.zip")
+        for _ in range(2):  # the second finds the first
+            result = run_tool("zerv-package", "build", folder, "-o", output)
+            self.assertEqual(result.returncode, 0, result.stderr)
+            with zipfile.ZipFile(output) as archive:
+                self.assertEqual(archive.namelist(),
+                                 ["empty/", "skins/", "skins/a.zip", "zerv-player"])
+
+    def test_build_follows_links_but_not_in_circles(self):
+        folder = self.program_folder()
+        self.write("elsewhere/b.txt", b"b")
+        os.symlink(".", self.path("program/again"))
+        os.symlink("..", self.path("program/skins/up"))
+        os.symlink(self.path("elsewhere"), self.path("program/more"))
+        result = run_tool("zerv-package", "build", folder, "-o", self.path("p.zip"))
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertIn("again: left out", result.stderr)
+        self.assertIn("skins/up: left out", result.stderr)
+        with zipfile.ZipFile(self.path("p.zip")) as archive:
+            self.assertEqual(archive.namelist(), ["empty/", "more/", "more/b.txt", "skins/",
+                                                  "skins/a.zip", "zerv-player"])
+
+    def test_build_refuses_names_that_are_not_utf_8(self):
+        folder = self.program_folder()
+        with open(os.path.join(os.fsencode(folder), b"bad\xff.txt"), "wb"):
+            pass
+        result = run_tool("zerv-package", "build", folder, "-o", self.path("p.zip"))
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("bad\\xff.txt: the name is not UTF-8\n", result.stderr)
+        self.assertEqual([name for name in os.listdir(self.folder) if name.startswith("p.zip")], [])
+
     def test_check_refuses_names_that_leave_the_folder(self):
         for name, why in (("../x", "leaves the folder"), ("a/../../x", "leaves the folder"),
                           ("/x", "absolute"), ("C:x", "drive letter"), ("a\\b", "backslash"),
@@ -260,6 +293,17 @@ class PackageTest(FolderTest):
         for size in (0, 10, len(whole) // 2, len(whole) - 30):
             self.write("p.zip", whole[:size])
             self.assertEqual(self.check().returncode, 1, size)
+
+    def test_check_refuses_a_name_that_is_not_what_it_claims(self):
+        self.make("a\u00e9.txt")
+        with open(self.path("p.zip"), "rb") as file:
+            whole = file.read()
+        name = "\u00e9".encode()
+        self.write("p.zip", whole.replace(name, b"\xff\xfe"))
+        self.assert_refused("claims to be UTF-8")
+        self.write("p.zip", whole.replace(name, b"\xff\xfe", 1))  # in the entry's own head only
+        self.assertEqual(self.check().returncode, 1)
+        self.assertNotIn("Traceback", self.check().stderr)
 
     def test_check_refuses_what_is_encrypted_or_packed_otherwise(self):
         self.make("x")
