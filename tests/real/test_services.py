@@ -86,6 +86,22 @@ class ServerTest(FolderTest):
         alone = hashlib.md5(b"no lyrics").hexdigest()
         self.assertEqual(self.get(f"/live-lyrics/fetch/{alone}")[0], 404)
 
+    def test_pipe_among_the_music_holds_nobody_up(self):
+        self.write("music/a.lrc", b"[00:01.00]pipe\n")
+        os.mkfifo(self.path("music/a.mp3"))
+        self.write("music/b.mp3", b"abc")
+        self.write("music/b.lrc", b"[00:01.00]one\n")
+        self.start("--music", self.path("music"))
+        self.assertEqual(self.get(f"/live-lyrics/fetch/{KEY_OF_ABC}"), (200, b"[00:01.00]one\n"))
+
+    def test_lyrics_that_were_removed_are_not_found(self):
+        self.write("music/a.mp3", b"abc")
+        lyrics = self.write("music/a.lrc", b"[00:01.00]one\n")
+        self.start("--music", self.path("music"))
+        self.assertEqual(self.get(f"/live-lyrics/fetch/{KEY_OF_ABC}")[0], 200)
+        os.remove(lyrics)
+        self.assertEqual(self.get(f"/live-lyrics/fetch/{KEY_OF_ABC}")[0], 404)
+
     def test_empty_lyrics_are_an_empty_answer(self):
         self.write(f"lyrics/{KEY_OF_ABC}.lrc", b"")
         self.start("--lyrics", self.path("lyrics"))
@@ -121,6 +137,16 @@ class ServerTest(FolderTest):
         self.assertEqual(self.offer("0.4", "unknown"), b"none\n")
         self.assertEqual(self.get("/packages/zerv-player-dingoo-0.10.zip"),
                          (200, b"zerv-player-dingoo-0.10.zip"))
+
+    def test_versions_that_are_none_are_no_trouble(self):
+        self.write("packages/b-0.5.zip", b"zip")
+        os.mkdir(self.path("packages/b-0.9.zip"))
+        self.write("packages/b-" + "9" * 200 + ".zip", b"zip")
+        self.start("--packages", self.path("packages"))
+        self.assertEqual(self.get("/zerv-player/update/b/" + "9" * 5000)[0], 404)
+        self.assertIn(b"/b-0.5.zip\n", self.offer("0.4", "b"))  # a folder is no package
+        self.services.stop()
+        self.assertNotIn(b"Traceback", self.services.log)
 
     def test_a_package_that_is_taken_back_is_not_offered(self):
         package = self.write("packages/zerv-player-dingoo-0.5.zip", b"zip")
