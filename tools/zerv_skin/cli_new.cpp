@@ -181,7 +181,9 @@ static int write_picture(const std::string &path, const new_picture &of)
             for (int shift : {16, 8, 0, 24})
                 bytes.push_back(static_cast<uint8_t>(pixel >> shift));
         }
-    return picture_save(path.c_str(), of.width, of.height, bytes.data()) == 0 ? 0 : complain(path);
+    return picture_save(path.c_str(), of.width, of.height, picture_bytes::rgba, bytes.data()) == 0
+               ? 0
+               : complain(path);
 }
 
 static int write_all(const std::string &folder)

@@ -10,7 +10,8 @@
 #include <png.h>
 #include <vector>
 
-int picture_save(const char *path, int32_t width, int32_t height, const uint8_t *rgba)
+int picture_save(const char *path, int32_t width, int32_t height, picture_bytes kind,
+                 const uint8_t *bytes)
 {
     const owner<FILE, fclose> file(file_fopen(path, "wb"));
     if (!file)
@@ -19,8 +20,8 @@ int picture_save(const char *path, int32_t width, int32_t height, const uint8_t 
     picture.version = PNG_IMAGE_VERSION;
     picture.width = static_cast<uint32_t>(width);
     picture.height = static_cast<uint32_t>(height);
-    picture.format = PNG_FORMAT_RGBA;
-    if (png_image_write_to_stdio(&picture, file.get(), 0, rgba, 0, nullptr) == 0 ||
+    picture.format = kind == picture_bytes::rgba ? PNG_FORMAT_RGBA : PNG_FORMAT_RGB;
+    if (png_image_write_to_stdio(&picture, file.get(), 0, bytes, 0, nullptr) == 0 ||
         fflush(file.get()) != 0) {
         errno = errno ? errno : EIO;
         return -1;
@@ -38,7 +39,6 @@ int picture_save_surface(const char *path, const fb_surface *surface)
             bytes.push_back(static_cast<uint8_t>(red << 3 | red >> 2));
             bytes.push_back(static_cast<uint8_t>(green << 2 | green >> 4));
             bytes.push_back(static_cast<uint8_t>(blue << 3 | blue >> 2));
-            bytes.push_back(0xFF);
         }
-    return picture_save(path, surface->width, surface->height, bytes.data());
+    return picture_save(path, surface->width, surface->height, picture_bytes::rgb, bytes.data());
 }
