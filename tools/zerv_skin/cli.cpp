@@ -27,16 +27,17 @@ static constexpr command commands[] = {
      "  --font FILE  the font to measure texts with\n",
      cli_check},
     {"preview", "PACKAGE -o FOLDER",
-     "Writes a PNG of every part, variant and state with sample data, and sheet.png with all\n"
-     "of them.\n"
+     "Writes a PNG of every part, variant and state, and of every variant with sample data, and\n"
+     "sheet.png with all of them.\n"
      "  -o FOLDER    where to; made when it is missing\n"
      "  --font FILE  the font to draw with\n",
      cli_preview},
     {"watch", "FOLDER",
      "Shows a skin in a window and follows its changes. Keys: left and right step through\n"
-     "variants, up and down through states, tab changes the part, o outlines elements,\n"
-     "n names them, escape or q leaves. Without a display the pictures of preview are written\n"
-     "anew after each change, until the program is ended.\n"
+     "variants, up and down through states, page up and page down through sample data, tab\n"
+     "changes the part, o outlines elements, n names them, escape or q leaves. Without a\n"
+     "display the pictures of preview are written anew after each change, until the program\n"
+     "is ended.\n"
      "  -o FOLDER    where the pictures go without a display (default NAME-preview)\n"
      "  --font FILE  the font to draw with\n",
      cli_watch},

@@ -71,17 +71,17 @@ static fb_surface *make_sheet(size_t scenes)
     return sheet;
 }
 
-static int write_scenes(const cli_options *options, const scene_package &package,
+static int write_scenes(const cli_options *options, const std::vector<scene> &scenes,
                         const std::string &folder)
 {
-    const surface_owner sheet(make_sheet(package.scenes.size()));
+    const surface_owner sheet(make_sheet(scenes.size()));
     if (!sheet) {
         fprintf(stderr, "zerv-skin: out of memory\n");
         return -1;
     }
-    const unsigned all = static_cast<unsigned>(package.scenes.size());
+    const unsigned all = static_cast<unsigned>(scenes.size());
     for (unsigned i = 0; i < all; i++) {
-        const scene &each = package.scenes[i];
+        const scene &each = scenes[i];
         cli_progress(options, each.name.c_str(), i, all);
         const fb_surface *picture = scene_draw(each, false, false);
         add_to_sheet(sheet.get(), i, picture, each.name.c_str());
@@ -119,5 +119,6 @@ int preview_write(const cli_options *options, const char *folder)
         return -1;
     if (file_mkdir(folder) != 0)
         return complain(folder);
-    return write_scenes(options, package, folder) == 0 ? result : -1;
+    std::erase_if(package.scenes, [](const scene &each) { return !each.in_preview; });
+    return write_scenes(options, package.scenes, folder) == 0 ? result : -1;
 }

@@ -1,10 +1,11 @@
-/* scene: the screens of a skin in every variant and state, drawn by the player's own screens. */
+/* scene: the screens of a skin in every variant, state and data, drawn by the player's own screens. */
 #include "tools/zerv_skin/scene.h"
 
 #include "config/cfg.h"
 #include "platform/fb.h"
 #include "platform/thread.h"
 #include "skin/skin.h"
+#include "tools/zerv_skin/sample.h"
 #include "tools/zerv_skin/stage.h"
 #include "tools/zerv_skin/words.h"
 #include "view/play_draw.h"
@@ -16,85 +17,36 @@
 #include "view/view_play.h"
 
 #include <cstring>
-#include <iterator>
 
 constexpr uint32_t most_variants = 32; /* more than anybody looks through */
 constexpr int32_t worker_ms = 10000;
 constexpr int32_t name_size = 12;
 constexpr uint16_t name_colour = 0xF81F;
 
-struct play_look {
-    const char *name;
-    stage_play_state state;
-};
-
-struct list_look {
-    const char *name;
-    stage_list_state state;
-};
-
-static const char *const menu_rows[] = {"当前播放列表", "打开",     "艺术家",     "专辑", "流派",
-                                        "曲目",         "播放列表", "更新媒体库", "设置"};
-static const char *const long_rows[] = {
-    "The Extraordinary Adventures of a Very Long Song Title That Never Seems to End.mp3",
-    "아주 아주 긴 노래 제목이 화면의 오른쪽 끝을 훌쩍 넘어서 계속 이어집니다.ogg",
-    "这是一个非常非常长的歌曲标题，它一直延伸到屏幕右边缘之外，还没有结束.flac",
-};
-static const char *const track_rows[] = {"01 Morning Water", "02 푸른 아침", "03 海风",
-                                         "04 The Long Road", "05 Q",         "06 Зимняя дорога",
-                                         "07 Ça ira",        "08 夜の電車"};
-
-#define ROWS(texts) texts, sizeof(texts) / sizeof(texts[0])
-
-static const list_look list_looks[] = {
-    {"menu", {"主菜单", "Zerv Player 0.4", ROWS(menu_rows), 9, 0, 57}},
-    {"tracks", {"Blue Morning", "/media/music/Northern Sea", ROWS(track_rows), 1000, 499, 100}},
-    {"long",
-     {"The Extraordinary Adventures of a Very Long List Title",
-      "/media/card/music/a folder/another folder/a folder whose name takes the whole line/and more",
-      ROWS(long_rows), 12, 4, 100}},
-    {"last", {"Blue Morning", "/media/music", ROWS(track_rows), 40, 39, 100}},
-    {"empty", {"Current Playlist", "Current Playlist (0 曲目)", ROWS(track_rows), 0, 0, 100}},
-    {"battery-low", {"主菜单", "Zerv Player 0.4", ROWS(menu_rows), 9, 6, 4}},
-};
-
-#undef ROWS
-
-static const play_look play_looks[] = {
-    {"playing",
-     {true, false, "Blue Morning", "Northern Sea", "Harbour Lights", 83000, 225000, false, false,
-      57}},
-    {"paused",
-     {true, true, "Blue Morning", "Northern Sea", "Harbour Lights", 83000, 225000, false, false,
-      57}},
-    {"stopped", {false, true, nullptr, nullptr, nullptr, 0, 0, false, false, 57}},
-    {"long",
-     {true, false, "The Extraordinary Adventures of a Very Long Song Title That Never Ends",
-      "The Orchestra of the Society for the Preservation of Long Names",
-      "Collected Works, Volume Seventeen: Everything Else", 3599000, 3600000, false, false, 100}},
-    {"korean",
-     {true, false, "푸른 아침", "북쪽 바다", "항구의 불빛", 83000, 225000, false, false, 57}},
-    {"chinese",
-     {true, false, "蓝色的早晨", "北方的海", "港口的灯火", 83000, 225000, false, false, 57}},
-    {"no-tags", {true, false, nullptr, "", nullptr, 0, 225000, false, false, 57}},
-    {"battery-low",
-     {true, false, "Blue Morning", "Northern Sea", "Harbour Lights", 225000, 225000, false, false,
-      4}},
-};
-
 /* ---- what there is to see ---- */
 
-static std::string scene_name(const char *part, uint32_t variant, const char *state)
+/* A scene of each state with each data. */
+static void add_scenes(const sample_screen &screen, const scene &pattern, std::vector<scene> *to)
 {
-    return std::string(part) + "-" + std::to_string(variant) + "-" + state;
+    for (uint32_t i = 0; i < screen.state_count * screen.data_count; i++) {
+        scene made = pattern;
+        made.state = i / screen.data_count;
+        made.data = i % screen.data_count;
+        made.in_preview = made.state == 0 || made.data == 0;
+        made.name = std::string(screen.part) + "-" + std::to_string(made.variant) + "-" +
+                    sample_name(screen, made.state, made.data);
+        to->push_back(made);
+    }
 }
 
 static void add_list_scenes(uint32_t variants, std::vector<scene> *to)
 {
-    for (uint32_t variant = 0; variant < variants && variant < most_variants; variant++)
-        for (uint32_t state = 0; state < std::size(list_looks); state++)
-            to->push_back({scene_name("list", variant, list_looks[state].name), true, variant,
-                           state, false, false});
+    for (uint32_t variant = 0; variant < variants && variant < most_variants; variant++) {
+        scene pattern = {};
+        pattern.in_list = true;
+        pattern.variant = variant;
+        add_scenes(sample_list, pattern, to);
+    }
 }
 
 struct track_kind {
@@ -132,17 +84,29 @@ static const track_kind *find_kind(const skin_part *part, uint32_t variant)
     return nullptr;
 }
 
-static void add_variant_scenes(const skin_part *part, uint32_t variant, std::vector<scene> *to)
+/* While nothing plays there is no cover and there are no lyrics. */
+static bool fits_state(const skin_part *part, uint32_t variant, bool loaded)
+{
+    const track_kind nothing = {false, false};
+    return loaded || fits(part->pages[variant], nothing) || first_fitting(part, nothing) == variant;
+}
+
+static void add_play_scenes(const skin_part *part, uint32_t variant, std::vector<scene> *to)
 {
     const track_kind *kind = find_kind(part, variant);
-    const track_kind nothing = {false, false};
-    for (uint32_t state = 0; kind && state < std::size(play_looks); state++) {
-        const bool loaded = play_looks[state].state.loaded;
-        if (!loaded && !fits(part->pages[variant], nothing) &&
-            first_fitting(part, nothing) != variant)
-            continue; /* while nothing plays there is no cover and there are no lyrics */
-        to->push_back({scene_name("play", variant, play_looks[state].name), false, variant, state,
-                       loaded && kind->cover, loaded && kind->lyrics});
+    if (!kind)
+        return;
+    scene pattern = {};
+    pattern.variant = variant;
+    std::vector<scene> all;
+    add_scenes(sample_play, pattern, &all);
+    for (scene &each : all) {
+        const bool loaded = sample_play_state(each.state, each.data).loaded;
+        if (!fits_state(part, variant, loaded))
+            continue;
+        each.cover = loaded && kind->cover;
+        each.lyrics = loaded && kind->lyrics;
+        to->push_back(each);
     }
 }
 
@@ -175,7 +139,7 @@ int scene_open(const char *path, scene_package *to)
     if (to->play.loads && view_play_load_skin(path) == 0) {
         const sys_guard guard(play_view_lock);
         for (uint32_t i = 0; i < play_view.play_part->count && i < most_variants; i++)
-            add_variant_scenes(play_view.play_part, i, &to->scenes);
+            add_play_scenes(play_view.play_part, i, &to->scenes);
     }
     return 0;
 }
@@ -208,7 +172,8 @@ static void draw_now(view *of)
 
 static const skin_page *draw_list(const scene &of)
 {
-    stage_set_list(&list_looks[of.state].state);
+    const stage_list_state state = sample_list_state(of.state, of.data);
+    stage_set_list(&state);
     view_list_state.page = &view_list_state.part->pages[of.variant];
     view_list_state.rows = 0;
     for (uint32_t i = 0; i < view_list_state.page->element_count; i++)
@@ -221,7 +186,7 @@ static const skin_page *draw_list(const scene &of)
 /* The first drawing asks for the cover in the element's size, the second has it. */
 static const skin_page *draw_play(const scene &of)
 {
-    stage_play_state state = play_looks[of.state].state;
+    stage_play_state state = sample_play_state(of.state, of.data);
     state.cover = of.cover;
     state.lyrics = of.lyrics;
     stage_set_play(&state);
@@ -258,17 +223,14 @@ const fb_surface *scene_draw(const scene &of, bool outlines, bool names)
 
 /* ---- stepping ---- */
 
+/* True when the axis, and no other, differs; two parts have nothing else in common. */
 static bool differs(const scene &from, const scene &to, scene_axis axis)
 {
-    switch (axis) {
-    case scene_axis::variant:
-        return from.in_list == to.in_list && from.variant != to.variant && from.state == to.state;
-    case scene_axis::state:
-        return from.in_list == to.in_list && from.variant == to.variant && from.state != to.state;
-    case scene_axis::part:
-        return from.in_list != to.in_list;
-    }
-    return false;
+    if (axis == scene_axis::part || from.in_list != to.in_list)
+        return axis == scene_axis::part && from.in_list != to.in_list;
+    return (from.variant != to.variant) == (axis == scene_axis::variant) &&
+           (from.state != to.state) == (axis == scene_axis::state) &&
+           (from.data != to.data) == (axis == scene_axis::data);
 }
 
 size_t scene_step(const scene_package *of, size_t shown, scene_axis axis, int direction)

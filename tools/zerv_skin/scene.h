@@ -1,4 +1,4 @@
-/* scene: the screens of a skin in every variant and state, drawn by the player's own screens.
+/* scene: the screens of a skin in every variant, state and data, drawn by the player's own screens.
  * Main thread, on an open stage. */
 #pragma once
 
@@ -13,7 +13,9 @@ struct scene {
     std::string name; /* "play-0-paused" */
     bool in_list;     /* of the list screen, else of the play screen */
     uint32_t variant; /* index, in the order of the numbers */
-    uint32_t state;   /* index among the states of that screen */
+    uint32_t state;   /* indices among those of the screen's samples */
+    uint32_t data;
+    bool in_preview; /* the state or the data is the usual one: together they are too many */
     bool cover, lyrics;
 };
 
@@ -37,8 +39,7 @@ void scene_close();
 const fb_surface *scene_draw(const scene &of, bool outlines, bool names);
 
 /* What a step changes. */
-enum class scene_axis { variant, state, part };
+enum class scene_axis { variant, state, data, part };
 /* The nearest scene in a direction (1 or -1, round and round) that differs from `shown` in the
- * axis: another variant in the same state where there is one, another state of the variant, or the
- * other part. `shown` when there is none. */
+ * axis alone, or that is of the other part. `shown` when there is none. */
 size_t scene_step(const scene_package *of, size_t shown, scene_axis axis, int direction);

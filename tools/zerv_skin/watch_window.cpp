@@ -12,6 +12,7 @@
 #include <SDL.h>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 
 constexpr int poll_ms = 100; /* how soon a change is seen */
 constexpr int first_scale = 2;
@@ -23,7 +24,8 @@ struct window_state {
     SDL_Renderer *renderer;
     SDL_Texture *texture;
     scene_package package;
-    size_t shown; /* index of the scene */
+    size_t shown; /* index of the scene; behind the last one while there is none to show */
+    scene wanted; /* what was stepped to: a fault may take it away for a while */
     bool outlines, names, leaves;
     uint64_t fingerprint;
 };
@@ -55,25 +57,40 @@ static void present(window_state *state)
     SDL_RenderPresent(state->renderer);
 }
 
-/* The same scene again if it is still there. */
+/* The wanted scene, else the first of its part. */
+static size_t find_wanted(const window_state *state)
+{
+    const std::vector<scene> &all = state->package.scenes;
+    if (state->wanted.name.empty())
+        return 0;
+    size_t found = all.size();
+    for (size_t i = 0; i < all.size(); i++) {
+        if (all[i].name == state->wanted.name)
+            return i;
+        if (found == all.size() && all[i].in_list == state->wanted.in_list)
+            found = i;
+    }
+    return found;
+}
+
 static int reload(window_state *state)
 {
-    const scene *of = current(state);
-    const std::string name = of ? of->name : "";
     watch_tell(state->options);
     if (scene_open(state->options->subject, &state->package) != 0)
         return -1;
-    state->shown = 0;
-    for (size_t i = 0; i < state->package.scenes.size(); i++)
-        if (state->package.scenes[i].name == name)
-            state->shown = i;
+    state->shown = find_wanted(state);
     present(state);
     return 0;
 }
 
 static void step(window_state *state, scene_axis axis, int direction)
 {
-    state->shown = scene_step(&state->package, state->shown, axis, direction);
+    if (current(state))
+        state->shown = scene_step(&state->package, state->shown, axis, direction);
+    else if (axis == scene_axis::part)
+        state->shown = 0; /* the part that was looked at is refused, the other one may be not */
+    if (const scene *of = current(state))
+        state->wanted = *of;
 }
 
 struct window_key {
@@ -86,6 +103,8 @@ static const window_key keys[] = {
     {SDLK_LEFT, [](window_state *s) { step(s, scene_axis::variant, -1); }},
     {SDLK_DOWN, [](window_state *s) { step(s, scene_axis::state, 1); }},
     {SDLK_UP, [](window_state *s) { step(s, scene_axis::state, -1); }},
+    {SDLK_PAGEDOWN, [](window_state *s) { step(s, scene_axis::data, 1); }},
+    {SDLK_PAGEUP, [](window_state *s) { step(s, scene_axis::data, -1); }},
     {SDLK_TAB, [](window_state *s) { step(s, scene_axis::part, 1); }},
     {SDLK_o, [](window_state *s) { s->outlines = !s->outlines; }},
     {SDLK_n, [](window_state *s) { s->names = !s->names; }},
@@ -99,7 +118,7 @@ static void handle(window_state *state, const SDL_Event &event)
         state->leaves = true;
     if (event.type == SDL_KEYDOWN)
         for (const window_key &each : keys)
-            if (each.key == event.key.keysym.sym && (each.key == SDLK_ESCAPE || current(state)))
+            if (each.key == event.key.keysym.sym)
                 each.act(state);
     if (event.type == SDL_KEYDOWN || event.type == SDL_WINDOWEVENT)
         present(state);

@@ -114,7 +114,7 @@ TEST_F(zerv_skin_scene, has_no_scenes_of_a_part_that_does_not_load)
         EXPECT_TRUE(each.in_list);
 }
 
-TEST_F(zerv_skin_scene, steps_round_variants_states_and_parts)
+TEST_F(zerv_skin_scene, steps_round_variants_states_data_and_parts)
 {
     open(four_variants);
     EXPECT_EQ(step("play-0-paused", scene_axis::variant, 1), "play-1-paused");
@@ -122,9 +122,51 @@ TEST_F(zerv_skin_scene, steps_round_variants_states_and_parts)
     EXPECT_EQ(step("play-0-paused", scene_axis::variant, -1), "play-3-paused");
     EXPECT_EQ(step("play-0-playing", scene_axis::state, 1), "play-0-paused");
     EXPECT_EQ(step("play-0-playing", scene_axis::state, -1), "play-0-battery-low");
+    EXPECT_EQ(step("play-0-paused-korean", scene_axis::state, 1), "play-0-battery-low-korean");
+    EXPECT_EQ(step("play-3-paused-korean", scene_axis::state, 1), "play-3-stopped-korean");
+    EXPECT_EQ(step("play-0-paused", scene_axis::data, 1), "play-0-paused-long");
+    EXPECT_EQ(step("play-0-paused", scene_axis::data, -1), "play-0-paused-no-tags");
+    EXPECT_EQ(step("play-0-paused-no-tags", scene_axis::data, 1), "play-0-paused");
+    EXPECT_EQ(step("play-0-paused-long", scene_axis::variant, 1), "play-1-paused-long");
+    EXPECT_EQ(step("list-0-menu", scene_axis::state, 1), "list-0-last");
+    EXPECT_EQ(step("list-0-last", scene_axis::data, 1), "list-0-last-tracks");
+    EXPECT_EQ(step("list-0-tracks", scene_axis::data, 1), "list-0-long");
+    EXPECT_EQ(step("list-0-long", scene_axis::variant, 1), "list-0-long") << "there is one";
     EXPECT_EQ(step("list-0-menu", scene_axis::part, 1), "play-0-playing");
     EXPECT_EQ(step("play-2-long", scene_axis::part, 1), "list-0-menu");
     EXPECT_EQ(step("play-3-stopped", scene_axis::variant, 1), "play-3-stopped") << "the only one";
+}
+
+TEST_F(zerv_skin_scene, shows_every_state_with_every_data)
+{
+    const std::string battery = "<scroll type=\"fill-x\" src=\"b.png\" action=\"battery\" "
+                                "width=\"100\" height=\"10\"/>";
+    const std::string paused = "<rect y=\"10\" width=\"9\" height=\"9\" show=\"pause\"/>";
+    open({{"play.xml", skin_xml(battery + paused)}, {"b.png", make_png(1, 10, 0xFF0000FF)}});
+    /* How far the battery bar goes, and whether the sign of a pause is there. */
+    auto look_at = [&](const char *name) {
+        const fb_surface *drawn = scene_draw(package.scenes[find(name)], false, false);
+        int filled = 0;
+        while (filled < drawn->width && drawn->pixels[filled] == 0x001F)
+            filled++;
+        return std::pair(filled, drawn->pixels[15 * drawn->stride + 3] == 0);
+    };
+    EXPECT_EQ(look_at("play-0-playing"), std::pair(57, false));
+    EXPECT_EQ(look_at("play-0-long"), std::pair(100, false));
+    EXPECT_EQ(look_at("play-0-paused"), std::pair(57, true));
+    EXPECT_EQ(look_at("play-0-paused-long"), std::pair(100, true));
+    EXPECT_EQ(look_at("play-0-battery-low-long"), std::pair(4, false));
+}
+
+TEST_F(zerv_skin_scene, previews_each_state_and_each_data_once)
+{
+    open(four_variants);
+    std::string names;
+    for (const scene &each : package.scenes)
+        if (each.in_preview && each.variant == 3)
+            names += each.name + " ";
+    EXPECT_EQ(names, "play-3-playing play-3-long play-3-korean play-3-chinese play-3-no-tags "
+                     "play-3-paused play-3-stopped play-3-battery-low ");
 }
 
 TEST_F(zerv_skin_scene, reads_a_package_anew)
