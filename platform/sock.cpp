@@ -17,6 +17,7 @@
 
 constexpr size_t sock_address_longest = 1023;
 constexpr long sock_redirects = 5;
+constexpr int64_t sock_ask_ms = 200; /* how often a reader is asked whether it still waits */
 static const char sock_scheme[] = "http://";
 
 enum class sock_head { waiting, accepted, refused };
@@ -25,6 +26,8 @@ struct sock {
     const sock_curl *curl;
     CURL *easy;
     CURLM *multi;
+    bool (*go_on)(void *context); /* null: the reader never loses interest */
+    void *context;
     sock *prev, *next; /* under sock_lock */
     std::atomic<bool> cancelled;
     sock_head head;
@@ -195,10 +198,16 @@ static void sock_perform(sock *from)
     }
 }
 
-/* Waits for the network until the deadline. A time that ran out and a shutdown end the transfer. */
+/* Waits for the network until the deadline or for a moment. A time that ran out, a shutdown and a
+ * reader that gave up end the transfer. */
 static void sock_wait(sock *from, int64_t deadline_ms)
 {
-    const int64_t left = deadline_ms - sock_now_ms();
+    int64_t left = deadline_ms - sock_now_ms();
+    if (from->go_on) {
+        left = left < sock_ask_ms ? left : sock_ask_ms;
+        if (!from->go_on(from->context))
+            from->cancelled = true;
+    }
     if (left <= 0 || from->cancelled ||
         from->curl->multi_poll(from->multi, nullptr, 0, static_cast<int>(left), nullptr) !=
             CURLM_OK)
@@ -277,12 +286,21 @@ int sock_exit()
 
 sock *http_open(const char *url)
 {
+    return http_open_while(url, nullptr, nullptr);
+}
+
+sock *http_open_while(const char *url, bool (*go_on)(void *context), void *context)
+{
     if (!sock_is_address(url) || fault_hit("http_open"))
         return nullptr;
     const sock_curl *curl = sock_curl_get();
     sock *opened = curl ? sock_new(curl, url) : nullptr;
-    if (opened && sock_await_head(opened))
-        return opened;
+    if (opened) {
+        opened->go_on = go_on;
+        opened->context = context;
+        if (sock_await_head(opened))
+            return opened;
+    }
     (void)sock_close(opened);
     return nullptr;
 }

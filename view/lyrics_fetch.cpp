@@ -91,7 +91,7 @@ int lyrics_fetch(const char *track_path, const char *lyrics_path, bool (*go_on)(
         !str_format(address, "http://%s/live-lyrics/fetch/%s", lyrics_host(), key) ||
         !go_on(context))
         return -1;
-    const owner<sock, sock_close> from(http_open(address));
+    const owner<sock, sock_close> from(http_open_while(address, go_on, context));
     if (!from || !go_on(context))
         return -1;
     answer received = {};

@@ -441,6 +441,51 @@ TEST_F(sock_http, is_cut_short_by_the_exit_while_it_reads)
     fast.join();
 }
 
+static bool goes_on(void *context)
+{
+    return *static_cast<std::atomic<bool> *>(context);
+}
+
+TEST_F(sock_http, is_cut_short_by_a_reader_that_gives_up_waiting_for_a_head)
+{
+    server.answer("/x", {.silent = true});
+    std::atomic<bool> wanted = true;
+    std::thread worker(
+        [&] { EXPECT_EQ(http_open_while(server.url("/x").c_str(), goes_on, &wanted), nullptr); });
+    ASSERT_TRUE(server.wait_for_requests(1));
+    const auto begin = steady::now();
+    wanted = false;
+    worker.join();
+    EXPECT_LT(ms_since(begin), 3000);
+}
+
+TEST_F(sock_http, is_cut_short_by_a_reader_that_gives_up_waiting_for_a_body)
+{
+    server.answer("/x", {.body = "ab", .piece = 1, .piece_delay_ms = 60000});
+    std::atomic<bool> wanted = true;
+    sock *from = http_open_while(server.url("/x").c_str(), goes_on, &wanted);
+    ASSERT_NE(from, nullptr);
+    std::thread loses_interest([&] { wanted = false; });
+    const auto begin = steady::now();
+    char byte = 0;
+    EXPECT_EQ(sock_read(from, &byte, 1), -1);
+    EXPECT_EQ(sock_read(from, &byte, 1), -1);
+    EXPECT_LT(ms_since(begin), 3000);
+    loses_interest.join();
+    EXPECT_EQ(sock_close(from), 0);
+}
+
+TEST_F(sock_http, reads_the_whole_answer_of_a_reader_that_goes_on)
+{
+    sock_patience_ms = 2000;
+    server.answer("/x", {.body = "slow", .head_delay_ms = 500, .piece = 1, .piece_delay_ms = 300});
+    std::atomic<bool> wanted = true;
+    sock *from = http_open_while(server.url("/x").c_str(), goes_on, &wanted);
+    ASSERT_NE(from, nullptr);
+    EXPECT_EQ(read_rest(from, 16), (outcome{"slow", 0}));
+    EXPECT_EQ(sock_close(from), 0);
+}
+
 TEST_F(sock_http, opens_nothing_after_the_exit_until_it_is_initialised_again)
 {
     server.answer("/x", {.body = "ok"});

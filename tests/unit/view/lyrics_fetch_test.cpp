@@ -307,6 +307,28 @@ TEST_F(lyrics_fetch_test, keeps_workers_few_while_a_user_skips_past_a_slow_servi
     EXPECT_EQ(play_view.lyrics_id, play_handle_id);
 }
 
+TEST_F(lyrics_fetch_test, gives_the_place_of_silent_requests_to_the_playing_track)
+{
+    for (int i = 0; i < 3; i++)
+        scratch_write("t" + std::to_string(i) + ".mp3", "sound " + std::to_string(i));
+    scratch_write("last.mp3", "abc");
+    answer_body(song);
+    server.answer_all([](const maker_http_request &) {
+        maker_http_answer never;
+        never.silent = true;
+        return never;
+    });
+    for (size_t i = 0; i < 3; i++) {
+        play("t" + std::to_string(i) + ".mp3");
+        ASSERT_TRUE(server.wait_for_requests(i + 1));
+    }
+    const int32_t before = clock_msec();
+    play("last.mp3");
+    EXPECT_TRUE(wait_for([] { return held(); }));
+    EXPECT_LT(clock_msec() - before, 3000) << "no request waits for the time-out of another";
+    EXPECT_FALSE(scratch_exists("t0.lrc"));
+}
+
 TEST_F(lyrics_fetch_test, ends_soon_when_the_screen_closes)
 {
     for (const bool silent : {false, true}) {
