@@ -4,6 +4,8 @@
 #include <cstring>
 
 constexpr size_t line_size = 1024;
+/* A file of the most lines of full length; of a larger one, which is no song, the rest is unread. */
+constexpr size_t largest_file = lyrics_max_lines * line_size;
 constexpr size_t stamp_length = 10;
 
 /* A number that must end exactly two bytes on. Blanks and signs are part of a number here, as in
@@ -32,21 +34,21 @@ bool lyrics_parse_line(const char *line, uint32_t *time, const char **text, size
     return true;
 }
 
-/* The next line, cut to the array, its rest skipped. False at the end of the file. */
-static bool read_line(FILE *file, char (&line)[line_size])
+/* The next line, cut to the array, its rest skipped. False at the end of the file.
+ *   left  bytes that may still be read; counted down */
+static bool read_line(FILE *file, char (&line)[line_size], size_t *left)
 {
     size_t used = 0;
-    int byte = getc_unlocked(file);
-    if (byte == EOF)
-        return false;
-    for (; byte != EOF; byte = getc_unlocked(file)) {
+    int byte = EOF;
+    while (*left > 0 && (byte = getc_unlocked(file)) != EOF) {
+        --*left;
         if (used < line_size - 1)
             line[used++] = (char)byte;
         if (byte == '\n')
             break;
     }
     line[used] = '\0';
-    return true;
+    return used > 0;
 }
 
 static int reserve(lyrics_lines *lines, uint32_t *capacity)
@@ -88,8 +90,9 @@ int lyrics_parse_file(FILE *file, lyrics_lines *lines)
 {
     *lines = {};
     uint32_t capacity = 0;
+    size_t left = largest_file;
     char line[line_size];
-    while (lines->count < lyrics_max_lines && read_line(file, line)) {
+    while (lines->count < lyrics_max_lines && read_line(file, line, &left)) {
         if (add_line(lines, &capacity, line) != 0) {
             (void)lyrics_free(lines);
             return -1;

@@ -11,6 +11,7 @@
 
 #include <cstring>
 #include <new>
+#include <sys/stat.h>
 
 /* So long a request for a track that no longer plays may go on, for the file it leaves. */
 constexpr int32_t stale_fetch_ms = 5000;
@@ -53,9 +54,18 @@ static bool install_lines(lyrics_lines *lines, uint32_t track_id)
     return true;
 }
 
-/* -1 when there is no such file. */
+/* A pipe or a device with the name of lyrics would hold the reader, or a writer, for ever. */
+static bool is_no_file(const char *path)
+{
+    struct stat entry;
+    return stat(path, &entry) == 0 && !S_ISREG(entry.st_mode);
+}
+
+/* -1 when there is nothing of that name. */
 static int load_file(const lyrics_job *job)
 {
+    if (is_no_file(job->path))
+        return 0;
     owner<FILE, fclose> file(file_fopen(job->path, "rb"));
     if (!file)
         return -1;

@@ -106,6 +106,16 @@ TEST(lyrics_parse, keeps_at_most_ten_thousand_lines)
     EXPECT_EQ(parse(content).size(), 10000u);
 }
 
+TEST(lyrics_parse, reads_no_further_than_ten_thousand_full_lines)
+{
+    const size_t most = size_t(10000) * 1024;
+    const std::string first = "[00:01.00]first\n", last = "[00:02.00]last\n";
+    const std::string filler(most - first.size() - last.size() - 1, 'x');
+    EXPECT_EQ(parse(first + filler + "\n" + last + "[00:03.00]unread\n"),
+              (lines{{1000, "first"}, {2000, "last"}}));
+    EXPECT_EQ(parse(std::string(most, 'x') + "\n" + first), lines{});
+}
+
 TEST(lyrics_parse, finds_nothing_in_an_empty_file)
 {
     EXPECT_EQ(parse(""), lines{});

@@ -334,6 +334,22 @@ TEST_F(play_lyrics, try_again_after_a_thread_did_not_start)
     EXPECT_EQ(at(1000), texts{"one"});
 }
 
+TEST_F(play_lyrics, of_what_is_no_file_are_none_and_hold_up_nobody)
+{
+    ASSERT_EQ(mkfifo("song.lrc", 0600), 0);
+    ASSERT_EQ(symlink("/dev/zero", "zero.lrc"), 0);
+    ASSERT_EQ(mkdir("folder.lrc", 0755), 0);
+    scratch_write("real.lrc", "[00:01.00]one\n");
+    for (const char *path : {"song.mp3", "zero.mp3", "folder.mp3"}) {
+        set_track({.path = path});
+        ask();
+        EXPECT_EQ(shown(), texts{"(no lyrics)"}) << path;
+    }
+    set_track({.path = "real.mp3"});
+    ask();
+    EXPECT_EQ(at(1000), texts{"one"});
+}
+
 TEST_F(play_lyrics, of_a_path_too_long_for_an_ending_are_none)
 {
     set_track({.path = std::string(509, 'x')});
