@@ -10,6 +10,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 static constexpr int32_t side_max = 4096;
 static constexpr int64_t pixels_max = 16 * 1024 * 1024;
@@ -124,11 +127,24 @@ bool image_premultiply(uint32_t *pixels, size_t count)
     return all == 0xFF;
 }
 
+/* Only regular files: a pipe or a device with the name of a picture must not block a skin. */
+static FILE *open_picture(const char *path)
+{
+    const int fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    if (fd < 0)
+        return nullptr;
+    struct stat entry;
+    FILE *file = fstat(fd, &entry) == 0 && S_ISREG(entry.st_mode) ? fdopen(fd, "rb") : nullptr;
+    if (!file)
+        (void)close(fd); /* nothing was written */
+    return file;
+}
+
 image *image_read(const char *path)
 {
     if (fault_hit("image_read") || !path)
         return nullptr;
-    owner<FILE, fclose> file(fopen(path, "rb"));
+    owner<FILE, fclose> file(open_picture(path));
     return file ? decode(read_file, file.get()) : nullptr;
 }
 

@@ -27,7 +27,7 @@ struct image {
 typedef int (*image_read_cb)(void *handle, void *buffer, unsigned length);
 
 /* PNG, JPEG or GIF (its first frame), told by signature. A file that ends before its picture does
- * gives null. */
+ * gives null, and so does what is no regular file. */
 [[nodiscard]] image *image_read(const char *path);
 /* Reads forward only. `name` is for the extension; the content's signature decides. */
 [[nodiscard]] image *image_read_with_cb(const char *name, image_read_cb read, void *handle);

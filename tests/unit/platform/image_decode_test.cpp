@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <thread>
 
 static void expect_picture(const image *decoded, const maker_picture &wanted)
@@ -156,6 +157,8 @@ TEST(image_read, takes_the_type_from_the_signature)
     expect_picture(decoded.get(), picture);
     EXPECT_EQ(image_owner(image_read("missing.png")), nullptr);
     EXPECT_EQ(image_owner(image_read(".")), nullptr);
+    ASSERT_EQ(mkfifo("pipe.png", 0644), 0);
+    EXPECT_EQ(image_owner(image_read("pipe.png")), nullptr) << "and does not wait for a writer";
     EXPECT_EQ(image_owner(image_read(nullptr)), nullptr);
 }
 
