@@ -126,8 +126,13 @@ int play_begin(const char *path)
         close_locked();
     }
     (void)sound_reset(); /* without play_lock: the sound thread may be waiting for it */
-    sys_guard guard(play_lock);
-    return open_locked(path);
+    {
+        sys_guard guard(play_lock);
+        if (open_locked(path) != 0)
+            return -1;
+    }
+    sound_wake(); /* the reset may have woken a sound thread that still found nothing to play */
+    return 0;
 }
 
 int play_end()

@@ -5,6 +5,7 @@
 #include "lists/list.h"
 #include "lists/list_cur_playlist.h"
 #include "platform/audio.h"
+#include "platform/sound.h"
 #include "platform/str.h"
 #include "platform/touch.h"
 #include "play/play.h"
@@ -65,6 +66,8 @@ static bool change_pause(view *self, pause_wish wish)
         play_paused = play_paused ? 0 : 1;
     else
         play_paused = wish == pause_wish::pause ? 1 : 0;
+    if (!play_paused)
+        sound_wake(); /* the sound thread may have answered the key before the pause ended */
     self->redraw = 1;
     return true;
 }

@@ -33,6 +33,15 @@ static bool is_open()
     return play_handle != nullptr;
 }
 
+static int wakes = 0;
+static bool wake_found_a_track = false;
+
+void sound_wake()
+{
+    wakes++;
+    wake_found_a_track = is_open();
+}
+
 static const audio_decoder *decoder()
 {
     sys_guard guard(play_lock);
@@ -77,6 +86,7 @@ class play : public testing::Test
         closed.clear();
         sleeps = 0;
         resets = 0;
+        wakes = 0;
         reset_saw_lock_taken = false;
     }
     void TearDown() override
@@ -182,6 +192,15 @@ TEST_F(play, resets_the_sound_with_its_lock_released)
     ASSERT_EQ(play_begin("b.mp3"), 0);
     EXPECT_EQ(resets, 2);
     EXPECT_FALSE(reset_saw_lock_taken);
+}
+
+TEST_F(play, wakes_the_sound_thread_once_there_is_something_to_play)
+{
+    ASSERT_EQ(play_begin("a.mp3"), 0);
+    EXPECT_EQ(wakes, 1);
+    EXPECT_TRUE(wake_found_a_track);
+    EXPECT_EQ(play_begin("missing.mp3"), -1);
+    EXPECT_EQ(wakes, 1);
 }
 
 TEST_F(play, stops_and_keeps_the_path)

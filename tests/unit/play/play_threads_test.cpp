@@ -15,6 +15,8 @@ int sound_reset()
     return 0;
 }
 
+void sound_wake() {}
+
 /* Runs the callback over and over until it goes out of scope. */
 struct sound_thread {
     std::atomic<bool> running{true};

@@ -3,6 +3,8 @@
 #include "lists/list.h"
 #include "lists/list_cur_playlist.h"
 #include "platform/file.h"
+#include "platform/sound.h"
+#include "platform/sound_device.h"
 #include "unit/view/play_fixture.h"
 #include "view/view_list.h"
 
@@ -45,6 +47,30 @@ int list_cur_playlist_select(const char *path)
 {
     cursor_on.push_back(path);
     return 0;
+}
+
+/* ---- a sound thread that takes a turn only when asked, and has nothing to play ---- */
+
+static int turns = 0;
+
+static void take_turn(void *, void *, uint32_t)
+{
+    turns++;
+    clock_msleep(1);
+}
+
+static const sound_speaker stepped_speaker = {
+    .open = [] { return 0; },
+    .close = [] { return 0; },
+    .stepped = true,
+};
+
+/* Whether the sound thread looks again already after a millisecond. */
+static bool looks_at_once()
+{
+    const int before = turns;
+    sound_step();
+    return turns > before;
 }
 
 using samples = std::vector<int64_t>;
@@ -128,6 +154,27 @@ TEST_F(play_controls, the_select_key_pauses_and_resumes)
     EXPECT_EQ(play_paused, 0);
     EXPECT_EQ(play_screen.redraw, 1);
     EXPECT_TRUE(the_engine.begun.empty());
+}
+
+TEST_F(play_controls, the_end_of_a_pause_wakes_the_sound_thread)
+{
+    device with_speaker = hand_clock;
+    with_speaker.speaker = [] { return &stepped_speaker; };
+    device_current = &with_speaker;
+    ASSERT_EQ(sound_open(take_turn, nullptr), 0);
+    EXPECT_TRUE(looks_at_once());
+    EXPECT_FALSE(looks_at_once()) << "there was nothing to play";
+    load_part({"|<img width=\"10\" height=\"10\" action=\"play\"/>"});
+    set_track();
+    press(0x2000);
+    EXPECT_FALSE(looks_at_once());
+    press(0x2000);
+    EXPECT_TRUE(looks_at_once());
+    play_paused = 1;
+    tap(5, 5);
+    EXPECT_TRUE(looks_at_once());
+    EXPECT_EQ(sound_close(), 0);
+    device_current = &hand_clock;
 }
 
 TEST_F(play_controls, the_select_key_starts_the_remembered_file)
