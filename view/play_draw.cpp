@@ -143,16 +143,21 @@ static void draw_template(fb_surface *to, const skin_element *element, const fra
     draw_text(to, element, text, element->y, element->height);
 }
 
+/* Where something of this size begins in the middle of a box. A skin may declare any box. */
+static int32_t centred(int32_t start, int64_t length, int64_t size)
+{
+    return saturate(start + (length - size) / 2);
+}
+
 /* The lock stays held while the picture is drawn, because a worker may replace it. */
 static void draw_cover(fb_surface *to, const skin_element *element, const frame_state &frame)
 {
     start_cover_loader();
     const sys_guard guard(play_view_lock);
     play_cover_fit_locked(element, frame.track_id);
-    const image *picture = play_view.cover_scaled;
-    if (picture)
-        (void)fb_draw_image(to, picture, element->x + (element->width - picture->width) / 2,
-                            element->y + (element->height - picture->height) / 2, picture->width,
+    if (const image *picture = play_view.cover_scaled)
+        (void)fb_draw_image(to, picture, centred(element->x, element->width, picture->width),
+                            centred(element->y, element->height, picture->height), picture->width,
                             picture->height, 0, 0, 255);
 }
 
@@ -174,7 +179,8 @@ static void draw_outline(fb_surface *to, const skin_element *element)
     if (element->inactive || element->width == 0 || element->height == 0)
         return;
     const int32_t left = element->x, top = element->y;
-    const int32_t right = left + element->width - 1, bottom = top + element->height - 1;
+    const int32_t right = saturate((int64_t)left + element->width - 1);
+    const int32_t bottom = saturate((int64_t)top + element->height - 1);
     (void)fb_draw_line(to, left, top, right, top, outline_colour);
     (void)fb_draw_line(to, right, top, right, bottom, outline_colour);
     (void)fb_draw_line(to, right, bottom, left, bottom, outline_colour);

@@ -334,6 +334,31 @@ TEST_F(play_draw_test, outlines_elements_on_request)
     EXPECT_EQ(pixel(50, 10), 0xFFFF);
 }
 
+TEST_F(play_draw_test, survives_boxes_at_the_ends_of_numbers)
+{
+    cfg_debug = 1;
+    load_part({"|<album_cover x=\"2147483647\" y=\"2147483647\" width=\"100\" height=\"100\"/>"
+               "<album_cover width=\"-2147483648\" height=\"-2147483648\"/>"
+               "<text x=\"2147483647\" y=\"50\" width=\"2147483647\" height=\"2147483647\"/>"
+               "<text x=\"100\" y=\"100\" width=\"2147483647\" height=\"2147483647\"/>"
+               "<text x=\"-2147483648\" y=\"-2147483648\" width=\"-1\" height=\"-1\"/>"
+               "<lyrics y=\"2147483647\" width=\"9\" height=\"2147483647\"/>"});
+    set_track();
+    draw();
+    hold_cover();
+    hold_lyrics({{1, "a"}, {1, "b"}});
+    {
+        const sys_guard guard(play_view_lock);
+        play_view.cover_scaled = image_create(30, 30);
+    }
+    play_pos = 1;
+    EXPECT_TRUE(draw());
+    EXPECT_EQ(pixel(160, 50), 0xFFFF);
+    EXPECT_EQ(pixel(100, 200), 0xF800) << "what is on the screen of a box has its outline";
+    EXPECT_EQ(pixel(300, 100), 0xF800);
+    EXPECT_EQ(pixel(300, 200), 0xFFFF);
+}
+
 TEST_F(play_draw_test, draws_an_empty_screen_without_a_part)
 {
     EXPECT_TRUE(draw());
@@ -357,14 +382,12 @@ TEST_F(play_draw_test, draws_bars_and_images_of_the_skin)
 
 TEST_F(play_draw_test, keeps_a_wish_that_comes_while_it_draws)
 {
-    load_part({"|<text/>"});
+    load_part({"|<text format=\"$battery\"/>"});
     draw();
     mark_redraw();
-    std::thread wisher([] {
-        for (int i = 0; i < 1000; i++)
-            play_view_request_redraw();
-    });
-    wisher.join();
+    in_battery = [] { std::thread(play_view_request_redraw).join(); };
+    EXPECT_TRUE(draw());
+    in_battery = nullptr;
     EXPECT_TRUE(draw());
     EXPECT_FALSE(draw());
 }

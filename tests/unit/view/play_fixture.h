@@ -141,10 +141,13 @@ bool play_copy_path(char (&to)[512])
 
 char lang_selected[10] = "ko";
 inline int32_t battery_level = 57;
+inline std::function<void()> in_battery; /* called when the level is asked for; null: nothing */
 inline std::vector<int32_t> volume_changes;
 
 int32_t program_get_battery_level()
 {
+    if (in_battery)
+        in_battery();
     return battery_level;
 }
 
@@ -200,6 +203,7 @@ class play_test : public testing::Test
         the_engine = {};
         volume_changes.clear();
         battery_level = 57;
+        in_battery = nullptr;
         str_copy(lang_selected, "ko");
         cfg_debug = 0;
         set_no_track();
