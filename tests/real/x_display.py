@@ -30,6 +30,12 @@ class AnyEvent(ctypes.Union):
     _fields_ = [("pointer", PointerEvent), ("message", MessageEvent), ("room", ctypes.c_long * 24)]
 
 
+@ctypes.CFUNCTYPE(ctypes.c_int, ctypes.c_void_p, ctypes.c_void_p)
+def ignore_error(_connection, _error):
+    """A key may end the program: its window is gone before the key is released."""
+    return 0
+
+
 class Display:
     """Started by the constructor, ended by close()."""
 
@@ -44,6 +50,7 @@ class Display:
         with os.fdopen(read_end) as answer:
             self.name = ":" + answer.readline().strip()
         self.x = ctypes.CDLL("libX11.so.6")
+        self.x.XSetErrorHandler(ignore_error)
         for function in ("XOpenDisplay", "XDefaultRootWindow", "XInternAtom", "XStringToKeysym"):
             getattr(self.x, function).restype = ctypes.c_ulong
         self.connection = ctypes.c_void_p(self.x.XOpenDisplay(self.name.encode()))
