@@ -28,7 +28,6 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <getopt.h>
 #include <iterator>
 #include <unistd.h>
@@ -193,9 +192,10 @@ static int read_options(int argc, char **argv)
 
 static int start(int argc, char **argv)
 {
-    srand(static_cast<unsigned>(time(nullptr))); /* shuffling draws from it */
     if (read_options(argc, argv) != 0 || steps_start(start_steps, std::size(start_steps)) != 0)
         return -1;
+    /* Shuffling draws from it. The device's clock, so that a script plays the same order again. */
+    srand(static_cast<unsigned>(clock_wall()));
     choose_first_screen();
     (void)update_check(); /* the program runs without */
     queue_files(argc - optind, argv + optind);
