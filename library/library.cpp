@@ -139,10 +139,15 @@ int library_init_schema()
     return -1;
 }
 
+db_handle *library_handle()
+{
+    return std::atomic_ref(library_db).load();
+}
+
 int library_open()
 {
     (void)library_close();
-    library_db = db_open("library.db");
+    std::atomic_ref(library_db).store(db_open("library.db"));
     if (!library_db)
         return -1;
     /* A file that is no database refuses these as well; the schema check tells. */
@@ -151,7 +156,6 @@ int library_open()
     return library_init_schema();
 }
 
-/* A scan may be fetching the handle on its thread; what it fetched stays valid. */
 int library_close()
 {
     db_handle *handle = std::atomic_ref(library_db).exchange(nullptr);

@@ -3,7 +3,11 @@
 
 struct db_handle;
 
-extern db_handle *library_db; /* null while closed */
+extern db_handle *library_db; /* null while closed; main thread */
+
+/* The same for every other thread: the program may close the library meanwhile. What this returns
+ * stays valid and answers -1 from then on; null while closed. */
+db_handle *library_handle();
 
 /* Opens it and checks or makes the tables. -1: refused (a newer or damaged file), the handle may
  * be open. Main thread. */

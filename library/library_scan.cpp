@@ -10,7 +10,6 @@
 #include "platform/file.h"
 #include "platform/str.h"
 
-#include <atomic>
 #include <climits>
 #include <cstdio>
 #include <cstring>
@@ -21,14 +20,8 @@ static const char *const scan_opening[] = {
     "DELETE FROM zervp_years;",   "DELETE FROM zervp_tracks;", "DELETE FROM zervp_playlists;",
 };
 
-/* The handle is fetched once: the program may close the library while a worker scans, and a closed
- * handle answers -1 where a null one would be gone in between. */
-static db_handle *scan_handle()
-{
-    return std::atomic_ref(library_db).load();
-}
-
-/* A scan on its way. The texts are those of the last rows that went in: most files share them with
+/* A scan on its way, with one handle from its first statement to its last: the program may close
+ * the library meanwhile. The texts are those of the last rows that went in: most files share them with
  * the file before, and a row that is there need not be ignored again. */
 struct scan_job {
     db_handle *handle;
@@ -171,7 +164,7 @@ int library_add_file(const char *path, const char *dir)
     if (library_tags_read(path, &tags) != 0)
         return -1;
     scan_job job = {};
-    job.handle = scan_handle();
+    job.handle = library_handle();
     const int result = scan_add(&job, path, dir, &tags);
     library_tags_free(&tags);
     return result;
@@ -179,13 +172,13 @@ int library_add_file(const char *path, const char *dir)
 
 int library_scan_dir(const char *dir)
 {
-    scan_folder(scan_handle(), false, dir);
+    scan_folder(library_handle(), false, dir);
     return 0;
 }
 
 int library_scan()
 {
-    db_handle *handle = scan_handle();
+    db_handle *handle = library_handle();
     for (const char *sql : scan_opening)
         if (scan_exec(handle, db_mprintf("%s", sql)) != 0)
             return -1;

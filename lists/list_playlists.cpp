@@ -37,14 +37,14 @@ static char *row_text(const char *path)
     return strdup(file_basename(copy));
 }
 
+/* Main thread, or the scan's. */
 static db_result *query_paths()
 {
     const db_text_owner sql(db_mprintf("SELECT path FROM zervp_playlists;"));
     db_result *paths = nullptr;
-    return db_exec(library_db, sql.get(), &paths) == 0 ? paths : nullptr;
+    return db_exec(library_handle(), sql.get(), &paths) == 0 ? paths : nullptr;
 }
 
-/* Main thread, or the scan's. */
 static int update(view *, list *)
 {
     db_result *paths = query_paths();

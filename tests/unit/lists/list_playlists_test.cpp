@@ -147,6 +147,28 @@ TEST_F(list_playlists_list, is_harmless_after_its_exit)
     EXPECT_EQ(list_playlists->exit(), 0);
 }
 
+/* A scan that ends as the program does rebuilds the list of a library that is being closed. */
+TEST_F(list_playlists_list, is_rebuilt_by_another_thread_while_the_library_closes)
+{
+    found({"/m/a.m3u"});
+    for (int i = 0; i < 20; i++) {
+        std::atomic<int> rebuilt{0};
+        std::thread scan([&] {
+            while (rebuilt < 5 || library_handle()) {
+                (void)list_playlists->update(nullptr, nullptr);
+                ++rebuilt;
+            }
+        });
+        while (rebuilt == 0)
+            std::this_thread::yield();
+        EXPECT_EQ(library_close(), 0);
+        scan.join();
+        EXPECT_EQ(list_playlists->update(nullptr, nullptr), 0);
+        EXPECT_EQ(list_playlists->count, 0u);
+        ASSERT_EQ(library_open(), 0);
+    }
+}
+
 /* The scan's thread rebuilds the list while it is shown and used. */
 TEST_F(list_playlists_list, is_rebuilt_by_another_thread_while_it_is_used)
 {
