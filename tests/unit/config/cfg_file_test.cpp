@@ -186,6 +186,24 @@ TEST_F(cfg_file, cuts_long_texts)
     EXPECT_EQ(cfg_lang, std::string(9, 'p'));
 }
 
+TEST_F(cfg_file, drops_what_is_beyond_1023_characters)
+{
+    EXPECT_EQ(vol_of((std::string(1022, ' ') + "12").c_str()), 1);
+    EXPECT_EQ(vol_of((std::string(1021, ' ') + "12").c_str()), 12);
+}
+
+TEST_F(cfg_file, reads_texts_of_one_character)
+{
+    ASSERT_EQ(load_children("<skin_play>p</skin_play><skin_list>l</skin_list><lang>x</lang>"
+                            "<font>f</font><library_path>/</library_path>"),
+              0);
+    EXPECT_STREQ(cfg_skin_play, "p");
+    EXPECT_STREQ(cfg_skin_list, "l");
+    EXPECT_STREQ(cfg_lang, "x");
+    EXPECT_STREQ(cfg_font, "f");
+    EXPECT_STREQ(cfg_library_path, "/");
+}
+
 TEST_F(cfg_file, reads_empty_texts_as_defaults)
 {
     for (char *text : {cfg_skin_play, cfg_skin_list, cfg_lang, cfg_font})
@@ -234,6 +252,13 @@ TEST_F(cfg_file, checks_the_version_of_every_root)
     EXPECT_EQ(load_children("<vol>5</vol><cfg version=\"0.3\"/><vol>6</vol>"), -1);
     EXPECT_EQ(cfg_vol, 5);
     EXPECT_STREQ(cfg_version, "0.3");
+}
+
+TEST_F(cfg_file, applies_nothing_once_it_refused_the_version)
+{
+    cfg_vol = 1;
+    EXPECT_EQ(load_children("<vol>5<cfg version=\"0.3\"/></vol>"), -1);
+    EXPECT_EQ(cfg_vol, 1);
 }
 
 TEST_F(cfg_file, keeps_what_was_read_before_a_fault)

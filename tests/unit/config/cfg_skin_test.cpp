@@ -85,4 +85,6 @@ TEST_F(cfg_skin, passes_over_a_path_that_does_not_fit)
     char small[10];
     ASSERT_EQ(cfg_find_available_skin_part(small, sizeof(small), "list"), 0);
     EXPECT_STREQ(small, "skins/b");
+    EXPECT_EQ(cfg_find_available_skin_part(small, strlen("skins/b"), "list"), -1)
+        << "no room for its end";
 }

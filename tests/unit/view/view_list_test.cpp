@@ -538,6 +538,27 @@ TEST_F(view_lists, up_and_down_wrap)
     EXPECT_EQ(list_main->cursor, 0);
 }
 
+TEST_F(view_lists, down_reaches_the_last_row_before_it_wraps)
+{
+    open(list_of(5), 9);
+    list_main->cursor = 7;
+    keys(0, key_down);
+    EXPECT_EQ(list_main->cursor, 8);
+    keys(0, key_down);
+    EXPECT_EQ(list_main->cursor, 0);
+}
+
+TEST_F(view_lists, page_down_just_behind_the_end_stops_at_the_last_row)
+{
+    open(list_of(5), 9);
+    list_main->cursor = 4; /* a page of 5 leads to row 9, which is not there */
+    keys(0, key_page_down);
+    EXPECT_EQ(list_main->cursor, 8);
+    list_main->cursor = 5;
+    keys(0, key_page_up);
+    EXPECT_EQ(list_main->cursor, 0);
+}
+
 TEST_F(view_lists, page_keys_stop_at_the_ends)
 {
     open(list_of(5), 9);
@@ -726,6 +747,67 @@ TEST_F(view_lists, empty_slots_and_gaps_cannot_be_pressed)
     EXPECT_TRUE(chosen.empty());
 }
 
+TEST_F(view_lists, row_ends_before_its_right_and_lower_edge)
+{
+    open(list_of(5), 9);
+    list_main->cursor = 4; /* row 3: x 20 to 219, y 40 to 59 */
+    for (const int32_t x : {19, 220}) {
+        press(x, 50);
+        release(x, 50);
+    }
+    for (const int32_t y : {39, 60}) {
+        press(100, y);
+        release(100, y);
+    }
+    EXPECT_TRUE(chosen.empty());
+    press(219, 59);
+    release(20, 40);
+    EXPECT_EQ(chosen, (std::vector<chosen_row>{{3, 0}}));
+}
+
+/* A skin may write its slots one by one, and put those of the cursor's row elsewhere. */
+constexpr char separate_slots[] = "<item x=\"0\" y=\"0\" width=\"50\" height=\"20\"/>"
+                                  "<item_sel x=\"100\" y=\"0\" width=\"50\" height=\"20\"/>"
+                                  "<item x=\"0\" y=\"30\" width=\"50\" height=\"20\"/>"
+                                  "<item_sel x=\"100\" y=\"30\" width=\"50\" height=\"20\"/>";
+
+TEST_F(view_lists, each_row_is_pressed_in_the_slot_that_shows_it)
+{
+    open(separate_slots, 2); /* the cursor's row 0 above, row 1 below it */
+    for (const int32_t y : {5, 35}) {
+        const int32_t empty = y == 5 ? 10 : 110;
+        press(empty, y);
+        release(empty, y);
+    }
+    EXPECT_TRUE(chosen.empty());
+    press(110, 5);
+    release(110, 5);
+    press(10, 35);
+    release(10, 35);
+    EXPECT_EQ(chosen, (std::vector<chosen_row>{{0, 0}, {1, 0}}));
+}
+
+TEST_F(view_lists, first_element_may_be_a_slot)
+{
+    open(separate_slots, 3);
+    list_main->cursor = 1;
+    EXPECT_EQ(draw(), (texts{"0 row 1", "30 row 2"}));
+    view_list_state.rows = 3; /* row 0 in the first slot */
+    press(10, 5);
+    release(10, 5);
+    EXPECT_EQ(chosen, (std::vector<chosen_row>{{0, 0}}));
+}
+
+TEST_F(view_lists, slot_behind_the_last_row_cannot_be_pressed)
+{
+    open(list_of(5), 5);
+    list_main->cursor = 4; /* the slots at y 100 and 130 are empty */
+    press(30, 105);
+    fill(list_main, numbered(9));
+    release(30, 105);
+    EXPECT_TRUE(chosen.empty());
+}
+
 TEST_F(view_lists, row_that_went_away_under_the_finger_is_not_selected)
 {
     open(list_of(5), 9);
@@ -772,6 +854,46 @@ TEST_F(view_lists, finger_that_comes_from_outside_moves_the_bar)
     press(310, 235);
     move(150, 205);
     EXPECT_EQ(list_main->cursor, 500);
+}
+
+TEST_F(view_lists, finger_that_pressed_a_row_does_not_move_the_bar)
+{
+    open(wide_bar + list_of(5), 1000);
+    press(30, 75);
+    move(200, 205);
+    EXPECT_EQ(list_main->cursor, 0);
+    release(200, 205);
+    EXPECT_EQ(list_main->cursor, 0);
+    EXPECT_TRUE(chosen.empty());
+}
+
+TEST_F(view_lists, bar_moves_the_cursor_to_the_nearest_row)
+{
+    open("<scroll x=\"-400\" y=\"200\" width=\"1001\" height=\"10\" type=\"move-x\" "
+         "action=\"list\"/>",
+         2);
+    for (const int32_t x : {99, 100}) {
+        press(x, 205); /* 499 and 500 thousandths */
+        release(x, 205);
+        EXPECT_EQ(list_main->cursor, x - 99);
+    }
+}
+
+TEST_F(view_lists, bar_without_the_lists_action_only_takes_the_touch)
+{
+    for (const std::string attributes :
+         {"type=\"move-x\" action=\"battery\"", "type=\"move-x-rev\" action=\"list\"",
+          "type=\"move-x\"", "action=\"list\""}) {
+        open("<scroll x=\"0\" y=\"0\" width=\"320\" height=\"240\" " + attributes + "/>" +
+                 list_of(5),
+             9);
+        list_main->cursor = 4;
+        press(30, 105);
+        release(30, 105);
+        EXPECT_EQ(list_main->cursor, 4) << attributes;
+        EXPECT_TRUE(chosen.empty()) << attributes;
+        EXPECT_EQ(view_list->exit(), 0);
+    }
 }
 
 TEST_F(view_lists, moving_finger_selects_no_row)
