@@ -13,8 +13,8 @@
 struct audio_decoder;
 struct audio_stream;
 
-extern sys_lock
-    play_lock; /* guards the decoder, its stream and play_fpath; file work happens under it */
+/* Guards the decoder, its stream and play_fpath; file work happens under it. */
+extern sys_lock play_lock;
 extern const audio_decoder *play_decoder GUARDED_BY(play_lock); /* null: none */
 extern audio_stream *play_handle GUARDED_BY(play_lock);         /* null: nothing plays */
 extern char play_fpath[512] GUARDED_BY(play_lock);              /* the current or last track */
