@@ -29,7 +29,7 @@ void view_list_forget_minute()
 view_list_model view_list_look(const list *of)
 {
     sys_guard guard(list_lock);
-    return {of->cursor, of->count, of->items != nullptr};
+    return {of->cursor, of->count};
 }
 
 /* ---- slots ---- */

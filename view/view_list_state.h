@@ -37,7 +37,6 @@ bool view_list_next_slot(view_list_rows *walk, const skin_element *element, view
 struct view_list_model {
     int32_t cursor;
     uint32_t count;
-    bool has_items;
 };
 view_list_model view_list_look(const list *of);
 
