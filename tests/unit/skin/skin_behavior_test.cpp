@@ -1,6 +1,7 @@
 /* What elements draw, call by call, and what a touch on a bar means. The drawing functions below
  * stand in for the platform's and keep what they are asked to do. */
 #include "skin/skin.h"
+#include "skin/skin_behavior.h"
 
 #include "platform/fb.h"
 #include "platform/image.h"
@@ -237,6 +238,48 @@ TEST(skin_behavior, starts_a_far_bar_on_a_whole_tile)
     const call_list drawn = draw(values);
     EXPECT_EQ(drawn.front(), "-10,0 30x7 from 0,0");
     EXPECT_EQ(drawn.back(), "80,0 20x7 from 0,0");
+    values.x = -900;
+    values.origin_x = 100;
+    EXPECT_EQ(draw(values), drawn) << "the origin counts as well";
+    values = bar("fill-y", 1000, 30, 7);
+    values.y = -800;
+    values.origin_y = 100;
+    values.height = 905;
+    EXPECT_EQ(draw(values), (call_list{"0,-4 30x7 from 0,0", "0,3 30x2 from 0,0"}));
+}
+
+TEST(skin_behavior, tiles_an_image_of_one_pixel)
+{
+    for (const char *type : {"fill-x", "fill-y"}) {
+        element_values values = bar(type, 30, 1, 1);
+        values.height = 100;
+        EXPECT_EQ(draw(values).size(), 3u) << type;
+    }
+}
+
+TEST(skin_behavior, tells_the_kinds_of_bars)
+{
+    const struct {
+        const char *type;
+        bool vertical, draggable, cut_from_end;
+    } kinds[] = {
+        {"fill-x", false, true, false}, {"fill-x-rev", false, false, false},
+        {"fill-y", true, true, false},  {"fill-y-rev", true, false, false},
+        {"move-x", false, true, false}, {"move-x-rev", false, false, false},
+        {"move-y", true, true, false},  {"move-y-rev", true, false, false},
+        {"part-x", false, true, false}, {"part-x-rev", false, false, true},
+        {"part-y", true, true, false},  {"part-y-rev", true, false, true},
+    };
+    for (const auto &it : kinds) {
+        skin_bar_kind kind = {};
+        ASSERT_TRUE(skin_find_bar_kind(it.type, &kind)) << it.type;
+        EXPECT_EQ(kind.vertical, it.vertical) << it.type;
+        EXPECT_EQ(kind.draggable, it.draggable) << it.type;
+        EXPECT_EQ(kind.cut_from_end, it.cut_from_end) << it.type;
+    }
+    skin_bar_kind kind = {};
+    EXPECT_FALSE(skin_find_bar_kind("fill", &kind));
+    EXPECT_FALSE(skin_find_bar_kind(nullptr, &kind));
 }
 
 static element_values drag_bar(const char *type, int32_t width, int32_t height)
