@@ -10,6 +10,8 @@
 
 struct view;
 
+/* Record and operations of one list, made by the room that fills it: it names the operations, the
+ * rest starts empty. */
 struct list {
     int (*init)();
     int (*exit)();
@@ -17,12 +19,12 @@ struct list {
     /* index: the row, or -1 for "back"; mode: 0 to 3, by the key. -1: stop handling this event. */
     int (*select)(view *screen, list *self, int32_t index, int32_t mode);
     int (*update)(view *screen, list *self); /* rebuilds the rows; both may be null */
-    int32_t cursor;                          /* selected row, -1 for none */
-    char **items;                            /* `count` heap texts, or null */
-    uint32_t count;
-    char title[100];
-    char subtitle[100];
-    int32_t reserved;
+    int32_t cursor = 0;                      /* selected row, -1 for none */
+    char **items = nullptr;                  /* `count` heap texts, or null */
+    uint32_t count = 0;
+    char title[100] = "";
+    char subtitle[100] = "";
+    int32_t reserved = 0;
 };
 
 extern sys_lock list_lock; /* leaf: nothing else is taken while it is held */

@@ -179,17 +179,11 @@ static int select(view *screen, list *self, int32_t index, int32_t mode)
     return 0;
 }
 
-static list record = {
+static constinit list record = {
     .init = init,
     .exit = exit_list,
     .input = input,
     .select = select,
     .update = update,
-    .cursor = 0,
-    .items = nullptr,
-    .count = 0,
-    .title = "",
-    .subtitle = "",
-    .reserved = 0,
 };
 constinit list *list_cfg = &record;

@@ -26,14 +26,10 @@ char list_files_dpath[512] = "";
 /* The folder behind the rows. After a folder that could not be opened the rows stay and nothing
  * is behind them: `listing` is zeroed then. Main thread, like everything here. */
 static constinit file_listing listing = {};
-static constinit bool listing_held = false;
 
 static void release_listing()
 {
-    if (listing_held)
-        (void)file_free_dir(&listing);
-    listing = {};
-    listing_held = false;
+    (void)file_free_dir(&listing); /* harmless when nothing is held */
 }
 
 static void set_cursor(uint32_t cursor)
@@ -73,7 +69,6 @@ static void show(const file_listing &found)
 {
     release_listing();
     listing = found;
-    listing_held = true;
     (void)update(nullptr, nullptr);
 }
 
@@ -208,18 +203,12 @@ static int select(view *screen, list *, int32_t index, int32_t mode)
     return 0;
 }
 
-static list record = {
+static constinit list record = {
     .init = init,
     .exit = exit_list,
     .input = input,
     .select = select,
     .update = update,
-    .cursor = 0,
-    .items = nullptr,
-    .count = 0,
-    .title = "",
-    .subtitle = "",
-    .reserved = 0,
 };
 constinit list *list_files = &record;
 

@@ -340,18 +340,12 @@ static int input(view *screen, list *)
     return leave();
 }
 
-static list record = {
+static constinit list record = {
     .init = init,
     .exit = exit_list,
     .input = input,
     .select = select,
     .update = update,
-    .cursor = 0,
-    .items = nullptr,
-    .count = 0,
-    .title = "",
-    .subtitle = "",
-    .reserved = 0,
 };
 constinit list *list_library = &record;
 

@@ -2,6 +2,7 @@
 #include "unit/lists/fake_program.h"
 
 #include "lists/list_files.h"
+#include "platform/fault.h"
 
 #include <chrono>
 
@@ -81,6 +82,24 @@ TEST_F(list_files_browser, shows_the_root_when_there_is_no_music_folder)
         EXPECT_GE(row("[tmp]"), 1);
     }
     EXPECT_EQ(the_seen.sleeps, 0);
+}
+
+TEST_F(list_files_browser, fails_after_a_moment_when_not_even_the_root_can_be_listed)
+{
+    music();
+    const texts rows = rows_of(list_files);
+    list_files->cursor = 3;
+    fault_set("file_list_dir");
+    EXPECT_EQ(list_files_set_default_dpath(), -1);
+    fault_set(nullptr);
+    EXPECT_EQ(the_seen.sleeps, 1);
+    EXPECT_EQ(list_files->cursor, 0);
+    EXPECT_EQ(rows_of(list_files), rows);
+    for (int32_t i = -1; i < 9; i++)
+        EXPECT_EQ(choose(list_files, i, 0), 0); /* nothing stands behind the rows */
+    EXPECT_TRUE(the_seen.begun.empty());
+    EXPECT_EQ(list_files_set_default_dpath(), 0);
+    EXPECT_EQ(choose_row("b.MP3", 0), -1);
 }
 
 TEST_F(list_files_browser, stays_at_the_root_when_going_up_from_it)
