@@ -13,6 +13,7 @@ sys.dont_write_bytecode = True
 HERE = Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE))
 import run_scenarios  # noqa: E402
+import png_file  # noqa: E402
 
 FAKE_PLAYER = f"""#!{sys.executable}
 import os, sys, time
@@ -224,7 +225,7 @@ class PngTest(unittest.TestCase):
             for i in range(15):
                 left, corner = (row[i - 3], before[i - 3]) if i >= 3 else (0, 0)
                 guess = [0, left, before[i], (left + before[i]) // 2,
-                         run_scenarios.paeth(left, before[i], corner)][kind]
+                         png_file.paeth(left, before[i], corner)][kind]
                 packed += bytes([(row[i] - guess) % 256])
 
         def chunk(kind, body):
