@@ -51,7 +51,6 @@ advance 50
 key up
 key up
 advance 20
-screenshot {out}/main_menu_settings.png
 key select
 advance 100
 screenshot {out}/settings.png
@@ -65,7 +64,9 @@ def demo_tracks(folder):
     return sorted(name for name in os.listdir(folder) if name.endswith((".mp3", ".ogg", ".flac")))
 
 
-def shoot(build, skin, out, script, last):
+def shoot(build, skin, script, last, without=()):
+    """Plays the script in a program folder whose demo music lacks the files `without`; the track
+    `last` plays."""
     # Always the same folder: the file browser shows it.
     folder = "/tmp/zerv-player"
     shutil.rmtree(folder, ignore_errors=True)
@@ -74,8 +75,9 @@ def shoot(build, skin, out, script, last):
         shutil.copytree(os.path.join(build, "player"), program,
                         ignore=shutil.ignore_patterns("config.txt", "current.m3u", "library.db", "_tmp"))
         shutil.copytree(os.path.join(build, "demo"), os.path.join(program, "demo"),
-                        ignore=lambda path, names: [n for n in names
-                                                    if not n.endswith((".mp3", ".ogg", ".flac", ".lrc"))])
+                        ignore=lambda path, names: [
+                            name for name in names
+                            if name in without or not name.endswith((".mp3", ".ogg", ".flac", ".lrc"))])
         with open(os.path.join(program, "config.txt"), "w", encoding="utf-8", newline="") as file:
             file.write(CONFIG.format(skin=skin))
         tracks = demo_tracks(os.path.join(program, "demo"))
@@ -93,19 +95,16 @@ def main():
     build = os.path.abspath(sys.argv[1])
     out = os.path.abspath(sys.argv[2] if len(sys.argv) > 2 else "docs/pictures")
     os.makedirs(out, exist_ok=True)
-    tracks = demo_tracks(os.path.join(build, "demo"))
-    lyric = [t for t in tracks if os.path.exists(os.path.join(build, "demo", os.path.splitext(t)[0] + ".lrc"))]
-    best = next((t for t in lyric if t.endswith(".mp3")), tracks[-1])
-    plain = next((t for t in tracks if not t.endswith(".mp3") and t not in lyric), tracks[0])
-    cover = next((t for t in tracks if t.endswith(".mp3") and t not in lyric), None)
+    # The demo music: an MP3 with cover and lyrics, an Ogg with lyrics, a FLAC with neither.
+    both, lyrics, neither = "01-spring-walk.mp3", "02-street-lamps.ogg", "03-paper-boats.flac"
     for skin, name in (("Aqua_Ver0.4", ""), ("Night", "night_"), ("LargeType", "large_")):
         script = (PLAY + LIST).format(out=out, name=name)
         if not name:
             script += MORE.format(out=out)
-        shoot(build, skin, out, script, best)
-        shoot(build, skin, out, PLAY.format(out=out, name=name + "plain_"), plain)
-        if cover:
-            shoot(build, skin, out, PLAY.format(out=out, name=name + "cover_"), cover)
+        shoot(build, skin, script, both)
+        shoot(build, skin, PLAY.format(out=out, name=name + "plain_"), neither)
+    shoot(build, "Aqua_Ver0.4", PLAY.format(out=out, name="lyrics_"), lyrics)
+    shoot(build, "Aqua_Ver0.4", PLAY.format(out=out, name="cover_"), both, without=["01-spring-walk.lrc"])
     print("\n".join(sorted(os.listdir(out))))
 
 
