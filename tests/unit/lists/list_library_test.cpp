@@ -332,6 +332,87 @@ TEST_F(list_library_browser, survives_a_library_that_changed_under_it)
     EXPECT_EQ(list_library->cursor, 0); /* the row it came from is gone */
 }
 
+/* Walks through everything that is shown, and queues what can be queued. */
+static void use_everything()
+{
+    for (const char *key : {"artist", "album", "genre", "track"}) {
+        (void)list_library_reset_conds();
+        (void)list_library_add_cond_key(key, "Title");
+        for (int32_t row = 0; row < 3; row++)
+            (void)choose(list_library, row, row == 2 ? 2 : 0);
+        (void)choose(list_library, -1, 1);
+    }
+    (void)list_playlists->update(nullptr, nullptr);
+    (void)choose(list_playlists, 0, 0);
+}
+
+TEST_F(list_library_browser, survives_a_damaged_database)
+{
+    two_bands();
+    sql("INSERT INTO zervp_playlists(path) VALUES('/m/a.m3u');");
+    ASSERT_EQ(library_close(), 0);
+    const std::string whole = read_file("library.db");
+    unsigned seed = 2024;
+    int opened = 0;
+    for (int run = 0; run < 150; run++) {
+        std::string damaged = whole;
+        const int changes = 1 + rand_r(&seed) % 8;
+        for (int i = 0; i < changes; i++)
+            damaged[static_cast<unsigned>(rand_r(&seed)) % damaged.size()] =
+                static_cast<char>(rand_r(&seed));
+        if (run % 10 == 0)
+            damaged.resize(static_cast<unsigned>(rand_r(&seed)) % damaged.size());
+        write_file("library.db", damaged);
+        opened += library_open() == 0;
+        use_everything(); /* also when it was refused: the handle may be open */
+        ASSERT_EQ(library_close(), 0);
+        use_everything();
+    }
+    EXPECT_GT(opened, 50);
+    EXPECT_EQ(list_playlists->exit(), 0);
+    view_list_free(list_playlists);
+    write_file("library.db", whole);
+    ASSERT_EQ(library_open(), 0);
+    enter("artist", "Artists");
+    EXPECT_EQ(rows(), (texts{"All Artists (2 曲目)", "ABBA", "Queen"}));
+}
+
+TEST_F(list_library_browser, takes_columns_that_are_null_or_no_text)
+{
+    ASSERT_EQ(library_close(), 0);
+    ASSERT_EQ(unlink("library.db"), 0);
+    db_handle *made = db_open("library.db");
+    ASSERT_NE(made, nullptr);
+    ASSERT_EQ(db_exec(made,
+                      "CREATE TABLE zervp_version(version); INSERT INTO zervp_version VALUES(1);"
+                      "CREATE TABLE zervp_artists(id, name);"
+                      "CREATE TABLE zervp_albums(id, name, artist);"
+                      "CREATE TABLE zervp_urls(id, path);"
+                      "CREATE TABLE zervp_tracks(id, name, artist, album, url);"
+                      "CREATE TABLE zervp_playlists(path);"
+                      "INSERT INTO zervp_artists VALUES(NULL, NULL), (1, NULL), ('x', 2.5);"
+                      "INSERT INTO zervp_albums VALUES(7, NULL, 1), (8, x'00', 'x');"
+                      "INSERT INTO zervp_urls VALUES(1, NULL), (2, x'ff00ff');"
+                      "INSERT INTO zervp_tracks VALUES(1, NULL, 1, 7, 1), (NULL, 3, 'x', 8, 2);"
+                      "INSERT INTO zervp_playlists VALUES(NULL), (x'');",
+                      nullptr),
+              0);
+    ASSERT_EQ(db_close(made), 0);
+    ASSERT_EQ(library_open(), 0);
+    enter("artist", "Artists");
+    EXPECT_EQ(rows(), (texts{"All Artists (2 曲目)", "", "2.5"}));
+    enter("album", "Albums");
+    EXPECT_EQ(rows(), (texts{"All Albums (2 曲目)", " ()", " (2.5)"}));
+    EXPECT_EQ(choose(list_library, 0, 2), 0);
+    EXPECT_EQ(queued_paths(), texts{"\xff"}); /* what is no path is left out */
+    EXPECT_EQ(list_playlists->update(nullptr, nullptr), 0);
+    EXPECT_EQ(list_playlists->count, 2u);
+    EXPECT_EQ(choose(list_playlists, 0, 0), 0);
+    use_everything();
+    EXPECT_EQ(list_playlists->exit(), 0);
+    view_list_free(list_playlists);
+}
+
 TEST_F(list_library_browser, serves_fifty_thousand_tracks)
 {
     sql("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 50000) INSERT "
