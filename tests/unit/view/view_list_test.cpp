@@ -237,8 +237,13 @@ TEST_F(view_lists, init_fails_without_surfaces)
 {
     write_skin("skins/one", list_of(3));
     str_copy(cfg_skin_list, "skins/one");
-    fault_set("fb_create");
-    EXPECT_EQ(view_list->init(), -1);
+    for (const char *which : {"fb_create:1", "fb_create:2"}) {
+        fault_set(which);
+        EXPECT_EQ(view_list->init(), -1) << which;
+        EXPECT_TRUE(trace.empty()) << which;
+        EXPECT_EQ(view_list->exit(), 0);
+        trace.clear();
+    }
 }
 
 TEST_F(view_lists, exit_frees_the_rows_of_every_list_and_may_be_repeated)
@@ -265,6 +270,8 @@ TEST_F(view_lists, select_makes_a_list_current_and_asks_for_a_redraw)
 TEST_F(view_lists, unreadable_skin_falls_back_to_the_default_one)
 {
     write_skin("skins/Aqua_Ver0.4.zip", list_of(2)); /* a folder of that name serves too */
+    write_skin("skins/A", list_of(4));
+    str_copy(cfg_skin_list, "skins/none");
     ASSERT_EQ(view_list_load_skin("skins/none"), 0);
     EXPECT_STREQ(cfg_skin_list, "skins/Aqua_Ver0.4.zip");
     EXPECT_EQ(view_list_state.rows, 2u);

@@ -249,6 +249,19 @@ TEST_F(views, view_selected_from_input_gets_no_event_of_that_pass)
     EXPECT_EQ(seen_play.key, 0);
 }
 
+TEST_F(views, view_that_was_left_from_its_input_is_not_presented)
+{
+    settle_on(&list_screen);
+    select_from_input = &play_screen;
+    list_screen.updated = 1;
+    view_run();
+    EXPECT_EQ(list_screen.updated, 1);
+    EXPECT_EQ(play_screen.updated, 0);
+    EXPECT_EQ(view_previous, &list_screen);
+    EXPECT_EQ(seen_list.draws, 0);
+    EXPECT_EQ(seen_play.draws, 1);
+}
+
 /* ---- passes ---- */
 
 TEST_F(views, pass_without_a_selected_view_does_nothing)
@@ -343,6 +356,70 @@ TEST_F(views, list_view_comes_back_from_the_left)
     }
 }
 
+/* Gives each column of a picture a number of its own, and each row another one. */
+static void number_pixels(const view *screen, uint16_t first)
+{
+    for (int32_t y = 0; y < 240; y++)
+        for (int32_t x = 0; x < 320; x++)
+            screen->surface->pixels[y * screen->surface->stride + x] =
+                static_cast<uint16_t>(first + y * 320 + x);
+}
+
+TEST_F(views, both_pictures_move_with_the_slide)
+{
+    for (const int32_t moved : {0, 80, 160, 318}) {
+        settle_on(&list_screen);
+        number_pixels(&list_screen, 0);
+        number_pixels(&play_screen, 7);
+        view_select(&play_screen);
+        machine.ms += (moved * 200 + 319) / 320;
+        view_run();
+        for (const int32_t y : {0, 50, 239}) {
+            const int32_t row = y * 320;
+            for (int32_t x = 1; x < 320; x++)
+                ASSERT_EQ(test_pixel(fb_cur, x, y),
+                          static_cast<uint16_t>(x < 320 - moved ? row + x + moved
+                                                                : 7 + row + x - (320 - moved)))
+                    << moved << " " << x;
+        }
+    }
+}
+
+TEST_F(views, both_pictures_move_back_with_the_slide)
+{
+    for (const int32_t moved : {0, 80, 160, 318}) {
+        settle_on(&play_screen);
+        number_pixels(&list_screen, 0);
+        number_pixels(&play_screen, 7);
+        view_select(&list_screen);
+        machine.ms += (moved * 200 + 319) / 320;
+        view_run();
+        for (const int32_t y : {0, 50, 239}) {
+            const int32_t row = y * 320;
+            for (int32_t x = 1; x < 320; x++)
+                ASSERT_EQ(test_pixel(fb_cur, x, y),
+                          static_cast<uint16_t>(x < moved ? row + x + (320 - moved)
+                                                          : 7 + row + x - moved))
+                    << moved << " " << x;
+        }
+    }
+}
+
+TEST_F(views, late_frame_ends_the_slide_at_its_place)
+{
+    for (view *from : {&list_screen, &play_screen}) {
+        view *to = from == &list_screen ? &play_screen : &list_screen;
+        settle_on(from);
+        number_pixels(to, 3);
+        view_select(to);
+        machine.ms += 1234;
+        view_run();
+        EXPECT_EQ(view_anime_started, 0);
+        EXPECT_EQ(test_pixel(fb_cur, 1, 100), static_cast<uint16_t>(3 + 100 * 320 + 1));
+        EXPECT_EQ(test_pixel(fb_cur, 319, 239), static_cast<uint16_t>(3 + 239 * 320 + 319));
+    }
+}
+
 TEST_F(views, slide_ends_after_200_milliseconds)
 {
     for (view *from : {&list_screen, &play_screen}) {
@@ -424,6 +501,26 @@ TEST_F(views, change_in_mid_slide_starts_anew_from_the_view_selected_then)
     machine.ms += 1;
     view_run();
     EXPECT_EQ(view_anime_started, 0);
+}
+
+TEST_F(views, view_selected_in_mid_slide_draws_its_first_picture_too)
+{
+    settle_on(&list_screen);
+    view_select(&play_screen);
+    machine.ms += 100;
+    view_run();
+    seen_list = {};
+    view_select(&list_screen);
+    EXPECT_EQ(seen_list.draws, 1);
+}
+
+TEST_F(views, selection_that_starts_no_slide_leaves_a_running_one_alone)
+{
+    view_anime_started = 777;
+    view_select(&list_screen);
+    EXPECT_EQ(seen_list.draws, 1);
+    EXPECT_EQ(shown_at(319), list_colour);
+    EXPECT_EQ(view_anime_started, 777);
 }
 
 TEST_F(views, selecting_none_leaves_a_running_slide_alone)
