@@ -13,6 +13,13 @@ using texts = std::vector<std::string>;
 
 char lang_selected[10] = "";
 
+/* What they are before anything ran. */
+static const int32_t first_input_time = main_last_input_time;
+static const int32_t first_battery_second = main_last_battery_second;
+static const int32_t first_auto_off_mode = main_auto_off_mode;
+static const int32_t first_volume_message = program_volume_msg_id;
+static const bool runs_at_first = program_running && !program_restarting && !program_stay_tuned;
+
 /* ---- a screen that notes what it is asked ---- */
 
 struct screen_seen {
@@ -108,6 +115,15 @@ class loop : public testing::Test
         seen = {};
     }
 };
+
+TEST_F(loop, program_begins_running_with_nothing_timed)
+{
+    EXPECT_EQ(first_input_time, -1);
+    EXPECT_EQ(first_battery_second, -1);
+    EXPECT_EQ(first_auto_off_mode, 0);
+    EXPECT_EQ(first_volume_message, -1);
+    EXPECT_TRUE(runs_at_first);
+}
 
 /* ---- the display ---- */
 
@@ -372,6 +388,31 @@ TEST_F(loop, loop_sleeps_a_millisecond_a_pass)
     loop_run();
     EXPECT_EQ(machine.sleeps, (std::vector<int32_t>{1, 1, 1, 1}));
     EXPECT_EQ(seen.inputs, 4);
+}
+
+TEST_F(loop, every_pass_watches_the_timers)
+{
+    machine.battery = 5;
+    loop_pass();
+    EXPECT_EQ(main_auto_off_mode, 300);
+    EXPECT_EQ(machine.shows, 1); /* with the messages */
+    cfg_display_off_timeout = 299;
+    machine.ms += 299000;
+    loop_pass();
+    EXPECT_EQ(fb_power, 0);
+    EXPECT_EQ(program_running, 1);
+    machine.ms += 1000;
+    loop_pass();
+    EXPECT_EQ(program_running, 0);
+}
+
+TEST_F(loop, key_that_comes_with_the_timeout_lights_the_display_again)
+{
+    machine.ms += 30000;
+    test_press(key_up);
+    loop_pass();
+    EXPECT_EQ(machine.calls, (texts{"show", "power 0", "power 1", "show"}));
+    EXPECT_TRUE(seen.pressed.empty());
 }
 
 TEST_F(loop, loop_does_not_sleep_during_a_slide)

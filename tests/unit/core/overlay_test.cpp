@@ -39,6 +39,9 @@ static view screen = {
 view *view_list = &screen;
 view *view_play = &screen;
 
+/* Before anything else is added, and before any view is selected. */
+static const int32_t very_first_id = overlay_msg_add("first", 0, 0);
+
 class overlay : public testing::Test
 {
   protected:
@@ -68,8 +71,9 @@ class overlay : public testing::Test
     static void expire() { EXPECT_EQ(overlay_msg->input(&screen), 0); }
 };
 
-TEST_F(overlay, ids_grow_by_one)
+TEST_F(overlay, ids_begin_at_zero_and_grow_by_one)
 {
+    EXPECT_EQ(very_first_id, 0);
     const int32_t first = overlay_msg_add("a", 0, 0);
     EXPECT_EQ(overlay_msg_add("b", 0, 0), first + 1);
     EXPECT_EQ(overlay_msg_remove(first + 1), 0);
