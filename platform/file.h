@@ -22,8 +22,8 @@ struct file_listing {
     uint32_t dir_count; /* folders, ".." included */
 };
 
-/* fopen() that closes on exec. Null when it fails; missing folders are not made. A "w" mode empties
- * the file at once: small state files are written with file_replace_open() instead. */
+/* fopen() that closes on exec and does not wait for the writer of a pipe. Null when it fails. A
+ * "w" mode empties the file at once: small state files go through file_replace_open() instead. */
 [[nodiscard]] FILE *file_fopen(const char *path, const char *mode);
 
 /* A writer whose target holds the whole old or the whole new content at any moment: written to a

@@ -36,6 +36,50 @@ TEST(file_fopen, closes_on_exec_and_makes_no_folders)
     EXPECT_EQ(file_fopen(nullptr, "rb"), nullptr);
 }
 
+TEST(file_fopen, opens_for_reading_as_for_writing)
+{
+    const scratch folder;
+    scratch_write("a.txt", "text");
+    for (const char *mode : {"r", "rb", "r+b"}) {
+        FILE *file = file_fopen("a.txt", mode);
+        ASSERT_NE(file, nullptr) << mode;
+        EXPECT_NE(fcntl(fileno(file), F_GETFD) & FD_CLOEXEC, 0) << mode;
+        EXPECT_EQ(fcntl(fileno(file), F_GETFL) & O_NONBLOCK, 0) << mode;
+        EXPECT_EQ(fgetc(file), 't') << mode;
+        EXPECT_EQ(fclose(file), 0);
+    }
+}
+
+TEST(file_fopen, does_not_wait_for_a_writer_of_a_pipe)
+{
+    const scratch folder;
+    ASSERT_EQ(mkfifo("pipe", 0600), 0);
+    FILE *file = file_fopen("pipe", "rb");
+    ASSERT_NE(file, nullptr);
+    EXPECT_EQ(fgetc(file), EOF);
+    EXPECT_EQ(ferror(file), 0);
+    EXPECT_EQ(fclose(file), 0);
+}
+
+TEST(file_fopen, reads_what_the_writer_of_a_pipe_has_to_say)
+{
+    const scratch folder;
+    ASSERT_EQ(mkfifo("pipe", 0600), 0);
+    const int keeps_open = open("pipe", O_RDWR | O_CLOEXEC);
+    ASSERT_GE(keeps_open, 0);
+    FILE *file = file_fopen("pipe", "rb");
+    ASSERT_NE(file, nullptr);
+    const pid_t child = fork();
+    if (child == 0)
+        _exit(write(keeps_open, "x", 1) == 1 ? 0 : 1);
+    EXPECT_EQ(fgetc(file), 'x');
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(fclose(file), 0);
+    close(keeps_open);
+}
+
 TEST(file_fopen, refuses_to_write_a_running_program)
 {
     const scratch folder;
