@@ -331,6 +331,16 @@ class PackageTest(FolderTest):
         self.assertEqual(self.check().returncode, 1)
         self.assertNotIn("Traceback", self.check().stderr)
 
+    def test_check_refuses_a_size_that_is_not_what_it_declares(self):
+        for declared in (6, 8, 7000):
+            self.make("x")
+            with open(self.path("p.zip"), "rb") as file:
+                whole = bytearray(file.read())
+            at = whole.index(b"PK\1\2") + 24
+            whole[at:at + 4] = declared.to_bytes(4, "little")
+            self.write("p.zip", bytes(whole))
+            self.assert_refused("x: ")
+
     def test_check_refuses_what_is_encrypted_or_packed_otherwise(self):
         self.make("x")
         with open(self.path("p.zip"), "rb") as file:
