@@ -165,6 +165,50 @@ TEST_F(key, a_flood_leaves_no_key_down_for_ever)
     EXPECT_EQ(report.held, 0u);
 }
 
+TEST_F(key, a_flood_that_hides_a_release_lets_the_key_go)
+{
+    key_event(key_up, true);
+    check(1);
+    key_event(key_up, false);
+    for (int i = 0; i < 40; i++) {
+        key_event(key_down, true);
+        key_event(key_down, false);
+    }
+    key_report report = {};
+    for (int i = 0; i < 100; i++)
+        key_check(&report);
+    EXPECT_EQ(report.held, 0u);
+    pass_ms(1000);
+    EXPECT_EQ(check(0).repeat, 0u);
+}
+
+TEST_F(key, keeps_the_main_thread_attentive)
+{
+    pass_ms(5000);
+    clock_msleep(1);
+    EXPECT_EQ(manual_waited_ms, 20);
+    key_event(key_up, true);
+    clock_msleep(1);
+    EXPECT_EQ(manual_waited_ms, 1);
+    check(1);
+    pass_ms(5000); /* and as long as it is held */
+    check(1);
+    clock_msleep(1);
+    EXPECT_EQ(manual_waited_ms, 1);
+}
+
+TEST_F(key, closed_reports_nothing_and_leaves_the_device_alone)
+{
+    static int polls;
+    polls = 0;
+    manual_poll = [] { polls++; };
+    EXPECT_EQ(key_close(), 0);
+    key_event(key_up, true);
+    EXPECT_EQ(check(0).held, 0u);
+    EXPECT_EQ(polls, 0);
+    manual_poll = nullptr;
+}
+
 TEST_F(key, reads_the_device_once_a_pass)
 {
     manual_poll = [] { key_event(key_menu, true); };

@@ -47,6 +47,26 @@ TEST_F(touch, a_quick_tap_takes_two_passes)
     EXPECT_EQ(next(), nothing);
 }
 
+TEST_F(touch, keeps_the_main_thread_attentive)
+{
+    manual_ms += 5000;
+    clock_msleep(1);
+    EXPECT_EQ(manual_waited_ms, 20);
+    touch_event(touch_type_press, 10, 20);
+    clock_msleep(1);
+    EXPECT_EQ(manual_waited_ms, 1);
+}
+
+TEST_F(touch, closed_reports_nothing)
+{
+    touch_event(touch_type_press, 10, 20);
+    EXPECT_EQ(touch_close(), 0);
+    touch_event(touch_type_release, 10, 20);
+    EXPECT_EQ(next(), nothing);
+    ASSERT_EQ(touch_open(), 0);
+    EXPECT_EQ(next(), nothing);
+}
+
 TEST_F(touch, merges_moves_that_wait)
 {
     touch_event(touch_type_press, 1, 1);
