@@ -78,6 +78,16 @@ TEST_F(touch, merges_moves_that_wait)
     EXPECT_EQ(next().type, touch_type_release);
 }
 
+TEST_F(touch, merges_a_move_with_the_only_one_that_waits)
+{
+    touch_event(touch_type_press, 1, 1);
+    EXPECT_EQ(next().type, touch_type_press);
+    touch_event(touch_type_move, 2, 1);
+    touch_event(touch_type_move, 3, 1);
+    EXPECT_EQ(next(), (seen{touch_type_move, 3, 1}));
+    EXPECT_EQ(next(), nothing);
+}
+
 TEST_F(touch, a_finger_that_rests_sends_no_move)
 {
     touch_event(touch_type_press, 5, 5);
@@ -128,6 +138,9 @@ TEST_F(touch, a_flood_of_taps_never_leaves_half_a_tap)
     seen last = nothing;
     for (seen event = next(); event.type != -1; event = next()) {
         ASSERT_EQ(event.type, wanted);
+        if (event.type == touch_type_release) {
+            ASSERT_EQ(event.x, last.x) << "the release of another tap";
+        }
         wanted = wanted == touch_type_press ? touch_type_release : touch_type_press;
         last = event;
         count++;
