@@ -329,6 +329,60 @@ TEST_F(lyrics_fetch_test, gives_the_place_of_silent_requests_to_the_playing_trac
     EXPECT_FALSE(scratch_exists("t0.lrc"));
 }
 
+/* A clock that a test puts forward, and how often it was asked. */
+static std::atomic<int32_t> clock_ahead{0}, clock_asked{0};
+
+static device make_forward_clock()
+{
+    device made = hand_clock;
+    made.msec = [] {
+        clock_asked++;
+        return (int64_t)(clock_real_msec() + clock_ahead);
+    };
+    return made;
+}
+static const device forward_clock = make_forward_clock();
+
+struct stale_fetch : lyrics_fetch_test {
+    void SetUp() override
+    {
+        lyrics_fetch_test::SetUp();
+        device_current = &forward_clock;
+        clock_ahead = 0;
+        maker_http_answer dripping;
+        dripping.body = "[00:01.00]x\n";
+        dripping.endless = true;
+        dripping.piece = 4;
+        dripping.piece_delay_ms = 20;
+        answer(dripping);
+        play();
+        ASSERT_TRUE(server.wait_for_requests(1));
+        set_track({.path = "other.mp3"});
+        /* Only a request of a track that was left asks for the time. */
+        clock_asked = 0;
+        ASSERT_TRUE(wait_for([] { return clock_asked > 20; }));
+        EXPECT_EQ(thread_running(), 1) << "it goes on for the file";
+    }
+};
+
+TEST_F(stale_fetch, ends_after_five_seconds)
+{
+    clock_ahead = 4000;
+    clock_asked = 0;
+    ASSERT_TRUE(wait_for([] { return clock_asked > 5; }));
+    EXPECT_EQ(thread_running(), 1);
+    clock_ahead = 5000;
+    EXPECT_EQ(thread_settle(4000), 0);
+    EXPECT_FALSE(scratch_exists("song.lrc"));
+}
+
+TEST_F(stale_fetch, ends_with_its_screen)
+{
+    play_view_open(false);
+    EXPECT_EQ(thread_settle(4000), 0);
+    EXPECT_FALSE(scratch_exists("song.lrc"));
+}
+
 TEST_F(lyrics_fetch_test, ends_soon_when_the_screen_closes)
 {
     for (const bool silent : {false, true}) {

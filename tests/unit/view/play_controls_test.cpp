@@ -190,6 +190,7 @@ TEST_F(play_controls, the_select_key_starts_the_remembered_file)
 TEST_F(play_controls, the_menu_key_walks_through_the_layouts)
 {
     load_part({"|", "show=\"lyrics\"|", "|"});
+    play_screen.redraw = 0;
     EXPECT_EQ(press(0x1000), 0);
     EXPECT_EQ(layout_index(), 2u);
     EXPECT_EQ(play_screen.redraw, 1);
@@ -290,6 +291,7 @@ TEST_F(play_controls, the_reload_key_reads_the_skin_again)
     load_part({"|<text x=\"1\"/>"});
     str_copy(cfg_skin_play, "pack");
     scratch_write("pack/play-0.xml", "<skin version=\"0.1\"><text x=\"2\"/></skin>");
+    play_screen.redraw = 0;
     EXPECT_EQ(press(0x8000), -1);
     EXPECT_EQ(element(0)->x, 2);
     EXPECT_EQ(play_screen.redraw, 1);
@@ -402,6 +404,33 @@ TEST_F(play_controls, dragging_along_the_position_bar_keeps_seeking)
     EXPECT_EQ(the_engine.seeks, (samples{0, 500, 1000}));
     touch(3, 60, 110); /* moves alone act too */
     EXPECT_EQ(the_engine.seeks.back(), 500);
+}
+
+TEST_F(play_controls, a_drag_ends_with_its_finger)
+{
+    load_part({bar});
+    set_track();
+    touch(1, 10, 110);
+    touch(2, 10, 110);
+    touch(1, 20, 20); /* a button */
+    touch(3, 60, 110);
+    EXPECT_EQ(the_engine.seeks.size(), 1u);
+    touch(2, 60, 110);
+}
+
+TEST_F(play_controls, a_bar_that_hides_meanwhile_is_not_dragged)
+{
+    load_part({"|<scroll show=\"pause\" width=\"101\" height=\"50\" type=\"fill-x\" "
+               "action=\"play\"/>"});
+    set_track();
+    play_paused = 1;
+    touch(1, 10, 10);
+    touch(3, 20, 10);
+    EXPECT_EQ(the_engine.seeks.size(), 2u);
+    play_paused = 0;
+    touch(3, 30, 10);
+    EXPECT_EQ(the_engine.seeks.size(), 2u);
+    touch(2, 30, 10);
 }
 
 TEST_F(play_controls, dragging_over_the_position_bar_from_a_button_does_not_seek)

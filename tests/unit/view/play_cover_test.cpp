@@ -257,6 +257,20 @@ TEST_F(play_cover_test, of_a_track_that_ended_meanwhile_is_dropped)
     EXPECT_EQ(held(), "");
 }
 
+TEST_F(play_cover_test, of_a_track_that_changes_before_it_arrives_is_dropped)
+{
+    write_track("a.mp3", jpeg_bytes(30, 20));
+    set_track({.path = "a.mp3"});
+    {
+        const sys_guard guard(play_view_lock);
+        start_cover_loader();
+        EXPECT_TRUE(wait_for_waiter(play_view_lock));
+        set_track({.path = "none.mp3"});
+    }
+    ASSERT_EQ(thread_settle(10000), 0);
+    EXPECT_EQ(held(), "");
+}
+
 TEST_F(play_cover_test, of_a_closed_screen_is_dropped)
 {
     write_track("a.mp3", jpeg_bytes(30, 20));
@@ -321,6 +335,60 @@ TEST_F(play_cover_test, is_fitted_anew_for_another_layout)
         }
         choose_layout(layout_index() == 0 ? 1 : 0);
     }
+}
+
+TEST_F(play_cover_test, is_fitted_once_even_when_that_fails)
+{
+    load_part({"|<album_cover width=\"50\" height=\"50\"/>"});
+    set_track();
+    draw();
+    hold_cover(10, 10);
+    for (const char *fault : {"image_create", (const char *)nullptr}) {
+        fault_set(fault);
+        play_screen.redraw = 1;
+        draw();
+        ASSERT_EQ(thread_settle(10000), 0);
+        const sys_guard guard(play_view_lock);
+        EXPECT_EQ(play_view.cover_scaled, nullptr);
+    }
+}
+
+/* Whether a fitting was dropped because of what changed before its worker could look. */
+static bool fitting_is_dropped(void (*change)())
+{
+    {
+        const sys_guard guard(play_view_lock);
+        play_drop_scaled_locked();
+        play_cover_fit_locked(&play_layout_current()->elements[0], play_handle_id);
+        EXPECT_TRUE(wait_for_waiter(play_view_lock));
+        change();
+    }
+    EXPECT_EQ(thread_settle(10000), 0);
+    const sys_guard guard(play_view_lock);
+    return play_view.cover_scaled == nullptr;
+}
+
+TEST_F(play_cover_test, is_fitted_only_for_what_it_was_asked_for)
+{
+    load_part({"|<album_cover width=\"50\" height=\"50\"/>"
+               "<album_cover width=\"60\" height=\"60\"/>"});
+    set_track();
+    draw();
+    ASSERT_EQ(thread_settle(10000), 0);
+    hold_cover(10, 10);
+    EXPECT_FALSE(fitting_is_dropped([] {}));
+    EXPECT_TRUE(fitting_is_dropped([] { set_track(); })) << "another track";
+    hold_cover(10, 10);
+    EXPECT_TRUE(fitting_is_dropped([] { hold_cover(20, 20); })) << "another picture";
+    EXPECT_TRUE(fitting_is_dropped([] {
+        const sys_guard guard(play_view_lock);
+        play_view.cover_scaled_for = element(1);
+    })) << "another element";
+    EXPECT_TRUE(fitting_is_dropped([] {
+        const sys_guard guard(play_view_lock);
+        (void)choose_layout(-1);
+        play_view.cover_scaled_for = element(0);
+    })) << "another layout";
 }
 
 TEST_F(play_cover_test, is_not_fitted_to_a_box_without_a_size)

@@ -294,6 +294,7 @@ TEST_F(play_draw_test, fits_a_cover_once)
         fitted = play_view.cover_scaled;
     }
     ASSERT_NE(fitted, nullptr);
+    EXPECT_NE(fitted->rgb565, nullptr) << "at the depth of the screen";
     for (int i = 0; i < 5; i++) {
         mark_redraw();
         draw();
@@ -378,6 +379,19 @@ TEST_F(play_draw_test, draws_bars_and_images_of_the_skin)
     EXPECT_EQ(pixel(56, 5), 0x001F);
     EXPECT_EQ(pixel(57, 5), 0xFFFF);
     EXPECT_EQ(pixel(205, 5), 0x001F);
+}
+
+TEST_F(play_draw_test, a_wish_wakes_the_main_loop)
+{
+    static std::atomic<int> wakes{0};
+    device counting = hand_clock;
+    counting.wake = [] { wakes++; };
+    device_current = &counting;
+    play_screen.redraw = 0;
+    play_view_request_redraw();
+    device_current = &hand_clock;
+    EXPECT_EQ(play_screen.redraw, 1);
+    EXPECT_EQ(wakes, 1);
 }
 
 TEST_F(play_draw_test, keeps_a_wish_that_comes_while_it_draws)

@@ -187,6 +187,14 @@ inline bool wait_for(const std::function<bool()> &holds)
     return true;
 }
 
+/* True once another thread waits for a lock that the caller holds: the worker stands right before
+ * what the lock guards. This C library marks a lock that is waited for with 2. */
+inline bool wait_for_waiter(const sys_lock &lock)
+{
+    return wait_for(
+        [&] { return __atomic_load_n(&lock.mutex.__data.__lock, __ATOMIC_RELAXED) == 2; });
+}
+
 /* ---- the screen ---- */
 
 class play_test : public testing::Test

@@ -269,6 +269,18 @@ TEST_F(play_lyrics, choose_a_layout_that_waited_for_them)
     EXPECT_EQ(layout_index(), 1u);
 }
 
+TEST_F(play_lyrics, are_asked_for_by_an_element_too)
+{
+    load_part({"|<lyrics width=\"200\" height=\"50\"/>"});
+    scratch_write("song.lrc", "[00:01.00]one\n");
+    set_track();
+    play_pos = 1500;
+    draw();
+    ASSERT_EQ(thread_settle(10000), 0);
+    EXPECT_TRUE(draw());
+    EXPECT_EQ(shown_texts(), texts{"one"});
+}
+
 TEST_F(play_lyrics, are_loaded_once_a_track)
 {
     set_track();
@@ -304,6 +316,20 @@ TEST_F(play_lyrics, of_another_track_are_dropped)
         ASSERT_EQ(thread_settle(10000), 0);
         EXPECT_EQ(shown(), texts{"(no lyrics)"});
     }
+}
+
+TEST_F(play_lyrics, of_a_track_that_changes_before_they_arrive_are_dropped)
+{
+    scratch_write("song.lrc", "[00:01.00]one\n");
+    set_track();
+    {
+        const sys_guard guard(play_view_lock);
+        start_lyrics_loader();
+        EXPECT_TRUE(wait_for_waiter(play_view_lock));
+        set_track({.path = "new.mp3"});
+    }
+    ASSERT_EQ(thread_settle(10000), 0);
+    EXPECT_EQ(shown(), texts{"(no lyrics)"});
 }
 
 TEST_F(play_lyrics, of_a_closed_screen_are_dropped)

@@ -4,6 +4,7 @@
 #include "makers/maker_audio.h"
 #include "platform/audio.h"
 #include "platform/font.h"
+#include "platform/image.h"
 #include "platform/str.h"
 #include "platform/thread.h"
 #include "play/play.h"
@@ -140,6 +141,50 @@ TEST_F(view_play_test, exit_leaves_nothing_and_may_come_twice)
         const sys_guard guard(play_view_lock);
         EXPECT_EQ(play_view.play_part, nullptr);
         EXPECT_EQ(play_view.current_layout, nullptr);
+    }
+}
+
+TEST_F(view_play_test, exit_frees_what_belongs_to_the_track)
+{
+    write_skin();
+    ASSERT_EQ(view_play->init(), 0);
+    EXPECT_TRUE(play_view_is_open());
+    {
+        const sys_guard guard(play_view_lock);
+        play_view.cover_scaled = image_create(3, 3);
+        play_view.cover_scaled_for = &play_view.current_layout->elements[0];
+        play_view.cover_image = play_cover_new(image_create(3, 3), 3, 3);
+        play_view.lyrics_texts = (char **)calloc(1, sizeof(char *));
+        play_view.lyrics_times = (uint32_t *)calloc(1, sizeof(uint32_t));
+        play_view.lyrics_texts[0] = strdup("line");
+        play_view.lyrics_count = 1;
+    }
+    EXPECT_EQ(view_play->exit(), 0);
+    EXPECT_FALSE(play_view_is_open());
+    const sys_guard guard(play_view_lock);
+    EXPECT_EQ(play_view.cover_scaled, nullptr);
+    EXPECT_EQ(play_view.cover_scaled_for, nullptr);
+    EXPECT_EQ(play_view.cover_image, nullptr);
+    EXPECT_EQ(play_view.lyrics_texts, nullptr);
+    EXPECT_EQ(play_view.lyrics_times, nullptr);
+    EXPECT_EQ(play_view.lyrics_count, 0u);
+}
+
+TEST_F(view_play_test, init_asks_anew_for_what_the_last_exit_freed)
+{
+    write_skin();
+    write_track("a.mp3");
+    scratch_write("a.lrc", "[00:00.01]one\n");
+    ASSERT_EQ(view_play_begin("a.mp3"), 0);
+    for (int i = 0; i < 2; i++) {
+        ASSERT_EQ(view_play->init(), 0);
+        EXPECT_EQ(view_play->draw(view_play, nullptr), 0);
+        ASSERT_EQ(thread_settle(10000), 0);
+        {
+            const sys_guard guard(play_view_lock);
+            EXPECT_NE(play_view.lyrics_texts, nullptr) << i;
+        }
+        EXPECT_EQ(view_play->exit(), 0);
     }
 }
 
