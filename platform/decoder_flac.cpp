@@ -179,11 +179,9 @@ static int flac_seek(void *user, int64_t sample)
 {
     flac_state *state = state_of(user);
     state->block = {};
-    /* After a failed search the library reads no further until it is told to. */
-    if (FLAC__stream_decoder_get_state(state->decoder) == FLAC__STREAM_DECODER_SEEK_ERROR)
-        FLAC__stream_decoder_flush(state->decoder);
     if (FLAC__stream_decoder_seek_absolute(state->decoder, FLAC__uint64(sample)))
         return 0;
+    /* After a failed search the library reads no further until it is told to. */
     FLAC__stream_decoder_flush(state->decoder);
     state->block = {};
     return -1;
