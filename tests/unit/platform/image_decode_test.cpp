@@ -5,11 +5,13 @@
 #include "tests/unit/platform/image_fixture.h"
 
 #include <algorithm>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <thread>
+#include <unistd.h>
 
 static void expect_picture(const image *decoded, const maker_picture &wanted)
 {
@@ -157,9 +159,19 @@ TEST(image_read, takes_the_type_from_the_signature)
     expect_picture(decoded.get(), picture);
     EXPECT_EQ(image_owner(image_read("missing.png")), nullptr);
     EXPECT_EQ(image_owner(image_read(".")), nullptr);
-    ASSERT_EQ(mkfifo("pipe.png", 0644), 0);
-    EXPECT_EQ(image_owner(image_read("pipe.png")), nullptr) << "and does not wait for a writer";
     EXPECT_EQ(image_owner(image_read(nullptr)), nullptr);
+}
+
+TEST(image_read, opens_no_pipe)
+{
+    ASSERT_EQ(mkfifo("pipe.png", 0644), 0);
+    EXPECT_EQ(image_owner(image_read("pipe.png")), nullptr) << "and waits for no writer";
+    const int writer = open("pipe.png", O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_GE(writer, 0);
+    const maker_bytes bytes = maker_png(maker_gradient(10, 10));
+    ASSERT_EQ(write(writer, bytes.data(), bytes.size()), (ssize_t)bytes.size());
+    EXPECT_EQ(image_owner(image_read("pipe.png")), nullptr) << "not even for a whole picture";
+    (void)close(writer);
 }
 
 struct dripping {
