@@ -102,6 +102,34 @@ TEST_F(scan, calls_what_has_no_name_unknown)
     EXPECT_EQ(library_rows("SELECT name FROM zervp_years ORDER BY id"), (rows{"未知", "1999"}));
 }
 
+/* Makes the comments of a FLAC file claim a vendor longer than the file. */
+static void damage_comments(const std::string &path)
+{
+    std::string bytes = scratch_read(path);
+    size_t at = 4; /* behind the mark; each block has a kind and three bytes of size */
+    while ((bytes.at(at) & 0x7f) != 4)
+        at += 4 + (static_cast<unsigned char>(bytes.at(at + 1)) << 16 |
+                   static_cast<unsigned char>(bytes.at(at + 2)) << 8 |
+                   static_cast<unsigned char>(bytes.at(at + 3)));
+    bytes.replace(at + 4, 4, "\xff\xff\xff\x7f");
+    scratch_write(path, bytes);
+}
+
+TEST_F(scan, makes_no_track_of_a_file_whose_tags_cannot_be_read)
+{
+    make("a.flac", "lost");
+    damage_comments("m/a.flac");
+    make("b.flac", "kept");
+    EXPECT_EQ(scan_errors(0), "");
+    EXPECT_EQ(library_rows("SELECT path FROM zervp_urls ORDER BY id"),
+              (rows{music + "/a.flac", music + "/b.flac"}));
+    EXPECT_EQ(library_rows("SELECT path FROM zervp_dirs"), rows{music});
+    EXPECT_EQ(titles(), rows{"kept"});
+    EXPECT_EQ(library_rows("SELECT * FROM zervp_artists"), rows{"1|A"});
+    EXPECT_EQ(library_rows("SELECT u.path FROM zervp_tracks t JOIN zervp_urls u ON u.id = t.url"),
+              rows{music + "/b.flac"});
+}
+
 TEST_F(scan, joins_names_that_differ_in_case_only)
 {
     make("1.mp3", "t1", "ABBA", "Gold");
@@ -119,6 +147,15 @@ TEST_F(scan, joins_names_that_differ_in_case_only)
                            "ON a.id = t.artist JOIN zervp_albums b ON b.id = t.album ORDER BY t.id "
                            "LIMIT 2"),
               (rows{"t1|ABBA|Gold", "t2|ABBA|Gold"}));
+}
+
+TEST_F(scan, cuts_a_field_before_it_is_stripped)
+{
+    make("a.flac", std::string(1023, ' ') + "x");
+    make("b.flac", std::string(1022, ' ') + "xy");
+    make("c.flac", " " + std::string(1100, 'z'));
+    EXPECT_EQ(scan_errors(0), "");
+    EXPECT_EQ(titles(), (rows{"未知", "x", std::string(1022, 'z')}));
 }
 
 TEST_F(scan, keeps_playlists_apart_and_does_not_open_them)
