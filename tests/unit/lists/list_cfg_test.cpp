@@ -219,6 +219,19 @@ TEST_F(settings, back_key_shows_the_main_menu_from_either_level)
     EXPECT_EQ(menu.cursor, 8);
 }
 
+TEST_F(settings, other_keys_and_keys_of_another_pass_leave_nothing)
+{
+    for (const bool is_open : {false, true}) {
+        if (is_open)
+            open(row_order);
+        EXPECT_EQ(pass(key_select | key_up), 0);
+        input_key.pressed = key_back;
+        screen.key_checked = 0;
+        EXPECT_EQ(list_cfg->input(&screen, list_cfg), 0);
+    }
+    EXPECT_TRUE(trace.empty());
+}
+
 TEST_F(settings, modes_above_one_do_nothing)
 {
     for (const int32_t row : {-1, 0, 5}) {

@@ -289,6 +289,21 @@ TEST_F(update_test, installs_nothing_of_a_package_that_is_bad_anywhere)
     EXPECT_FALSE(scratch_exists("../outside"));
 }
 
+TEST_F(update_test, asks_for_no_restart_when_unpacking_fails)
+{
+    scratch_write("zerv-player", "old");
+    offer_player();
+    fault_set("file_fopen:2"); /* the download is the first */
+    run();
+    fault_set(nullptr);
+    EXPECT_TRUE(scratch_exists("_tmp/update.zip")) << "it was there to be unpacked";
+    EXPECT_FALSE(installed());
+    EXPECT_EQ(scratch_read("zerv-player"), "old");
+    run(); /* the next check starts from the beginning */
+    EXPECT_TRUE(installed());
+    EXPECT_EQ(scratch_read("zerv-player"), "new program");
+}
+
 TEST_F(update_test, does_not_fill_the_disk)
 {
     offer_player();
