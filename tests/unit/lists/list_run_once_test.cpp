@@ -129,6 +129,18 @@ TEST_F(first_run, language_under_the_cursor_is_tried_at_once)
     EXPECT_EQ(screen.redraw, 0);
 }
 
+TEST_F(first_run, every_language_is_tried_as_the_cursor_comes_to_it)
+{
+    const char *const codes[] = {"ko", "en", "ja"};
+    for (const int32_t row : {1, 0, 2, 0}) {
+        list_run_once->cursor = row;
+        screen.redraw = 0;
+        EXPECT_EQ(pass(true), 0);
+        EXPECT_STREQ(lang_selected, codes[row]);
+        EXPECT_EQ(screen.redraw, 1);
+    }
+}
+
 TEST_F(first_run, nothing_is_tried_without_a_key)
 {
     list_run_once->cursor = 1;
