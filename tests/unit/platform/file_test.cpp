@@ -170,6 +170,7 @@ TEST(file_resolve_path, normalises_without_looking_at_the_disk)
     EXPECT_EQ(resolved("/../../a"), "/a");
     EXPECT_EQ(resolved("/a/.."), "/");
     EXPECT_EQ(resolved("/a/..b/...c/.d"), "/a/..b/...c/.d");
+    EXPECT_EQ(resolved("/a/b./.c/d"), "/a/b./.c/d"); /* of two characters, but not ".." */
     EXPECT_EQ(resolved("//"), "/");
 }
 
@@ -206,6 +207,10 @@ TEST(file_resolve_path, fits_when_the_result_does_though_the_way_to_it_is_longer
     EXPECT_STREQ(out, "/ab");
     const std::string endless(3 * PATH_MAX, 'x');
     EXPECT_EQ(resolved(("/" + endless).c_str(), 4 * PATH_MAX), "(fails)");
+    std::string deep;
+    for (int i = 0; i < PATH_MAX; i++)
+        deep += "/ab";
+    EXPECT_EQ(resolved(deep.c_str(), 4 * PATH_MAX), "(fails)");
 }
 
 TEST(file_resolve_path, may_write_over_its_own_argument)
