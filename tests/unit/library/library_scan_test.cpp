@@ -195,6 +195,25 @@ TEST_F(scan, says_what_the_database_said)
         << "what was written before the failure stays";
 }
 
+TEST_F(scan, gives_a_file_up_at_whichever_statement_fails)
+{
+    make("a.mp3", "a");
+    scratch_write("m/l.m3u", "");
+    for (const char *table : {"dirs", "urls", "artists", "albums", "genres", "years", "tracks"}) {
+        const std::string name = std::string("zervp_") + table;
+        library_run("CREATE TRIGGER no BEFORE INSERT ON " + name +
+                    " BEGIN SELECT RAISE(ABORT, 'not here'); END;");
+        EXPECT_EQ(scan_errors(0),
+                  "database error: not here\nerror scanning file: " + music + "/a.mp3\n")
+            << table;
+        EXPECT_EQ(titles(), rows{}) << table;
+        EXPECT_EQ(library_rows("SELECT path FROM zervp_playlists"), rows{music + "/l.m3u"});
+        library_run("DROP TRIGGER no;");
+    }
+    EXPECT_EQ(scan_errors(0), "");
+    EXPECT_EQ(titles(), rows{"a"});
+}
+
 TEST_F(scan, replaces_everything_that_was_there)
 {
     make("a.mp3", "old", "Old artist");

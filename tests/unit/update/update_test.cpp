@@ -7,6 +7,7 @@
 #include "platform/sock.h"
 #include "platform/thread.h"
 #include "support/scratch.h"
+#include "update/update_download.h"
 
 #include <atomic>
 #include <chrono>
@@ -310,6 +311,46 @@ TEST_F(update_test, does_not_fill_the_disk)
     fault_set("update_free_space");
     run();
     EXPECT_FALSE(installed());
+    EXPECT_EQ(scratch_read("_tmp/update.zip"), "") << "nothing was fetched";
+
+    serve("/p.zip", std::string(5 << 20, 'x'));
+    fault_set("update_free_space:2"); /* asked again at each MiB */
+    run();
+    EXPECT_FALSE(installed());
+    EXPECT_LT(scratch_read("_tmp/update.zip").size(), 2u << 20);
+}
+
+static std::atomic<int> times_asked;
+
+static bool go_on_and_count()
+{
+    times_asked++;
+    return true;
+}
+
+TEST_F(update_test, fetches_no_more_than_a_package_may_be)
+{
+    maker_http_answer endless;
+    endless.body = std::string(65536, 'x');
+    endless.endless = true;
+    server.answer("/p.zip", endless);
+    times_asked = 0;
+    /* Nothing has to be kept to be counted. */
+    EXPECT_EQ(update_download(server.url("/p.zip").c_str(), "_tmp", "/dev/null", go_on_and_count),
+              -1);
+    EXPECT_GE(times_asked, (256 << 20) / 1024);
+}
+
+TEST_F(update_test, stops_at_a_write_that_fails)
+{
+    serve("/p.zip", std::string(300000, 'x'));
+    ASSERT_EQ(update_download(server.url("/p.zip").c_str(), "_tmp", "whole", go_on_and_count), 0);
+    EXPECT_EQ(scratch_read("whole").size(), 300000u);
+    EXPECT_EQ(update_download(server.url("/p.zip").c_str(), "_tmp", "/dev/full", go_on_and_count),
+              -1);
+    serve("/p.zip", "x"); /* so little that only the end of the file writes it */
+    EXPECT_EQ(update_download(server.url("/p.zip").c_str(), "_tmp", "/dev/full", go_on_and_count),
+              -1);
 }
 
 TEST_F(update_test, installs_nothing_once_the_program_waits_to_end)
