@@ -9,6 +9,11 @@
 #include <cstdlib>
 #include <cstring>
 
+/* An image costs work whatever its size: a package may hold a name a thousand times. */
+constexpr uint64_t least_pixels = 1024;
+/* A watcher hears of so many: what fails has cost the work of an image without counting as one. */
+constexpr uint32_t most_failures = 16;
+
 using image_owner = owner<image, image_free>;
 
 /* An element that wants an image. Each has its own copy. */
@@ -23,7 +28,7 @@ struct image_loading {
     size_t count;
     uint64_t pixels_left, bytes_left;
     const skin_watcher *watcher;
-    bool failed;
+    uint32_t failed; /* images */
 };
 
 static bool comes_before(const image_want &want, const char *name)
@@ -89,7 +94,7 @@ static int read_rest(counted_member *member)
 static image *decode(skin_package *package, const char *name, image_loading *loading)
 {
     if (skin_member_open(package) != 0) {
-        (void)refuse(loading, name, "image", "the image does not open");
+        (void)refuse(loading, name, "image", package->member_reason);
         return nullptr;
     }
     counted_member member = {package, &loading->bytes_left};
@@ -121,7 +126,8 @@ static int load_one(skin_package *package, const char *name, image_loading *load
     if (!picture)
         return -1;
     const uint64_t pixels =
-        static_cast<uint64_t>(picture->width) * static_cast<uint64_t>(picture->height);
+        std::max(static_cast<uint64_t>(picture->width) * static_cast<uint64_t>(picture->height),
+                 least_pixels);
     if (pixels > loading->pixels_left)
         return refuse(loading, name, "too-many", "the images of the part are too large together");
     loading->pixels_left -= pixels;
@@ -134,12 +140,13 @@ static int load_file(skin_package *package, const char *name, void *user)
     image_loading *loading = static_cast<image_loading *>(user);
     image_want *end = loading->wants + loading->count;
     image_want *want = std::lower_bound(loading->wants, end, name, comes_before);
-    for (; want != end && strcmp(want->src, name) == 0; want++)
-        if (load_one(package, name, loading, want->element) != 0) {
-            loading->failed = true;
-            if (!loading->watcher)
-                return -1;
-        }
+    for (; want != end && strcmp(want->src, name) == 0; want++) {
+        if (load_one(package, name, loading, want->element) == 0)
+            continue;
+        if (!loading->watcher || ++loading->failed == most_failures)
+            return -1;
+        return 0; /* it would fail for the other elements too */
+    }
     return 0;
 }
 
@@ -156,12 +163,12 @@ int skin_load_images(skin_package *package, skin_part *part, const skin_watcher 
         .pixels_left = skin_limit_pixels,
         .bytes_left = skin_limit_image_bytes,
         .watcher = watcher,
-        .failed = false,
+        .failed = 0,
     };
     collect_wants(part, &loading);
     if (skin_package_walk(package, true, load_file, &loading) != 0) {
         skin_package_tell(package, watcher);
         return -1;
     }
-    return loading.failed ? -1 : 0;
+    return loading.failed > 0 ? -1 : 0;
 }

@@ -122,6 +122,7 @@ int skin_package_walk(skin_package *package, bool deep, skin_visit visit, void *
 
 int skin_member_open(skin_package *package)
 {
+    package->member_reason = "the file does not open";
     return package->driver->member_open(package);
 }
 

@@ -44,6 +44,7 @@ struct skin_package {
     const char *reason; /* why a walk or the opening failed, for a watcher; null: unknown */
     char reason_name[skin_name_size]; /* the member that is meant, or "" */
     uint64_t member_left;             /* bytes that the open member may still give */
+    const char *member_reason;        /* why the last member did not open, for a watcher */
     /* archive */
     void *zip;
     uint64_t entries;

@@ -26,12 +26,24 @@ struct parsing {
     uint32_t capacity; /* elements that the page's array has room for */
     uint32_t depth;
     bool refused; /* expat may still call a handler after it was stopped */
+    char head[3]; /* how the file begins */
+    uint32_t head_size;
 };
+
+/* Expat counts the mark as a character; an editor shows none. */
+static bool has_byte_order_mark(const parsing *state)
+{
+    for (const char *mark : {"\xEF\xBB\xBF", "\xFE\xFF", "\xFF\xFE"})
+        if (state->head_size >= strlen(mark) && memcmp(state->head, mark, strlen(mark)) == 0)
+            return true;
+    return false;
+}
 
 static skin_place current_place(const parsing *state)
 {
-    return {static_cast<uint32_t>(XML_GetCurrentLineNumber(state->parser)),
-            static_cast<uint32_t>(XML_GetCurrentColumnNumber(state->parser)) + 1};
+    const uint32_t line = static_cast<uint32_t>(XML_GetCurrentLineNumber(state->parser));
+    const uint32_t before = static_cast<uint32_t>(XML_GetCurrentColumnNumber(state->parser));
+    return {line, before > 0 && line == 1 && has_byte_order_mark(state) ? before : before + 1};
 }
 
 /* The tag that is being read, as it stands in the file. */
@@ -237,14 +249,35 @@ static void refuse_text(parsing *state, const char *code, skin_place place, cons
     skin_watch_file(state->source->watcher, code, state->source->file, place, reason);
 }
 
+/* Expat tells only the tag that an unknown entity stands in, and no longer where that ends. */
+static skin_place error_place(const parsing *state, XML_Error error)
+{
+    skin_tag tag = {};
+    tag.place = current_place(state);
+    int offset = 0, size = 0;
+    const char *text = XML_GetInputContext(state->parser, &offset, &size);
+    if (error != XML_ERROR_UNDEFINED_ENTITY || !text || offset < 0 || offset > size)
+        return tag.place;
+    tag.text = text + offset;
+    tag.text_size = static_cast<size_t>(size - offset);
+    return skin_tag_reference_place(&tag);
+}
+
 static int feed(parsing *state, const char *text, int size, bool final)
 {
     if (XML_Parse(state->parser, text, size, final) == XML_STATUS_OK && !state->refused)
         return 0;
-    if (!state->refused)
-        refuse_text(state, "xml", current_place(state),
-                    XML_ErrorString(XML_GetErrorCode(state->parser)));
+    if (state->refused)
+        return -1;
+    const XML_Error error = XML_GetErrorCode(state->parser);
+    refuse_text(state, "xml", error_place(state, error), XML_ErrorString(error));
     return -1;
+}
+
+static void note_head(parsing *state, const char *text, uint32_t size)
+{
+    for (uint32_t i = 0; i < size && state->head_size < sizeof(state->head); i++)
+        state->head[state->head_size++] = text[i];
 }
 
 /* The end is told by an empty last piece, so that a file cut off between two tags is refused. */
@@ -268,6 +301,7 @@ static int feed_all(parsing *state)
         }
         left -= size;
         source->room->text -= size;
+        note_head(state, chunk, size);
         if (feed(state, chunk, got, false) != 0)
             return -1;
     }

@@ -70,7 +70,7 @@ static int parse_member(skin_package *package, part_reading *reading, const char
                         skin_page *page)
 {
     if (skin_member_open(package) != 0) {
-        skin_watch_file(reading->watcher, "unreadable", name, {0, 0}, "the file does not open");
+        skin_watch_file(reading->watcher, "unreadable", name, {0, 0}, package->member_reason);
         return -1;
     }
     const skin_source source = {

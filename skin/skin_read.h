@@ -24,7 +24,7 @@ constexpr uint32_t skin_limit_variants = 256;
 [[nodiscard]] skin_part *skin_read_pages(skin_package *package, const char *part_name,
                                          const skin_watcher *watcher);
 /* Decodes the images that the elements name, and gives elements without a size theirs. An element
- * whose file is not there keeps none. -1 when one does not decode; a watcher hears of all that do
- * not, without one the first ends it. */
+ * whose file is not there keeps none. -1 when one does not decode; a watcher hears of the first
+ * files that do not, each once. */
 [[nodiscard]] int skin_load_images(skin_package *package, skin_part *part,
                                    const skin_watcher *watcher);

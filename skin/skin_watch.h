@@ -47,6 +47,11 @@ struct skin_watcher {
 
 /* Where an attribute of a tag begins; the tag's own place when it is not found. */
 skin_place skin_tag_attribute_place(const skin_tag *tag, const char *attribute);
+/* Where the `count` attributes of a tag begin, in their order; the tag's own place for those that
+ * do not stand in it. */
+void skin_tag_attribute_places(const skin_tag *tag, skin_place *places, size_t count);
+/* Where the tag refers to the first entity that its file would have to declare. */
+skin_place skin_tag_reference_place(const skin_tag *tag);
 /* Reports to a watcher that may be null. */
 void skin_watch_fault(const skin_watcher *watcher, const skin_fault *fault);
 /* The same for a fault that no element has. */

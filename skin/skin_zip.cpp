@@ -6,11 +6,17 @@
 #include <sys/stat.h>
 
 constexpr unsigned long made_by_unix = 3; /* the file mode stands in the upper half then */
+constexpr unsigned long encrypted = 1;    /* a flag */
 
-/* The library's own opening would leave the file open in a program that takes this one's place. */
-static voidpf ZCALLBACK open_stream(voidpf, const void *path, int)
+/* The library's own opening would leave the file open in a program that takes this one's place. A
+ * pipe would keep its reader waiting. */
+static voidpf ZCALLBACK open_stream(voidpf, const void *name, int)
 {
-    return file_fopen(static_cast<const char *>(path), "rb");
+    const char *path = static_cast<const char *>(name);
+    struct stat entry = {};
+    if (stat(path, &entry) != 0 || !S_ISREG(entry.st_mode))
+        return nullptr;
+    return file_fopen(path, "rb");
 }
 
 static int zip_open(skin_package *package, const char *path)
@@ -83,13 +89,26 @@ static int zip_walk(skin_package *package, bool, skin_visit visit, void *user)
     return 0;
 }
 
+static const char *why_closed(const unz_file_info64 &info)
+{
+    if (info.uncompressed_size > skin_limit_member)
+        return "the file is too large";
+    if ((info.flag & encrypted) != 0)
+        return "the file is encrypted";
+    if (info.compression_method != 0 && info.compression_method != Z_DEFLATED)
+        return "the file is neither stored nor deflated";
+    return nullptr;
+}
+
 static int zip_member_open(skin_package *package)
 {
     unz_file_info64 info = {};
-    if (unzGetCurrentFileInfo64(package->zip, &info, nullptr, 0, nullptr, 0, nullptr, 0) !=
-            UNZ_OK ||
-        info.uncompressed_size > skin_limit_member)
+    if (unzGetCurrentFileInfo64(package->zip, &info, nullptr, 0, nullptr, 0, nullptr, 0) != UNZ_OK)
         return -1;
+    if (const char *reason = why_closed(info)) {
+        package->member_reason = reason;
+        return -1;
+    }
     package->member_left = info.uncompressed_size;
     return unzOpenCurrentFile(package->zip) == UNZ_OK ? 0 : -1;
 }

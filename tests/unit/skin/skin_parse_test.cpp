@@ -415,6 +415,46 @@ TEST(skin_parse, tells_the_column_of_an_attribute_on_the_line_of_its_tag)
     EXPECT_EQ(it.notes.faults[0].column, 19u);
 }
 
+/* ASCII as UTF-16, behind its mark. */
+static std::string widen(const std::string &text, bool little)
+{
+    std::string wide = little ? "\xFF\xFE" : "\xFE\xFF";
+    for (const char c : text)
+        wide += little ? std::string{c, '\0'} : std::string{'\0', c};
+    return wide;
+}
+
+TEST(skin_parse, tells_places_as_editors_count_them)
+{
+    const std::string first = "<skin version=\"0.1\"><img x=\"a\"/></skin>";
+    const std::string third =
+        "<skin version=\"0.1\">\r\n<img src=\"a\"\r\n y = \"1\" x=\"a\"/></skin>";
+    const std::string latin = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n";
+    const struct {
+        std::string text;
+        uint32_t line, column;
+    } cases[] = {
+        {first, 1, 26},
+        {"\xEF\xBB\xBF" + first, 1, 26},
+        {widen(first, true), 1, 26},
+        {widen(first, false), 1, 26},
+        {third, 3, 10},
+        {"\xEF\xBB\xBF" + third, 3, 10},
+        {widen(third, true), 3, 10},
+        {widen(third, false), 3, 10},
+        {latin + "<skin version=\"0.1\"><img src=\"20 \xB0\xB0\" x=\"a\"/></skin>", 2, 38},
+        {"<skin version=\"0.1\">\n<img src=\"&quot;&amp;\"\n y=\"&nbsp;\"/></skin>", 3, 5},
+        {"<skin version=\"0.1\">\n &nbsp;</skin>", 2, 2},
+        {"<!DOCTYPE skin [<!ENTITY e \"<img x='a'/>\">]>\n<skin version=\"0.1\">&e;</skin>", 2, 21},
+    };
+    for (const auto &it : cases) {
+        const parsed result(it.text);
+        ASSERT_EQ(result.notes.faults.size(), 1u) << it.text;
+        EXPECT_EQ(result.notes.faults[0].line, it.line) << it.text;
+        EXPECT_EQ(result.notes.faults[0].column, it.column) << it.text;
+    }
+}
+
 TEST(skin_parse, tells_why_a_file_is_refused)
 {
     const struct {

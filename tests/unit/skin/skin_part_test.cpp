@@ -404,6 +404,81 @@ TEST_F(skin_part_test, tells_a_watcher_about_every_image_that_fails)
     }
 }
 
+TEST_F(skin_part_test, tells_a_watcher_once_about_each_of_the_first_images_that_fail)
+{
+    std::string text;
+    members files = {{"list.xml", ""}};
+    for (int i = 0; i < 100; i++) {
+        const std::string name = "b" + std::to_string(100 + i) + ".png";
+        text += "<img src=\"" + name + "\"/><img src=\"" + name + "\"/>";
+        files.push_back({name, "no image"});
+    }
+    files[0].second = skin_xml(text);
+    pack(files);
+    for (const char *path : kinds) {
+        fault_list notes;
+        EXPECT_EQ(skin_read_part_watched(path, "list", &notes.watcher), nullptr);
+        ASSERT_EQ(notes.faults.size(), 16u);
+        for (size_t i = 1; i < notes.faults.size(); i++)
+            EXPECT_NE(notes.faults[i].file, notes.faults[i - 1].file);
+    }
+}
+
+TEST_F(skin_part_test, refuses_a_small_image_that_is_loaded_without_end)
+{
+    std::string text;
+    for (int i = 0; i < 1000; i++)
+        text += "<img src=\"a.png\"/>";
+    members files = {{"list.xml", skin_xml(text)}};
+    for (int i = 0; i < 20; i++)
+        files.push_back({"a.png", make_png(1, 1)});
+    make_zip("s.zip", files);
+    EXPECT_EQ(read_part("s.zip"), nullptr);
+    files.resize(10);
+    make_zip("few.zip", files);
+    EXPECT_NE(read_part("few.zip"), nullptr);
+}
+
+/* Sets a byte behind every signature of the archive's directory and of its members. */
+static void patch_entries(const char *path, size_t in_directory, size_t in_member, char value)
+{
+    std::string bytes;
+    FILE *file = fopen(path, "rb");
+    ASSERT_NE(file, nullptr);
+    for (int c = 0; (c = fgetc(file)) != EOF;)
+        bytes += static_cast<char>(c);
+    ASSERT_EQ(fclose(file), 0);
+    for (size_t at = 0; (at = bytes.find("PK\x01\x02", at)) != std::string::npos; at++)
+        bytes[at + in_directory] = value;
+    for (size_t at = 0; (at = bytes.find("PK\x03\x04", at)) != std::string::npos; at++)
+        bytes[at + in_member] = value;
+    write_file(path, bytes);
+}
+
+TEST_F(skin_part_test, tells_a_watcher_why_a_member_does_not_open)
+{
+    const struct {
+        size_t in_directory, in_member;
+        char value;
+        const char *reason;
+    } cases[] = {{8, 6, 1, "the file is encrypted"},
+                 {10, 8, 12, "the file is neither stored nor deflated"}};
+    for (const auto &it : cases) {
+        make_zip("s.zip", {{"list.xml", skin_xml("")}});
+        patch_entries("s.zip", it.in_directory, it.in_member, it.value);
+        fault_list notes;
+        EXPECT_EQ(skin_read_part_watched("s.zip", "list", &notes.watcher), nullptr);
+        ASSERT_EQ(notes.faults.size(), 1u);
+        EXPECT_EQ(notes.faults[0].reason, it.reason);
+    }
+}
+
+TEST_F(skin_part_test, does_not_wait_at_a_pipe)
+{
+    ASSERT_EQ(mkfifo("s.zip", 0644), 0);
+    EXPECT_EQ(read_part("s.zip"), nullptr);
+}
+
 TEST_F(skin_part_test, tells_a_watcher_why_a_package_is_refused)
 {
     make_zip("s.zip", {{"list.xml", skin_xml("")}, {"../x", ""}});
