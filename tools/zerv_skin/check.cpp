@@ -9,18 +9,36 @@
 #include <cstdarg>
 #include <cstring>
 
+/* Texts of a part that are measured, a hundred times as many as a screen has room for. */
+constexpr uint32_t most_measured = 2000;
+
+__attribute__((format(printf, 5, 0))) static void warn(const check_page &in, const source_tag &tag,
+                                                       const source_attribute &at, const char *code,
+                                                       const char *format, va_list arguments)
+{
+    char message[2048];
+    (void)str_vformat_to(message, sizeof(message), format, arguments);
+    report_add(in.found, {report_level::warning, code, in.file->name, at.place.line,
+                          at.place.column, tag.name, at.name, at.value, message});
+}
+
 void check_warn(const check_page &in, const source_tag &tag, const char *attribute,
                 const char *code, const char *format, ...)
 {
-    char message[2048];
+    const source_attribute *at = source_find(tag, attribute);
     va_list arguments;
     va_start(arguments, format);
-    (void)str_vformat_to(message, sizeof(message), format, arguments);
+    warn(in, tag, at ? *at : source_attribute{attribute, "", tag.place}, code, format, arguments);
     va_end(arguments);
-    const source_attribute *at = source_find(tag, attribute);
-    const skin_place place = at ? at->place : tag.place;
-    report_add(in.found, {report_level::warning, code, in.file->name, place.line, place.column,
-                          tag.name, attribute, at ? at->value : "", message});
+}
+
+void check_warn_at(const check_page &in, const source_tag &tag, const source_attribute &attribute,
+                   const char *code, const char *format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    warn(in, tag, attribute, code, format, arguments);
+    va_end(arguments);
 }
 
 /* ---- broken images, at the elements that name them ---- */
@@ -48,8 +66,8 @@ static void check_root(const check_page &in, const source_tag &tag)
     for (const source_attribute &attribute : tag.attributes) {
         const char *name = attribute.name.c_str();
         if (!skin_attribute_of_page(name)) {
-            check_warn(in, tag, name, "unknown-attribute",
-                       "the attribute \"%s\" of the root means nothing", name);
+            check_warn_at(in, tag, attribute, "unknown-attribute",
+                          "the attribute \"%s\" of the root means nothing", name);
             continue;
         }
         if (strcmp(name, "show") != 0 && strcmp(name, "hide") != 0)
@@ -145,6 +163,7 @@ static void check_states(const source_part &part, report *found)
 static void check_one_part(const char *path, const source_package &package, const source_part &part,
                            bool measure, report *found, check_part *to)
 {
+    uint32_t texts_left = measure ? most_measured : 0;
     const bool in_list = &part == &package.list;
     to->present = !part.files.empty();
     to->loads = part.loads;
@@ -153,8 +172,8 @@ static void check_one_part(const char *path, const source_package &package, cons
         return;
     tell_broken(path, part, found);
     for (uint32_t i = 0; i < part.part->count; i++) {
-        const check_page in = {found,   &package, &part, part.pages[i], &part.part->pages[i],
-                               in_list, measure};
+        const check_page in = {found,   &package,   &part, part.pages[i], &part.part->pages[i],
+                               in_list, &texts_left};
         check_one_page(in);
         if (in_list)
             check_page_rows(in);

@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cstring>
-#include <strings.h>
 
 constexpr int32_t screen_width = 320, screen_height = 240;
 constexpr int32_t smallest_target = 24; /* pixels a finger can hit */
@@ -45,8 +44,8 @@ static void check_attributes(const element_check &it)
 {
     for (const source_attribute &attribute : it.tag.attributes)
         if (!skin_attribute_of_element(attribute.name.c_str()))
-            check_warn(it.in, it.tag, attribute.name.c_str(), "unknown-attribute",
-                       "the attribute \"%s\" means nothing", attribute.name.c_str());
+            check_warn_at(it.in, it.tag, attribute, "unknown-attribute",
+                          "the attribute \"%s\" means nothing", attribute.name.c_str());
 }
 
 static bool is_plain_colour(const std::string &value)
@@ -99,17 +98,6 @@ static void check_action(const element_check &it)
 
 /* ---- images ---- */
 
-/* A member that was probably meant: another case, or "./" in front. */
-static const std::string *find_similar(const source_package &package, const char *src)
-{
-    while (strncmp(src, "./", 2) == 0)
-        src += 2;
-    for (const std::string &member : package.members)
-        if (strcasecmp(member.c_str(), src) == 0)
-            return &member;
-    return nullptr;
-}
-
 static void check_image(const element_check &it)
 {
     const char *src = it.element.src;
@@ -118,12 +106,13 @@ static void check_image(const element_check &it)
             check_warn(it.in, it.tag, "", "no-image", "an img without src draws nothing");
         return;
     }
-    const std::vector<std::string> &members = it.in.package->members;
-    if (std::find(members.begin(), members.end(), src) != members.end())
+    const source_package &package = *it.in.package;
+    if (source_has_member(package, src))
         return;
-    const std::string *similar = find_similar(*it.in.package, src);
+    const auto meant = package.folded.find(source_fold(src)); /* another case, "./", "\\" */
+    const bool similar = meant != package.folded.end();
     check_warn(it.in, it.tag, "src", "missing-image", "the package has no file \"%s\"%s%s%s", src,
-               similar ? "; is \"" : "", similar ? similar->c_str() : "",
+               similar ? "; is \"" : "", similar ? meant->second.c_str() : "",
                similar ? "\" meant?" : "");
 }
 
@@ -209,11 +198,12 @@ static void check_needed_box(const element_check &it)
 /* The rows that a list made stand between it and the next tag's element, two for each. */
 static uint32_t count_rows(const element_check &it)
 {
-    int64_t next = it.in.page->element_count;
-    for (const source_tag &tag : it.in.file->tags)
-        if (tag.element > it.tag.element)
-            next = std::min(next, tag.element);
-    return static_cast<uint32_t>(next - it.tag.element - 1) / 2;
+    const source_tag *end = it.in.file->tags.data() + it.in.file->tags.size();
+    const source_tag *next = &it.tag + 1;
+    while (next < end && next->element < 0)
+        next++;
+    const int64_t last = next < end ? next->element : it.in.page->element_count;
+    return static_cast<uint32_t>(last - it.tag.element - 1) / 2;
 }
 
 static void check_list(const element_check &it)

@@ -10,14 +10,20 @@ struct check_page {
     const source_part *part;
     const source_file *file;
     const skin_page *page;
-    bool in_list; /* of the part "list", else "play" */
-    bool measure;
+    bool in_list;         /* of the part "list", else "play" */
+    uint32_t *texts_left; /* that are still measured: it takes its time */
 };
 
 /* Warns about a tag; `attribute` may be "" or absent from it: the tag's own place is told then. */
 __attribute__((format(printf, 5, 6))) void check_warn(const check_page &in, const source_tag &tag,
                                                       const char *attribute, const char *code,
                                                       const char *format, ...);
+
+/* The same for an attribute that is at hand. */
+__attribute__((format(printf, 5, 6))) void check_warn_at(const check_page &in,
+                                                         const source_tag &tag,
+                                                         const source_attribute &attribute,
+                                                         const char *code, const char *format, ...);
 
 /* check_element.cpp: words, images, boxes, touch. */
 void check_element(const check_page &in, const source_tag &tag, const skin_element &element);

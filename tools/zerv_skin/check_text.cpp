@@ -2,11 +2,18 @@
 #include "tools/zerv_skin/check_page.h"
 
 #include "platform/font.h"
+#include "platform/str.h"
 #include "tools/zerv_skin/stage.h"
 #include "view/play_text.h"
 #include "view/view_list_state.h"
 
+#include <algorithm>
 #include <cstring>
+#include <set>
+#include <string>
+
+constexpr size_t longest_token = 40; /* bytes, with the "$" and the end */
+constexpr size_t most_told = 16;     /* unknown tokens of a text */
 
 /* A tag may have any length and ends in an ellipsis; a box that cannot show as much as these tells
  * too little. Times and the battery take their widest values. */
@@ -32,17 +39,28 @@ static void expand(const check_page &in, const char *format, char (&to)[1024])
         play_text_expand(format, 0, to);
 }
 
-/* What a token stands for never begins with a "$"; what is no token is drawn as it is. */
+/* Whether the text behind a "$" begins with a token: what a token stands for never begins with a
+ * "$", and what is no token is drawn as it is. */
+static bool is_token(const check_page &in, const char *at)
+{
+    char piece[longest_token], text[1024];
+    (void)str_copy(piece, at); /* the rest means nothing */
+    expand(in, piece, text);
+    return text[0] != '$';
+}
+
 static void check_tokens(const check_page &in, const source_tag &tag, const char *format)
 {
-    for (const char *at = strchr(format, '$'); at; at = strchr(at + 1, '$')) {
-        char text[1024];
-        expand(in, at, text);
-        if (text[0] != '$')
+    std::set<std::string> told;
+    const char *at = strchr(format, '$');
+    for (; at && told.size() < most_told; at = strchr(at + 1, '$')) {
+        if (is_token(in, at))
             continue;
-        const size_t word = 1 + strcspn(at + 1, "$ \t:/-()[],.");
-        check_warn(in, tag, "format", "unknown-token", "\"%.*s\" is no token of the %s screen",
-                   static_cast<int>(word), at, in.part->name);
+        const size_t size = 1 + strcspn(at + 1, "$ \t:/-()[],.");
+        const std::string word(at, std::min(size, longest_token));
+        if (told.insert(word).second)
+            check_warn(in, tag, "format", "unknown-token", "\"%s\" is no token of the %s screen",
+                       word.c_str(), in.part->name);
     }
 }
 
@@ -105,6 +123,8 @@ void check_text(const check_page &in, const source_tag &tag, const skin_element 
     stage_set_list(&list_samples[0]);
     stage_set_play(&play_samples[0]);
     check_tokens(in, tag, element.format);
-    if (in.measure && element.width > 0 && element.font_size > 0)
+    if (element.width > 0 && element.font_size > 0 && *in.texts_left > 0) {
+        --*in.texts_left;
         check_width(in, tag, element);
+    }
 }

@@ -17,8 +17,38 @@ static auto sort_key(const report_finding &finding)
     return std::tie(finding.file, finding.line, finding.column, finding.code, finding.message);
 }
 
+/* Between two characters; the dots say that there was more. */
+static void cut(std::string *text)
+{
+    if (text->size() <= report_limit_text)
+        return;
+    size_t size = report_limit_text;
+    while (size > 0 && (static_cast<unsigned char>((*text)[size]) & 0xC0) == 0x80)
+        size--;
+    text->resize(size);
+    text->append("...");
+    text->shrink_to_fit();
+}
+
 void report_add(report *to, report_finding finding)
 {
+    if (finding.level == report_level::warning) {
+        if (to->warnings > report_limit)
+            return;
+        if (++to->warnings > report_limit)
+            finding = {report_level::warning,
+                       "too-many",
+                       "",
+                       0,
+                       0,
+                       "",
+                       "",
+                       "",
+                       "there are more warnings than are told"};
+    }
+    for (std::string *text :
+         {&finding.element, &finding.attribute, &finding.value, &finding.message})
+        cut(text);
     to->findings.push_back(std::move(finding));
 }
 
@@ -50,11 +80,56 @@ int report_status(const report *of)
     return of->findings.empty() ? 0 : 1;
 }
 
+/* Length of the UTF-8 character at `at`, 0 when it is broken. */
+static size_t character_length(const std::string &text, size_t at)
+{
+    const auto byte = [&text](size_t i) { return static_cast<unsigned char>(text[i]); };
+    const unsigned char lead = byte(at);
+    const size_t length = lead < 0x80   ? 1
+                          : lead < 0xC2 ? 0
+                          : lead < 0xE0 ? 2
+                          : lead < 0xF0 ? 3
+                          : lead < 0xF5 ? 4
+                                        : 0;
+    if (length == 0 || at + length > text.size())
+        return 0;
+    for (size_t i = 1; i < length; i++)
+        if ((byte(at + i) & 0xC0) != 0x80)
+            return 0;
+    /* Written too long, half of a pair, or above the last character. */
+    const bool wrong =
+        (lead == 0xE0 && byte(at + 1) < 0xA0) || (lead == 0xED && byte(at + 1) >= 0xA0) ||
+        (lead == 0xF0 && byte(at + 1) < 0x90) || (lead == 0xF4 && byte(at + 1) >= 0x90);
+    return wrong ? 0 : length;
+}
+
+/* Whether a terminal would do something else than show it. */
+static bool is_control(const std::string &text, size_t at, size_t length)
+{
+    const unsigned char lead = static_cast<unsigned char>(text[at]);
+    return length == 0 || lead < 0x20 || lead == 0x7F ||
+           (lead == 0xC2 && static_cast<unsigned char>(text[at + 1]) < 0xA0);
+}
+
+static void print_text(const std::string &text, FILE *to)
+{
+    for (size_t at = 0; at < text.size();) {
+        const size_t length = character_length(text, at);
+        const size_t size = std::max<size_t>(length, 1);
+        if (is_control(text, at, length))
+            for (size_t i = 0; i < size; i++)
+                fprintf(to, "\\x%02X", static_cast<unsigned char>(text[at + i]));
+        else
+            fwrite(text.data() + at, 1, size, to);
+        at += size;
+    }
+}
+
 static void print_place(const report_finding &finding, FILE *to)
 {
     if (finding.file.empty())
         return;
-    fputs(finding.file.c_str(), to);
+    print_text(finding.file, to);
     if (finding.line > 0)
         fprintf(to, ":%u:%u", finding.line, finding.column);
     fputs(": ", to);
@@ -67,27 +142,11 @@ void report_print(const report *of, FILE *to, bool colours)
         if (colours)
             fputs(bold, to);
         print_place(finding, to);
-        fprintf(to, "%s%s:%s %s [%s]\n", colours ? colour : "", level_name(finding.level),
-                colours ? normal : "", finding.message.c_str(), finding.code.c_str());
+        fprintf(to, "%s%s:%s ", colours ? colour : "", level_name(finding.level),
+                colours ? normal : "");
+        print_text(finding.message, to);
+        fprintf(to, " [%s]\n", finding.code.c_str());
     }
-}
-
-/* Length of the UTF-8 character at `at`, 0 when it is broken. */
-static size_t character_length(const std::string &text, size_t at)
-{
-    const unsigned char lead = static_cast<unsigned char>(text[at]);
-    const size_t length = lead < 0x80   ? 1
-                          : lead < 0xC2 ? 0
-                          : lead < 0xE0 ? 2
-                          : lead < 0xF0 ? 3
-                          : lead < 0xF5 ? 4
-                                        : 0;
-    if (length == 0 || at + length > text.size())
-        return 0;
-    for (size_t i = 1; i < length; i++)
-        if ((static_cast<unsigned char>(text[at + i]) & 0xC0) != 0x80)
-            return 0;
-    return length;
 }
 
 std::string report_json_text(const std::string &text)

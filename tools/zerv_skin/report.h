@@ -21,10 +21,17 @@ struct report_finding {
     std::string message;
 };
 
+/* Warnings that are kept: nobody reads more, and a hostile package would have any number. */
+constexpr uint32_t report_limit = 50000;
+/* Bytes of a value or message that are kept. */
+constexpr size_t report_limit_text = 500;
+
 struct report {
     std::vector<report_finding> findings;
+    uint32_t warnings = 0; /* among them */
 };
 
+/* Above its limit a warning is dropped, and one is added that says so. Long texts are cut. */
 void report_add(report *to, report_finding finding);
 /* Puts findings into the order of files and lines, those of the whole package first, and drops
  * what stands there twice. */
@@ -33,7 +40,8 @@ uint32_t report_count(const report *of, report_level level);
 /* Exit status: 0 nothing found, 1 warnings, 2 errors. */
 int report_status(const report *of);
 
-/* One line a finding: FILE:LINE:COLUMN: level: message [code]. */
+/* One line a finding: FILE:LINE:COLUMN: level: message [code]. Control characters are written as
+ * \xNN: names and values are somebody else's. */
 void report_print(const report *of, FILE *to, bool colours);
 /* The findings as a JSON array. */
 void report_print_json(const report *of, FILE *to);

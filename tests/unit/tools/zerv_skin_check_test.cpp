@@ -294,6 +294,49 @@ TEST_F(zerv_skin_check, tells_why_an_image_does_not_decode)
     }
 }
 
+TEST_F(zerv_skin_check, tells_a_broken_image_that_is_a_part_file_at_its_element)
+{
+    const check_result result = check_members(good_skin("<img src=\"play.xml\"/>"));
+    ASSERT_EQ(result.found.findings.size(), 1u);
+    EXPECT_TRUE(has(result, "play.xml", {"", "image", 4, error})) << to_text(result);
+}
+
+TEST_F(zerv_skin_check, tells_the_line_in_every_encoding)
+{
+    const std::string text =
+        "<skin version=\"0.1\">\r\n<img src=\"a.png\"\r\n  hight=\"1\"/></skin>";
+    std::string little = "\xFF\xFE", big = "\xFE\xFF";
+    for (const char c : text) {
+        little += {c, '\0'};
+        big += {'\0', c};
+    }
+    for (const std::string &content : {text, "\xEF\xBB\xBF" + text, little, big}) {
+        members files = good_skin();
+        set_member(&files, "play.xml", content);
+        const check_result result = check_members(files);
+        ASSERT_EQ(result.found.findings.size(), 1u);
+        EXPECT_EQ(result.found.findings[0].line, 3u);
+        EXPECT_EQ(result.found.findings[0].column, 3u);
+    }
+}
+
+TEST_F(zerv_skin_check, guesses_which_file_was_meant)
+{
+    for (const char *src : {"A.png", "./a.png", ".\\a.PNG"}) {
+        const check_result result =
+            check_members(good_skin(std::string("<img src=\"") + src + "\"/>"));
+        ASSERT_EQ(result.found.findings.size(), 1u) << src;
+        EXPECT_NE(result.found.findings[0].message.find("\"a.png\" meant"), std::string::npos);
+    }
+}
+
+TEST_F(zerv_skin_check, says_that_a_package_is_missing)
+{
+    const check_result result = check("missing.zip");
+    ASSERT_EQ(result.found.findings.size(), 1u);
+    EXPECT_EQ(result.found.findings[0].message, "No such file or directory");
+}
+
 TEST_F(zerv_skin_check, tells_every_element_that_names_a_broken_image)
 {
     const check_result result =
@@ -471,6 +514,66 @@ TEST_F(zerv_skin_check, agrees_with_the_player_about_mutated_archives)
     }
 }
 
+/* Entity in entity: the last one stands for a thousand million texts. */
+static std::string billion_laughs(const std::string &body)
+{
+    std::string text = "<!DOCTYPE skin [<!ENTITY a0 \"ha\">";
+    for (int i = 1; i < 10; i++) {
+        text += "<!ENTITY a" + std::to_string(i) + " \"";
+        for (int k = 0; k < 10; k++)
+            text += "&a" + std::to_string(i - 1) + ";";
+        text += "\">";
+    }
+    return text + "]>\n<skin version=\"0.1\">\n" + body + "</skin>";
+}
+
+TEST_F(zerv_skin_check, agrees_with_the_player_about_odd_documents)
+{
+    const std::string open = "<skin version=\"0.1\">";
+    const struct {
+        std::string content;
+        int status;
+    } cases[] = {
+        {"\xEF\xBB\xBF" + open + "</skin>", 0},
+        {std::string("<skin version=\"0.1\">\0</skin>", 28), 2},
+        {"<?xml version=\"1.0\" encoding=\"EUC-KR\"?>" + open + "</skin>", 2},
+        {"<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>" + open + "</skin>", 0},
+        {" <?xml version=\"1.0\"?>" + open + "</skin>", 2},
+        {"x" + open + "</skin>", 2},
+        {open + "</skin>x", 2},
+        {open + "</skin>" + open + "</skin>", 2},
+        {open + open + "</skin></skin>", 0},
+        {open + "<skin/></skin>", 2},
+        {"<s><skin version=\"0.1\"/></s>", 2},
+        {"<a:skin xmlns:a=\"x\" version=\"0.1\"/>", 2},
+        {open + "<![CDATA[<img x=\"q\"/>]]><?php ?><!-- <img x=\"q\"/> --></skin>", 0},
+        {open + "<img src=\"a<b\"/></skin>", 2},
+        {open + "<img src=\"a\"y=\"1\"/></skin>", 2},
+        {open + "<img x=\"99999999999999999999\" src=\"a.png\"/></skin>", 1},
+        {open + "<img x=\"\" y=\" +5\" src=\"a.png\"/></skin>", 0},
+        {open + "<img x=\" \" src=\"a.png\"/></skin>", 2},
+        {open + "<img x=\"0x10\" src=\"a.png\"/></skin>", 2},
+        {open + "<text format=\"x\" text_align=\"\"/></skin>", 0},
+        {open + "<text format=\"x\" text_align=\"left&#9;top\"/></skin>", 2},
+        {"<!DOCTYPE skin [<!ATTLIST img x CDATA \"12px\">]>" + open + "<img src=\"a.png\"/></skin>",
+         2},
+        {"<!DOCTYPE skin [<!ENTITY e \"<img src='a.png'/>\">]>" + open + "&e;</skin>", 0},
+        {"<!DOCTYPE skin SYSTEM \"/etc/passwd\" [<!ENTITY e SYSTEM \"/etc/passwd\">]>" + open +
+             "&e;</skin>",
+         0},
+        {"<!DOCTYPE skin [<!ENTITY e \"&e;\">]>" + open + "&e;</skin>", 2},
+        {billion_laughs("&a9;"), 2},
+        {billion_laughs("<img src=\"&a9;\"/>"), 2},
+    };
+    for (const auto &it : cases) {
+        members files = good_skin();
+        set_member(&files, "play.xml", it.content);
+        const check_result result = check_members(files);
+        EXPECT_EQ(report_status(&result.found), it.status) << it.content << to_text(result);
+        EXPECT_EQ(player_takes_all("s.zip", result), it.status < 2) << it.content;
+    }
+}
+
 TEST_F(zerv_skin_check, finds_nothing_in_the_skins_of_the_player)
 {
     for (const char *name : {"Aqua_Ver0.4", "Night", "LargeType"}) {
@@ -504,6 +607,41 @@ TEST_F(zerv_skin_check, refuses_hostile_packages_in_bounded_time_and_memory)
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
     ASSERT_EQ(getrusage(RUSAGE_SELF, &after), 0);
     EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 64 * 1024) << "KiB";
+}
+
+static std::string repeat(const std::string &text, size_t count)
+{
+    std::string all;
+    for (size_t i = 0; i < count; i++)
+        all += text;
+    return all;
+}
+
+/* Each of these took minutes or gigabytes when the work grew with the square of the file. */
+TEST_F(zerv_skin_check, survives_files_that_are_made_to_be_slow)
+{
+    std::string odd = "<img";
+    for (int i = 0; i < 60000; i++)
+        odd += " a" + std::to_string(i) + "=\"\"";
+    const std::string cases[] = {
+        "<text format=\"" + repeat("$a ", 300000) + "\"/>",
+        odd + "/>",
+        repeat("<img src=\"broken.png\"/>", 5000),
+        repeat("<list font_size=\"1000\" height=\"1\"/>", 10000),
+        repeat("<skin version=\"0.1\"/>", 40000),
+    };
+    rusage before = {}, after = {};
+    ASSERT_EQ(getrusage(RUSAGE_SELF, &before), 0);
+    const auto start = std::chrono::steady_clock::now();
+    for (const std::string &text : cases) {
+        const check_result result = check_members(good_skin(text));
+        EXPECT_LE(report_count(&result.found, report_level::warning), report_limit + 1);
+        for (const report_finding &it : result.found.findings)
+            ASSERT_LE(it.value.size() + it.message.size(), 2 * report_limit_text + 6);
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
+    ASSERT_EQ(getrusage(RUSAGE_SELF, &after), 0);
+    EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 256 * 1024) << "KiB";
 }
 
 TEST_F(zerv_skin_check, survives_a_file_of_as_many_elements_as_a_part_may_have)

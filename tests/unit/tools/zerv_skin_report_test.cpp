@@ -84,3 +84,50 @@ TEST(zerv_skin_report, escapes_texts_for_json)
               "\"\\ufffda\\ufffd\\ufffd\"");
     EXPECT_EQ(report_json_text(std::string("a\0b", 3)), "\"a\\u0000b\"");
 }
+
+TEST(zerv_skin_report, keeps_terminals_and_lines_safe_from_names)
+{
+    report it;
+    report_add(&it, {report_level::error, "c", "a\033[31m\nb.xml", 1, 1, "", "", "",
+                     "x\xC2\x9By\xFF\xC3\xA9"});
+    char *text = nullptr;
+    size_t size = 0;
+    FILE *file = open_memstream(&text, &size);
+    ASSERT_NE(file, nullptr);
+    report_print(&it, file, false);
+    fclose(file);
+    EXPECT_STREQ(text, "a\\x1B[31m\\x0Ab.xml:1:1: error: x\\xC2\\x9By\\xFF\xC3\xA9 [c]\n");
+    free(text);
+}
+
+TEST(zerv_skin_report, replaces_every_kind_of_broken_text_in_json)
+{
+    for (const char *broken :
+         {"\xE0\x80\x80", "\xED\xA0\x80", "\xF0\x80\x80\x80", "\xF4\x90\x80\x80", "\xC3"})
+        EXPECT_EQ(report_json_text(broken).find_first_not_of("\"\\ufd"), std::string::npos);
+}
+
+TEST(zerv_skin_report, keeps_a_bounded_number_of_warnings_and_every_error)
+{
+    report it;
+    for (uint32_t i = 0; i < report_limit + 1000; i++)
+        report_add(&it, {report_level::warning, "w", "", i, 1, "", "", "", "m"});
+    report_add(&it, {report_level::error, "e", "", 1, 1, "", "", "", "m"});
+    EXPECT_EQ(report_count(&it, report_level::warning), report_limit + 1);
+    EXPECT_EQ(report_count(&it, report_level::error), 1u);
+    EXPECT_EQ(it.findings[report_limit].code, "too-many");
+    EXPECT_EQ(report_status(&it), 2);
+}
+
+TEST(zerv_skin_report, cuts_long_texts_between_characters)
+{
+    report it;
+    std::string text = "x";
+    while (text.size() < 3 * report_limit_text)
+        text += "\xE5\x8C\x97";
+    report_add(&it, {report_level::warning, "w", "", 1, 1, "", "", text, text});
+    const std::string &kept = it.findings[0].value;
+    EXPECT_EQ(kept, text.substr(0, kept.size() - 3) + "...");
+    EXPECT_LE(kept.size(), report_limit_text + 3);
+    EXPECT_EQ(kept.size() % 3, 1u);
+}
