@@ -9,6 +9,7 @@
 
 #include <chrono>
 #include <cstring>
+#include <malloc.h>
 #include <sys/resource.h>
 
 /* Each case runs for an archive and for a folder of the same files. */
@@ -349,6 +350,28 @@ TEST_F(skin_part_test, loads_a_skin_of_a_megabyte_soon)
     EXPECT_LT(took, std::chrono::seconds(2));
     RecordProperty("ms", static_cast<int>(
                              std::chrono::duration_cast<std::chrono::milliseconds>(took).count()));
+}
+
+TEST_F(skin_part_test, keeps_no_memory_of_two_hundred_reloads)
+{
+    pack({{"list.xml",
+           skin_xml("<img src=\"a.png\" action=\"x\"/><list font_size=\"20\" height=\"90\"/>")},
+          {"list-1.xml", skin_xml("<img src=\"a.png\" x=\"12px\"/>")},
+          {"play.xml", skin_xml("<img src=\"a.png\"/><img src=\"broken.png\"/>")},
+          {"a.png", make_png(64, 64, 0x80112233)},
+          {"broken.png", make_png(64, 64).substr(0, 60)}});
+    const auto reload = [this] {
+        for (const char *path : kinds) {
+            EXPECT_NE(read_part(path), nullptr);
+            EXPECT_EQ(part_owner(skin_read_part(path, "play")), nullptr);
+        }
+    };
+    reload();
+    const size_t before =
+        mallinfo2().uordblks; /* bytes in use; sanitizers count leaks themselves */
+    for (int i = 0; i < 200; i++)
+        reload();
+    EXPECT_LE(mallinfo2().uordblks, before + 1024);
 }
 
 TEST_F(skin_part_test, tells_a_watcher_about_files_and_images)
