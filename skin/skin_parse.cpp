@@ -127,8 +127,7 @@ static int start_page(parsing *state, skin_tag *tag)
     if (read_attributes(state, tag, skin_attribute_of_page, page) != 0)
         return -1;
     if (strcmp(page->version, skin_version) != 0)
-        return refuse(state, tag,
-                      {"bad-version", "version", page->version, "the version is not \"0.1\""});
+        return refuse(state, tag, {"bad-version", "version", page->version, "is not \"0.1\""});
     return 0;
 }
 

@@ -32,7 +32,7 @@ struct skin_fault {
     const char *element;   /* tag, "" when no element is meant */
     const char *attribute; /* "" when no attribute is meant */
     const char *value;     /* what was found, "" when there is none */
-    const char *reason;    /* a sentence for people */
+    const char *reason;    /* for people: a sentence, or what the value fails to be */
 };
 
 struct skin_watcher {

@@ -160,6 +160,32 @@ static void check_states(const source_part &part, report *found)
     }
 }
 
+static bool is(const char *text, const char *word)
+{
+    return text && strcmp(text, word) == 0;
+}
+
+/* An element that waits for what only itself would ask for waits for ever. */
+static bool asks(const skin_page &page, const char *word)
+{
+    for (uint32_t i = 0; i < page.element_count; i++)
+        if (is(page.elements[i].name, word) && !is(page.elements[i].show, word))
+            return true;
+    return false;
+}
+
+/* The roots of all variants ask, while one of them is chosen. */
+static check_asked asked_by_roots(const skin_part *part)
+{
+    check_asked asked = {false, false};
+    for (uint32_t i = 0; i < part->count; i++)
+        for (const char *word : {part->pages[i].show, part->pages[i].hide}) {
+            asked.cover |= is(word, "album_cover");
+            asked.lyrics |= is(word, "lyrics");
+        }
+    return asked;
+}
+
 static void check_one_part(const char *path, const source_package &package, const source_part &part,
                            bool measure, report *found, check_part *to)
 {
@@ -171,9 +197,13 @@ static void check_one_part(const char *path, const source_package &package, cons
     if (!part.part)
         return;
     tell_broken(path, part, found);
+    const check_asked roots = asked_by_roots(part.part.get());
     for (uint32_t i = 0; i < part.part->count; i++) {
-        const check_page in = {found,   &package,   &part, part.pages[i], &part.part->pages[i],
-                               in_list, &texts_left};
+        const skin_page &page = part.part->pages[i];
+        const check_asked asked = {roots.cover || asks(page, "album_cover"),
+                                   roots.lyrics || asks(page, "lyrics")};
+        const check_page in = {found, &package, &part, part.pages[i],
+                               &page, in_list,  asked, &texts_left};
         check_one_page(in);
         if (in_list)
             check_page_rows(in);

@@ -65,6 +65,11 @@ static void check_colours(const element_check &it)
                            colour->value.c_str());
 }
 
+static bool is_asked(const check_asked &asked, const std::string &word)
+{
+    return word == "album_cover" ? asked.cover : word != "lyrics" || asked.lyrics;
+}
+
 static void check_conditions(const element_check &it)
 {
     for (const char *name : {"show", "hide"}) {
@@ -77,6 +82,10 @@ static void check_conditions(const element_check &it)
             check_warn(it.in, it.tag, name, "unknown-condition",
                        "%s=\"%s\" is none of play, pause, album_cover and lyrics", name,
                        word->value.c_str());
+        else if (!is_asked(it.in.asked, word->value))
+            check_warn(it.in, it.tag, name, "never-asked",
+                       "%s=\"%s\" never holds: no visible %s element and no variant asks for it",
+                       name, word->value.c_str(), word->value.c_str());
     }
 }
 

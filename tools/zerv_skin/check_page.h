@@ -3,6 +3,11 @@
 
 #include "tools/zerv_skin/source.h"
 
+/* What the screen looks for on behalf of a page. Nobody looks for what is not asked for. */
+struct check_asked {
+    bool cover, lyrics;
+};
+
 /* A page under check. */
 struct check_page {
     report *found;
@@ -10,7 +15,8 @@ struct check_page {
     const source_part *part;
     const source_file *file;
     const skin_page *page;
-    bool in_list;         /* of the part "list", else "play" */
+    bool in_list; /* of the part "list", else "play" */
+    check_asked asked;
     uint32_t *texts_left; /* that are still measured: it takes its time */
 };
 

@@ -142,7 +142,7 @@ static const char play_content[] =
     "  <text format=\"$album\" x=\"120\" y=\"72\" width=\"190\" height=\"20\" font_size=\"14\" "
     "font_color=\"#506070\" text_align=\"left middle\"/>\n"
     "  <lyrics x=\"120\" y=\"94\" width=\"190\" height=\"56\" font_size=\"12\" "
-    "font_color=\"#203040\" text_align=\"left middle\" show=\"lyrics\"/>\n"
+    "font_color=\"#203040\" text_align=\"left middle\"/>\n"
     "  <rect x=\"10\" y=\"160\" width=\"250\" height=\"24\" color=\"#d8e0e8\"/>\n"
     "  <scroll action=\"play\" type=\"fill-x\" src=\"bar.png\" x=\"10\" y=\"160\" width=\"250\" "
     "height=\"24\"/>\n"

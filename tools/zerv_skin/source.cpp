@@ -63,7 +63,7 @@ static std::string describe(const skin_fault *fault)
 {
     std::string text;
     if (fault->attribute[0] != '\0')
-        text = std::string(fault->attribute) + "=\"" + fault->value + "\": ";
+        text = std::string(fault->attribute) + "=\"" + fault->value + "\" ";
     return text + fault->reason;
 }
 

@@ -130,6 +130,8 @@ static const seeded_fault play_faults[] = {
     {"<rect width=\"9\" height=\"9\" color=\"#0x1234\"/>", "odd-color", 4},
     {"<img src=\"a.png\" show=\"playing\"/>", "unknown-condition", 4},
     {"<img src=\"a.png\"\nhide=\"cover\"/>", "unknown-condition", 5},
+    {"<img src=\"a.png\"\nhide=\"album_cover\"/>", "never-asked", 5},
+    {"<lyrics width=\"200\" height=\"90\"\nshow=\"lyrics\"/>", "never-asked", 5},
     {"<button src=\"a.png\" action=\"quit\"/>", "unknown-action", 4},
     {"<scroll type=\"fill-x\" src=\"a.png\" width=\"30\" height=\"30\"\naction=\"volume\"/>",
      "unknown-action", 5},
