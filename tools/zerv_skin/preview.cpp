@@ -101,6 +101,16 @@ static int tell_part(const char *path, const char *name, const scene_part &part)
     return -1;
 }
 
+/* With the folders that it lies in. */
+static int make_folder(const std::string &folder)
+{
+    for (size_t slash = folder.find('/', 1); slash != std::string::npos;
+         slash = folder.find('/', slash + 1))
+        if (file_mkdir(folder.substr(0, slash).c_str()) != 0)
+            return -1;
+    return file_mkdir(folder.c_str());
+}
+
 int preview_write(const cli_options *options, const char *folder)
 {
     scene_package package = {};
@@ -117,7 +127,7 @@ int preview_write(const cli_options *options, const char *folder)
     }
     if (package.scenes.empty())
         return -1;
-    if (file_mkdir(folder) != 0)
+    if (make_folder(folder) != 0)
         return complain(folder);
     std::erase_if(package.scenes, [](const scene &each) { return !each.in_preview; });
     return write_scenes(options, package.scenes, folder) == 0 ? result : -1;

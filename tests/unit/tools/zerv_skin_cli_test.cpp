@@ -231,6 +231,14 @@ TEST_F(zerv_skin_cli, previews_every_variant_and_state)
     EXPECT_NE(read_whole("out/play-0-playing.png"), read_whole("out/play-1-playing.png"));
 }
 
+TEST_F(zerv_skin_cli, preview_makes_the_folders_above_too)
+{
+    ASSERT_EQ(run({"new", "Mine"}).status, 0);
+    EXPECT_EQ(run({"preview", "Mine", "-o", "a/b/out"}).status, 0);
+    EXPECT_EQ(access("a/b/out/sheet.png", F_OK), 0);
+    EXPECT_EQ(run({"preview", "Mine", "-o", "Mine/play.xml/out"}).status, 2) << "a file";
+}
+
 TEST_F(zerv_skin_cli, previews_the_same_pictures_every_time)
 {
     ASSERT_EQ(run({"new", "Mine"}).status, 0);
