@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define HAS_SANITIZER 1
@@ -14,28 +15,53 @@
 #endif
 
 inline std::atomic<int> allocations{0};
+/* Bytes in use, as the heap rounds them up, and the most that they were. What came by other ways
+ * than these functions, aligned blocks for one, is missing when it comes and counted when it
+ * goes: only differences over a span without any mean something. */
+inline std::atomic<int64_t> allocated_bytes{0};
+inline std::atomic<int64_t> allocated_peak{0};
 
 #if defined(__GLIBC__) && !defined(HAS_SANITIZER)
 #define ALLOCATIONS_ARE_COUNTED 1
+#include <malloc.h>
+
 extern "C" void *__libc_malloc(size_t size);
 extern "C" void *__libc_calloc(size_t count, size_t size);
 extern "C" void *__libc_realloc(void *old, size_t size);
+extern "C" void __libc_free(void *block);
+
+inline void *count_allocation(void *block)
+{
+    allocations++;
+    const int64_t now = allocated_bytes += (int64_t)malloc_usable_size(block);
+    int64_t peak = allocated_peak;
+    while (now > peak && !allocated_peak.compare_exchange_weak(peak, now))
+        ;
+    return block;
+}
 
 extern "C" void *malloc(size_t size)
 {
-    allocations++;
-    return __libc_malloc(size);
+    return count_allocation(__libc_malloc(size));
 }
 
 extern "C" void *calloc(size_t count, size_t size)
 {
-    allocations++;
-    return __libc_calloc(count, size);
+    return count_allocation(__libc_calloc(count, size));
 }
 
 extern "C" void *realloc(void *old, size_t size)
 {
-    allocations++;
-    return __libc_realloc(old, size);
+    const int64_t before = (int64_t)malloc_usable_size(old);
+    void *block = __libc_realloc(old, size);
+    if (block || size == 0)
+        allocated_bytes -= before; /* a failure leaves the old block */
+    return count_allocation(block);
+}
+
+extern "C" void free(void *block)
+{
+    allocated_bytes -= (int64_t)malloc_usable_size(block);
+    __libc_free(block);
 }
 #endif
