@@ -21,9 +21,37 @@ static void check(const image *picture)
     }
 }
 
+static int32_t longer(int32_t width, int32_t height)
+{
+    return std::max(width, height);
+}
+
+/* What decodes whole decodes reduced, to a picture no smaller than was asked for. */
+static void read_reduced(const image *whole, const uint8_t *data, size_t size, int32_t side)
+{
+    int32_t width = -1;
+    int32_t height = -1;
+    const owner<image, image_free> picture(
+        image_read_reduced(".png", data, size, side, &width, &height));
+    if (!picture) {
+        if (whole || width != -1 || height != -1)
+            abort();
+        return;
+    }
+    check(picture.get());
+    if (longer(width, height) > 4096 || picture->width > width || picture->height > height)
+        abort();
+    if (longer(picture->width, picture->height) < std::min(side, longer(width, height)))
+        abort();
+    if (whole && (whole->width != width || whole->height != height))
+        abort();
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     const owner<image, image_free> picture(image_read_from_memory(".png", data, size));
+    for (const int32_t side : {1, 5, 640})
+        read_reduced(picture.get(), data, size, side);
     if (!picture)
         return 0;
     check(picture.get());

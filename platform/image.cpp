@@ -30,7 +30,7 @@ static constexpr format formats[] = {
     {"GIF89a", 6, image_gif_decode},
 };
 
-/* What image_read_from_memory() has not handed out yet. */
+/* What is left to read of a picture in memory. */
 struct memory_rest {
     const unsigned char *data;
     size_t size;
@@ -71,29 +71,50 @@ size_t image_source_read(image_source *source, void *buffer, size_t size)
     return done;
 }
 
+static image *decode_source(image_source *source)
+{
+    const size_t count = image_source_read(source, source->head, sizeof source->head);
+    source->head_count = count;
+    for (const format &candidate : formats)
+        if (count >= candidate.length &&
+            memcmp(source->head, candidate.signature, candidate.length) == 0)
+            return candidate.decode(source);
+    return nullptr;
+}
+
 static image *decode(image_read_cb read, void *handle)
 {
     image_source source = {};
     source.read = read;
     source.handle = handle;
-    const size_t count = image_source_read(&source, source.head, sizeof source.head);
-    source.head_count = count;
-    for (const format &candidate : formats)
-        if (count >= candidate.length &&
-            memcmp(source.head, candidate.signature, candidate.length) == 0)
-            return candidate.decode(&source);
-    return nullptr;
+    return decode_source(&source);
 }
 
-bool image_size_fits(int64_t width, int64_t height)
+static bool size_fits(int64_t width, int64_t height)
 {
     return width >= 1 && height >= 1 && width <= side_max && height <= side_max &&
            width * height <= pixels_max;
 }
 
+bool image_source_accept(image_source *source, int64_t width, int64_t height)
+{
+    if (!size_fits(width, height))
+        return false;
+    source->width = (int32_t)width;
+    source->height = (int32_t)height;
+    return true;
+}
+
+int32_t image_source_factor(const image_source *source)
+{
+    if (source->side < 1)
+        return 1;
+    return std::max(1, std::max(source->width, source->height) / source->side);
+}
+
 image *image_new(int32_t width, int32_t height)
 {
-    if (!image_size_fits(width, height))
+    if (!size_fits(width, height))
         return nullptr;
     image *made = (image *)calloc(1, sizeof *made);
     if (!made)
@@ -125,6 +146,13 @@ bool image_premultiply(uint32_t *pixels, size_t count)
         pixels[i] = alpha << 24 | red << 16 | green << 8 | blue;
     }
     return all == 0xFF;
+}
+
+bool image_is_opaque(const image *picture)
+{
+    const size_t count = (size_t)picture->width * (size_t)picture->height;
+    return std::all_of(picture->argb, picture->argb + count,
+                       [](uint32_t argb) { return argb >> 24 == 255; });
 }
 
 /* Only regular files: a pipe or a device with the name of a picture must not block a skin. */
@@ -163,6 +191,25 @@ image *image_read_from_memory(const char *ext, const void *data, size_t size)
         return nullptr;
     memory_rest rest = {(const unsigned char *)data, size};
     return decode(read_memory, &rest);
+}
+
+image *image_read_reduced(const char *ext, const void *data, size_t size, int32_t side,
+                          int32_t *width, int32_t *height)
+{
+    (void)ext; /* extensions lie, signatures do not */
+    if (fault_hit("image_read_reduced") || !data || side < 1 || !width || !height)
+        return nullptr;
+    memory_rest rest = {(const unsigned char *)data, size};
+    image_source source = {};
+    source.read = read_memory;
+    source.handle = &rest;
+    source.side = side;
+    image *picture = decode_source(&source);
+    if (!picture)
+        return nullptr;
+    *width = source.width;
+    *height = source.height;
+    return picture;
 }
 
 image *image_create(int32_t width, int32_t height)

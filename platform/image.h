@@ -34,6 +34,16 @@ typedef int (*image_read_cb)(void *handle, void *buffer, unsigned length);
 /*   ext   ".jpg", ".png" or ".gif": a hint, the signature decides
  *   data  not kept */
 [[nodiscard]] image *image_read_from_memory(const char *ext, const void *data, size_t size);
+/* The same for a picture that is shown small: it may come reduced by a whole factor, a last block
+ * that is cut short averaged by what there is of it, and then never needs the pixels of its full
+ * size in memory. Only baseline and progressive JPEG and PNG that is not interlaced do so; the
+ * coefficients of a progressive JPEG are held whole all the same.
+ *   side           pixels, at least 1: the longer side is never reduced below it, and a picture
+ *                  whose longer side is less than twice as long comes as it is
+ *   width, height  of the picture in the file: the ratio of a reduced one is only near it.
+ *                  Untouched on failure */
+[[nodiscard]] image *image_read_reduced(const char *ext, const void *data, size_t size,
+                                        int32_t side, int32_t *width, int32_t *height);
 /* A transparent picture. Null for a size below 1 or above the limits. */
 [[nodiscard]] image *image_create(int32_t width, int32_t height);
 /* Fits *w x *h into a box, ratio kept, enlarging or reducing; each result at least 1.

@@ -95,14 +95,9 @@ static image *new_canvas(const GifFileType *gif)
         return nullptr;
     const int64_t width = std::max<int64_t>(gif->SWidth, (int64_t)frame.Left + frame.Width);
     const int64_t height = std::max<int64_t>(gif->SHeight, (int64_t)frame.Top + frame.Height);
-    return image_size_fits(width, height) ? image_new((int32_t)width, (int32_t)height) : nullptr;
-}
-
-static bool is_opaque(const image *picture)
-{
-    const size_t count = (size_t)picture->width * (size_t)picture->height;
-    return std::all_of(picture->argb, picture->argb + count,
-                       [](uint32_t argb) { return argb >> 24 == 255; });
+    return image_source_accept((image_source *)gif->UserData, width, height)
+               ? image_new((int32_t)width, (int32_t)height)
+               : nullptr;
 }
 
 image *image_gif_decode(image_source *source)
@@ -117,6 +112,6 @@ image *image_gif_decode(image_source *source)
     owner<GifPixelType, free> row((GifPixelType *)malloc((size_t)gif->Image.Width));
     if (!row || !read_rows(gif.get(), picture.get(), row.get(), transparent))
         return nullptr;
-    picture->has_alpha = !is_opaque(picture.get());
+    picture->has_alpha = !image_is_opaque(picture.get());
     return picture.release();
 }

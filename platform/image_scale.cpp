@@ -5,8 +5,7 @@
  * averages whole blocks, which costs one addition a source pixel and leaves the cubic filter a
  * small rest. Source rows stream through a few filtered rows; no second picture is made. */
 #include "platform/fault.h"
-#include "platform/image.h"
-#include "platform/owner.h"
+#include "platform/image_codec.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -24,8 +23,6 @@ static constexpr int32_t weight_sum = 1 << 14;
 /* A filtered row keeps 6 bits of fraction, and overshoots stay within 16 bits. */
 static constexpr int row_shift = 8;
 static constexpr int column_shift = 20;
-/* So many channel values can be added up in 16 bits. */
-static constexpr int32_t sum_max = 257;
 
 /* The blocks that make one target pixel. */
 struct taps {
@@ -128,7 +125,7 @@ static int set_axis(axis *a, int32_t dst_size, int32_t dst_start, int32_t dst_le
     a->target_count = (int32_t)std::max<int64_t>(0, end - from);
     a->target_size = dst_length;
     a->block = std::max<int32_t>(1, src_length / blocks_per_pixel / dst_length);
-    a->blocks = (src_length + a->block - 1) / a->block;
+    a->blocks = image_blocks_count(src_length, a->block);
     return 0;
 }
 
@@ -142,57 +139,25 @@ static int make_taps(axis *a)
     return 0;
 }
 
-/* Adds `count` pixels to the four channel sums, two channels at a time. */
-static void add_pixels(uint32_t *sums, const uint32_t *from, int32_t count)
-{
-    while (count > 0) {
-        const int32_t now = std::min(count, sum_max);
-        uint32_t even = 0;
-        uint32_t odd = 0;
-        for (int32_t i = 0; i < now; i++) {
-            even += from[i] & 0x00FF00FF;
-            odd += from[i] >> 8 & 0x00FF00FF;
-        }
-        sums[0] += even & 0xFFFF;
-        sums[1] += odd & 0xFFFF;
-        sums[2] += even >> 16;
-        sums[3] += odd >> 16;
-        from += now;
-        count -= now;
-    }
-}
-
 static const uint32_t *source_row(const scaling *work, int32_t row)
 {
     return work->src->argb + (size_t)(work->y.source_start + row) * (size_t)work->src->width +
            work->x.source_start;
 }
 
-/* Pixels of block `index` in one direction. */
-static int32_t block_size(const axis *a, int32_t index)
-{
-    return std::min(a->block, a->source_size - index * a->block);
-}
-
 /* One row of blocks; the source's own pixels where a block is a pixel. */
 static const uint32_t *block_row(const scaling *work, int32_t index)
 {
     const axis *x = &work->x;
-    const int32_t rows = block_size(&work->y, index);
-    if (x->block == 1 && work->y.block == 1)
+    const axis *y = &work->y;
+    if (x->block == 1 && y->block == 1)
         return source_row(work, index);
+    const int32_t first = index * y->block;
+    const int32_t rows = std::min(y->block, y->source_size - first);
     memset(work->sums, 0, (size_t)x->blocks * 4 * sizeof *work->sums);
-    for (int32_t row = 0; row < rows; row++) {
-        const uint32_t *from = source_row(work, index * work->y.block + row);
-        for (int32_t i = 0; i < x->blocks; i++)
-            add_pixels(work->sums + 4 * i, from + i * x->block, block_size(x, i));
-    }
-    for (int32_t i = 0; i < x->blocks; i++) {
-        const uint32_t area = (uint32_t)(rows * block_size(x, i));
-        const uint32_t *sum = work->sums + 4 * i;
-        work->blocks[i] = (sum[3] + area / 2) / area << 24 | (sum[2] + area / 2) / area << 16 |
-                          (sum[1] + area / 2) / area << 8 | (sum[0] + area / 2) / area;
-    }
+    for (int32_t row = first; row < first + rows; row++)
+        image_blocks_add(work->sums, source_row(work, row), x->source_size, x->block);
+    image_blocks_average(work->blocks, work->sums, x->source_size, x->block, rows);
     return work->blocks;
 }
 
@@ -319,8 +284,6 @@ int image_copy_resampled(image *dst, const image *src, int32_t dst_x, int32_t ds
     if (made == 0)
         resample(&work);
     free_buffers(&work);
-    const size_t count = (size_t)dst->width * (size_t)dst->height;
-    dst->has_alpha =
-        !std::all_of(dst->argb, dst->argb + count, [](uint32_t argb) { return argb >> 24 == 255; });
+    dst->has_alpha = !image_is_opaque(dst);
     return made;
 }
