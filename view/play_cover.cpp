@@ -10,7 +10,8 @@
 #include <new>
 
 /* A decoded cover is kept for the whole track. Twice the screen's width is enough for any element,
- * and a photograph of 16 megapixels would not fit a small device. */
+ * and a photograph of 16 megapixels would not fit a small device: it is reduced to less than twice
+ * this while it is read, the rest afterwards with a better filter. */
 constexpr int32_t kept_side = 640;
 
 struct load_job {
@@ -60,11 +61,11 @@ static image *fit_image(const image *source, int32_t width, int32_t height, int3
     return fitted.release();
 }
 
-/* Takes ownership. A picture that is too large to keep is reduced. */
-static play_cover *make_cover(image *picture)
+/* Takes ownership. A picture that is too large to keep is reduced.
+ *   width, height  of the picture in the file, whose ratio counts */
+static play_cover *make_cover(image *picture, int32_t width, int32_t height)
 {
-    const int32_t width = picture->width, height = picture->height;
-    if (width <= kept_side && height <= kept_side)
+    if (picture->width <= kept_side && picture->height <= kept_side)
         return play_cover_new(picture, width, height);
     image *reduced = fit_image(picture, width, height, kept_side, kept_side);
     (void)image_free(picture);
@@ -87,10 +88,11 @@ static void load_cover(void *argument)
     const std::unique_ptr<load_job> job((load_job *)argument);
     if (!play_track_is_current(job->track_id))
         return;
-    image *picture = tag_image_read(job->path);
+    int32_t width = 0, height = 0;
+    image *picture = tag_image_read_reduced(job->path, kept_side, &width, &height);
     if (!picture)
         return;
-    owner<play_cover, play_cover_release> cover(make_cover(picture));
+    owner<play_cover, play_cover_release> cover(make_cover(picture, width, height));
     if (!cover || !install_cover(cover.get(), job->track_id))
         return;
     (void)cover.release();

@@ -32,7 +32,9 @@ static const char *extension_of(const TagLib::String &mime)
     return mime == "image/png" ? ".png" : nullptr;
 }
 
-image *tag_image_read(const char *path)
+/* Finds the bytes of the picture and returns the extension that its type has, null without one.
+ * The file is closed again: while the picture is decoded, only its own bytes are in memory. */
+static const char *find_picture(const char *path, TagLib::ByteVector *bytes)
 {
     if (declared_tag_size(path) > largest_tag)
         return nullptr;
@@ -48,8 +50,23 @@ image *tag_image_read(const char *path)
     /* An encrypted or damaged frame comes back as another kind. */
     const auto *frame = dynamic_cast<TagLib::ID3v2::AttachedPictureFrame *>(frames.front());
     const char *extension = frame ? extension_of(frame->mimeType()) : nullptr;
+    if (extension)
+        *bytes = frame->picture();
+    return extension;
+}
+
+image *tag_image_read(const char *path)
+{
+    TagLib::ByteVector bytes;
+    const char *extension = find_picture(path, &bytes);
+    return extension ? image_read_from_memory(extension, bytes.data(), bytes.size()) : nullptr;
+}
+
+image *tag_image_read_reduced(const char *path, int32_t side, int32_t *width, int32_t *height)
+{
+    TagLib::ByteVector bytes;
+    const char *extension = find_picture(path, &bytes);
     if (!extension)
         return nullptr;
-    const TagLib::ByteVector bytes = frame->picture();
-    return image_read_from_memory(extension, bytes.data(), bytes.size());
+    return image_read_reduced(extension, bytes.data(), bytes.size(), side, width, height);
 }

@@ -2,6 +2,7 @@
 
 #include "makers/maker_audio.h"
 #include "platform/fault.h"
+#include "support/allocations.h"
 #include "unit/view/play_fixture.h"
 
 #include <jpeglib.h>
@@ -299,6 +300,45 @@ TEST_F(play_cover_test, keeps_little_of_a_large_picture)
     EXPECT_EQ(play_view.cover_image->picture->height, 320);
 }
 
+TEST_F(tag_image, comes_reduced_with_its_size_in_the_file)
+{
+    write_track("a.mp3", jpeg_bytes(300, 200));
+    write_track("b.mp3", png_bytes(300, 200), "image/png");
+    write_track("c.mp3", "no picture at all");
+    for (const char *path : {"a.mp3", "b.mp3"}) {
+        int32_t width = 0, height = 0;
+        image *picture = tag_image_read_reduced(path, 150, &width, &height);
+        ASSERT_NE(picture, nullptr) << path;
+        EXPECT_EQ(picture->width, 150);
+        EXPECT_EQ(picture->height, 100);
+        EXPECT_EQ(width, 300);
+        EXPECT_EQ(height, 200);
+        (void)image_free(picture);
+        EXPECT_EQ(picture_of(path), "300x200") << "and whole on request";
+    }
+    int32_t width = -1, height = -1;
+    EXPECT_EQ(tag_image_read_reduced("c.mp3", 150, &width, &height), nullptr);
+    EXPECT_EQ(tag_image_read_reduced("missing.mp3", 150, &width, &height), nullptr);
+    EXPECT_EQ(width, -1);
+    EXPECT_EQ(height, -1);
+}
+
+#ifdef ALLOCATIONS_ARE_COUNTED
+TEST_F(play_cover_test, of_a_huge_picture_needs_little_memory)
+{
+    write_track("a.mp3", jpeg_bytes(4000, 4000));
+    write_track("b.mp3", png_bytes(4000, 4000), "image/png");
+    for (const char *path : {"a.mp3", "b.mp3"}) {
+        set_track({.path = path});
+        const int64_t before = allocated_bytes;
+        allocated_peak = before;
+        ask();
+        EXPECT_LT(allocated_peak - before, 12 << 20) << path;
+        EXPECT_EQ(held(), "4000x4000");
+    }
+}
+#endif
+
 TEST_F(play_cover_test, fits_by_the_size_of_the_picture_in_the_file)
 {
     write_track("a.mp3", jpeg_bytes(801, 800));
@@ -483,7 +523,7 @@ TEST_F(play_cover_test, survives_a_user_who_skips_through_two_hundred_tracks)
 /* The picture takes a while to decode and to fit; the screen goes on meanwhile. */
 TEST_F(play_cover_test, of_a_huge_picture_holds_up_no_pass)
 {
-    write_track("a.mp3", jpeg_bytes(4000, 4000));
+    write_track("a.mp3", png_bytes(4000, 4000), "image/png");
     load_part({"show=\"album_cover\"|<album_cover width=\"120\" height=\"120\"/>", "|<text/>"});
     set_track({.path = "a.mp3"});
     using clock = std::chrono::steady_clock;
