@@ -202,7 +202,8 @@ static int start(int argc, char **argv)
     return 0;
 }
 
-/* Leaving through exit() would run the libraries' own clean-up under a worker that still uses them. */
+/* Leaving through exit() would run the libraries' own clean-up under a worker that still uses
+ * them. */
 static int leave(int status)
 {
     if (thread_settle(worker_wait_ms) == 0)

@@ -28,7 +28,8 @@ void synth_play(synth_mix &mix, synth_instrument instrument, const synth_note &n
     }
 }
 
-/* A tap that feeds back into itself through a filter which takes the brightness out, as walls do. */
+/* A tap that feeds back into itself through a filter which takes the brightness out, as walls
+ * do. */
 struct echo {
     std::vector<float> line;
     size_t at = 0;

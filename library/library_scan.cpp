@@ -21,8 +21,8 @@ static const char *const scan_opening[] = {
 };
 
 /* A scan on its way, with one handle from its first statement to its last: the program may close
- * the library meanwhile. The texts are those of the last rows that went in: most files share them with
- * the file before, and a row that is there need not be ignored again. */
+ * the library meanwhile. The texts are those of the last rows that went in: most files share them
+ * with the file before, and a row that is there need not be ignored again. */
 struct scan_job {
     db_handle *handle;
     bool whole; /* inside the transaction of library_scan() */

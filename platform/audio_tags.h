@@ -27,7 +27,8 @@ audio_tags_found audio_tags_id3(audio_file *file, audio_tags **out);
 /* Bytes of the ID3v2 blocks in front of the file, as they claim, cut to the file. */
 int64_t audio_tags_id3_size(audio_file *file);
 
-/* Delivers the next bytes of a comment block; a null `to` skips. Returns the bytes, 0 at the end. */
+/* Delivers the next bytes of a comment block; a null `to` skips. Returns the bytes, 0 at the
+ * end. */
 typedef size_t (*audio_tags_next)(void *user, void *to, size_t size);
 /* Reads a block of comments as Vorbis and FLAC have it. Null when it breaks off before its texts
  * or memory runs out. */

@@ -34,8 +34,8 @@ struct v2_reader : TagLib::ID3v2::Latin1StringHandler {
 };
 } // namespace
 
-/* Once opened they stay: opening loads a module of the C library, and one text in it takes less time
- * than that. A converter is used under the lock. */
+/* Once opened they stay: opening loads a module of the C library, and one text in it takes less
+ * time than that. A converter is used under the lock. */
 struct opened_encoding {
     char name[encoding_size];
     iconv_t converter;

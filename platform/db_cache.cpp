@@ -30,7 +30,8 @@ static db_cached *cache_oldest_locked(db_handle *handle) REQUIRES(handle->lock)
 }
 
 /* Returns db_unusual for a text that cannot be prepared with its literals taken out: it is then run
- * as it stands, for the message that belongs to it. A locked or damaged file says the same to both. */
+ * as it stands, for the message that belongs to it. A locked or damaged file says the same to
+ * both. */
 static int cache_prepare_locked(db_handle *handle, const char *lifted, uint32_t count,
                                 sqlite3_stmt **out) REQUIRES(handle->lock)
 {

@@ -41,7 +41,8 @@ extern const device device_sdl;     /* a desktop window; only in builds with SDL
 extern const device device_linux;   /* frame buffer, evdev, ALSA */
 extern const device device_virtual; /* memory, script and WAV file */
 
-/* Null before sys_init(); stays set after sys_exit(), because workers may still ask for the time. */
+/* Null before sys_init(); stays set after sys_exit(), because workers may still ask for the
+ * time. */
 extern const device *device_current;
 
 /* What only the program knows and a scripted device may be asked for. */

@@ -42,7 +42,8 @@ int fb_clear(fb_surface *surface, uint16_t colour);
 /* Shows fb_cur. */
 int fb_flip();
 
-/* Makes a surface filled with 0. Null when the size is below 1 or above 4096, or memory runs out. */
+/* Makes a surface filled with 0. Null when the size is below 1 or above 4096, or memory runs
+ * out. */
 [[nodiscard]] fb_surface *fb_create(int32_t width, int32_t height);
 /* Accepts null; refuses (-1) the screen. */
 int fb_free(fb_surface *surface);

@@ -32,7 +32,8 @@ struct file_listing {
 struct file_replacement;
 [[nodiscard]] file_replacement *file_replace_open(const char *path);
 FILE *file_replace_stream(file_replacement *replacement);
-/* Puts the new content in place and frees the record. -1 leaves the old content (except in place). */
+/* Puts the new content in place and frees the record. -1 leaves the old content (except in
+ * place). */
 int file_replace_commit(file_replacement *replacement);
 /* Drops the new content and frees the record. Accepts null. */
 void file_replace_cancel(file_replacement *replacement);

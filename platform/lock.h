@@ -1,4 +1,5 @@
-/* lock: mutexes that are valid from load to process end, and the annotations that let clang check them. */
+/* lock: mutexes that are valid from load to process end, and the annotations that let clang check
+ * them. */
 #pragma once
 
 #include <pthread.h>

@@ -22,7 +22,8 @@ constexpr uint32_t sound_frame_bytes = 4; /* left and right, 16 bits each */
 /* Joins the thread: no callback runs afterwards. Accepts a sound that was never opened. */
 int sound_close();
 /* Drops what is queued. From another thread the period being filled is dropped too; from inside the
- * callback (the end of a track) what is queued is played to its end. Any thread; waits for nobody. */
+ * callback (the end of a track) what is queued is played to its end. Any thread; waits for
+ * nobody. */
 int sound_reset();
 /* There is something to play again: a track was opened, a pause has ended. Any thread; cheap. */
 void sound_wake();

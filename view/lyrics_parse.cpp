@@ -4,7 +4,8 @@
 #include <cstring>
 
 constexpr size_t line_size = 1024;
-/* A file of the most lines of full length; of a larger one, which is no song, the rest is unread. */
+/* A file of the most lines of full length; of a larger one, which is no song, the rest is
+ * unread. */
 constexpr size_t largest_file = lyrics_max_lines * line_size;
 constexpr size_t stamp_length = 10;
 

@@ -21,7 +21,8 @@ struct lyrics_lines {
  * False for any other shape, and for a time of 0, which heads a song with its title. */
 bool lyrics_parse_line(const char *line, uint32_t *time, const char **text, size_t *length);
 /* Reads a whole file from where it stands. Lines above 1023 bytes are cut there; lines above
- * lyrics_max_lines, and all that stands behind the first 10 000 KiB, are left out. -1 when memory runs out (nothing is kept). Any thread. */
+ * lyrics_max_lines, and all that stands behind the first 10 000 KiB, are left out. -1 when memory
+ * runs out (nothing is kept). Any thread. */
 [[nodiscard]] int lyrics_parse_file(FILE *file, lyrics_lines *lines);
 /* Empties the record. */
 int lyrics_free(lyrics_lines *lines);

@@ -1,4 +1,5 @@
-/* device_linux: what the files of the bare Linux device share. Main thread unless said otherwise. */
+/* device_linux: what the files of the bare Linux device share. Main thread unless said
+ * otherwise. */
 #pragma once
 
 #include <cstdint>

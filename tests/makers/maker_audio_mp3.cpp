@@ -35,7 +35,8 @@ static int encode_part(lame_t lame, const maker_sound &sound, int64_t from, int 
                        std::string &to)
 {
     std::vector<float> left(static_cast<size_t>(count)), right(static_cast<size_t>(count));
-    /* The encoder's presets make some bit rates softer; the files are to have the level asked for. */
+    /* The encoder's presets make some bit rates softer; the files are to have the level asked
+     * for. */
     const float scale = 1 / lame_get_scale(lame);
     for (int i = 0; i < count; i++) {
         left[size_t(i)] = scale * sound.sample(from + i, 0);

@@ -1,4 +1,5 @@
-/* scene: the screens of a skin in every variant, state and data, drawn by the player's own screens. */
+/* scene: the screens of a skin in every variant, state and data, drawn by the player's own
+ * screens. */
 #include "tools/zerv_skin/scene.h"
 
 #include "config/cfg.h"

@@ -69,7 +69,8 @@ TEST(library_kill, leaves_the_old_library_or_a_whole_new_one)
     make_music("new", 800);
     const int64_t begun = now_us();
     ASSERT_EQ(scan("new"), 0);
-    /* Kills fall inside the first scan as often as behind it, on a slow machine and on a fast one. */
+    /* Kills fall inside the first scan as often as behind it, on a slow machine and on a fast
+     * one. */
     const int64_t range = 2 * (now_us() - begun) + 1;
     const auto new_tables = library_tables();
     ASSERT_EQ(scan("old"), 0);
