@@ -111,7 +111,8 @@ class SkippingTest(OnlineTest):
             begin = time.monotonic()
             self.say(process, "quit")
             process.communicate(timeout=DEADLINE_S)
-            self.assertLess(time.monotonic() - begin, 2.5, skipped)
+            # The player itself gives its workers two seconds; a busy machine adds some.
+            self.assertLess(time.monotonic() - begin, 10, skipped)
             self.assertEqual(process.returncode, 0)
 
 

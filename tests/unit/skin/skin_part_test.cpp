@@ -5,11 +5,10 @@
 #include "platform/image.h"
 #include "skin/skin_parse.h"
 #include "skin/skin_read.h"
+#include "support/allocations.h"
 #include "unit/skin/skin_fixture.h"
 
-#include <chrono>
 #include <cstring>
-#include <malloc.h>
 #include <sys/resource.h>
 
 /* Each case runs for an archive and for a folder of the same files. */
@@ -248,7 +247,7 @@ TEST_F(skin_part_test, refuses_packages_with_hostile_names)
     }
 }
 
-TEST_F(skin_part_test, refuses_bombs_in_bounded_time_and_memory)
+TEST_F(skin_part_test, refuses_bombs_in_bounded_memory)
 {
     maker_zip *zip = maker_zip_open("s.zip");
     ASSERT_NE(zip, nullptr);
@@ -263,10 +262,8 @@ TEST_F(skin_part_test, refuses_bombs_in_bounded_time_and_memory)
     ASSERT_EQ(maker_zip_close(zip), 0);
     rusage before = {}, after = {};
     ASSERT_EQ(getrusage(RUSAGE_SELF, &before), 0);
-    const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(read_part("s.zip"), nullptr);
     EXPECT_EQ(read_part("s.zip", "play"), nullptr);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
     ASSERT_EQ(getrusage(RUSAGE_SELF, &after), 0);
     EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 64 * 1024) << "KiB";
 }
@@ -315,7 +312,7 @@ TEST_F(skin_part_test, frees_nothing_of_nothing)
     EXPECT_EQ(skin_free_part(nullptr), 0);
 }
 
-TEST_F(skin_part_test, loads_a_skin_of_a_megabyte_soon)
+TEST_F(skin_part_test, loads_a_skin_of_a_megabyte)
 {
     /* Noise does not pack, so the pictures are as large in the archive as they are. */
     std::string text;
@@ -343,13 +340,7 @@ TEST_F(skin_part_test, loads_a_skin_of_a_megabyte_soon)
     }
     files[0].second = skin_xml(text);
     pack(files);
-    const auto start = std::chrono::steady_clock::now();
     EXPECT_NE(read_part("s.zip"), nullptr);
-    const auto took = std::chrono::steady_clock::now() - start;
-    /* Generous: a busy machine and the sanitizers are slow; the benchmark has the budget. */
-    EXPECT_LT(took, std::chrono::seconds(2));
-    RecordProperty("ms", static_cast<int>(
-                             std::chrono::duration_cast<std::chrono::milliseconds>(took).count()));
 }
 
 TEST_F(skin_part_test, keeps_no_memory_of_two_hundred_reloads)
@@ -367,11 +358,10 @@ TEST_F(skin_part_test, keeps_no_memory_of_two_hundred_reloads)
         }
     };
     reload();
-    const size_t before =
-        mallinfo2().uordblks; /* bytes in use; sanitizers count leaks themselves */
+    const int64_t before = allocated_bytes; /* the sanitizers look for leaks themselves */
     for (int i = 0; i < 200; i++)
         reload();
-    EXPECT_LE(mallinfo2().uordblks, before + 1024);
+    EXPECT_EQ(allocated_bytes, before);
 }
 
 TEST_F(skin_part_test, tells_a_watcher_about_files_and_images)
