@@ -4,6 +4,7 @@
 #include "lists/list_cur_playlist_entries.h"
 
 #include <algorithm>
+#include <chrono>
 #include <map>
 #include <thread>
 
@@ -308,8 +309,9 @@ TEST_F(list_cur_playlist_model, finds_exactly_what_it_holds_after_any_changes)
     EXPECT_EQ(queued_paths(), expected);
 }
 
-TEST_F(list_cur_playlist_model, queues_fifty_thousand_tracks)
+TEST_F(list_cur_playlist_model, queues_fifty_thousand_tracks_without_comparing_them_all)
 {
+    const auto begin = std::chrono::steady_clock::now();
     char path[64];
     for (int i = 0; i < 50000; i++) {
         snprintf(path, sizeof path, "/media/music/Artist %d/Album %d/%02d.mp3", i / 100, i / 10,
@@ -317,7 +319,9 @@ TEST_F(list_cur_playlist_model, queues_fifty_thousand_tracks)
         ASSERT_EQ(list_cur_playlist_add(path, "Title", "Artist"), 0) << path;
     }
     EXPECT_EQ(list_cur_playlist->update(nullptr, nullptr), 0);
+    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
     EXPECT_EQ(list_cur_playlist->count, 50000u);
+    EXPECT_LT(took.count(), 2.0);
 }
 
 /* The sound thread steps while the main thread changes what it steps through. */

@@ -179,7 +179,7 @@ TEST(file_replace, refuses_a_file_without_permission)
 TEST(file_replace, copies_over_a_file_that_may_not_be_renamed_over)
 {
     if (getuid() != 0)
-        GTEST_SKIP() << "needs two users";
+        GTEST_SKIP() << "only root can make a file of another user";
     const scratch folder;
     ASSERT_EQ(mkdir("sticky", 0755), 0);
     ASSERT_EQ(chmod("sticky", 01777), 0);
