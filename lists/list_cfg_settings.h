@@ -8,10 +8,10 @@ struct cfg_choice;
 
 struct list_cfg_setting {
     const char *label;
-    int32_t *number; /* what it edits: a number, or else a text */
-    char *text;
-    size_t text_size;
-    const char *description; /* subtitle while the cursor is on the setting */
+    int32_t *number = nullptr; /* what it edits: a number, or else a text */
+    char *text = nullptr;
+    size_t text_size = 0;
+    const char *description = ""; /* subtitle while the cursor is on the setting */
     /* Fills the choices; returns the row of the cursor. */
     int32_t (*collect)();
     /* The row of a choice, heap text. */

@@ -55,12 +55,6 @@ static list main_menu = {
             menu_updates++;
             return 0;
         },
-    .cursor = 0,
-    .items = nullptr,
-    .count = 0,
-    .title = "",
-    .subtitle = "",
-    .reserved = 0,
 };
 list *list_main = &main_menu;
 

@@ -53,11 +53,6 @@ static list menu = {
     .select = nullptr,
     .update = menu_update,
     .cursor = 8,
-    .items = nullptr,
-    .count = 0,
-    .title = "",
-    .subtitle = "",
-    .reserved = 0,
 };
 list *list_main = &menu;
 

@@ -38,12 +38,6 @@ static list menu = {
     .input = nullptr,
     .select = nullptr,
     .update = menu_update,
-    .cursor = 0,
-    .items = nullptr,
-    .count = 0,
-    .title = "",
-    .subtitle = "",
-    .reserved = 0,
 };
 list *list_main = &menu;
 
