@@ -1,140 +1,5 @@
-/* The scripted device, driven as the program drives it: a main loop in small. */
-#include "platform/clock.h"
-#include "platform/device.h"
-#include "platform/fault.h"
-#include "platform/fb.h"
-#include "platform/key.h"
-#include "platform/sound.h"
-#include "platform/str.h"
-#include "platform/sys.h"
-#include "platform/thread.h"
-#include "platform/touch.h"
-
-#include <atomic>
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <functional>
-#include <gtest/gtest.h>
-#include <png.h>
-#include <string>
-#include <thread>
-#include <unistd.h>
-#include <vector>
-
-using std::string;
-
-struct pass_seen {
-    int32_t ms;
-    key_report keys;
-    int32_t touch_type, touch_x, touch_y;
-};
-
-static std::function<void(const pass_seen &)> on_pass;
-static std::function<void(int16_t *samples, uint32_t frames)> play;
-
-static void on_sound(void *, void *buffer, uint32_t length)
-{
-    if (play)
-        play(static_cast<int16_t *>(buffer), length / sound_frame_bytes);
-    else
-        clock_msleep(1);
-}
-
-static void write_file(const char *path, const string &content)
-{
-    FILE *file = fopen(path, "wb");
-    ASSERT_NE(file, nullptr);
-    fwrite(content.data(), 1, content.size(), file);
-    fclose(file);
-}
-
-static string read_file(const char *path)
-{
-    string content;
-    FILE *file = fopen(path, "rb");
-    for (int c = file ? getc(file) : EOF; c != EOF; c = getc(file))
-        content += (char)c;
-    if (file)
-        fclose(file);
-    return content;
-}
-
-class device_virtual_script : public testing::Test
-{
-  protected:
-    void SetUp() override
-    {
-        fault_set("");
-        setenv("ZERV_DEVICE", "virtual", 1);
-        setenv("ZERV_VIRTUAL_SCRIPT", "script.txt", 1);
-        unsetenv("ZERV_VIRTUAL_SOUND");
-        unsetenv("ZERV_VIRTUAL_REALTIME");
-        on_pass = nullptr;
-        play = nullptr;
-        device_ask_program = nullptr;
-        int32_t full = 100;
-        EXPECT_EQ(sound_set_volume(&full, &full), 0);
-    }
-
-    void TearDown() override { close_all(); }
-
-    int open_all()
-    {
-        if (sys_init() || key_open() || touch_open() || sound_open(on_sound, nullptr))
-            return -1;
-        return fb_open(320, 240);
-    }
-
-    void close_all()
-    {
-        sound_close();
-        touch_close();
-        key_close();
-        fb_close();
-        sys_exit();
-    }
-
-    bool one_pass()
-    {
-        pass_seen seen = {};
-        key_check(&seen.keys);
-        touch_check(&seen.touch_x, &seen.touch_y, &seen.touch_type);
-        seen.ms = clock_msec();
-        passes.push_back(seen);
-        if (on_pass)
-            on_pass(seen);
-        clock_msleep(1);
-        return (seen.keys.pressed & key_quit) == 0;
-    }
-
-    /* Runs a script to its end and returns what it answered. */
-    string run(const string &script, int wanted_status = 0)
-    {
-        write_file("script.txt", script);
-        passes.clear();
-        testing::internal::CaptureStdout();
-        EXPECT_EQ(open_all(), 0);
-        int32_t left = 1000000;
-        while (left-- > 0 && one_pass()) {
-        }
-        EXPECT_GT(left, 0) << "the quit key never came";
-        close_all();
-        EXPECT_EQ(sys_status(), wanted_status);
-        return testing::internal::GetCapturedStdout();
-    }
-
-    std::vector<pass_seen> passes;
-};
-
-static void show(const char *text)
-{
-    fb_clear(fb_cur, 0);
-    const fb_text note = {1, 2, 300, 12, 12, 0xffff, 1, text};
-    fb_text_note(fb_cur, &note);
-    fb_flip();
-}
+/* The virtual device: commands, their answers, scripted time. */
+#include "unit/platform/device_virtual_fixture.h"
 
 TEST_F(device_virtual_script, the_end_of_the_script_quits)
 {
@@ -379,20 +244,20 @@ TEST_F(device_virtual_script, a_short_worker_ends_before_the_next_millisecond)
     }
 }
 
+static std::atomic<bool> stop{false};
+
+static void work_until_stopped(void *)
+{
+    while (!stop)
+        clock_msleep(1);
+}
+
 TEST_F(device_virtual_script, a_long_worker_is_waited_for_once)
 {
-    static std::atomic<bool> stop{false};
     stop = false;
     on_pass = [](const pass_seen &seen) {
         if (seen.ms == 1000001) {
-            EXPECT_EQ(thread_start(
-                          "long",
-                          [](void *) {
-                              while (!stop)
-                                  clock_msleep(1);
-                          },
-                          nullptr),
-                      0);
+            EXPECT_EQ(thread_start("long", work_until_stopped, nullptr), 0);
         } else if (seen.ms % 10 == 0) {
             EXPECT_EQ(thread_start(
                           "short", [](void *) {}, nullptr),
@@ -408,18 +273,10 @@ TEST_F(device_virtual_script, a_long_worker_is_waited_for_once)
 
 TEST_F(device_virtual_script, says_when_a_worker_goes_on)
 {
-    static std::atomic<bool> stop{false};
     stop = false;
     on_pass = [](const pass_seen &seen) {
         if (seen.ms == 1000001) {
-            EXPECT_EQ(thread_start(
-                          "work",
-                          [](void *) {
-                              while (!stop)
-                                  clock_msleep(1);
-                          },
-                          nullptr),
-                      0);
+            EXPECT_EQ(thread_start("work", work_until_stopped, nullptr), 0);
         }
     };
     EXPECT_EQ(run("advance 1\nsettle 20\n"), "busy\n");
@@ -526,215 +383,4 @@ TEST_F(device_virtual_script, fails_to_start_without_its_files)
     write_file("script.txt", "");
     EXPECT_EQ(sys_init(), -1);
     testing::internal::GetCapturedStderr();
-}
-
-/* ---- Sound ---- */
-
-static uint32_t little(const string &from, size_t at, int bytes)
-{
-    uint32_t value = 0;
-    for (int i = bytes - 1; i >= 0; i--)
-        value = value << 8 | (uint8_t)from[at + (size_t)i];
-    return value;
-}
-
-static int16_t frame_at(const string &wav, uint32_t frame)
-{
-    return (int16_t)little(wav, 44 + frame * 4, 2);
-}
-
-static std::atomic<uint32_t> counter{0};
-
-static void play_ramp(int16_t *samples, uint32_t frames)
-{
-    for (uint32_t i = 0; i < frames; i++)
-        samples[i * 2] = samples[i * 2 + 1] = (int16_t)(counter++ % 20000 + 1);
-}
-
-TEST_F(device_virtual_script, the_speaker_consumes_exactly_the_time_that_passes)
-{
-    setenv("ZERV_VIRTUAL_SOUND", "sound.wav", 1);
-    counter = 0;
-    play = play_ramp;
-    const string answer = run("advance 1234\nstate\nkey select\nquit\n");
-    const string wav = read_file("sound.wav");
-    const uint32_t frames = 1234 * 441 / 10;
-    ASSERT_EQ(wav.size(), 44 + frames * 4);
-    EXPECT_EQ(wav.substr(0, 4), "RIFF");
-    EXPECT_EQ(little(wav, 4, 4), wav.size() - 8);
-    EXPECT_EQ(wav.substr(8, 8), "WAVEfmt ");
-    EXPECT_EQ(little(wav, 20, 2), 1u);
-    EXPECT_EQ(little(wav, 22, 2), 2u);
-    EXPECT_EQ(little(wav, 24, 4), 44100u);
-    EXPECT_EQ(little(wav, 28, 4), 176400u);
-    EXPECT_EQ(little(wav, 32, 2), 4u);
-    EXPECT_EQ(little(wav, 34, 2), 16u);
-    EXPECT_EQ(little(wav, 40, 4), frames * 4);
-    for (uint32_t i = 0; i < frames; i++)
-        ASSERT_EQ(frame_at(wav, i), (int16_t)(i % 20000 + 1));
-    const uint32_t queued = (counter - frames) * 1000 / 44100;
-    EXPECT_NE(answer.find("queued=" + std::to_string(queued)), string::npos) << answer;
-}
-
-TEST_F(device_virtual_script, the_speaker_plays_silence_while_nothing_plays)
-{
-    setenv("ZERV_VIRTUAL_SOUND", "sound.wav", 1);
-    on_pass = [](const pass_seen &seen) {
-        if (seen.ms == 1000100) {
-            counter = 0;
-            play = play_ramp;
-            sound_wake();
-        }
-    };
-    run("advance 200\n");
-    const string wav = read_file("sound.wav");
-    ASSERT_EQ(wav.size(), 44u + 8820 * 4);
-    for (uint32_t i = 0; i < 4410; i++)
-        ASSERT_EQ(frame_at(wav, i), 0);
-    EXPECT_EQ(frame_at(wav, 4410), 1) << "heard in the next millisecond";
-    EXPECT_EQ(frame_at(wav, 8819), 4410);
-}
-
-TEST_F(device_virtual_script, the_same_run_gives_the_same_bytes)
-{
-    setenv("ZERV_VIRTUAL_SOUND", "sound.wav", 1);
-    string first_wav, first_answer;
-    for (int round = 0; round < 5; round++) {
-        counter = 0;
-        play = play_ramp;
-        int32_t full = 100;
-        EXPECT_EQ(sound_set_volume(&full, &full), 0);
-        on_pass = [](const pass_seen &seen) {
-            if (seen.keys.pressed & key_select)
-                sound_reset();
-            int32_t volume = 10 + seen.ms % 90;
-            if (seen.keys.pressed & key_up) {
-                EXPECT_EQ(sound_set_volume(&volume, &volume), 0);
-            }
-        };
-        const string answer =
-            run("advance 333\nkey select\nadvance 50\nkey up\nadvance 500\nstate\n");
-        const string wav = read_file("sound.wav");
-        if (round == 0) {
-            first_wav = wav;
-            first_answer = answer;
-        }
-        EXPECT_TRUE(wav == first_wav);
-        EXPECT_EQ(answer, first_answer);
-    }
-}
-
-TEST_F(device_virtual_script, the_callback_runs_on_a_thread_of_its_own_in_step_with_the_passes)
-{
-    static std::atomic<bool> on_main{false}, in_pass{false}, overlapped{false};
-    on_main = in_pass = overlapped = false;
-    static const pthread_t main_thread = pthread_self();
-    play = [](int16_t *samples, uint32_t frames) {
-        on_main = on_main || pthread_equal(pthread_self(), main_thread);
-        overlapped = overlapped || in_pass;
-        play_ramp(samples, frames);
-        overlapped = overlapped || in_pass;
-    };
-    on_pass = [](const pass_seen &) {
-        in_pass = true;
-        std::this_thread::yield();
-        in_pass = false;
-    };
-    run("advance 1000\n");
-    EXPECT_FALSE(on_main);
-    EXPECT_FALSE(overlapped);
-}
-
-/* ---- Real time, and scripts that come in while the program runs ---- */
-
-TEST_F(device_virtual_script, follows_real_time_when_asked)
-{
-    setenv("ZERV_VIRTUAL_REALTIME", "1", 1);
-    setenv("ZERV_VIRTUAL_SOUND", "sound.wav", 1);
-    counter = 0;
-    play = play_ramp;
-    const auto started = std::chrono::steady_clock::now();
-    run("advance 300\n");
-    const std::chrono::duration<double, std::milli> took =
-        std::chrono::steady_clock::now() - started;
-    EXPECT_GE(took.count(), 299);
-    EXPECT_GE(passes.back().ms, 1000300);
-    EXPECT_GT(passes.size(), 5u) << "the main loop goes on meanwhile";
-    const string wav = read_file("sound.wav");
-    EXPECT_GE(wav.size(), 44u + 8820 * 4);
-    EXPECT_EQ(little(wav, 40, 4), wav.size() - 44);
-    EXPECT_EQ(frame_at(wav, 4000) - frame_at(wav, 3999), 1);
-}
-
-class device_virtual_pipe : public device_virtual_script
-{
-  protected:
-    void SetUp() override
-    {
-        device_virtual_script::SetUp();
-        ASSERT_EQ(pipe(ends), 0);
-        kept_input = dup(STDIN_FILENO);
-        ASSERT_EQ(dup2(ends[0], STDIN_FILENO), STDIN_FILENO);
-        unsetenv("ZERV_VIRTUAL_SCRIPT");
-    }
-    void TearDown() override
-    {
-        device_virtual_script::TearDown();
-        dup2(kept_input, STDIN_FILENO);
-        close(kept_input);
-        close(ends[0]);
-        if (ends[1] >= 0)
-            close(ends[1]);
-    }
-    void type(const char *text)
-    {
-        ASSERT_EQ(write(ends[1], text, strlen(text)), (ssize_t)strlen(text));
-    }
-
-    int ends[2] = {-1, -1};
-    int kept_input = -1;
-};
-
-TEST_F(device_virtual_pipe, reads_standard_input_line_by_line)
-{
-    ASSERT_EQ(open_all(), 0);
-    type("key se");
-    std::thread typist([this] {
-        clock_real_msleep(20);
-        type("lect\nadvance 1\n");
-    });
-    while (one_pass() && clock_msec() == 1000000) {
-    }
-    typist.join();
-    EXPECT_EQ(passes[passes.size() - 2].keys.pressed, key_select);
-    close(ends[1]);
-    ends[1] = -1;
-    EXPECT_FALSE(one_pass());
-}
-
-TEST_F(device_virtual_pipe, a_call_for_attention_ends_the_wait_for_a_command)
-{
-    ASSERT_EQ(open_all(), 0);
-    std::thread caller([] {
-        clock_real_msleep(20);
-        clock_wake();
-    });
-    EXPECT_TRUE(one_pass());
-    EXPECT_EQ(passes.back().keys.pressed, 0u);
-    EXPECT_EQ(passes.back().ms, 1000000) << "no time passes meanwhile";
-    caller.join();
-}
-
-TEST_F(device_virtual_pipe, runs_on_without_commands_in_real_time)
-{
-    setenv("ZERV_VIRTUAL_REALTIME", "1", 1);
-    ASSERT_EQ(open_all(), 0);
-    for (int i = 0; i < 20; i++)
-        EXPECT_TRUE(one_pass());
-    EXPECT_GT(clock_msec(), 1000010);
-    type("quit\n");
-    int left = 10000;
-    while (left-- > 0 && one_pass()) {
-    }
-    EXPECT_GT(left, 0);
 }

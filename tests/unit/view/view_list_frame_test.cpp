@@ -71,17 +71,13 @@ class list_frame : public testing::Test
         cfg_load_default();
         str_copy(cfg_skin_list, "skins/one");
         for (list &each : lists)
-            each = {.init = nothing,
-                    .exit = nothing,
-                    .input = [](view *, list *) { return 0; },
-                    .select = nullptr,
-                    .update = nullptr,
-                    .cursor = 0,
-                    .items = nullptr,
-                    .count = 0,
-                    .title = "",
-                    .subtitle = "",
-                    .reserved = 0};
+            each = {
+                .init = nothing,
+                .exit = nothing,
+                .input = [](view *, list *) { return 0; },
+                .select = nullptr,
+                .update = nullptr,
+            };
         ASSERT_EQ(view_list->init(), 0);
         ASSERT_EQ(overlay_msg->init(), 0);
         fill_rows();
