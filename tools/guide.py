@@ -80,13 +80,13 @@ class Example:
         return min(320, right + MARGIN), min(240, bottom + MARGIN)
 
     def content(self, sizes):
-        """The part file: the example, its boxes behind it."""
+        """The part file: the example, all of its boxes behind it."""
         root = ElementTree.Element("skin", self.root.attrib)
         for element, x, y, width, height in self.boxes(sizes):
             if element.tag != "rect":
                 ElementTree.SubElement(root, "rect", x=str(x), y=str(y), width=str(width),
                                        height=str(height), color=ELEMENT_BOX)
-            root.append(element)
+        root.extend(self.root)
         return ElementTree.tostring(root, "unicode")
 
 
