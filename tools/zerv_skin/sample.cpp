@@ -5,12 +5,20 @@
 
 constexpr int32_t low_battery = 4; /* per cent */
 
+/* What the player says then: in its colours, with the longest line that stays for minutes. */
+static const sample_message battery_messages[] = {
+    {"The battery level is too low.", 0xF800},
+    {"The system will be powered off in 5 minutes.", 0xF800},
+};
+static const sample_message volume_messages[] = {{"Volume: 35", 0x001F}};
+
 /* ---- the list screen ---- */
 
 struct list_state {
     const char *name;
     bool at_end; /* the cursor; else where the data has it */
     bool battery_low;
+    std::span<const sample_message> messages;
 };
 
 struct list_data {
@@ -19,9 +27,10 @@ struct list_data {
 };
 
 static const list_state list_states[] = {
-    {"usual", false, false},
-    {"last", true, false},
-    {"battery-low", false, true},
+    {"usual", false, false, {}},
+    {"last", true, false, {}},
+    {"battery-low", false, true, battery_messages},
+    {"volume", false, false, volume_messages},
 };
 
 static const char *const menu_rows[] = {"当前播放列表", "打开",     "艺术家",     "专辑", "流派",
@@ -67,6 +76,7 @@ const sample_screen sample_list = {
     .data_count = std::size(list_datas),
     .state_name = [](uint32_t state) { return list_states[state].name; },
     .data_name = [](uint32_t data) { return list_datas[data].name; },
+    .messages = [](uint32_t state) { return list_states[state].messages; },
 };
 
 /* ---- the play screen ---- */
@@ -75,6 +85,7 @@ struct play_state {
     const char *name;
     bool loaded, paused;
     bool battery_low; /* and the track at its end */
+    std::span<const sample_message> messages;
 };
 
 struct play_data {
@@ -85,10 +96,11 @@ struct play_data {
 };
 
 static const play_state play_states[] = {
-    {"playing", true, false, false},
-    {"paused", true, true, false},
-    {"stopped", false, true, false},
-    {"battery-low", true, false, true},
+    {"playing", true, false, false, {}},
+    {"paused", true, true, false, {}},
+    {"stopped", false, true, false, {}},
+    {"battery-low", true, false, true, battery_messages},
+    {"volume", true, false, false, volume_messages},
 };
 
 static const play_data play_datas[] = {
@@ -122,6 +134,7 @@ const sample_screen sample_play = {
     .data_count = std::size(play_datas),
     .state_name = [](uint32_t state) { return play_states[state].name; },
     .data_name = [](uint32_t data) { return play_datas[data].name; },
+    .messages = [](uint32_t state) { return play_states[state].messages; },
 };
 
 /* ---- both ---- */

@@ -4,15 +4,22 @@
 #include "tools/zerv_skin/stage.h"
 
 #include <cstdint>
+#include <span>
 #include <string>
 
 /* What a screen can be shown in. Every state goes with every data; the usual ones come first. */
+struct sample_message {
+    const char *text;
+    uint16_t colour;
+};
+
 struct sample_screen {
     const char *part;
     const char *usual; /* what the first state with the first data is called */
     uint32_t state_count, data_count;
     const char *(*state_name)(uint32_t state);
     const char *(*data_name)(uint32_t data);
+    std::span<const sample_message> (*messages)(uint32_t state); /* over the screen, oldest first */
 };
 
 extern const sample_screen sample_list, sample_play;

@@ -3,6 +3,7 @@
 #include "tools/zerv_skin/scene.h"
 
 #include "config/cfg.h"
+#include "core/overlay.h"
 #include "platform/fb.h"
 #include "platform/thread.h"
 #include "skin/skin.h"
@@ -202,6 +203,17 @@ static const skin_page *draw_play(const scene &of)
     return play_layout_current();
 }
 
+/* Through the player's own message list, which is empty before and after. */
+static void draw_messages(const scene &of, view *shown)
+{
+    const sample_screen &screen = of.in_list ? sample_list : sample_play;
+    (void)overlay_msg->init();
+    for (const sample_message &message : screen.messages(of.state))
+        (void)overlay_msg_add(message.text, 0, message.colour);
+    (void)overlay_msg->draw(shown, shown->surface);
+    (void)overlay_msg->exit();
+}
+
 static void write_names(fb_surface *to, const skin_page *page)
 {
     for (uint32_t i = 0; i < page->element_count; i++) {
@@ -216,7 +228,9 @@ const fb_surface *scene_draw(const scene &of, bool outlines, bool names)
 {
     cfg_debug = outlines;
     const skin_page *page = of.in_list ? draw_list(of) : draw_play(of);
-    fb_surface *surface = of.in_list ? view_list->surface : view_play->surface;
+    view *shown = of.in_list ? view_list : view_play;
+    fb_surface *surface = shown->surface;
+    draw_messages(of, shown);
     if (names && page)
         write_names(surface, page);
     return surface;

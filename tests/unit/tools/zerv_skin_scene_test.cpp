@@ -5,6 +5,8 @@
 #include "tools/zerv_skin/stage.h"
 #include "unit/skin/skin_fixture.h"
 
+#include <algorithm>
+
 struct zerv_skin_scene : skin_test {
     void SetUp() override
     {
@@ -121,7 +123,7 @@ TEST_F(zerv_skin_scene, steps_round_variants_states_data_and_parts)
     EXPECT_EQ(step("play-3-paused", scene_axis::variant, 1), "play-0-paused");
     EXPECT_EQ(step("play-0-paused", scene_axis::variant, -1), "play-3-paused");
     EXPECT_EQ(step("play-0-playing", scene_axis::state, 1), "play-0-paused");
-    EXPECT_EQ(step("play-0-playing", scene_axis::state, -1), "play-0-battery-low");
+    EXPECT_EQ(step("play-0-playing", scene_axis::state, -1), "play-0-volume");
     EXPECT_EQ(step("play-0-paused-korean", scene_axis::state, 1), "play-0-battery-low-korean");
     EXPECT_EQ(step("play-3-paused-korean", scene_axis::state, 1), "play-3-stopped-korean");
     EXPECT_EQ(step("play-0-paused", scene_axis::data, 1), "play-0-paused-long");
@@ -158,6 +160,29 @@ TEST_F(zerv_skin_scene, shows_every_state_with_every_data)
     EXPECT_EQ(look_at("play-0-battery-low-long"), std::pair(4, false));
 }
 
+TEST_F(zerv_skin_scene, draws_the_messages_of_a_state_over_the_screen)
+{
+    ASSERT_EQ(stage_open_font(nullptr), 0);
+    open({{"play.xml", skin_xml("")}, {"list.xml", skin_xml("")}});
+    /* Pixels on one of the lowest lines, 18 pixels each, that the colour made darker than paper. */
+    auto count = [&](const char *name, int line, uint16_t colour) {
+        const fb_surface *drawn = scene_draw(package.scenes[find(name)], false, false);
+        const uint16_t *begin = drawn->pixels + (240 - 18 * (line + 1)) * drawn->stride;
+        return std::count_if(begin, begin + 18 * drawn->stride, [colour](uint16_t pixel) {
+            return pixel != 0xFFFF && (pixel & colour) == colour;
+        });
+    };
+    for (const char *name : {"play-0-battery-low", "list-0-battery-low"}) {
+        EXPECT_GT(count(name, 0, 0xF800), 200) << name;
+        EXPECT_GT(count(name, 1, 0xF800), 200) << name;
+    }
+    for (const char *name : {"play-0-volume", "list-0-volume"}) {
+        EXPECT_GT(count(name, 0, 0x001F), 50) << name;
+        EXPECT_LT(count(name, 0, 0xF800), 50) << "no red one is left over";
+    }
+    EXPECT_EQ(count("play-0-playing", 0, 0), 0);
+}
+
 TEST_F(zerv_skin_scene, previews_each_state_and_each_data_once)
 {
     open(four_variants);
@@ -166,7 +191,7 @@ TEST_F(zerv_skin_scene, previews_each_state_and_each_data_once)
         if (each.in_preview && each.variant == 3)
             names += each.name + " ";
     EXPECT_EQ(names, "play-3-playing play-3-long play-3-korean play-3-chinese play-3-no-tags "
-                     "play-3-paused play-3-stopped play-3-battery-low ");
+                     "play-3-paused play-3-stopped play-3-battery-low play-3-volume ");
 }
 
 TEST_F(zerv_skin_scene, reads_a_package_anew)
