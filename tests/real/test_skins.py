@@ -60,6 +60,12 @@ def contrast(one, other):
     return (lighter + 0.05) / (darker + 0.05)
 
 
+# Where messages appear: two lines of 18 pixels from the bottom, in these colours.
+STRIP_TOP = 204
+MESSAGE_COLOURS = ((b"\xff\0\0", 3), (b"\0\0\xff", 4.5))
+STATES_WITH_MESSAGES = re.compile(r"battery-low|volume|sheet")
+
+
 class SkinsTest(unittest.TestCase):
     def preview(self, skin):
         folder = tempfile.TemporaryDirectory()
@@ -91,6 +97,22 @@ class SkinsTest(unittest.TestCase):
                      if file.name.startswith("play")}
             self.assertGreaterEqual(roots, {("album_cover", "lyrics"), ("lyrics", "album_cover"),
                                             ("album_cover", None), (None, None)}, skin)
+
+    def test_every_screen_keeps_a_light_strip_for_messages(self):
+        for skin in SKINS:
+            strips = {}
+            for picture in sorted(self.preview(skin).glob("*.png")):
+                if STATES_WITH_MESSAGES.search(picture.stem):
+                    continue
+                strip = read_png(picture)[2][STRIP_TOP:]
+                colours = {row[x:x + 3] for row in strip for x in range(0, len(row), 3)}
+                for message, least in MESSAGE_COLOURS:
+                    worst = min(contrast(message, colour) for colour in colours)
+                    self.assertGreaterEqual(worst, least, f"{skin} {picture.stem}")
+                # Whatever the player does, nothing appears there that a message would hide.
+                screen = re.match(r"[a-z]+-\d+", picture.stem)[0]
+                self.assertEqual(strips.setdefault(screen, strip), strip, f"{skin} {picture.stem}")
+            self.assertGreaterEqual(len(strips), 5, skin)
 
     def test_large_type_has_large_rows_and_large_targets(self):
         for file, root in part_files("LargeType"):
