@@ -1,7 +1,7 @@
 /* bench_decode: how much faster than the clock each format is decoded to 16-bit stereo at the
  * output's rate, and what opening and seeking cost. */
-#include "platform/audio.h"
-#include "platform/sound.h"
+#include "platform/audio/audio.h"
+#include "platform/sound/sound.h"
 #include "tests/makers/maker_audio.h"
 
 #include <benchmark/benchmark.h>

@@ -1,8 +1,8 @@
 /* bench_graphics: what a frame is made of, and what workers do to pictures. */
-#include "platform/fb.h"
-#include "platform/font.h"
-#include "platform/image.h"
-#include "platform/owner.h"
+#include "platform/base/owner.h"
+#include "platform/draw/fb.h"
+#include "platform/font/font.h"
+#include "platform/image/image.h"
 
 #include <benchmark/benchmark.h>
 #include <cstdio>

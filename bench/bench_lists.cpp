@@ -1,8 +1,8 @@
 /* bench_lists: a large folder in the file browser, a large current playlist. */
-#include "lists/list.h"
-#include "lists/list_cur_playlist.h"
 #include "lists/list_files.h"
-#include "platform/file.h"
+#include "lists/playlist/list_cur_playlist.h"
+#include "lists/record/list.h"
+#include "platform/file/file.h"
 
 #include <benchmark/benchmark.h>
 #include <cstdio>

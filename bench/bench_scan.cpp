@@ -6,7 +6,7 @@
 #include "config/cfg.h"
 #include "library/library.h"
 #include "library/library_scan.h"
-#include "platform/audio.h"
+#include "platform/audio/audio.h"
 #include "tests/makers/maker_audio.h"
 
 #include <cstdio>

@@ -1,5 +1,5 @@
 /* bench_skin: reading a skin of about a megabyte, from an archive and from a folder. */
-#include "platform/file.h"
+#include "platform/file/file.h"
 #include "skin/skin.h"
 #include "tests/makers/maker_zip.h"
 

@@ -44,7 +44,7 @@ endfunction()
 
 function(zerv_library folder)
   cmake_parse_arguments(ARG "" "" "EXCEPT;LIBRARIES" ${ARGN})
-  zerv_collect(files SOURCES ${folder}/*.cpp EXCEPT ${ARG_EXCEPT})
+  zerv_collect(files SOURCES ${folder}/*.cpp ${folder}/*/*.cpp EXCEPT ${ARG_EXCEPT})
   add_library(${folder} STATIC ${files} ${ZERV_EMPTY})
   zerv_common_options(${folder})
   target_link_libraries(${folder} PUBLIC ${ARG_LIBRARIES} Threads::Threads)
@@ -63,7 +63,7 @@ function(zerv_define_hosts)
   endforeach()
 endfunction()
 
-# One program a test file: zerv_test(platform/file_test.cpp hobkit) makes the program file_test,
+# One program a test file: zerv_test(platform/file/file_test.cpp hobkit) makes the program file_test,
 # run in an empty scratch folder of its own.
 function(zerv_test file)
   get_filename_component(name ${file} NAME_WE)

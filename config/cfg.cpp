@@ -2,7 +2,7 @@
 #include "config/cfg.h"
 
 #include "config/cfg_default.h"
-#include "platform/str.h"
+#include "platform/base/str.h"
 
 #include <unistd.h>
 

@@ -2,9 +2,9 @@
 #include "config/cfg.h"
 
 #include "config/cfg_default.h"
-#include "platform/file.h"
-#include "platform/owner.h"
-#include "platform/str.h"
+#include "platform/base/owner.h"
+#include "platform/base/str.h"
+#include "platform/file/file.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -1,12 +1,12 @@
 #include "core/loop.h"
 
 #include "config/cfg.h"
-#include "core/overlay.h"
-#include "core/program.h"
+#include "core/services/overlay.h"
+#include "core/services/program.h"
 #include "lists/list_cfg.h"
-#include "platform/clock.h"
-#include "platform/fb.h"
-#include "platform/str.h"
+#include "platform/base/clock.h"
+#include "platform/base/str.h"
+#include "platform/draw/fb.h"
 #include "view/view.h"
 
 constexpr int32_t battery_too_low = 6; /* per cent; below it the program ends itself in time */

@@ -1,7 +1,7 @@
 #include "core/steps.h"
 
-#include "core/program.h"
-#include "platform/fault.h"
+#include "core/services/program.h"
+#include "platform/base/fault.h"
 
 static int report(const program_step *step)
 {

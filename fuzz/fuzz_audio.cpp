@@ -1,6 +1,6 @@
 /* fuzz_audio: music files of strangers, taken by each decoder whatever they are. */
 #include "fuzz/fuzz.h"
-#include "platform/decoder.h"
+#include "platform/audio/decoder.h"
 
 #include <initializer_list>
 

@@ -1,8 +1,8 @@
 /* fuzz_image: pictures of skins and covers: decoded, fitted, dithered and drawn. */
 #include "fuzz/fuzz.h"
-#include "platform/fb.h"
-#include "platform/image.h"
-#include "platform/owner.h"
+#include "platform/base/owner.h"
+#include "platform/draw/fb.h"
+#include "platform/image/image.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,7 +1,7 @@
 /* fuzz_lrc: ".lrc" files, as they come from strangers and from the lyrics service. */
 #include "fuzz/fuzz.h"
-#include "platform/owner.h"
-#include "view/lyrics_parse.h"
+#include "platform/base/owner.h"
+#include "view/lyrics/lyrics_parse.h"
 
 #include <cstring>
 

@@ -1,7 +1,7 @@
 /* fuzz_m3u: playlists, from their bytes to the entries, and back through the form that is saved. */
 #include "fuzz/fuzz.h"
-#include "lists/list_cur_playlist_entries.h"
-#include "lists/list_cur_playlist_m3u.h"
+#include "lists/playlist/list_cur_playlist_entries.h"
+#include "lists/playlist/list_cur_playlist_m3u.h"
 
 #include <cstring>
 #include <string>

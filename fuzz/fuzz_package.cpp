@@ -1,6 +1,6 @@
 /* fuzz_package: update packages, as a server that lies might send them. */
 #include "fuzz/fuzz.h"
-#include "platform/owner.h"
+#include "platform/base/owner.h"
 #include "update/update_package.h"
 
 #include <cstring>

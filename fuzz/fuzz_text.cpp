@@ -1,8 +1,8 @@
 /* fuzz_text: any bytes as a text on the screen. The first three say how: size, box, alignment. */
 #include "fuzz/fuzz.h"
-#include "platform/fb.h"
-#include "platform/font.h"
-#include "platform/owner.h"
+#include "platform/base/owner.h"
+#include "platform/draw/fb.h"
+#include "platform/font/font.h"
 
 #include <cstdlib>
 #include <string>

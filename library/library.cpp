@@ -1,8 +1,8 @@
 /* library: the database of tracks. */
 #include "library/library.h"
 
-#include "platform/db.h"
-#include "platform/str.h"
+#include "platform/base/str.h"
+#include "platform/db/db.h"
 
 #include <atomic>
 #include <cstdint>

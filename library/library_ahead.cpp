@@ -1,7 +1,7 @@
 /* library_ahead: reads the tags of the files to come. */
 #include "library/library_ahead.h"
 
-#include "platform/thread.h"
+#include "platform/base/thread.h"
 
 #include <cstdlib>
 #include <cstring>

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "library/library_tags.h"
-#include "platform/lock.h"
+#include "platform/base/lock.h"
 
 #include <cstdint>
 

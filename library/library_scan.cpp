@@ -6,9 +6,9 @@
 #include "library/library_ahead.h"
 #include "library/library_tags.h"
 #include "library/library_walk.h"
-#include "platform/db.h"
-#include "platform/file.h"
-#include "platform/str.h"
+#include "platform/base/str.h"
+#include "platform/db/db.h"
+#include "platform/file/file.h"
 
 #include <climits>
 #include <cstdio>

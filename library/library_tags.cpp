@@ -2,8 +2,8 @@
 #include "library/library_tags.h"
 
 #include "library/media.h"
-#include "platform/audio.h"
-#include "platform/str.h"
+#include "platform/audio/audio.h"
+#include "platform/base/str.h"
 
 #include <cstdlib>
 #include <cstring>

@@ -5,7 +5,7 @@
 #include "library/library_walk.h"
 
 #include "library/media.h"
-#include "platform/file.h"
+#include "platform/file/file.h"
 
 #include <cstdint>
 #include <cstdlib>

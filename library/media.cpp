@@ -1,8 +1,8 @@
 /* media: which files are music or playlists. */
 #include "library/media.h"
 
-#include "platform/file.h"
-#include "platform/str.h"
+#include "platform/base/str.h"
+#include "platform/file/file.h"
 
 #include <sys/stat.h>
 

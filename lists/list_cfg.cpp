@@ -1,13 +1,13 @@
 /* list_cfg: the settings as a list, and the values of the one that is open. */
 #include "lists/list_cfg.h"
 
-#include "core/program.h"
-#include "lists/list.h"
+#include "core/services/program.h"
 #include "lists/list_cfg_settings.h"
-#include "platform/clock.h"
-#include "platform/str.h"
+#include "lists/record/list.h"
+#include "platform/base/clock.h"
+#include "platform/base/str.h"
+#include "view/list/view_list.h"
 #include "view/view.h"
-#include "view/view_list.h"
 
 #include <cstdlib>
 #include <cstring>

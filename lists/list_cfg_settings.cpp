@@ -1,17 +1,17 @@
 #include "lists/list_cfg_settings.h"
 
 #include "config/cfg.h"
-#include "core/lang.h"
-#include "core/program.h"
+#include "core/lang/lang.h"
+#include "core/services/program.h"
 #include "lists/list_cfg.h"
-#include "platform/clock.h"
-#include "platform/dynamic.h"
-#include "platform/file.h"
-#include "platform/owner.h"
-#include "platform/str.h"
+#include "platform/base/clock.h"
+#include "platform/base/dynamic.h"
+#include "platform/base/owner.h"
+#include "platform/base/str.h"
+#include "platform/file/file.h"
 #include "skin/skin.h"
-#include "view/view_list.h"
-#include "view/view_play.h"
+#include "view/list/view_list.h"
+#include "view/play/view_play.h"
 
 #include <atomic>
 #include <cstdlib>

@@ -1,7 +1,7 @@
 /* list_cfg_span: durations as people read them. */
-#include "core/lang.h"
+#include "core/lang/lang.h"
 #include "lists/list_cfg.h"
-#include "platform/str.h"
+#include "platform/base/str.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,10 +1,10 @@
 /* list_files_add_dir: queues a folder with everything below it. */
 #include "library/media.h"
-#include "lists/list_cur_playlist.h"
 #include "lists/list_files.h"
-#include "platform/file.h"
-#include "platform/owner.h"
-#include "platform/str.h"
+#include "lists/playlist/list_cur_playlist.h"
+#include "platform/base/owner.h"
+#include "platform/base/str.h"
+#include "platform/file/file.h"
 
 #include <sys/stat.h>
 

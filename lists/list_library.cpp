@@ -2,15 +2,15 @@
 #include "lists/list_library.h"
 
 #include "library/library.h"
-#include "lists/list.h"
-#include "lists/list_cur_playlist.h"
-#include "platform/db.h"
-#include "platform/owner.h"
-#include "platform/str.h"
+#include "lists/playlist/list_cur_playlist.h"
+#include "lists/record/list.h"
+#include "platform/base/owner.h"
+#include "platform/base/str.h"
+#include "platform/db/db.h"
 #include "play/play.h"
+#include "view/list/view_list.h"
+#include "view/play/view_play.h"
 #include "view/view.h"
-#include "view/view_list.h"
-#include "view/view_play.h"
 
 #include <cstdlib>
 #include <cstring>

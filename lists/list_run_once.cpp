@@ -1,11 +1,11 @@
 /* list_run_once: greets a new user, who picks a language and may have the library built. */
 #include "config/cfg.h"
-#include "core/lang.h"
-#include "lists/list.h"
+#include "core/lang/lang.h"
 #include "lists/list_main.h"
-#include "platform/str.h"
+#include "lists/record/list.h"
+#include "platform/base/str.h"
+#include "view/list/view_list.h"
 #include "view/view.h"
-#include "view/view_list.h"
 
 #include <cstring>
 

@@ -1,11 +1,11 @@
 /* play: opens, closes and reads the one stream, and steps on at its end. */
 #include "play/play.h"
 
-#include "platform/audio.h"
-#include "platform/clock.h"
-#include "platform/fault.h"
-#include "platform/sound.h"
-#include "platform/str.h"
+#include "platform/audio/audio.h"
+#include "platform/base/clock.h"
+#include "platform/base/fault.h"
+#include "platform/base/str.h"
+#include "platform/sound/sound.h"
 
 #include <cstring>
 #include <limits>

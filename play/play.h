@@ -5,7 +5,7 @@
  * play_begin, play_end or play_exit; nor a lock that the hook below takes. */
 #pragma once
 
-#include "platform/lock.h"
+#include "platform/base/lock.h"
 
 #include <atomic>
 #include <cstdint>

@@ -1,8 +1,8 @@
 /* skin_behavior: what looks and feels the same on every screen. */
 #include "skin/skin_behavior.h"
 
-#include "platform/fb.h"
-#include "platform/image.h"
+#include "platform/draw/fb.h"
+#include "platform/image/image.h"
 #include "skin/skin.h"
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 /* skin_folder: packages that are folders. */
 #include "skin/skin_package.h"
 
-#include "platform/owner.h"
-#include "platform/str.h"
+#include "platform/base/owner.h"
+#include "platform/base/str.h"
 
 #include <cstring>
 #include <sys/stat.h>

@@ -1,8 +1,8 @@
 /* skin_image: the images of a part, decoded straight out of the package. */
 #include "skin/skin_read.h"
 
-#include "platform/image.h"
-#include "platform/owner.h"
+#include "platform/base/owner.h"
+#include "platform/image/image.h"
 #include "skin/skin.h"
 
 #include <algorithm>

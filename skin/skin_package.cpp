@@ -1,7 +1,7 @@
 /* skin_package: chooses the back end, matches names, and bounds what a member may give. */
 #include "skin/skin_package.h"
 
-#include "platform/str.h"
+#include "platform/base/str.h"
 #include "skin/skin.h"
 #include "skin/skin_watch.h"
 

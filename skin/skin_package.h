@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <regex.h>
 
-#include "platform/file.h"
+#include "platform/file/file.h"
 
 struct skin_package;
 struct skin_watcher;

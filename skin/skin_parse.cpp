@@ -1,9 +1,9 @@
 /* skin_parse: start tags become elements; the first thing that is wrong refuses the file. */
 #include "skin/skin_parse.h"
 
-#include "platform/image.h"
-#include "platform/owner.h"
-#include "platform/str.h"
+#include "platform/base/owner.h"
+#include "platform/base/str.h"
+#include "platform/image/image.h"
 #include "skin/skin.h"
 #include "skin/skin_value.h"
 #include "skin/skin_watch.h"

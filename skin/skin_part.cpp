@@ -1,8 +1,8 @@
 /* skin_part: finds the variants of a part in a package and puts them together. */
 #include "skin/skin.h"
 
-#include "platform/owner.h"
-#include "platform/str.h"
+#include "platform/base/owner.h"
+#include "platform/base/str.h"
 #include "skin/skin_package.h"
 #include "skin/skin_parse.h"
 #include "skin/skin_read.h"

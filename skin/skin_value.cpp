@@ -1,8 +1,8 @@
 /* skin_value: numbers, colours, texts and alignments, and the tables of attributes. */
 #include "skin/skin_value.h"
 
-#include "platform/fb.h"
-#include "platform/str.h"
+#include "platform/base/str.h"
+#include "platform/draw/fb.h"
 #include "skin/skin.h"
 
 #include <cstdlib>

@@ -1,10 +1,10 @@
 #include "update/update_download.h"
 
-#include "core/program.h"
-#include "platform/file.h"
-#include "platform/owner.h"
-#include "platform/sock.h"
-#include "platform/str.h"
+#include "core/services/program.h"
+#include "platform/base/owner.h"
+#include "platform/base/str.h"
+#include "platform/file/file.h"
+#include "platform/net/sock.h"
 #include "update/update_package.h"
 
 #include <cstdint>

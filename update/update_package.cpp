@@ -1,8 +1,8 @@
 #include "update/update_package.h"
 
-#include "platform/fault.h"
-#include "platform/owner.h"
-#include "platform/str.h"
+#include "platform/base/fault.h"
+#include "platform/base/owner.h"
+#include "platform/base/str.h"
 
 #include <cstdlib>
 #include <cstring>

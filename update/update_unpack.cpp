@@ -1,8 +1,8 @@
 #include "update/update_unpack.h"
 
-#include "platform/file.h"
-#include "platform/owner.h"
-#include "platform/str.h"
+#include "platform/base/owner.h"
+#include "platform/base/str.h"
+#include "platform/file/file.h"
 #include "update/update_package.h"
 
 #include <cstdio>

@@ -1,8 +1,8 @@
 #include "view/view.h"
 
-#include "platform/clock.h"
-#include "platform/fb.h"
-#include "platform/touch.h"
+#include "platform/base/clock.h"
+#include "platform/draw/fb.h"
+#include "platform/input/touch.h"
 
 #include <algorithm>
 

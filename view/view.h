@@ -2,7 +2,7 @@
  * Main thread, except the atomics. */
 #pragma once
 
-#include "platform/key.h"
+#include "platform/input/key.h"
 
 #include <atomic>
 #include <cstdint>

@@ -3,7 +3,7 @@
  * Everything is made from nothing, so that a scenario knows every frequency, length and tag. */
 #include "makers/maker_audio.h"
 #include "makers/maker_picture.h"
-#include "platform/file.h"
+#include "platform/file/file.h"
 
 #include <cstdio>
 #include <cstdlib>

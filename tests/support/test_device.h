@@ -2,12 +2,12 @@
  * what is asked of it. The platform above it is the real one. Include it once in a test program. */
 #pragma once
 
-#include "platform/clock.h"
-#include "platform/device.h"
-#include "platform/fault.h"
-#include "platform/fb.h"
-#include "platform/key.h"
-#include "platform/touch.h"
+#include "platform/base/clock.h"
+#include "platform/base/device.h"
+#include "platform/base/fault.h"
+#include "platform/draw/fb.h"
+#include "platform/input/key.h"
+#include "platform/input/touch.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 /* check: reads a package as the player does, and holds what it read against the rules. */
 #include "tools/zerv_skin/check.h"
 
-#include "platform/str.h"
+#include "platform/base/str.h"
 #include "skin/skin_value.h"
 #include "tools/zerv_skin/check_page.h"
 #include "tools/zerv_skin/words.h"

@@ -1,7 +1,7 @@
 /* check_element: words, images, boxes and touch targets of one element. */
 #include "tools/zerv_skin/check_page.h"
 
-#include "platform/image.h"
+#include "platform/image/image.h"
 #include "skin/skin_behavior.h"
 #include "skin/skin_parse.h"
 #include "skin/skin_value.h"

@@ -1,7 +1,7 @@
 /* check_image: why an image does not decode, as far as its first bytes tell. */
 #include "tools/zerv_skin/check_page.h"
 
-#include "platform/owner.h"
+#include "platform/base/owner.h"
 #include "skin/skin_package.h"
 
 #include <cstring>

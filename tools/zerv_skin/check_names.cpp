@@ -2,7 +2,7 @@
  * and names that stand twice. */
 #include "tools/zerv_skin/check_page.h"
 
-#include "platform/file.h"
+#include "platform/file/file.h"
 #include "skin/skin_package.h"
 
 #include <algorithm>

@@ -1,11 +1,11 @@
 /* check_text: templates, and whether what they may say fits its box. */
 #include "tools/zerv_skin/check_page.h"
 
-#include "platform/font.h"
-#include "platform/str.h"
+#include "platform/base/str.h"
+#include "platform/font/font.h"
 #include "tools/zerv_skin/stage.h"
-#include "view/play_text.h"
-#include "view/view_list_state.h"
+#include "view/list/view_list_state.h"
+#include "view/play/play_text.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,8 +1,8 @@
 /* cli: the command line of zerv-skin. */
 #include "tools/zerv_skin/cli.h"
 
-#include "core/program.h"
-#include "platform/str.h"
+#include "core/services/program.h"
+#include "platform/base/str.h"
 #include "skin/skin.h"
 
 #include <cstdio>

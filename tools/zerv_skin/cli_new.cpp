@@ -1,6 +1,6 @@
 /* cli_new: zerv-skin new, a small working skin to start from. */
-#include "platform/file.h"
-#include "platform/owner.h"
+#include "platform/base/owner.h"
+#include "platform/file/file.h"
 #include "tools/zerv_skin/cli.h"
 #include "tools/zerv_skin/picture.h"
 

@@ -1,6 +1,6 @@
 /* cli_pack: zerv-skin pack, the zip of a skin folder. */
-#include "platform/file.h"
-#include "platform/owner.h"
+#include "platform/base/owner.h"
+#include "platform/file/file.h"
 #include "skin/skin_package.h"
 #include "tools/zerv_skin/check.h"
 #include "tools/zerv_skin/cli.h"

@@ -1,6 +1,6 @@
 /* cli_watch: zerv-skin watch. */
-#include "platform/clock.h"
-#include "platform/owner.h"
+#include "platform/base/clock.h"
+#include "platform/base/owner.h"
 #include "skin/skin_package.h"
 #include "tools/zerv_skin/check.h"
 #include "tools/zerv_skin/cli.h"

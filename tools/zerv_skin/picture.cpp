@@ -1,9 +1,9 @@
 /* picture: PNG files of what the tool has drawn. */
 #include "tools/zerv_skin/picture.h"
 
-#include "platform/fb.h"
-#include "platform/file.h"
-#include "platform/owner.h"
+#include "platform/base/owner.h"
+#include "platform/draw/fb.h"
+#include "platform/file/file.h"
 
 #include <cerrno>
 #include <cstdio>

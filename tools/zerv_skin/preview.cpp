@@ -1,9 +1,9 @@
 /* preview: pictures of a skin, one a scene, and a sheet of them all. */
 #include "tools/zerv_skin/preview.h"
 
-#include "platform/fb.h"
-#include "platform/file.h"
-#include "platform/owner.h"
+#include "platform/base/owner.h"
+#include "platform/draw/fb.h"
+#include "platform/file/file.h"
 #include "tools/zerv_skin/cli.h"
 #include "tools/zerv_skin/picture.h"
 #include "tools/zerv_skin/scene.h"

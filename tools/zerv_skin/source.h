@@ -1,7 +1,7 @@
 /* source: a package as the player reads it, with the place of everything in its files. */
 #pragma once
 
-#include "platform/owner.h"
+#include "platform/base/owner.h"
 #include "skin/skin.h"
 #include "skin/skin_watch.h"
 #include "tools/zerv_skin/report.h"

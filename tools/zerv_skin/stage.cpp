@@ -1,19 +1,19 @@
 /* stage: the player around a skin, without a device: what its screens would show. */
 #include "tools/zerv_skin/stage.h"
 
-#include "core/lang.h"
-#include "lists/list.h"
-#include "platform/audio.h"
-#include "platform/clock.h"
-#include "platform/device.h"
-#include "platform/fb.h"
-#include "platform/font.h"
-#include "platform/image.h"
-#include "platform/str.h"
+#include "core/lang/lang.h"
+#include "lists/record/list.h"
+#include "platform/audio/audio.h"
+#include "platform/base/clock.h"
+#include "platform/base/device.h"
+#include "platform/base/str.h"
+#include "platform/draw/fb.h"
+#include "platform/font/font.h"
+#include "platform/image/image.h"
 #include "play/play.h"
-#include "view/play_layout.h"
-#include "view/play_state.h"
-#include "view/view_list.h"
+#include "view/list/view_list.h"
+#include "view/play/play_layout.h"
+#include "view/play/play_state.h"
 
 #include <climits>
 #include <cstdlib>

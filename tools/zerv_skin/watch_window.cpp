@@ -5,7 +5,7 @@
 
 #ifdef ZERV_SDL
 
-#include "platform/fb.h"
+#include "platform/draw/fb.h"
 #include "tools/zerv_skin/scene.h"
 #include "tools/zerv_skin/stage.h"
 

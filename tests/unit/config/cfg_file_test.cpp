@@ -1,8 +1,8 @@
 /* The settings' file: what is written, and how every value is read. */
 #include "config/cfg.h"
 
-#include "platform/fault.h"
-#include "platform/md5.h"
+#include "platform/base/fault.h"
+#include "platform/base/md5.h"
 
 #include <climits>
 #include <cstdio>

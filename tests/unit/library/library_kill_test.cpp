@@ -5,8 +5,8 @@
 #include "library/library.h"
 #include "library_rows.h"
 #include "makers/maker_audio.h"
-#include "platform/audio.h"
-#include "platform/db.h"
+#include "platform/audio/audio.h"
+#include "platform/db/db.h"
 #include "support/scratch.h"
 
 #include <csignal>

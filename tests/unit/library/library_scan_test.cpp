@@ -4,10 +4,10 @@
 #include "library/library.h"
 #include "library_rows.h"
 #include "makers/maker_audio.h"
-#include "platform/audio.h"
-#include "platform/db.h"
-#include "platform/fault.h"
-#include "platform/thread.h"
+#include "platform/audio/audio.h"
+#include "platform/base/fault.h"
+#include "platform/base/thread.h"
+#include "platform/db/db.h"
 #include "support/scratch.h"
 
 #include <atomic>

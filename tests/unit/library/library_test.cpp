@@ -1,8 +1,8 @@
 #include "library/library.h"
 
 #include "library_rows.h"
-#include "platform/db.h"
-#include "platform/fault.h"
+#include "platform/base/fault.h"
+#include "platform/db/db.h"
 #include "support/scratch.h"
 
 struct library : testing::Test {

@@ -5,8 +5,8 @@
 #include "library/library.h"
 #include "library_rows.h"
 #include "makers/maker_audio.h"
-#include "platform/audio.h"
-#include "platform/thread.h"
+#include "platform/audio/audio.h"
+#include "platform/base/thread.h"
 #include "support/scratch.h"
 
 #include <algorithm>

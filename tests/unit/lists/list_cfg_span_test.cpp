@@ -1,7 +1,7 @@
 #include "lists/list_cfg.h"
 
-#include "core/lang.h"
-#include "platform/str.h"
+#include "core/lang/lang.h"
+#include "platform/base/str.h"
 
 #include <climits>
 #include <cstring>

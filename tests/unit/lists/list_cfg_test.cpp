@@ -1,18 +1,18 @@
 #include "lists/list_cfg.h"
 
 #include "config/cfg.h"
-#include "core/lang.h"
-#include "core/program.h"
-#include "lists/list.h"
-#include "platform/audio.h"
-#include "platform/str.h"
+#include "core/lang/lang.h"
+#include "core/services/program.h"
+#include "lists/record/list.h"
+#include "platform/audio/audio.h"
+#include "platform/base/str.h"
 #include "play/play.h"
 #include "skin/skin.h"
 #include "support/scratch.h"
 #include "support/test_device.h"
+#include "view/list/view_list.h"
+#include "view/play/view_play.h"
 #include "view/view.h"
-#include "view/view_list.h"
-#include "view/view_play.h"
 
 #include <memory>
 

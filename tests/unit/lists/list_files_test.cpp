@@ -2,7 +2,7 @@
 #include "unit/lists/fake_program.h"
 
 #include "lists/list_files.h"
-#include "platform/fault.h"
+#include "platform/base/fault.h"
 
 #include <chrono>
 

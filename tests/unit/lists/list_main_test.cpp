@@ -1,19 +1,19 @@
 #include "lists/list_main.h"
 
 #include "config/cfg.h"
-#include "core/overlay.h"
+#include "core/services/overlay.h"
 #include "library/library_scan.h"
-#include "lists/list.h"
 #include "lists/list_cfg.h"
-#include "lists/list_cur_playlist.h"
 #include "lists/list_files.h"
 #include "lists/list_library.h"
-#include "platform/fault.h"
-#include "platform/str.h"
-#include "platform/thread.h"
+#include "lists/playlist/list_cur_playlist.h"
+#include "lists/record/list.h"
+#include "platform/base/fault.h"
+#include "platform/base/str.h"
+#include "platform/base/thread.h"
 #include "play/play.h"
+#include "view/list/view_list.h"
 #include "view/view.h"
-#include "view/view_list.h"
 
 #include <atomic>
 #include <gtest/gtest.h>

@@ -1,12 +1,12 @@
 #include "config/cfg.h"
-#include "core/lang.h"
-#include "lists/list.h"
+#include "core/lang/lang.h"
 #include "lists/list_main.h"
-#include "platform/audio.h"
-#include "platform/str.h"
+#include "lists/record/list.h"
+#include "platform/audio/audio.h"
+#include "platform/base/str.h"
 #include "play/play.h"
+#include "view/list/view_list.h"
 #include "view/view.h"
-#include "view/view_list.h"
 
 #include <gtest/gtest.h>
 #include <string>

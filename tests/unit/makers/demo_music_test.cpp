@@ -1,6 +1,6 @@
 /* The demo music as the build left it: it opens, says who plays, and its words fit its length. */
-#include "platform/audio.h"
-#include "platform/sound.h"
+#include "platform/audio/audio.h"
+#include "platform/sound/sound.h"
 
 #include <cstdio>
 #include <cstdlib>

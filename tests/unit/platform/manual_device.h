@@ -1,8 +1,8 @@
 /* manual_device: a device whose time, keys and speaker a test moves by hand. */
 #pragma once
 
-#include "platform/clock.h"
-#include "platform/device.h"
+#include "platform/base/clock.h"
+#include "platform/base/device.h"
 
 #include <atomic>
 #include <cstdint>

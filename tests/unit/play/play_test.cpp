@@ -1,7 +1,7 @@
 /* The engine on one thread: what each call leaves behind, and how a track ends. */
 #include "unit/play/scripted_decoder.h"
 
-#include "platform/fault.h"
+#include "platform/base/fault.h"
 
 #include <gtest/gtest.h>
 #include <thread>

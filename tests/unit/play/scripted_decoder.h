@@ -2,9 +2,9 @@
  * platform's. Include it once in a test program. */
 #pragma once
 
-#include "platform/audio.h"
-#include "platform/clock.h"
-#include "platform/sound.h"
+#include "platform/audio/audio.h"
+#include "platform/base/clock.h"
+#include "platform/sound/sound.h"
 #include "play/play.h"
 
 #include <algorithm>

@@ -3,8 +3,8 @@
 #include "skin/skin.h"
 #include "skin/skin_behavior.h"
 
-#include "platform/fb.h"
-#include "platform/image.h"
+#include "platform/draw/fb.h"
+#include "platform/image/image.h"
 
 #include <cstring>
 #include <gtest/gtest.h>

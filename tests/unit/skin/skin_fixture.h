@@ -1,8 +1,8 @@
 /* skin_fixture: packages, pictures and watchers for the tests of skins. */
 #pragma once
 
-#include "platform/file.h"
-#include "platform/owner.h"
+#include "platform/base/owner.h"
+#include "platform/file/file.h"
 #include "skin/skin.h"
 #include "skin/skin_watch.h"
 #include "tests/makers/maker_zip.h"

@@ -1,8 +1,8 @@
 /* Parts: variants, their order, their images, and packages that are refused. */
 #include "skin/skin.h"
 
-#include "platform/fault.h"
-#include "platform/image.h"
+#include "platform/base/fault.h"
+#include "platform/image/image.h"
 #include "skin/skin_parse.h"
 #include "skin/skin_read.h"
 #include "support/allocations.h"

@@ -1,7 +1,7 @@
 /* Which scenes a skin has, and how the window steps through them. */
 #include "tools/zerv_skin/scene.h"
 
-#include "platform/fb.h"
+#include "platform/draw/fb.h"
 #include "tools/zerv_skin/stage.h"
 #include "unit/skin/skin_fixture.h"
 

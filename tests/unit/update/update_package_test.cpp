@@ -1,8 +1,8 @@
 #include "update/update_package.h"
 
 #include "makers/maker_zip.h"
-#include "platform/fault.h"
-#include "platform/owner.h"
+#include "platform/base/fault.h"
+#include "platform/base/owner.h"
 #include "support/scratch.h"
 
 #include <gtest/gtest.h>

@@ -1,11 +1,11 @@
 #include "update/update.h"
 
-#include "core/program.h"
+#include "core/services/program.h"
 #include "makers/maker_http.h"
 #include "makers/maker_zip.h"
-#include "platform/fault.h"
-#include "platform/sock.h"
-#include "platform/thread.h"
+#include "platform/base/fault.h"
+#include "platform/base/thread.h"
+#include "platform/net/sock.h"
 #include "support/scratch.h"
 #include "update/update_download.h"
 

@@ -1,7 +1,7 @@
 #include "update/update_unpack.h"
 
 #include "makers/maker_zip.h"
-#include "platform/fault.h"
+#include "platform/base/fault.h"
 #include "support/scratch.h"
 
 #include <chrono>

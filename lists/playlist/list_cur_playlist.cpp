@@ -1,0 +1,277 @@
+/* list_cur_playlist: the current playlist as a list, kept in "current.m3u". */
+#include "lists/playlist/list_cur_playlist.h"
+
+#include "library/library.h"
+#include "lists/playlist/list_cur_playlist_entries.h"
+#include "lists/playlist/list_cur_playlist_m3u.h"
+#include "lists/record/list.h"
+#include "platform/base/owner.h"
+#include "platform/base/str.h"
+#include "platform/db/db.h"
+#include "platform/file/file.h"
+#include "play/play.h"
+#include "view/list/view_list.h"
+#include "view/view.h"
+
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <sys/stat.h>
+
+constexpr char saved_path[] = "current.m3u";
+constexpr char heading[] = "Current Playlist";
+
+enum { mode_remove = 2, mode_clear = 3 };
+
+using db_result_owner = owner<db_result, db_free_res>;
+using db_text_owner = owner<char, db_free>;
+using file_owner = owner<FILE, fclose>;
+using text_owner = owner<char, free>;
+
+/* Where an M3U file's paths go. */
+struct load_job {
+    char *first_out; /* null, or still empty until the first path */
+    size_t first_out_size;
+};
+
+/* ---- adding ---- */
+
+/* Track name and artist of a file as the library knows them; no row when it does not. */
+static db_result_owner ask_library(const char *path)
+{
+    const db_text_owner sql(
+        db_mprintf("SELECT zervp_tracks.name, zervp_artists.name FROM zervp_tracks JOIN "
+                   "zervp_artists ON zervp_tracks.artist = zervp_artists.id WHERE url=(SELECT id "
+                   "FROM zervp_urls WHERE path=%Q);",
+                   path));
+    db_result *result = nullptr;
+    if (db_exec(library_db, sql.get(), &result) != 0)
+        return nullptr;
+    return db_result_owner(result);
+}
+
+static void format_display(char (&to)[1024], const char *path, const char *name, const char *artist)
+{
+    char base[512];
+    if (!name) {
+        (void)str_copy(base, path); /* a name to look at: may be cut */
+        (void)str_copy(to, file_basename(base));
+    } else if (artist) {
+        (void)str_format(to, "%s (%s)", name, artist);
+    } else {
+        (void)str_copy(to, name);
+    }
+}
+
+static bool is_queued(const char *path)
+{
+    sys_guard guard(list_cur_playlist_lock);
+    return list_cur_playlist_entries_has_locked(path);
+}
+
+int list_cur_playlist_add(const char *path, const char *name, const char *artist)
+{
+    if (is_queued(path))
+        return -1;
+    db_result_owner found;
+    if (!name || !artist)
+        found = ask_library(path); /* unlocked: the scan may keep the database busy */
+    if (found && found->count > 0) {
+        name = name ? name : found->rows[0][0];
+        artist = artist ? artist : found->rows[0][1];
+    }
+    char display[1024];
+    format_display(display, path, name, artist);
+    sys_guard guard(list_cur_playlist_lock);
+    return list_cur_playlist_entries_append_locked(display, path);
+}
+
+/* ---- the list ---- */
+
+static void set_cursor(int32_t cursor)
+{
+    sys_guard guard(list_lock);
+    list_cur_playlist->cursor = cursor;
+}
+
+/* New rows for the list, null when there are none; `count` rows. */
+static char **copy_names(uint32_t *count)
+{
+    sys_guard guard(list_cur_playlist_lock);
+    *count = list_cur_playlist_cur.count;
+    char **rows = list_items_new(*count);
+    for (uint32_t i = 0; rows && i < *count; i++)
+        rows[i] = strdup(list_cur_playlist_entries_at_locked(i)->name);
+    return rows;
+}
+
+static int update(view *, list *)
+{
+    uint32_t count = 0;
+    char **rows = copy_names(&count);
+    {
+        sys_guard guard(list_lock);
+        list_set_rows(list_cur_playlist, rows, count);
+        (void)str_copy(list_cur_playlist->title, heading);
+        (void)str_format(list_cur_playlist->subtitle, "%s (%u 曲目)", heading, count);
+    }
+    (void)list_cur_playlist_m3u_save(saved_path); /* a read-only folder keeps it in memory only */
+    return 0;
+}
+
+static int init()
+{
+    {
+        sys_guard guard(list_cur_playlist_lock);
+        if (list_cur_playlist_entries_init_locked() != 0)
+            return -1;
+    }
+    if (list_cur_playlist_load(saved_path, 0, nullptr, 0) != 0)
+        return update(nullptr, nullptr);
+    return 0;
+}
+
+static int exit_list()
+{
+    sys_guard guard(list_cur_playlist_lock);
+    list_cur_playlist_entries_free_locked();
+    return 0;
+}
+
+static void go_to_main_menu()
+{
+    {
+        sys_guard guard(list_lock);
+        list_main->cursor = 0;
+    }
+    (void)view_list_select(list_main);
+}
+
+static int input(view *screen, list *)
+{
+    if (!screen->key_checked || !(input_key.pressed & key_back))
+        return 0;
+    go_to_main_menu();
+    return -1;
+}
+
+static void remove_row(uint32_t index)
+{
+    uint32_t count = 0;
+    {
+        sys_guard guard(list_cur_playlist_lock);
+        if (list_cur_playlist_entries_remove_locked(index) != 0)
+            return;
+        count = list_cur_playlist_cur.count;
+    }
+    if (int64_t{list_cur_playlist->cursor} >= count)
+        set_cursor(static_cast<int32_t>(count) - 1);
+    (void)update(nullptr, nullptr);
+}
+
+static void clear_entries()
+{
+    {
+        sys_guard guard(list_cur_playlist_lock);
+        list_cur_playlist_entries_clear_locked();
+    }
+    set_cursor(-1);
+}
+
+static text_owner copy_path(uint32_t index)
+{
+    sys_guard guard(list_cur_playlist_lock);
+    const playlist_entry *entry = list_cur_playlist_entries_at_locked(index);
+    return text_owner(entry ? strdup(entry->path) : nullptr);
+}
+
+static int select(view *screen, list *self, int32_t index, int32_t mode)
+{
+    if (index == -1) {
+        go_to_main_menu();
+        return -1;
+    }
+    if (index < 0 || int64_t{index} >= self->count)
+        return 0;
+    const uint32_t row = static_cast<uint32_t>(index);
+    if (mode == mode_remove || mode == mode_clear) {
+        if (mode == mode_remove) {
+            remove_row(row);
+        } else {
+            clear_entries();
+            (void)update(nullptr, nullptr);
+        }
+        screen->redraw = 1;
+        return 0;
+    }
+    const text_owner path = copy_path(row);
+    if (!path || play_begin(path.get()) != 0)
+        return 0;
+    view_select(view_play);
+    return -1;
+}
+
+static constinit list record = {
+    .init = init,
+    .exit = exit_list,
+    .input = input,
+    .select = select,
+    .update = update,
+};
+constinit list *list_cur_playlist = &record;
+
+int list_cur_playlist_select(const char *path)
+{
+    int32_t index = -1;
+    {
+        sys_guard guard(list_cur_playlist_lock);
+        index = list_cur_playlist_entries_find_locked(path);
+    }
+    if (index < 0)
+        return -1;
+    set_cursor(index);
+    return 0;
+}
+
+/* ---- loading ---- */
+
+static void add_loaded(void *user, const char *path)
+{
+    auto *job = static_cast<load_job *>(user);
+    (void)list_cur_playlist_add(path, nullptr, nullptr); /* a repeated file counts once */
+    if (!job->first_out)
+        return;
+    if (job->first_out[0] == '\0')
+        (void)str_copy_to(job->first_out, job->first_out_size, path);
+    job->first_out = nullptr;
+}
+
+/* A folder opens but reads as nothing, and a pipe waits for ever for its other end: neither is a
+ * playlist. */
+static FILE *open_playlist(const char *path)
+{
+    struct stat about;
+    if (stat(path, &about) != 0 || !S_ISREG(about.st_mode))
+        return nullptr;
+    return file_fopen(path, "rb");
+}
+
+int list_cur_playlist_load(const char *path, uint8_t append, char *first_out, size_t first_out_size)
+{
+    char own_path[PATH_MAX];
+    if (!str_copy(own_path, path))
+        return -1;
+    const file_owner from(open_playlist(path));
+    if (!from)
+        return -1;
+    if (!append)
+        clear_entries();
+    load_job job = {.first_out = first_out, .first_out_size = first_out_size};
+    list_cur_playlist_m3u_read(from.get(), file_dirname(own_path), add_loaded, &job);
+    if (!append) {
+        sys_guard guard(list_cur_playlist_lock);
+        if (list_cur_playlist_cur.count > 0)
+            set_cursor(0);
+    }
+    return update(nullptr, nullptr);
+}

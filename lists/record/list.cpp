@@ -1,0 +1,37 @@
+#include "lists/record/list.h"
+
+#include <cstdlib>
+
+constinit sys_lock list_lock;
+
+static void free_rows(char **items, uint32_t count)
+{
+    for (uint32_t i = 0; items && i < count; i++)
+        free(items[i]);
+    free(items);
+}
+
+int view_list_free(list *self)
+{
+    list_set_rows(self, nullptr, self->count);
+    return 0;
+}
+
+char **list_items_new(uint32_t count)
+{
+    return count ? static_cast<char **>(calloc(count, sizeof(char *))) : nullptr;
+}
+
+void list_set_rows(list *self, char **items, uint32_t count)
+{
+    char **old = nullptr;
+    uint32_t old_count = 0;
+    {
+        sys_guard guard(list_lock);
+        old = self->items;
+        old_count = self->count;
+        self->items = items;
+        self->count = count;
+    }
+    free_rows(old, old_count); /* out of everybody's sight by now */
+}

@@ -1,0 +1,41 @@
+/* list: the model behind every menu-like screen.
+ *
+ * `list_lock` guards items, count, cursor, title and subtitle of all lists where another thread
+ * may rebuild them: the list screen holds it while it reads rows, an update while it swaps them. */
+#pragma once
+
+#include "platform/base/lock.h"
+
+#include <cstdint>
+
+struct view;
+
+/* Record and operations of one list, made by the room that fills it: it names the operations, the
+ * rest starts empty. */
+struct list {
+    int (*init)();
+    int (*exit)();
+    int (*input)(view *screen, list *self); /* -1: consumed */
+    /* index: the row, or -1 for "back"; mode: 0 to 3, by the key. -1: stop handling this event. */
+    int (*select)(view *screen, list *self, int32_t index, int32_t mode);
+    int (*update)(view *screen, list *self); /* rebuilds the rows; both may be null */
+    int32_t cursor = 0;                      /* selected row, -1 for none */
+    char **items = nullptr;                  /* `count` heap texts, or null */
+    uint32_t count = 0;
+    char title[100] = "";
+    char subtitle[100] = "";
+    int32_t reserved = 0;
+};
+
+extern sys_lock list_lock; /* leaf: nothing else is taken while it is held */
+
+/* Defined by the rooms that fill them. */
+extern list *list_main, *list_cfg, *list_cur_playlist, *list_files, *list_library, *list_playlists,
+    *list_run_once;
+
+/* Frees `items` (not `count`, which the caller's update sets next). Always 0. */
+int view_list_free(list *self);
+/* A heap array for `count` rows whose texts are still null; null for 0 or when memory runs out. */
+[[nodiscard]] char **list_items_new(uint32_t count);
+/* Swaps in new rows under the lock and frees the old ones. Takes ownership of `items`. */
+void list_set_rows(list *self, char **items, uint32_t count);

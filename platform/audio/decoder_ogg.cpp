@@ -1,0 +1,230 @@
+/* decoder_ogg: Ogg Vorbis through vorbisfile. */
+#include "platform/audio/audio_file.h"
+#include "platform/audio/audio_mix.h"
+#include "platform/audio/audio_stream.h"
+#include "platform/audio/audio_tags.h"
+#include "platform/audio/decoder.h"
+#include "platform/audio/decoder_ogg_packet.h"
+#include "platform/sound/sound.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstdio>
+#include <cstdlib>
+#define OV_EXCLUDE_STATIC_CALLBACKS
+#include <vorbis/vorbisfile.h>
+
+constexpr uint32_t buffer_bytes = 8192;
+constexpr int64_t link_limit = int64_t(1) << 40; /* samples; a longer link lies about its end */
+
+struct ogg_state {
+    audio_file *file;
+    OggVorbis_File vorbis;
+    uint32_t rate; /* of the first link: the clock of the whole stream */
+    alignas(int16_t) char buffer[buffer_bytes];
+};
+
+static ogg_state *state_of(void *user)
+{
+    return static_cast<ogg_state *>(user);
+}
+
+static size_t on_read(void *to, size_t size, size_t count, void *user)
+{
+    const int64_t n = audio_file_read(static_cast<audio_file *>(user), to, size * count);
+    return n > 0 ? size_t(n) / size : 0;
+}
+
+static int on_seek(void *user, ogg_int64_t offset, int whence)
+{
+    return audio_file_seek(static_cast<audio_file *>(user), offset, whence) < 0 ? -1 : 0;
+}
+
+static long on_tell(void *user)
+{
+    return long(audio_file_tell(static_cast<audio_file *>(user)));
+}
+
+/* Links of a chain follow each other in time, each at its own rate; the stream counts all of them
+ * in samples of the first. */
+static int64_t link_length(ogg_state *state, int link)
+{
+    const vorbis_info *info = ov_info(&state->vorbis, link);
+    const int64_t samples = ov_pcm_total(&state->vorbis, link);
+    if (!info || info->rate <= 0 || samples <= 0 || samples > link_limit)
+        return 0;
+    return (samples * state->rate + info->rate / 2) / info->rate;
+}
+
+static int64_t whole_length(ogg_state *state)
+{
+    int64_t length = 0;
+    for (int link = 0; link < ov_streams(&state->vorbis); link++)
+        length += link_length(state, link);
+    return length;
+}
+
+/* Samples as the library counts them: each link in its own. */
+struct library_place {
+    int64_t sample;
+    int64_t link_start;
+};
+
+static library_place place_of(ogg_state *state, int64_t sample)
+{
+    const int links = int(ov_streams(&state->vorbis));
+    int64_t start = 0;
+    for (int link = 0; link < links; link++) {
+        const int64_t length = link_length(state, link);
+        const vorbis_info *info = ov_info(&state->vorbis, link);
+        if (info && (sample < length || link == links - 1))
+            return {start + sample * info->rate / state->rate, start};
+        sample -= length;
+        start += std::max<int64_t>(ov_pcm_total(&state->vorbis, link), 0);
+    }
+    return {start, start};
+}
+
+static int ogg_read(void *user, audio_block *block, int16_t *direct, uint32_t frames)
+{
+    ogg_state *state = state_of(user);
+    const vorbis_info *info = ov_info(&state->vorbis, -1);
+    char *to = state->buffer;
+    uint32_t room = buffer_bytes;
+    /* The format of what comes next is only known when it has come; a link seldom has another. */
+    if (direct && info && info->rate == long(sound_rate) && info->channels == 2) {
+        to = reinterpret_cast<char *>(direct);
+        room = std::min(frames * sound_frame_bytes, buffer_bytes);
+    }
+    constexpr int big_endian = std::endian::native == std::endian::big;
+    long n;
+    do {
+        n = ov_read(&state->vorbis, to, int(room), big_endian, sizeof(int16_t), 1, nullptr);
+    } while (n == OV_HOLE);
+    if (n <= 0)
+        return n == 0 && !audio_file_failed(state->file) ? 0 : -1;
+    info = ov_info(&state->vorbis, -1);
+    if (!info || info->channels < 1 || info->channels > audio_max_channels ||
+        info->rate < long(audio_min_rate) || info->rate > long(audio_max_rate))
+        return -1;
+    if (to != state->buffer && (info->channels != 2 || info->rate != long(sound_rate))) {
+        /* The new link is another format after all. */
+        std::copy(to, to + n, state->buffer);
+        to = state->buffer;
+    }
+    block->samples = to;
+    block->layout = audio_layouts_vorbis[info->channels];
+    block->rate = uint32_t(info->rate);
+    block->frames = uint32_t(n) / uint32_t(info->channels) / sizeof(int16_t);
+    return 1;
+}
+
+/* Decodes up to a sample of the link at hand. */
+static void discard_until(ogg_state *state, int64_t sample)
+{
+    for (;;) {
+        const vorbis_info *info = ov_info(&state->vorbis, -1);
+        const int64_t left = sample - ov_pcm_tell(&state->vorbis);
+        if (!info || left <= 0)
+            return;
+        const int64_t bytes = left * info->channels * int64_t(sizeof(int16_t));
+        const long n =
+            ov_read(&state->vorbis, state->buffer, int(std::min<int64_t>(bytes, buffer_bytes)), 0,
+                    sizeof(int16_t), 1, nullptr);
+        if (n <= 0 && n != OV_HOLE)
+            return;
+    }
+}
+
+static int ogg_seek(void *user, int64_t sample)
+{
+    ogg_state *state = state_of(user);
+    const library_place place = place_of(state, sample);
+    /* In a link whose blocks are larger than those of the first one the library comes out too
+     * late; then it is asked for an earlier place. */
+    for (int64_t back = 0;; back = back ? back * 4 : 4096) {
+        const int64_t from = std::max(place.sample - back, place.link_start);
+        if (ov_pcm_seek(&state->vorbis, from))
+            return -1;
+        if (ov_pcm_tell(&state->vorbis) <= place.sample || from == place.link_start)
+            break;
+    }
+    discard_until(state, place.sample);
+    return ov_pcm_tell(&state->vorbis) == place.sample ? 0 : -1;
+}
+
+static void ogg_close(void *user)
+{
+    ogg_state *state = state_of(user);
+    (void)ov_clear(&state->vorbis);
+    audio_file_close(state->file);
+    free(state);
+}
+
+static constexpr audio_source ogg_source = {
+    .read = ogg_read,
+    .seek = ogg_seek,
+    .close = ogg_close,
+};
+
+/* Null when the comments cannot be read. */
+static audio_tags *read_tags(audio_file *file, int64_t at)
+{
+    ogg_packet_reader packet;
+    if (ogg_packet_second(&packet, file, at))
+        return nullptr;
+    return audio_tags_comments(ogg_packet_next, &packet);
+}
+
+static bool is_playable(OggVorbis_File *vorbis)
+{
+    const vorbis_info *info = ov_info(vorbis, 0);
+    return info && info->channels >= 1 && info->channels <= audio_max_channels &&
+           info->rate >= long(audio_min_rate) && info->rate <= long(audio_max_rate);
+}
+
+static audio_stream *ogg_open(const char *path)
+{
+    static constexpr ov_callbacks callbacks = {on_read, on_seek, nullptr, on_tell};
+    audio_file *file = audio_file_open(path);
+    const int64_t at = file ? ogg_find_vorbis(file) : -1;
+    ogg_state *state = at >= 0 ? static_cast<ogg_state *>(calloc(1, sizeof *state)) : nullptr;
+    if (!state) {
+        audio_file_close(file);
+        return nullptr;
+    }
+    state->file = file;
+    audio_tags *tags = read_tags(file, at);
+    audio_file_window(file, 0, audio_file_size(file));
+    if (ov_open_callbacks(file, &state->vorbis, nullptr, 0, callbacks) ||
+        !is_playable(&state->vorbis)) {
+        audio_tags_free(tags);
+        ogg_close(state);
+        return nullptr;
+    }
+    /* A first link of a single page is passed over otherwise. */
+    if (ov_streams(&state->vorbis) > 1)
+        (void)ov_pcm_seek(&state->vorbis, 0); /* a read tells if it went wrong */
+    state->rate = uint32_t(ov_info(&state->vorbis, 0)->rate);
+    return audio_stream_new(&ogg_source, state, state->rate, whole_length(state), tags);
+}
+
+static audio_info *ogg_read_info(const char *path)
+{
+    audio_file *file = audio_file_open(path);
+    const int64_t at = file ? ogg_find_vorbis(file) : -1;
+    audio_info *info = at >= 0 ? audio_info_new(read_tags(file, at)) : nullptr;
+    audio_file_close(file);
+    return info;
+}
+
+constinit const audio_decoder decoder_ogg = {
+    .name = "ogg",
+    .open = ogg_open,
+    .close = audio_stream_close,
+    .read = audio_stream_read,
+    .tell = audio_stream_tell,
+    .seek = audio_stream_seek,
+    .read_info = ogg_read_info,
+    .release_info = audio_info_free,
+};

@@ -1,0 +1,22 @@
+/* decoder_ogg_packet: the pages of an Ogg file, as far as tags need them. One thread a file. */
+#pragma once
+
+#include "platform/audio/audio_file.h"
+
+/* The second packet of a stream while it is read, page by page. */
+struct ogg_packet_reader {
+    audio_file *file;
+    uint32_t serial;
+    int64_t page_end;           /* place behind the page at hand */
+    unsigned char lengths[255]; /* of the segments of the page at hand */
+    int segment, segments;      /* at hand, of all */
+    uint32_t left;              /* bytes of the segment that are still to come */
+    bool ended;                 /* the packet is */
+};
+
+/* Place of the page that begins a Vorbis stream with at least one channel; -1 when none does. */
+int64_t ogg_find_vorbis(audio_file *file);
+/* Goes to the content of the comment packet of the stream that begins there. 0 or -1. */
+int ogg_packet_second(ogg_packet_reader *reader, audio_file *file, int64_t at);
+/* Fits audio_tags_next; `user` is the reader. */
+size_t ogg_packet_next(void *user, void *to, size_t size);

@@ -1,8 +1,0 @@
-/* decoder: one record a format. */
-#pragma once
-
-#include "platform/audio.h"
-
-extern const audio_decoder decoder_mp3;
-extern const audio_decoder decoder_ogg;
-extern const audio_decoder decoder_flac;

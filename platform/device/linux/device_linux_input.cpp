@@ -1,0 +1,329 @@
+/* device_linux_input: buttons, pads and touch panels, as records of the kernel's event devices. */
+#include "platform/base/owner.h"
+#include "platform/base/str.h"
+#include "platform/device/linux/device_linux.h"
+#include "platform/input/key.h"
+#include "platform/input/touch.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <linux/input.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+constexpr int sources_most = 32;
+constexpr char events_folder[] = "/dev/input";
+constexpr int32_t panel_width = 320, panel_height = 240;
+constexpr int32_t no_slot = -1; /* more fingers than the first are not followed */
+
+struct key_code {
+    uint16_t code;
+    uint32_t mask;
+};
+
+static const key_code key_codes[] = {
+    {KEY_UP, key_up},
+    {KEY_DOWN, key_down},
+    {KEY_LEFT, key_left},
+    {KEY_RIGHT, key_right},
+    {KEY_PAGEUP, key_page_up},
+    {KEY_PAGEDOWN, key_page_down},
+    {KEY_ENTER, key_select},
+    {KEY_KPENTER, key_select},
+    {KEY_SPACE, key_menu},
+    {KEY_TAB, key_switch},
+    {KEY_F5, key_reload},
+    {KEY_ESC, key_back},
+    {KEY_BACKSPACE, key_back},
+    {KEY_BACK, key_back},
+    {KEY_MENU, key_menu},
+    {KEY_Q, key_quit},
+    {KEY_POWER, key_quit},
+    {KEY_EQUAL, key_vol_up},
+    {KEY_KPPLUS, key_vol_up},
+    {KEY_VOLUMEUP, key_vol_up},
+    {KEY_MINUS, key_vol_down},
+    {KEY_KPMINUS, key_vol_down},
+    {KEY_VOLUMEDOWN, key_vol_down},
+    {BTN_DPAD_UP, key_up},
+    {BTN_DPAD_DOWN, key_down},
+    {BTN_DPAD_LEFT, key_left},
+    {BTN_DPAD_RIGHT, key_right},
+    {BTN_SOUTH, key_select},
+    {BTN_EAST, key_back},
+    {BTN_NORTH, key_menu},
+    {BTN_WEST, key_switch},
+    {BTN_TL, key_page_up},
+    {BTN_TR, key_page_down},
+    {BTN_SELECT, key_reload},
+    {BTN_MODE, key_quit},
+};
+
+struct source {
+    int fd;
+    linux_touch_ranges ranges;
+    uint32_t hat;  /* keys that a direction hat holds */
+    uint32_t held; /* all keys that this source holds */
+    int32_t raw_x, raw_y;
+    int32_t slot;          /* finger that the records speak of; the first is 0 */
+    bool down, shown_down; /* the finger: now, and as reported */
+    bool moved;
+    bool lost; /* the kernel dropped records: skip up to the end of a report */
+};
+
+/* Main thread. */
+static source sources[sources_most];
+static int source_count = 0;
+
+/* Never closed: a worker may call for attention while the program goes down. */
+static int wake_event = -1;
+
+static uint32_t key_mask(uint16_t code)
+{
+    for (const key_code &each : key_codes) {
+        if (each.code == code)
+            return each.mask;
+    }
+    return 0;
+}
+
+static void set_keys(source *from, uint32_t mask, bool down)
+{
+    if (mask == 0)
+        return;
+    from->held = down ? from->held | mask : from->held & ~mask;
+    key_event(mask, down);
+}
+
+static void set_hat(source *from, uint32_t low, uint32_t high, int32_t value)
+{
+    const uint32_t before = from->hat & (low | high);
+    const uint32_t now = value < 0 ? low : value > 0 ? high : 0;
+    set_keys(from, before & ~now, false);
+    set_keys(from, now & ~before, true);
+    from->hat = (from->hat & ~before) | now;
+}
+
+static int32_t scaled(int32_t raw, const linux_range &range, int32_t size)
+{
+    const int64_t span = (int64_t)range.most - range.least;
+    return span == 0 ? 0 : (int32_t)(((int64_t)raw - range.least) * (size - 1) / span);
+}
+
+static bool has_panel(const source *from)
+{
+    return from->ranges.x.least != from->ranges.x.most &&
+           from->ranges.y.least != from->ranges.y.most;
+}
+
+static void end_report(source *from)
+{
+    if (!has_panel(from) || (!from->moved && from->down == from->shown_down))
+        return;
+    const int32_t x = scaled(from->raw_x, from->ranges.x, panel_width);
+    const int32_t y = scaled(from->raw_y, from->ranges.y, panel_height);
+    if (from->down != from->shown_down)
+        touch_event(from->down ? touch_type_press : touch_type_release, x, y);
+    else if (from->down)
+        touch_event(touch_type_move, x, y);
+    from->shown_down = from->down;
+    from->moved = false;
+}
+
+static void on_axis(source *from, uint16_t code, int32_t value)
+{
+    const bool first_finger = from->slot == 0;
+    switch (code) {
+    case ABS_HAT0X:
+        set_hat(from, key_left, key_right, value);
+        break;
+    case ABS_HAT0Y:
+        set_hat(from, key_up, key_down, value);
+        break;
+    case ABS_MT_SLOT:
+        from->slot = value == 0 ? 0 : no_slot;
+        break;
+    case ABS_MT_TRACKING_ID:
+        if (first_finger)
+            from->down = value >= 0;
+        break;
+    case ABS_X:
+    case ABS_MT_POSITION_X:
+        if (code == ABS_X || first_finger)
+            from->raw_x = value;
+        from->moved = true;
+        break;
+    case ABS_Y:
+    case ABS_MT_POSITION_Y:
+        if (code == ABS_Y || first_finger)
+            from->raw_y = value;
+        from->moved = true;
+        break;
+    }
+}
+
+/* Values: 0 released, 1 pressed, 2 repeated by the kernel, whose pace is not ours. */
+static void on_key(source *from, uint16_t code, int32_t value)
+{
+    if (code == BTN_TOUCH)
+        from->down = value != 0;
+    else if (value == 0 || value == 1)
+        set_keys(from, key_mask(code), value == 1);
+}
+
+/* What the kernel dropped may have been a release. */
+static void let_go(source *from)
+{
+    set_keys(from, from->held, false);
+    from->hat = 0;
+    from->down = false;
+    end_report(from);
+}
+
+static void on_record(source *from, const input_event *record)
+{
+    if (record->type == EV_SYN && record->code == SYN_DROPPED) {
+        let_go(from);
+        from->lost = true;
+    } else if (record->type == EV_SYN && record->code == SYN_REPORT) {
+        if (!from->lost)
+            end_report(from);
+        from->lost = false;
+    } else if (from->lost) {
+        return;
+    } else if (record->type == EV_KEY) {
+        on_key(from, record->code, record->value);
+    } else if (record->type == EV_ABS) {
+        on_axis(from, record->code, record->value);
+    }
+}
+
+/* False when the source is gone. */
+static bool read_source(source *from)
+{
+    for (;;) {
+        input_event records[32];
+        const ssize_t got = read(from->fd, records, sizeof records);
+        if (got < 0)
+            return errno == EAGAIN || errno == EINTR;
+        if (got == 0)
+            return false;
+        for (size_t i = 0; i < (size_t)got / sizeof *records; i++)
+            on_record(from, &records[i]);
+    }
+}
+
+static void remove_source(int index)
+{
+    let_go(&sources[index]);
+    close(sources[index].fd);
+    sources[index] = sources[--source_count];
+}
+
+static bool has_bit(const unsigned char *bits, unsigned bit)
+{
+    return bits[bit / 8] >> (bit % 8) & 1;
+}
+
+static linux_range axis_range(int fd, unsigned axis)
+{
+    input_absinfo info = {};
+    if (ioctl(fd, EVIOCGABS(axis), &info) != 0)
+        return {0, 0};
+    return {info.minimum, info.maximum};
+}
+
+/* A pad's sticks have the same axes as a panel, but nothing on it can be touched. */
+static linux_touch_ranges panel_ranges(int fd)
+{
+    unsigned char keys[KEY_MAX / 8 + 1] = {}, axes[ABS_MAX / 8 + 1] = {};
+    if (ioctl(fd, EVIOCGBIT(EV_KEY, sizeof keys), keys) < 0 ||
+        ioctl(fd, EVIOCGBIT(EV_ABS, sizeof axes), axes) < 0)
+        return {};
+    if (has_bit(axes, ABS_MT_POSITION_X) && has_bit(axes, ABS_MT_POSITION_Y))
+        return {axis_range(fd, ABS_MT_POSITION_X), axis_range(fd, ABS_MT_POSITION_Y)};
+    if (has_bit(keys, BTN_TOUCH) && has_bit(axes, ABS_X) && has_bit(axes, ABS_Y))
+        return {axis_range(fd, ABS_X), axis_range(fd, ABS_Y)};
+    return {};
+}
+
+static void open_source(const char *name)
+{
+    char path[300];
+    if (strncmp(name, "event", 5) != 0 || !str_format(path, "%s/%s", events_folder, name))
+        return;
+    const int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0)
+        return; /* one that is not ours to read */
+    const linux_touch_ranges ranges = panel_ranges(fd);
+    (void)ioctl(fd, EVIOCGRAB, 1); /* so that a shell behind the picture does not type along */
+    if (linux_input_add(fd, &ranges) != 0)
+        close(fd);
+}
+
+int linux_input_add(int fd, const linux_touch_ranges *ranges)
+{
+    if (source_count == sources_most)
+        return -1;
+    const int flags = fcntl(fd, F_GETFL);
+    if (flags < 0 || fcntl(fd, F_SETFL, flags | O_NONBLOCK) != 0)
+        return -1;
+    sources[source_count] = {};
+    sources[source_count].fd = fd;
+    sources[source_count++].ranges = *ranges;
+    return 0;
+}
+
+/* A machine without a single button starts too; it can be ended from outside. */
+int linux_input_open()
+{
+    if (wake_event < 0)
+        wake_event = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+    if (wake_event < 0)
+        return -1;
+    owner<DIR, closedir> folder(opendir(events_folder));
+    while (const dirent *entry = folder ? readdir(folder.get()) : nullptr)
+        open_source(entry->d_name);
+    return 0;
+}
+
+int linux_input_close()
+{
+    while (source_count > 0)
+        close(sources[--source_count].fd);
+    return 0;
+}
+
+void linux_input_poll()
+{
+    for (int i = source_count - 1; i >= 0; i--) {
+        if (!read_source(&sources[i]))
+            remove_source(i);
+    }
+}
+
+void linux_input_wait(int32_t ms)
+{
+    pollfd waiting[sources_most + 1] = {};
+    for (int i = 0; i < source_count; i++)
+        waiting[i] = {sources[i].fd, POLLIN, 0};
+    waiting[source_count] = {wake_event, POLLIN, 0};
+    uint64_t calls = 0;
+    if (poll(waiting, (nfds_t)source_count + 1, ms) > 0 && waiting[source_count].revents &&
+        read(wake_event, &calls, sizeof calls) < 0)
+        return; /* somebody else emptied it: awake all the same */
+}
+
+void linux_input_wake()
+{
+    const uint64_t one = 1;
+    const int before = errno;
+    if (wake_event >= 0 && write(wake_event, &one, sizeof one) < 0)
+        errno = before; /* full: as good as one more call */
+}

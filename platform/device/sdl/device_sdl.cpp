@@ -1,0 +1,174 @@
+/* device_sdl: a window on a desktop. */
+#include "platform/device/sdl/device_sdl.h"
+
+#include "platform/base/clock.h"
+#include "platform/base/device.h"
+#include "platform/device/power/battery.h"
+#include "platform/draw/fb.h"
+
+#include <SDL.h>
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+
+constexpr char window_title[] = "Zerv Player";
+constexpr int32_t scale_most = 4;
+
+/* Main thread. */
+static SDL_Window *window = nullptr;
+static SDL_Renderer *renderer = nullptr;
+static SDL_Texture *texture = nullptr; /* the last frame */
+static bool lit = false;
+
+static bool is_set(const char *variable)
+{
+    const char *value = getenv(variable);
+    return value && *value;
+}
+
+static bool sdl_fits()
+{
+    return is_set("DISPLAY") || is_set("WAYLAND_DISPLAY") || is_set("SDL_VIDEODRIVER");
+}
+
+static int sdl_open()
+{
+    SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
+    /* Without it even the software renderer presents through GL and costs 100 MB. */
+    SDL_SetHint(SDL_HINT_FRAMEBUFFER_ACCELERATION, "0");
+    SDL_SetHint(SDL_HINT_RENDER_DRIVER, "software");
+    SDL_SetHint(SDL_HINT_VIDEO_X11_NET_WM_BYPASS_COMPOSITOR, "0");
+    SDL_SetHint(SDL_HINT_MOUSE_FOCUS_CLICKTHROUGH, "1");
+    if (SDL_Init(SDL_INIT_VIDEO) != 0) {
+        fprintf(stderr, "there is no window: %s\n", SDL_GetError());
+        return -1;
+    }
+    SDL_EnableScreenSaver();
+    SDL_StopTextInput();
+    (void)SDL_InitSubSystem(SDL_INIT_GAMECONTROLLER); /* the keyboard is enough without one */
+    if (sdl_input_open() == 0)
+        return 0;
+    SDL_Quit();
+    return -1;
+}
+
+static int sdl_close()
+{
+    sdl_input_close();
+    SDL_Quit();
+    return 0;
+}
+
+/* The largest whole factor that leaves room for the rest of the desktop. */
+static int32_t choose_scale(int32_t width, int32_t height)
+{
+    SDL_Rect usable = {};
+    if (SDL_GetDisplayUsableBounds(0, &usable) != 0)
+        return 1;
+    const int32_t across = usable.w * 3 / 4 / width, down = usable.h * 3 / 4 / height;
+    return std::clamp(std::min(across, down), 1, scale_most);
+}
+
+static int sdl_screen_close()
+{
+    SDL_DestroyTexture(texture);
+    SDL_DestroyRenderer(renderer);
+    SDL_DestroyWindow(window);
+    texture = nullptr;
+    renderer = nullptr;
+    window = nullptr;
+    return 0;
+}
+
+static int open_window(int32_t width, int32_t height)
+{
+    const int32_t scale = choose_scale(width, height);
+    window =
+        SDL_CreateWindow(window_title, SDL_WINDOWPOS_CENTERED, SDL_WINDOWPOS_CENTERED,
+                         width * scale, height * scale, SDL_WINDOW_RESIZABLE | SDL_WINDOW_SHOWN);
+    if (!window)
+        return -1;
+    SDL_SetWindowMinimumSize(window, width, height);
+    renderer = SDL_CreateRenderer(window, -1, SDL_RENDERER_SOFTWARE);
+    if (!renderer || SDL_RenderSetLogicalSize(renderer, width, height) != 0 ||
+        SDL_RenderSetIntegerScale(renderer, SDL_TRUE) != 0)
+        return -1;
+    texture = SDL_CreateTexture(renderer, SDL_PIXELFORMAT_RGB565, SDL_TEXTUREACCESS_STREAMING,
+                                width, height);
+    return texture ? 0 : -1;
+}
+
+static int sdl_screen_open(int32_t width, int32_t height)
+{
+    if (open_window(width, height) == 0)
+        return 0;
+    fprintf(stderr, "there is no window: %s\n", SDL_GetError());
+    (void)sdl_screen_close();
+    return -1;
+}
+
+static int present()
+{
+    if (!renderer)
+        return -1;
+    int result = SDL_SetRenderDrawColor(renderer, 0, 0, 0, 255);
+    result |= SDL_RenderClear(renderer);
+    if (lit)
+        result |= SDL_RenderCopy(renderer, texture, nullptr, nullptr);
+    SDL_RenderPresent(renderer);
+    return result ? -1 : 0;
+}
+
+void sdl_screen_repeat()
+{
+    if (renderer)
+        (void)present(); /* the next frame tells whether the window still works */
+}
+
+static int sdl_screen_show(const fb_surface *frame)
+{
+    if (!texture || SDL_UpdateTexture(texture, nullptr, frame->pixels, frame->stride * 2) != 0)
+        return -1;
+    return present();
+}
+
+static int sdl_screen_power(int on)
+{
+    lit = on != 0;
+    return present();
+}
+
+/* The keyboard and the mouse come with the window. */
+static int sdl_succeed()
+{
+    return 0;
+}
+
+static time_t sdl_wall()
+{
+    return time(nullptr);
+}
+
+constinit const device device_sdl = {
+    .name = "sdl",
+    .fits = sdl_fits,
+    .open = sdl_open,
+    .close = sdl_close,
+    .screen_open = sdl_screen_open,
+    .screen_close = sdl_screen_close,
+    .screen_show = sdl_screen_show,
+    .screen_power = sdl_screen_power,
+    .key_open = sdl_succeed,
+    .key_close = sdl_succeed,
+    .touch_open = sdl_succeed,
+    .touch_close = sdl_succeed,
+    .poll = sdl_input_poll,
+    .speaker = sdl_speaker,
+    .battery = battery_level,
+    .msec = clock_real_msec,
+    .wall = sdl_wall,
+    .msleep = clock_real_msleep,
+    .wait = sdl_input_wait,
+    .wake = sdl_input_wake,
+};

@@ -1,0 +1,277 @@
+/* device_sdl_input: keyboard, mouse and game controllers of the desktop window. */
+#include "platform/device/sdl/device_sdl.h"
+#include "platform/input/key.h"
+#include "platform/input/touch.h"
+
+#include <SDL.h>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <pthread.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+constexpr int controllers_most = 4;
+constexpr int32_t stick_far = 16000, stick_near = 12000; /* apart, so that a key does not flutter */
+constexpr uint64_t wake_end = 1u << 30; /* tells the helper to end; a wake adds 1 */
+
+struct key_of {
+    int32_t code; /* of SDL */
+    uint32_t mask;
+};
+
+static const key_of keyboard[] = {
+    {SDLK_UP, key_up},
+    {SDLK_DOWN, key_down},
+    {SDLK_LEFT, key_left},
+    {SDLK_RIGHT, key_right},
+    {SDLK_PAGEUP, key_page_up},
+    {SDLK_PAGEDOWN, key_page_down},
+    {SDLK_RETURN, key_select},
+    {SDLK_KP_ENTER, key_select},
+    {SDLK_SPACE, key_menu},
+    {SDLK_TAB, key_switch},
+    {SDLK_F5, key_reload},
+    {SDLK_ESCAPE, key_back},
+    {SDLK_BACKSPACE, key_back},
+    {SDLK_q, key_quit},
+    {SDLK_PLUS, key_vol_up},
+    {SDLK_EQUALS, key_vol_up},
+    {SDLK_KP_PLUS, key_vol_up},
+    {SDLK_MINUS, key_vol_down},
+    {SDLK_KP_MINUS, key_vol_down},
+};
+
+static const key_of buttons[] = {
+    {SDL_CONTROLLER_BUTTON_DPAD_UP, key_up},
+    {SDL_CONTROLLER_BUTTON_DPAD_DOWN, key_down},
+    {SDL_CONTROLLER_BUTTON_DPAD_LEFT, key_left},
+    {SDL_CONTROLLER_BUTTON_DPAD_RIGHT, key_right},
+    {SDL_CONTROLLER_BUTTON_A, key_select},
+    {SDL_CONTROLLER_BUTTON_B, key_back},
+    {SDL_CONTROLLER_BUTTON_X, key_menu},
+    {SDL_CONTROLLER_BUTTON_Y, key_switch},
+    {SDL_CONTROLLER_BUTTON_LEFTSHOULDER, key_page_up},
+    {SDL_CONTROLLER_BUTTON_RIGHTSHOULDER, key_page_down},
+    {SDL_CONTROLLER_BUTTON_BACK, key_reload},
+    {SDL_CONTROLLER_BUTTON_GUIDE, key_quit},
+};
+
+/* What an axis presses at its ends; 0: nothing. */
+struct axis_keys {
+    uint8_t axis;
+    uint32_t low, high;
+};
+
+static const axis_keys axes[] = {
+    {SDL_CONTROLLER_AXIS_LEFTX, key_left, key_right},
+    {SDL_CONTROLLER_AXIS_LEFTY, key_up, key_down},
+    {SDL_CONTROLLER_AXIS_TRIGGERLEFT, 0, key_vol_down},
+    {SDL_CONTROLLER_AXIS_TRIGGERRIGHT, 0, key_vol_up},
+};
+
+/* Main thread. */
+static SDL_GameController *controllers[controllers_most];
+static uint32_t axes_down = 0; /* keys that the sticks hold */
+static bool closing = false;   /* the window was closed */
+
+/* Between sdl_input_wake() and a main thread that sleeps inside SDL. The helper exists because
+ * SDL's own way to post an event may not be used in a signal handler. */
+static std::atomic<bool> sleeping{false}, wanted{false};
+static int wake_event = -1; /* never closed: workers may call while the program goes down */
+static pthread_t helper;
+static bool helper_runs = false;
+
+template <size_t count> static uint32_t find_mask(const key_of (&table)[count], int32_t code)
+{
+    for (const key_of &each : table) {
+        if (each.code == code)
+            return each.mask;
+    }
+    return 0;
+}
+
+static void send(uint32_t mask, bool down)
+{
+    if (mask)
+        key_event(mask, down);
+}
+
+static void on_motion(const SDL_MouseMotionEvent *event)
+{
+    if (event->state & SDL_BUTTON_LMASK)
+        touch_event(touch_type_move, event->x, event->y);
+}
+
+/* A press on the black bars beside the picture is none; a release there ends a drag. */
+static void on_button(const SDL_MouseButtonEvent *event)
+{
+    const bool down = event->state == SDL_PRESSED;
+    const bool inside = event->x >= 0 && event->x < 320 && event->y >= 0 && event->y < 240;
+    if (event->button != SDL_BUTTON_LEFT || (down && !inside))
+        return;
+    (void)SDL_CaptureMouse(down ? SDL_TRUE : SDL_FALSE); /* a drag may leave the window */
+    touch_event(down ? touch_type_press : touch_type_release, event->x, event->y);
+}
+
+static uint32_t axis_mask(const axis_keys *keys, int32_t value)
+{
+    const int32_t low_edge = axes_down & keys->low ? -stick_near : -stick_far;
+    const int32_t high_edge = axes_down & keys->high ? stick_near : stick_far;
+    if (value < low_edge)
+        return keys->low;
+    return value > high_edge ? keys->high : 0;
+}
+
+static void on_axis(const SDL_ControllerAxisEvent *event)
+{
+    for (const axis_keys &each : axes) {
+        if (each.axis != event->axis)
+            continue;
+        const uint32_t before = axes_down & (each.low | each.high);
+        const uint32_t now = axis_mask(&each, event->value);
+        send(before & ~now, false);
+        send(now & ~before, true);
+        axes_down = (axes_down & ~before) | now;
+    }
+}
+
+static void on_controller_added(int32_t index)
+{
+    for (SDL_GameController *&each : controllers) {
+        if (!each) {
+            each = SDL_GameControllerOpen(index);
+            return;
+        }
+    }
+}
+
+static void on_controller_removed(SDL_JoystickID id)
+{
+    for (SDL_GameController *&each : controllers) {
+        if (each && SDL_JoystickInstanceID(SDL_GameControllerGetJoystick(each)) == id) {
+            SDL_GameControllerClose(each);
+            each = nullptr;
+            send(axes_down, false);
+            axes_down = 0;
+        }
+    }
+}
+
+static void on_window(const SDL_WindowEvent *event)
+{
+    if (event->event == SDL_WINDOWEVENT_EXPOSED || event->event == SDL_WINDOWEVENT_SIZE_CHANGED)
+        sdl_screen_repeat();
+}
+
+static void on_event(const SDL_Event *event)
+{
+    switch (event->type) {
+    case SDL_KEYDOWN:
+    case SDL_KEYUP:
+        if (!event->key.repeat)
+            send(find_mask(keyboard, event->key.keysym.sym), event->type == SDL_KEYDOWN);
+        break;
+    case SDL_MOUSEMOTION:
+        on_motion(&event->motion);
+        break;
+    case SDL_MOUSEBUTTONDOWN:
+    case SDL_MOUSEBUTTONUP:
+        on_button(&event->button);
+        break;
+    case SDL_CONTROLLERBUTTONDOWN:
+    case SDL_CONTROLLERBUTTONUP:
+        send(find_mask(buttons, event->cbutton.button), event->type == SDL_CONTROLLERBUTTONDOWN);
+        break;
+    case SDL_CONTROLLERAXISMOTION:
+        on_axis(&event->caxis);
+        break;
+    case SDL_CONTROLLERDEVICEADDED:
+        on_controller_added(event->cdevice.which);
+        break;
+    case SDL_CONTROLLERDEVICEREMOVED:
+        on_controller_removed(event->cdevice.which);
+        break;
+    case SDL_WINDOWEVENT:
+        on_window(&event->window);
+        break;
+    case SDL_QUIT:
+        closing = true;
+        break;
+    }
+}
+
+void sdl_input_poll()
+{
+    SDL_Event event;
+    while (SDL_PollEvent(&event))
+        on_event(&event);
+    /* In every pass: the first press may do no more than light a dark display. */
+    if (closing) {
+        key_event(key_quit, true);
+        key_event(key_quit, false);
+    }
+}
+
+void sdl_input_wait(int32_t ms)
+{
+    sleeping = true;
+    if (!wanted)
+        (void)SDL_WaitEventTimeout(nullptr, ms); /* the event stays for the next poll */
+    sleeping = false;
+    wanted = false;
+}
+
+void sdl_input_wake()
+{
+    const uint64_t one = 1;
+    const int before = errno;
+    wanted = true;
+    if (sleeping && wake_event >= 0 && write(wake_event, &one, sizeof one) < 0)
+        errno = before;
+}
+
+static void *pass_wakes_on(void *)
+{
+    for (;;) {
+        uint64_t calls = 0;
+        if (read(wake_event, &calls, sizeof calls) < 0 && errno != EINTR)
+            return nullptr;
+        if (calls >= wake_end)
+            return nullptr;
+        SDL_Event event = {};
+        event.type = SDL_USEREVENT;
+        if (calls > 0)
+            (void)SDL_PushEvent(&event); /* a full queue wakes as well */
+    }
+}
+
+int sdl_input_open()
+{
+    closing = false;
+    axes_down = 0;
+    if (wake_event < 0)
+        wake_event = eventfd(0, EFD_CLOEXEC);
+    sigset_t all, before;
+    sigfillset(&all); /* signals belong to the main thread */
+    pthread_sigmask(SIG_BLOCK, &all, &before);
+    helper_runs = wake_event >= 0 && pthread_create(&helper, nullptr, pass_wakes_on, nullptr) == 0;
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    if (!helper_runs)
+        fprintf(stderr, "no thread for the window: %s\n", strerror(errno));
+    return helper_runs ? 0 : -1;
+}
+
+void sdl_input_close()
+{
+    if (helper_runs && write(wake_event, &wake_end, sizeof wake_end) == (ssize_t)sizeof wake_end)
+        pthread_join(helper, nullptr);
+    helper_runs = false;
+    for (SDL_GameController *&each : controllers) {
+        if (each)
+            SDL_GameControllerClose(each);
+        each = nullptr;
+    }
+}

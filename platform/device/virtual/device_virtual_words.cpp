@@ -1,0 +1,88 @@
+/* device_virtual_words: the arguments of a command. */
+#include "platform/device/virtual/device_virtual.h"
+#include "platform/input/key.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+
+struct key_name {
+    const char *name;
+    uint32_t mask;
+};
+
+static const key_name key_names[] = {
+    {"up", key_up},         {"down", key_down},         {"left", key_left},
+    {"right", key_right},   {"page_up", key_page_up},   {"page_down", key_page_down},
+    {"select", key_select}, {"menu", key_menu},         {"reload", key_reload},
+    {"switch", key_switch}, {"back", key_back},         {"quit", key_quit},
+    {"vol_up", key_vol_up}, {"vol_down", key_vol_down},
+};
+
+static uint32_t find_key(const char *name, size_t length)
+{
+    for (const key_name &each : key_names) {
+        if (strlen(each.name) == length && memcmp(each.name, name, length) == 0)
+            return each.mask;
+    }
+    return 0;
+}
+
+static int read_hex(const char *word, uint32_t *mask)
+{
+    char *rest = nullptr;
+    errno = 0;
+    const unsigned long long value = strtoull(word, &rest, 16);
+    if (errno || *rest || rest == word + 2 || value == 0 || value > UINT32_MAX)
+        return -1;
+    *mask = (uint32_t)value;
+    return 0;
+}
+
+int virtual_word_keys(const char *word, uint32_t *mask)
+{
+    if (strncmp(word, "0x", 2) == 0)
+        return read_hex(word, mask);
+    uint32_t all = 0;
+    for (const char *at = word;; at++) {
+        const size_t length = strcspn(at, "+");
+        const uint32_t one = find_key(at, length);
+        if (one == 0)
+            return -1;
+        all |= one;
+        at += length;
+        if (*at == 0)
+            break;
+    }
+    *mask = all;
+    return 0;
+}
+
+int virtual_word_number(const char *word, int32_t *number)
+{
+    char *rest = nullptr;
+    errno = 0;
+    const long long value = strtoll(word, &rest, 10);
+    if (errno || rest == word || *rest || value < INT32_MIN || value > INT32_MAX)
+        return -1;
+    *number = (int32_t)value;
+    return 0;
+}
+
+int virtual_word_wall(const char *word, int64_t *seconds)
+{
+    tm local = {};
+    const char *rest = strptime(word, "%Y-%m-%dT%H:%M:%S", &local);
+    if (!rest || *rest)
+        return -1;
+    const tm wanted = local;
+    local.tm_isdst = -1;
+    const time_t at = mktime(&local);
+    /* mktime() moves the 31st of February on into March. */
+    if (at == (time_t)-1 || local.tm_mday != wanted.tm_mday || local.tm_mon != wanted.tm_mon)
+        return -1;
+    *seconds = at;
+    return 0;
+}

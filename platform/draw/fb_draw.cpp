@@ -1,0 +1,100 @@
+/* fb_draw: surfaces, and what is drawn on them without a picture or a font. */
+#include "platform/base/fault.h"
+#include "platform/draw/fb.h"
+#include "platform/draw/fb_clip.h"
+#include "platform/draw/fb_texts.h"
+
+#include <cstdlib>
+#include <cstring>
+
+static constexpr int32_t size_max = 4096;
+
+static uint16_t *row_of(const fb_surface *surface, int32_t x, int32_t y)
+{
+    return surface->pixels + (size_t)y * (size_t)surface->stride + x;
+}
+
+/* The first row is filled pixel by pixel, the others are copies of it: memcpy() knows the widest
+ * stores of the machine. */
+static void fill(fb_surface *surface, int32_t x, int32_t y, int32_t w, int32_t h, uint16_t colour)
+{
+    uint16_t *first = row_of(surface, x, y);
+    for (int32_t i = 0; i < w; i++)
+        first[i] = colour;
+    for (int32_t i = 1; i < h; i++)
+        memcpy(row_of(surface, x, y + i), first, (size_t)w * sizeof *first);
+}
+
+fb_surface *fb_create(int32_t width, int32_t height)
+{
+    if (fault_hit("fb_create"))
+        return nullptr;
+    if (width < 1 || height < 1 || width > size_max || height > size_max)
+        return nullptr;
+    fb_surface *made = (fb_surface *)calloc(1, sizeof *made);
+    if (!made)
+        return nullptr;
+    made->width = width;
+    made->height = height;
+    made->stride = width;
+    made->pixels = (uint16_t *)calloc((size_t)width * (size_t)height, sizeof *made->pixels);
+    if (!made->pixels || fb_texts_attach(made)) {
+        (void)fb_free(made); /* not the screen, so it cannot refuse */
+        return nullptr;
+    }
+    return made;
+}
+
+int fb_free(fb_surface *surface)
+{
+    if (!surface)
+        return 0;
+    if (surface->flags & fb_flag_screen)
+        return -1;
+    fb_texts_detach(surface);
+    free(surface->pixels);
+    free(surface);
+    return 0;
+}
+
+int fb_clear(fb_surface *surface, uint16_t colour)
+{
+    if (!surface)
+        return 0;
+    fill(surface, 0, 0, surface->width, surface->height, colour);
+    fb_texts_drop(surface);
+    return 0;
+}
+
+int fb_copy(fb_surface *dst, const fb_surface *src, int32_t dst_x, int32_t dst_y, int32_t w,
+            int32_t h, int32_t src_x, int32_t src_y)
+{
+    if (!dst || !src)
+        return 0;
+    if (dst == src)
+        return -1; /* rows would be read after they were overwritten */
+    fb_area area = {dst_x, dst_y, w, h, src_x, src_y};
+    if (!fb_clip(&area, dst->width, dst->height, src->width, src->height))
+        return 0;
+    const size_t row_size = (size_t)area.w * sizeof *dst->pixels;
+    if (area.w == dst->stride && area.w == src->stride) {
+        memcpy(row_of(dst, 0, area.dst_y), row_of(src, 0, area.src_y), row_size * (size_t)area.h);
+    } else {
+        for (int32_t i = 0; i < area.h; i++)
+            memcpy(row_of(dst, area.dst_x, area.dst_y + i), row_of(src, area.src_x, area.src_y + i),
+                   row_size);
+    }
+    fb_texts_move(dst, src, &area);
+    return 0;
+}
+
+int fb_draw_rect(fb_surface *surface, int32_t x, int32_t y, int32_t w, int32_t h, uint16_t colour)
+{
+    if (!surface)
+        return 0;
+    fb_area area = {x, y, w, h, 0, 0};
+    /* There is no source that could end. */
+    if (fb_clip(&area, surface->width, surface->height, INT32_MAX, INT32_MAX))
+        fill(surface, area.dst_x, area.dst_y, area.w, area.h, colour);
+    return 0;
+}

@@ -1,0 +1,118 @@
+/* font_draw: text on surfaces. */
+#include "platform/draw/fb.h"
+#include "platform/draw/fb_pixel.h"
+#include "platform/font/font_face.h"
+#include "platform/font/font_glyph.h"
+#include "platform/font/font_line.h"
+#include "platform/font/font_state.h"
+
+#include <algorithm>
+
+/* Half-open, in pixels of the surface. */
+struct clip {
+    int64_t left, top, right, bottom;
+};
+
+static uint32_t mixed(uint32_t under, uint32_t ink, uint32_t coverage)
+{
+    return fb_div255(under * (255 - coverage) + ink * coverage);
+}
+
+/* Each channel in its own 5 or 6 bits: full coverage gives the very colour asked for. */
+static uint16_t ink_over(uint16_t under, uint16_t ink, uint32_t coverage)
+{
+    return (uint16_t)(mixed(under >> 11, ink >> 11, coverage) << 11 |
+                      mixed(under >> 5 & 0x3Fu, ink >> 5 & 0x3Fu, coverage) << 5 |
+                      mixed(under & 0x1Fu, ink & 0x1Fu, coverage));
+}
+
+static void draw_bitmap(fb_surface *surface, const clip &area, const font_bitmap &glyph, int64_t x,
+                        int64_t y, uint16_t colour)
+{
+    const int64_t left = std::max(x, area.left);
+    const int64_t right = std::min(x + glyph.width, area.right);
+    const int64_t bottom = std::min(y + glyph.height, area.bottom);
+    for (int64_t row = std::max(y, area.top); row < bottom; row++) {
+        const uint8_t *coverage = glyph.pixels + (row - y) * glyph.pitch;
+        uint16_t *to = surface->pixels + row * surface->stride;
+        for (int64_t column = left; column < right; column++) {
+            const uint32_t share = coverage[column - x];
+            if (share == 255)
+                to[column] = colour;
+            else if (share)
+                to[column] = ink_over(to[column], colour, share);
+        }
+    }
+}
+
+/* x, y: left end of the baseline. */
+static void draw_line(fb_surface *surface, const clip &area, const font_line &line, int64_t x,
+                      int64_t y, int32_t size, uint16_t colour)
+{
+    for (uint32_t i = 0; i < line.count; i++) {
+        const font_place &place = line.places[i];
+        const int64_t pen = x + place.x;
+        /* No glyph reaches farther from its pen than a few times its size. */
+        if (pen > area.right + 8 * size || pen < area.left - 8 * size)
+            continue;
+        font_bitmap glyph;
+        if (font_glyph_get(font_current.glyphs, font_current.faces, place.face, place.glyph, size,
+                           &glyph))
+            draw_bitmap(surface, area, glyph, pen + glyph.left, y - place.y - glyph.top, colour);
+    }
+}
+
+/* A box as high as the text still shows descenders and the accents of capitals, which reach beyond
+ * the nominal size of every font: without them letters turn into other letters. */
+static clip clip_of(const fb_surface *surface, int32_t x, int32_t y, int32_t w, int32_t h,
+                    int32_t size)
+{
+    clip area = {0, 0, surface->width, surface->height};
+    if (w > 0) {
+        area.left = std::max<int64_t>(0, x);
+        area.right = std::min<int64_t>(surface->width, (int64_t)x + w);
+    }
+    if (h > 0) {
+        const int32_t overhang = h >= size ? (size + 3) / 4 : 0;
+        area.top = std::max<int64_t>(0, (int64_t)y - overhang);
+        area.bottom = std::min<int64_t>(surface->height, (int64_t)y + h + overhang);
+    }
+    return area;
+}
+
+/* Where something of `length` begins in a box; a box of 0 has no far side. */
+static int64_t start_of(int64_t box_start, int64_t box_length, int64_t length, bool centred,
+                        bool far)
+{
+    if (box_length == 0)
+        return box_start;
+    if (centred)
+        return box_start + (box_length - length) / 2;
+    return far ? box_start + box_length - length : box_start;
+}
+
+int fb_draw_text(fb_surface *surface, const char *text, int32_t x, int32_t y, int32_t w, int32_t h,
+                 int32_t size, uint16_t colour, uint32_t align)
+{
+    if (!surface || !text || !*text || w < 0 || h < 0 || size < 1)
+        return 0;
+    const fb_text note = {x, y, w, h, size, colour, align, text};
+    fb_text_note(surface, &note);
+    if (!font_current.faces)
+        return -1;
+    const int32_t drawn_size = std::min(size, font_size_max);
+    const clip area = clip_of(surface, x, y, w, h, drawn_size);
+    if (area.left >= area.right || area.top >= area.bottom)
+        return 0;
+    const font_line line =
+        font_line_get(font_current.lines, font_current.faces, text, drawn_size, w);
+    /* A line that is wider than its box, for want of room even for an ellipsis, shows its start. */
+    const int32_t box_width = line.width > w ? 0 : w;
+    const int64_t left =
+        start_of(x, box_width, line.width, align & fb_align_center, align & fb_align_right);
+    const int64_t top =
+        start_of(y, h, drawn_size, align & fb_align_middle, align & fb_align_bottom);
+    draw_line(surface, area, line, left, top + font_face_ascent(font_current.faces, drawn_size),
+              drawn_size, colour);
+    return 0;
+}

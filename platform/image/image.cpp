@@ -1,0 +1,230 @@
+/* image: picture records, and which decoder reads a file. */
+#include "platform/image/image.h"
+
+#include "platform/base/fault.h"
+#include "platform/base/owner.h"
+#include "platform/draw/fb_pixel.h"
+#include "platform/image/image_codec.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+static constexpr int32_t side_max = 4096;
+static constexpr int64_t pixels_max = 16 * 1024 * 1024;
+
+struct format {
+    const char *signature;
+    size_t length;
+    image *(*decode)(image_source *source);
+};
+
+static constexpr format formats[] = {
+    {"\x89PNG\r\n\x1a\n", 8, image_png_decode},
+    {"\xFF\xD8\xFF", 3, image_jpeg_decode},
+    {"GIF87a", 6, image_gif_decode},
+    {"GIF89a", 6, image_gif_decode},
+};
+
+/* What is left to read of a picture in memory. */
+struct memory_rest {
+    const unsigned char *data;
+    size_t size;
+};
+
+static int read_file(void *handle, void *buffer, unsigned length)
+{
+    FILE *file = (FILE *)handle;
+    const size_t got = fread(buffer, 1, length, file);
+    return got == 0 && ferror(file) ? -1 : (int)got;
+}
+
+static int read_memory(void *handle, void *buffer, unsigned length)
+{
+    memory_rest *rest = (memory_rest *)handle;
+    const size_t got = std::min<size_t>(length, rest->size);
+    if (got == 0)
+        return 0;
+    memcpy(buffer, rest->data, got);
+    rest->data += got;
+    rest->size -= got;
+    return (int)got;
+}
+
+size_t image_source_read(image_source *source, void *buffer, size_t size)
+{
+    unsigned char *to = (unsigned char *)buffer;
+    size_t done = std::min(size, source->head_count - source->head_used);
+    memcpy(to, source->head + source->head_used, done);
+    source->head_used += done;
+    while (done < size) {
+        const unsigned wanted = (unsigned)std::min<size_t>(size - done, 1u << 20);
+        const int got = source->read(source->handle, to + done, wanted);
+        if (got <= 0 || (unsigned)got > wanted)
+            break;
+        done += (size_t)got;
+    }
+    return done;
+}
+
+static image *decode_source(image_source *source)
+{
+    const size_t count = image_source_read(source, source->head, sizeof source->head);
+    source->head_count = count;
+    for (const format &candidate : formats)
+        if (count >= candidate.length &&
+            memcmp(source->head, candidate.signature, candidate.length) == 0)
+            return candidate.decode(source);
+    return nullptr;
+}
+
+static image *decode(image_read_cb read, void *handle)
+{
+    image_source source = {};
+    source.read = read;
+    source.handle = handle;
+    return decode_source(&source);
+}
+
+static bool size_fits(int64_t width, int64_t height)
+{
+    return width >= 1 && height >= 1 && width <= side_max && height <= side_max &&
+           width * height <= pixels_max;
+}
+
+bool image_source_accept(image_source *source, int64_t width, int64_t height)
+{
+    if (!size_fits(width, height))
+        return false;
+    source->width = (int32_t)width;
+    source->height = (int32_t)height;
+    return true;
+}
+
+int32_t image_source_factor(const image_source *source)
+{
+    if (source->side < 1)
+        return 1;
+    return std::max(1, std::max(source->width, source->height) / source->side);
+}
+
+image *image_new(int32_t width, int32_t height)
+{
+    if (!size_fits(width, height))
+        return nullptr;
+    image *made = (image *)calloc(1, sizeof *made);
+    if (!made)
+        return nullptr;
+    made->width = width;
+    made->height = height;
+    made->has_alpha = true;
+    /* Zeroed pages come from the system untouched, so a small file that claims a large picture
+     * costs only the rows it really has. */
+    made->argb = (uint32_t *)calloc((size_t)width * (size_t)height, sizeof *made->argb);
+    if (!made->argb) {
+        (void)image_free(made);
+        return nullptr;
+    }
+    return made;
+}
+
+bool image_premultiply(uint32_t *pixels, size_t count)
+{
+    uint32_t all = 0xFF;
+    for (size_t i = 0; i < count; i++) {
+        unsigned char rgba[4];
+        memcpy(rgba, &pixels[i], sizeof rgba);
+        const uint32_t alpha = rgba[3];
+        all &= alpha;
+        const uint32_t red = fb_div255(rgba[0] * alpha);
+        const uint32_t green = fb_div255(rgba[1] * alpha);
+        const uint32_t blue = fb_div255(rgba[2] * alpha);
+        pixels[i] = alpha << 24 | red << 16 | green << 8 | blue;
+    }
+    return all == 0xFF;
+}
+
+bool image_is_opaque(const image *picture)
+{
+    const size_t count = (size_t)picture->width * (size_t)picture->height;
+    return std::all_of(picture->argb, picture->argb + count,
+                       [](uint32_t argb) { return argb >> 24 == 255; });
+}
+
+/* Only regular files: a pipe or a device with the name of a picture must not block a skin. */
+static FILE *open_picture(const char *path)
+{
+    const int fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    if (fd < 0)
+        return nullptr;
+    struct stat entry;
+    FILE *file = fstat(fd, &entry) == 0 && S_ISREG(entry.st_mode) ? fdopen(fd, "rb") : nullptr;
+    if (!file)
+        (void)close(fd); /* nothing was written */
+    return file;
+}
+
+image *image_read(const char *path)
+{
+    if (fault_hit("image_read") || !path)
+        return nullptr;
+    owner<FILE, fclose> file(open_picture(path));
+    return file ? decode(read_file, file.get()) : nullptr;
+}
+
+image *image_read_with_cb(const char *name, image_read_cb read, void *handle)
+{
+    (void)name; /* extensions lie, signatures do not */
+    if (fault_hit("image_read_with_cb") || !read)
+        return nullptr;
+    return decode(read, handle);
+}
+
+image *image_read_from_memory(const char *ext, const void *data, size_t size)
+{
+    (void)ext; /* extensions lie, signatures do not */
+    if (fault_hit("image_read_from_memory") || !data)
+        return nullptr;
+    memory_rest rest = {(const unsigned char *)data, size};
+    return decode(read_memory, &rest);
+}
+
+image *image_read_reduced(const char *ext, const void *data, size_t size, int32_t side,
+                          int32_t *width, int32_t *height)
+{
+    (void)ext; /* extensions lie, signatures do not */
+    if (fault_hit("image_read_reduced") || !data || side < 1 || !width || !height)
+        return nullptr;
+    memory_rest rest = {(const unsigned char *)data, size};
+    image_source source = {};
+    source.read = read_memory;
+    source.handle = &rest;
+    source.side = side;
+    image *picture = decode_source(&source);
+    if (!picture)
+        return nullptr;
+    *width = source.width;
+    *height = source.height;
+    return picture;
+}
+
+image *image_create(int32_t width, int32_t height)
+{
+    return fault_hit("image_create") ? nullptr : image_new(width, height);
+}
+
+int image_free(image *picture)
+{
+    if (!picture)
+        return 0;
+    free(picture->argb);
+    free(picture->rgb565);
+    free(picture->spans);
+    free(picture->runs);
+    free(picture);
+    return 0;
+}

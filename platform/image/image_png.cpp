@@ -1,0 +1,146 @@
+/* image_png: PNG of every colour type and depth, with alpha and interlaced, through libpng. */
+#include "platform/image/image_codec.h"
+
+#include <algorithm>
+#include <csetjmp>
+#include <cstdlib>
+#include <cstring>
+#include <png.h>
+
+/* Memory for one chunk beside the pixels: palettes and transparency are far below, a compressed
+ * text or profile that unpacks to gigabytes is not. */
+static constexpr png_alloc_size_t chunk_max = 256 * 1024;
+
+/* Everything that must survive a longjmp() lives here; the frame that calls setjmp() has no
+ * variables of its own and no destructors. */
+struct png_job {
+    image_source *source;
+    png_structp png;
+    png_infop info;
+    image *picture;
+    uint32_t *row;  /* one row of the file, when the picture is reduced */
+    uint32_t *sums; /* those of one row of the reduced picture */
+};
+
+static void read_bytes(png_structp png, png_bytep to, size_t size)
+{
+    if (image_source_read((image_source *)png_get_io_ptr(png), to, size) != size)
+        png_error(png, "file ends early");
+}
+
+/* The caller learns of an error by the missing picture; libpng would print a line. */
+static void on_error(png_structp png, png_const_charp)
+{
+    png_longjmp(png, 1);
+}
+
+static void on_warning(png_structp, png_const_charp) {}
+
+/* Chunks that say nothing about pixels are skipped unread. */
+static void skip_extras(png_structp png)
+{
+    static constexpr png_byte extras[] =
+        "cHRM\0gAMA\0iCCP\0sBIT\0sRGB\0bKGD\0hIST\0pHYs\0sPLT\0tIME\0"
+        "tEXt\0zTXt\0iTXt\0eXIf\0oFFs\0pCAL\0sCAL\0sTER";
+    png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, extras, (int)(sizeof extras / 5));
+}
+
+static void ask_for_rgba(png_job *job)
+{
+    png_set_expand(job->png);
+    png_set_scale_16(job->png);
+    png_set_gray_to_rgb(job->png);
+    png_set_add_alpha(job->png, 0xFF, PNG_FILLER_AFTER);
+}
+
+static bool read_whole(png_job *job, int passes)
+{
+    const int32_t width = job->source->width;
+    const int32_t height = job->source->height;
+    job->picture = image_new(width, height);
+    if (!job->picture)
+        return false;
+    uint32_t *pixels = job->picture->argb;
+    for (int pass = 0; pass < passes; pass++)
+        for (int32_t y = 0; y < height; y++)
+            png_read_row(job->png, (png_bytep)(pixels + (size_t)y * (size_t)width), nullptr);
+    job->picture->has_alpha = !image_premultiply(pixels, (size_t)width * (size_t)height);
+    return true;
+}
+
+static void read_block_row(png_job *job, uint32_t *to, int32_t factor, int32_t rows)
+{
+    const int32_t width = job->source->width;
+    memset(job->sums, 0, (size_t)job->picture->width * 4 * sizeof *job->sums);
+    for (int32_t i = 0; i < rows; i++) {
+        png_read_row(job->png, (png_bytep)job->row, nullptr);
+        (void)image_premultiply(job->row, (size_t)width); /* averages tell what is opaque */
+        image_blocks_add(job->sums, job->row, width, factor);
+    }
+    image_blocks_average(to, job->sums, width, factor, rows);
+}
+
+static bool read_reduced(png_job *job, int32_t factor)
+{
+    const int32_t width = job->source->width;
+    const int32_t height = job->source->height;
+    const int32_t blocks = image_blocks_count(width, factor);
+    job->picture = image_new(blocks, image_blocks_count(height, factor));
+    job->row = (uint32_t *)malloc((size_t)width * sizeof *job->row);
+    job->sums = (uint32_t *)malloc((size_t)blocks * 4 * sizeof *job->sums);
+    if (!job->picture || !job->row || !job->sums)
+        return false;
+    uint32_t *to = job->picture->argb;
+    for (int32_t y = 0; y < height; y += factor, to += blocks)
+        read_block_row(job, to, factor, std::min(factor, height - y));
+    job->picture->has_alpha = !image_is_opaque(job->picture);
+    return true;
+}
+
+/* May leave by longjmp(): no destructors here or in what it calls. */
+static bool decode_steps(png_job *job)
+{
+    png_read_info(job->png, job->info);
+    const png_uint_32 width = png_get_image_width(job->png, job->info);
+    const png_uint_32 height = png_get_image_height(job->png, job->info);
+    if (!image_source_accept(job->source, width, height))
+        return false;
+    ask_for_rgba(job);
+    const int passes = png_set_interlace_handling(job->png);
+    png_read_update_info(job->png, job->info);
+    if (png_get_rowbytes(job->png, job->info) != (size_t)width * 4)
+        return false;
+    /* The passes of an interlaced picture fill all of its rows again and again. */
+    const int32_t factor = passes == 1 ? image_source_factor(job->source) : 1;
+    return factor == 1 ? read_whole(job, passes) : read_reduced(job, factor);
+}
+
+static bool decode_guarded(png_job *job)
+{
+    if (setjmp(png_jmpbuf(job->png)))
+        return false;
+    png_set_read_fn(job->png, job->source, read_bytes);
+    png_set_user_limits(job->png, 4096, 4096);
+    png_set_chunk_malloc_max(job->png, chunk_max);
+    skip_extras(job->png);
+    return decode_steps(job);
+}
+
+image *image_png_decode(image_source *source)
+{
+    png_job job = {};
+    job.source = source;
+    job.png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, on_error, on_warning);
+    if (!job.png)
+        return nullptr;
+    job.info = png_create_info_struct(job.png);
+    const bool whole = job.info && decode_guarded(&job);
+    png_destroy_read_struct(&job.png, &job.info, nullptr);
+    free(job.row);
+    free(job.sums);
+    if (!whole) {
+        (void)image_free(job.picture);
+        return nullptr;
+    }
+    return job.picture;
+}

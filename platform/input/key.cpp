@@ -1,0 +1,117 @@
+#include "platform/input/key.h"
+
+#include "platform/base/clock.h"
+#include "platform/base/device.h"
+#include "platform/base/fault.h"
+#include "platform/sound/sound.h"
+
+constexpr int32_t repeat_after_ms = 400;
+constexpr int32_t repeat_every_ms = 100;
+constexpr uint32_t queue_size = 64;
+
+struct key_change {
+    uint32_t mask; /* keys that change */
+    bool down;
+};
+
+/* Main thread only. */
+static bool opened = false;
+static key_change queue[queue_size];
+static uint32_t queue_first = 0, queue_count = 0;
+static uint32_t held = 0;
+static int32_t repeat_at[32]; /* clock_msec() of a held key's next repeat */
+
+static void forget()
+{
+    queue_first = queue_count = 0;
+    held = 0;
+}
+
+static void press(uint32_t mask, int32_t now, key_report *report)
+{
+    for (int bit = 0; bit < 32; bit++) {
+        if (mask & (1u << bit))
+            repeat_at[bit] = (int32_t)((uint32_t)now + repeat_after_ms);
+    }
+    held |= mask;
+    report->pressed |= mask;
+    report->repeat |= mask;
+}
+
+/* A key pressed a second time waits for the next pass, so that no press is lost in a slow one. */
+static void take_changes(int32_t now, key_report *report)
+{
+    while (queue_count > 0) {
+        const key_change change = queue[queue_first];
+        if (change.down && (change.mask & report->pressed))
+            return;
+        queue_first = (queue_first + 1) % queue_size;
+        queue_count--;
+        if (change.down) {
+            press(change.mask & ~held, now, report);
+        } else {
+            report->released |= change.mask & held;
+            held &= ~change.mask;
+        }
+    }
+}
+
+/* After a slow pass a key repeats once, not for each time that went by. */
+static void repeat_held(int32_t now, key_report *report)
+{
+    for (int bit = 0; bit < 32; bit++) {
+        const uint32_t mask = 1u << bit;
+        const int32_t late = (int32_t)((uint32_t)now - (uint32_t)repeat_at[bit]);
+        if (!(held & mask) || (report->pressed & mask) || late < 0)
+            continue;
+        report->repeat |= mask;
+        const int32_t from = late < repeat_every_ms ? repeat_at[bit] : now;
+        repeat_at[bit] = (int32_t)((uint32_t)from + repeat_every_ms);
+    }
+}
+
+int key_open()
+{
+    if (fault_hit("key_open") || !device_current || device_current->key_open() != 0)
+        return -1;
+    forget();
+    opened = true;
+    return 0;
+}
+
+int key_close()
+{
+    int result = 0;
+    if (opened)
+        result = device_current->key_close();
+    opened = false;
+    forget();
+    return fault_hit("key_close") ? -1 : result;
+}
+
+int key_check(key_report *report)
+{
+    *report = {};
+    if (!opened)
+        return 0;
+    device_current->poll();
+    const int32_t now = clock_msec();
+    take_changes(now, report);
+    repeat_held(now, report);
+    report->held = held;
+    if (held)
+        clock_note_input();
+    return (report->pressed | report->repeat) != 0;
+}
+
+void key_event(uint32_t mask, bool down)
+{
+    clock_note_input();
+    sound_wake();
+    /* Nobody has polled for 64 changes: better no key than one that stays down for ever. */
+    if (queue_count == queue_size) {
+        queue_count = 0;
+        queue[(queue_first + queue_count++) % queue_size] = {~0u, false};
+    }
+    queue[(queue_first + queue_count++) % queue_size] = {mask, down};
+}

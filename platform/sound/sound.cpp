@@ -1,0 +1,365 @@
+#include "platform/sound/sound.h"
+
+#include "platform/base/clock.h"
+#include "platform/base/device.h"
+#include "platform/base/fault.h"
+#include "platform/base/lock.h"
+#include "platform/sound/sound_device.h"
+
+#include <algorithm>
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <iterator>
+#include <pthread.h>
+
+constexpr uint32_t ring_frames = 8192;                    /* a power of two above full_frames */
+constexpr uint32_t full_frames = sound_rate * 110 / 1000; /* never more is queued */
+/* Down to here nobody wakes: nine periods are 104 ms, so the thread sleeps 42 ms at a time. */
+constexpr uint32_t low_frames = sound_rate * 62 / 1000;
+
+/* A callback with nothing to play is asked again after `wait_ms`, as long as the last input, reset
+ * or sound is less than `since_ms` ago: a track that is about to open is heard at once, and a
+ * player that lies in a drawer hardly wakes. */
+struct sound_patience {
+    int64_t since_ms;
+    int32_t wait_ms;
+};
+constexpr sound_patience patience[] = {{200, 5}, {3000, 40}, {INT64_MAX, 500}};
+
+constexpr size_t stack_bytes = 1024 * 1024; /* decoders and the file names of a playlist */
+/* A leaf: held for copying a few kilobytes, never while the callback runs. */
+static constinit sys_lock queue_lock;
+static pthread_cond_t thread_work = PTHREAD_COND_INITIALIZER;
+static pthread_cond_t step_done = PTHREAD_COND_INITIALIZER;
+static int16_t ring[ring_frames * 2] GUARDED_BY(queue_lock);
+static uint32_t ring_first GUARDED_BY(queue_lock) = 0;
+static uint32_t ring_count GUARDED_BY(queue_lock) = 0;
+static uint32_t resets GUARDED_BY(queue_lock) = 0;
+static bool closing GUARDED_BY(queue_lock) = false;
+static bool woken GUARDED_BY(queue_lock) = false;
+static bool drop_pending GUARDED_BY(queue_lock) = false;
+static bool thread_idle GUARDED_BY(queue_lock) = false;
+static uint32_t steps_wanted GUARDED_BY(queue_lock) = 0;
+static uint32_t steps_done GUARDED_BY(queue_lock) = 0;
+static int32_t idle_steps GUARDED_BY(queue_lock) = 0; /* let go by since the last one taken */
+static int64_t calm_steps GUARDED_BY(queue_lock) = 0; /* since the last wake, reset or sound */
+
+static std::atomic<uint32_t> queued_frames{0}; /* ring_count, for those who may not lock */
+static std::atomic<int64_t> attention_ms{0};   /* clock_real_msec() of the last reason to listen */
+
+static std::atomic<const sound_speaker *> speaker{nullptr}; /* null while closed; set on main */
+
+/* Main thread; set before the sound thread starts, which then only reads them. */
+static sound_callback callback = nullptr;
+static void *callback_user = nullptr;
+static pthread_t thread;
+
+static constinit thread_local bool on_sound_thread = false;
+
+static uint32_t total_frames()
+{
+    const sound_speaker *open = speaker;
+    const uint32_t pending = open && open->pending ? open->pending() : 0;
+    return queued_frames.load(std::memory_order_relaxed) + pending;
+}
+
+static void set_count_locked(uint32_t frames) REQUIRES(queue_lock)
+{
+    ring_count = frames;
+    queued_frames.store(frames, std::memory_order_relaxed);
+}
+
+static void copy_in_locked(const int16_t *from, uint32_t frames) REQUIRES(queue_lock)
+{
+    const uint32_t at = (ring_first + ring_count) % ring_frames;
+    const uint32_t first = std::min(frames, ring_frames - at);
+    memcpy(ring + at * 2, from, (size_t)first * sound_frame_bytes);
+    memcpy(ring, from + first * 2, (size_t)(frames - first) * sound_frame_bytes);
+    set_count_locked(ring_count + frames);
+}
+
+static uint32_t copy_out(int16_t *to, uint32_t wanted)
+{
+    sys_guard guard(queue_lock);
+    const uint32_t frames = std::min(wanted, ring_count);
+    const uint32_t first = std::min(frames, ring_frames - ring_first);
+    memcpy(to, ring + ring_first * 2, (size_t)first * sound_frame_bytes);
+    memcpy(to + first * 2, ring, (size_t)(frames - first) * sound_frame_bytes);
+    ring_first = (ring_first + frames) % ring_frames;
+    set_count_locked(ring_count - frames);
+    return frames;
+}
+
+static bool is_silent(const int16_t *samples, uint32_t count)
+{
+    return std::all_of(samples, samples + count, [](int16_t sample) { return sample == 0; });
+}
+
+/* Asks the callback for one period. False when it had nothing to play. */
+static bool fill_period(bool *sleeps)
+{
+    alignas(8) int16_t samples[sound_period_frames * 2] = {};
+    uint32_t before;
+    {
+        sys_guard guard(queue_lock);
+        before = resets;
+    }
+    *sleeps = false;
+    callback(callback_user, samples, sizeof samples);
+    if (*sleeps && is_silent(samples, sound_period_frames * 2))
+        return false;
+    sys_guard guard(queue_lock);
+    if (before == resets)
+        copy_in_locked(samples, sound_period_frames);
+    return true;
+}
+
+static bool is_closing()
+{
+    sys_guard guard(queue_lock);
+    return closing;
+}
+
+/* Returns false when the callback had nothing to play. */
+static bool fill(bool *sleeps)
+{
+    while (total_frames() + sound_period_frames <= full_frames && !is_closing()) {
+        if (!fill_period(sleeps))
+            return false;
+    }
+    attention_ms.store(clock_real_msec(), std::memory_order_relaxed);
+    return true;
+}
+
+static bool take_drop()
+{
+    sys_guard guard(queue_lock);
+    const bool wanted = drop_pending;
+    drop_pending = false;
+    return wanted;
+}
+
+static int32_t idle_ms(int64_t since_ms)
+{
+    for (const sound_patience &each : patience) {
+        if (since_ms < each.since_ms)
+            return each.wait_ms;
+    }
+    return patience[std::size(patience) - 1].wait_ms;
+}
+
+static int32_t busy_ms()
+{
+    const uint32_t total = total_frames();
+    return total <= low_frames ? 1 : (int32_t)((total - low_frames) * 1000 / sound_rate) + 1;
+}
+
+/* Returns the milliseconds until the next round is due. */
+static int32_t play_round(const sound_speaker *to, bool *sleeps)
+{
+    if (take_drop() && to->drop)
+        to->drop();
+    if (to->feed)
+        to->feed();
+    const bool busy = total_frames() > low_frames || fill(sleeps);
+    if (to->feed)
+        to->feed();
+    {
+        sys_guard guard(queue_lock);
+        thread_idle = !busy;
+    }
+    return busy ? busy_ms() : idle_ms(clock_real_msec() - attention_ms);
+}
+
+static timespec time_after(int32_t ms)
+{
+    timespec at = {};
+    clock_gettime(CLOCK_MONOTONIC, &at);
+    at.tv_nsec += (long)(ms % 1000) * 1000000;
+    at.tv_sec += ms / 1000 + at.tv_nsec / 1000000000;
+    at.tv_nsec %= 1000000000;
+    return at;
+}
+
+/* False when the thread has to end. */
+static bool wait_for_time(int32_t ms)
+{
+    const timespec until = time_after(ms);
+    sys_guard guard(queue_lock);
+    while (!closing && !woken) {
+        if (pthread_cond_clockwait(&thread_work, &queue_lock.mutex, CLOCK_MONOTONIC, &until))
+            break;
+    }
+    woken = false;
+    return !closing;
+}
+
+static bool wait_for_step()
+{
+    sys_guard guard(queue_lock);
+    while (!closing && steps_done == steps_wanted)
+        pthread_cond_wait(&thread_work, &queue_lock.mutex);
+    return !closing;
+}
+
+/* Handing a step to the thread costs more than all else that a scripted millisecond does. */
+static bool step_is_due_locked() REQUIRES(queue_lock)
+{
+    calm_steps = woken || !thread_idle ? 0 : calm_steps + 1;
+    if (woken || drop_pending)
+        return true;
+    return thread_idle ? ++idle_steps >= idle_ms(calm_steps) : total_frames() <= low_frames;
+}
+
+static void finish_step()
+{
+    sys_guard guard(queue_lock);
+    steps_done = steps_wanted;
+    pthread_cond_broadcast(&step_done);
+}
+
+static void *thread_main(void *)
+{
+    bool sleeps = false;
+    on_sound_thread = true;
+    clock_note_sleeps(&sleeps);
+    (void)pthread_setname_np(pthread_self(), "sound"); /* a debugger's comfort only */
+    const sound_speaker *to = speaker;
+    int32_t next_ms = 0;
+    while (to->stepped ? wait_for_step() : wait_for_time(next_ms)) {
+        next_ms = play_round(to, &sleeps);
+        if (to->stepped)
+            finish_step();
+    }
+    return nullptr;
+}
+
+static int start_thread()
+{
+    pthread_attr_t attributes;
+    if (pthread_attr_init(&attributes) != 0)
+        return -1;
+    sigset_t all, before;
+    sigfillset(&all); /* signals belong to the main thread */
+    pthread_sigmask(SIG_BLOCK, &all, &before);
+    const bool started = pthread_attr_setstacksize(&attributes, stack_bytes) == 0 &&
+                         pthread_create(&thread, &attributes, thread_main, nullptr) == 0;
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    pthread_attr_destroy(&attributes);
+    return started ? 0 : -1;
+}
+
+static const sound_speaker *open_speaker()
+{
+    const sound_speaker *found =
+        device_current && device_current->speaker ? device_current->speaker() : nullptr;
+    if (found && found->open() == 0)
+        return found;
+    fprintf(stderr, "there is no sound card: playing to a silent clock\n");
+    return sound_speaker_silent.open() == 0 ? &sound_speaker_silent : nullptr;
+}
+
+static void forget()
+{
+    sys_guard guard(queue_lock);
+    ring_first = 0;
+    set_count_locked(0);
+    closing = woken = drop_pending = thread_idle = false;
+    steps_wanted = steps_done = 0;
+    idle_steps = 0;
+    calm_steps = 0;
+}
+
+int sound_open(sound_callback to_call, void *user)
+{
+    if (fault_hit("sound_open") || speaker)
+        return -1;
+    forget();
+    callback = to_call;
+    callback_user = user;
+    sound_volume_rest();
+    attention_ms = clock_real_msec();
+    const sound_speaker *found = open_speaker();
+    if (!found)
+        return -1;
+    speaker = found;
+    if (start_thread() == 0)
+        return 0;
+    (void)found->close(); /* the missing thread is what gets reported */
+    speaker = nullptr;
+    return -1;
+}
+
+int sound_close()
+{
+    int result = 0;
+    if (const sound_speaker *open = speaker) {
+        {
+            sys_guard guard(queue_lock);
+            closing = true;
+            pthread_cond_broadcast(&thread_work);
+            pthread_cond_broadcast(&step_done);
+        }
+        pthread_join(thread, nullptr);
+        result = open->close();
+        speaker = nullptr;
+        forget();
+    }
+    return fault_hit("sound_close") ? -1 : result;
+}
+
+int sound_reset()
+{
+    if (on_sound_thread)
+        return 0;
+    attention_ms.store(clock_real_msec(), std::memory_order_relaxed);
+    sys_guard guard(queue_lock);
+    resets++;
+    set_count_locked(0);
+    drop_pending = true;
+    woken = true;
+    pthread_cond_signal(&thread_work);
+    return 0;
+}
+
+void sound_wake()
+{
+    attention_ms.store(clock_real_msec(), std::memory_order_relaxed);
+    sys_guard guard(queue_lock);
+    if (!thread_idle)
+        return;
+    woken = true;
+    pthread_cond_signal(&thread_work);
+}
+
+int32_t sound_get_buffer_remaining()
+{
+    return (int32_t)(total_frames() * 1000 / sound_rate);
+}
+
+uint32_t sound_pull(int16_t *to, uint32_t frames)
+{
+    const uint32_t got = copy_out(to, frames);
+    memset(to + got * 2, 0, (size_t)(frames - got) * sound_frame_bytes);
+    if (got > 0)
+        sound_volume_apply(to, got);
+    else
+        sound_volume_rest();
+    return got;
+}
+
+void sound_step()
+{
+    sys_guard guard(queue_lock);
+    if (closing || !speaker || !step_is_due_locked())
+        return;
+    woken = false;
+    idle_steps = 0;
+    steps_wanted++;
+    pthread_cond_signal(&thread_work);
+    while (!closing && steps_done != steps_wanted)
+        pthread_cond_wait(&step_done, &queue_lock.mutex);
+}

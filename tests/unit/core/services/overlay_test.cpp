@@ -1,0 +1,248 @@
+#include "core/services/overlay.h"
+
+#include "support/test_device.h"
+#include "view/view.h"
+
+#include <atomic>
+#include <pthread.h>
+
+using texts = std::vector<std::string>;
+
+/* ---- a pen that notes what it is told to draw ---- */
+
+static texts written;
+static bool pen_is_down = true; /* false while threads race: only the last walk counts */
+
+int fb_draw_text(fb_surface *to, const char *text, int32_t x, int32_t y, int32_t w, int32_t h,
+                 int32_t size, uint16_t colour, uint32_t align)
+{
+    EXPECT_EQ(to, fb_cur);
+    char line[256];
+    snprintf(line, sizeof line, "%d %d %d %d %d 0x%04X %u |%s|", x, y, w, h, size, colour, align,
+             text);
+    if (pen_is_down)
+        written.push_back(line);
+    return 0;
+}
+
+static int nothing()
+{
+    return 0;
+}
+
+static view screen = {
+    .init = nothing,
+    .exit = nothing,
+    .input = [](view *) { return 0; },
+    .draw = [](view *, fb_surface *) { return 0; },
+};
+view *view_list = &screen;
+view *view_play = &screen;
+
+/* Before anything else is added, and before any view is selected. */
+static const int32_t very_first_id = overlay_msg_add("first", 0, 0);
+
+class overlay : public testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        test_device_open();
+        screen.frame = fb_create(320, 240);
+        screen.redraw = 0;
+        view_selected = &screen;
+        ASSERT_EQ(overlay_msg->init(), 0);
+    }
+    void TearDown() override
+    {
+        EXPECT_EQ(overlay_msg->exit(), 0);
+        view_selected = nullptr;
+        fb_free(screen.frame);
+        screen.frame = nullptr;
+        test_device_close();
+    }
+    /* What the messages draw. */
+    static texts drawn()
+    {
+        written.clear();
+        EXPECT_EQ(overlay_msg->draw(&screen, fb_cur), 0);
+        return written;
+    }
+    static void expire() { EXPECT_EQ(overlay_msg->input(&screen), 0); }
+};
+
+TEST_F(overlay, ids_begin_at_zero_and_grow_by_one)
+{
+    EXPECT_EQ(very_first_id, 0);
+    const int32_t first = overlay_msg_add("a", 0, 0);
+    EXPECT_EQ(overlay_msg_add("b", 0, 0), first + 1);
+    EXPECT_EQ(overlay_msg_remove(first + 1), 0);
+    EXPECT_EQ(overlay_msg_add("c", 0, 0), first + 2);
+}
+
+TEST_F(overlay, stacks_messages_upwards_from_the_bottom_left)
+{
+    overlay_msg_add("one", 0, 0xF800);
+    overlay_msg_add("two", 0, 0x001F);
+    overlay_msg_add("three", 0, 0xFFFF);
+    EXPECT_EQ(drawn(), (texts{"6 222 320 12 12 0xF800 0 |one|", "6 204 320 12 12 0x001F 0 |two|",
+                              "6 186 320 12 12 0xFFFF 0 |three|"}));
+}
+
+TEST_F(overlay, draws_messages_above_the_top_edge_too)
+{
+    for (int i = 0; i < 14; i++)
+        overlay_msg_add("m", 0, 0);
+    const texts all = drawn();
+    ASSERT_EQ(all.size(), 14u);
+    EXPECT_EQ(all[12], "6 6 320 12 12 0x0000 0 |m|");
+    EXPECT_EQ(all[13], "6 -12 320 12 12 0x0000 0 |m|");
+}
+
+TEST_F(overlay, message_goes_only_after_more_than_its_duration)
+{
+    overlay_msg_add("m", 2000, 0);
+    machine.ms += 2000;
+    expire();
+    EXPECT_EQ(drawn().size(), 1u);
+    machine.ms += 1;
+    expire();
+    EXPECT_EQ(drawn().size(), 0u);
+}
+
+TEST_F(overlay, messages_of_one_duration_go_in_the_same_pass)
+{
+    overlay_msg_add("a", 500, 0);
+    overlay_msg_add("stays", 0, 0);
+    overlay_msg_add("b", 500, 0);
+    machine.ms += 501;
+    expire();
+    EXPECT_EQ(drawn(), (texts{"6 222 320 12 12 0x0000 0 |stays|"}));
+}
+
+TEST_F(overlay, message_without_duration_stays_until_removed)
+{
+    const int32_t id = overlay_msg_add("m", 0, 0);
+    machine.ms += 100000000;
+    expire();
+    EXPECT_EQ(drawn().size(), 1u);
+    EXPECT_EQ(overlay_msg_remove(id), 0);
+    EXPECT_EQ(drawn().size(), 0u);
+}
+
+TEST_F(overlay, age_is_right_across_the_wrap_of_the_clock)
+{
+    machine.ms = 2147483000;
+    overlay_msg_add("m", 2000, 0);
+    machine.ms = 4294967296 - 2147483647;
+    expire();
+    EXPECT_EQ(drawn().size(), 1u);
+    machine.ms += 2000;
+    expire();
+    EXPECT_EQ(drawn().size(), 0u);
+}
+
+TEST_F(overlay, removing_an_unknown_id_changes_nothing)
+{
+    const int32_t first = overlay_msg_add("a", 0, 0);
+    const int32_t second = overlay_msg_add("b", 0, 0);
+    EXPECT_EQ(overlay_msg_remove(first), 0);
+    screen.redraw = 0;
+    EXPECT_EQ(overlay_msg_remove(first), -1);
+    EXPECT_EQ(overlay_msg_remove(second + 1), -1);
+    EXPECT_EQ(overlay_msg_remove(-1), -1);
+    EXPECT_EQ(screen.redraw, 0);
+    EXPECT_EQ(drawn().size(), 1u);
+}
+
+TEST_F(overlay, every_change_asks_the_selected_view_for_a_redraw)
+{
+    const int32_t id = overlay_msg_add("a", 10, 0);
+    EXPECT_EQ(screen.redraw.exchange(0), 1);
+    overlay_msg_remove(id);
+    EXPECT_EQ(screen.redraw.exchange(0), 1);
+    overlay_msg_add("b", 10, 0);
+    screen.redraw = 0;
+    expire();
+    EXPECT_EQ(screen.redraw, 0);
+    machine.ms += 11;
+    expire();
+    EXPECT_EQ(screen.redraw.exchange(0), 1);
+    expire();
+    EXPECT_EQ(screen.redraw, 0);
+}
+
+TEST_F(overlay, adding_wakes_a_sleeping_main_thread)
+{
+    const int before = machine_wakes;
+    overlay_msg_add("a", 10, 0);
+    EXPECT_GT(machine_wakes, before);
+}
+
+TEST_F(overlay, message_is_kept_while_no_view_is_selected)
+{
+    view_selected = nullptr;
+    EXPECT_GE(overlay_msg_add("a", 0, 0), 0);
+    view_selected = &screen;
+    EXPECT_EQ(drawn().size(), 1u);
+}
+
+TEST_F(overlay, keeps_its_own_copy_of_the_text)
+{
+    char text[] = "before";
+    overlay_msg_add(text, 0, 0);
+    text[0] = 'X';
+    EXPECT_EQ(drawn(), (texts{"6 222 320 12 12 0x0000 0 |before|"}));
+}
+
+TEST_F(overlay, exit_forgets_every_message_and_may_be_repeated)
+{
+    overlay_msg_add("a", 0, 0);
+    EXPECT_EQ(overlay_msg->exit(), 0);
+    EXPECT_EQ(overlay_msg->exit(), 0);
+    EXPECT_EQ(drawn().size(), 0u);
+}
+
+TEST_F(overlay, draws_nothing_for_a_view_without_a_frame)
+{
+    overlay_msg_add("a", 0, 0);
+    fb_surface *frame = screen.frame;
+    screen.frame = nullptr;
+    EXPECT_EQ(drawn().size(), 0u);
+    screen.frame = frame;
+}
+
+/* ---- threads ---- */
+
+static std::atomic<int> running_workers{0};
+
+static void *add_and_remove(void *)
+{
+    for (int i = 0; i < 2000; i++) {
+        const int32_t id = overlay_msg_add("worker", i % 3, 0);
+        if (i % 2)
+            (void)overlay_msg_remove(id);
+    }
+    running_workers--;
+    return nullptr;
+}
+
+TEST_F(overlay, workers_add_and_remove_while_the_main_thread_draws)
+{
+    pthread_t workers[2];
+    running_workers = 2;
+    for (pthread_t &each : workers)
+        ASSERT_EQ(pthread_create(&each, nullptr, add_and_remove, nullptr), 0);
+    pen_is_down = false;
+    while (running_workers > 0) {
+        expire();
+        overlay_msg->draw(&screen, fb_cur);
+    }
+    pen_is_down = true;
+    for (pthread_t each : workers)
+        pthread_join(each, nullptr);
+    machine.ms += 10;
+    expire();
+    /* What is left was added without a duration and not removed: i % 6 == 0. */
+    EXPECT_EQ(drawn().size(), 2u * 334);
+}

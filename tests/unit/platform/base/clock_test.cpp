@@ -1,0 +1,97 @@
+/* Time: its edges, and how long the main thread sleeps. */
+#include "platform/base/clock.h"
+#include "unit/platform/manual_device.h"
+
+#include <gtest/gtest.h>
+#include <thread>
+
+class clock_of_device : public testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        device_current = &manual_device;
+        manual_ms = 1000000;
+        manual_slept_ms = manual_waited_ms = -1;
+    }
+    void TearDown() override { device_current = nullptr; }
+};
+
+TEST(clock_of_machine, moves_forward_without_a_device)
+{
+    device_current = nullptr;
+    const int32_t before = clock_msec();
+    clock_msleep(5);
+    const int32_t passed = (int32_t)((uint32_t)clock_msec() - (uint32_t)before);
+    EXPECT_GE(passed, 4);
+    EXPECT_LE(passed, 5000);
+    EXPECT_LE(llabs((long long)clock_wall() - (long long)time(nullptr)), 1);
+    EXPECT_EQ(clock_sec(), (int32_t)(clock_real_msec() / 1000));
+}
+
+TEST_F(clock_of_device, counts_seconds_and_milliseconds_from_one_base)
+{
+    manual_ms = 1234567;
+    EXPECT_EQ(clock_msec(), 1234567);
+    EXPECT_EQ(clock_sec(), 1234);
+    EXPECT_EQ(clock_wall(), 1234);
+}
+
+TEST_F(clock_of_device, is_never_zero)
+{
+    manual_ms = 0;
+    EXPECT_EQ(clock_msec(), 1);
+    manual_ms = INT64_C(1) << 32;
+    EXPECT_EQ(clock_msec(), 1);
+}
+
+TEST_F(clock_of_device, wraps_milliseconds_and_not_seconds)
+{
+    manual_ms = (int64_t)INT32_MAX + 1;
+    EXPECT_EQ(clock_msec(), INT32_MIN);
+    EXPECT_EQ(clock_sec(), 2147483);
+}
+
+TEST_F(clock_of_device, stretches_a_sleep_two_seconds_after_the_last_input)
+{
+    clock_note_input();
+    manual_ms += 1999;
+    clock_msleep(1);
+    EXPECT_EQ(manual_waited_ms, 1);
+    manual_ms += 1;
+    clock_msleep(1);
+    EXPECT_EQ(manual_waited_ms, 20);
+    clock_note_input();
+    clock_msleep(1);
+    EXPECT_EQ(manual_waited_ms, 1);
+    EXPECT_EQ(manual_slept_ms, -1);
+}
+
+TEST_F(clock_of_device, never_shortens_a_sleep)
+{
+    EXPECT_EQ(clock_stretch(50, 100000), 50);
+    EXPECT_EQ(clock_stretch(50, 0), 50);
+    EXPECT_EQ(clock_stretch(20, 100000), 20);
+}
+
+TEST_F(clock_of_device, other_threads_sleep_as_long_as_they_ask)
+{
+    clock_note_input();
+    manual_ms += 100000;
+    std::thread([] { clock_msleep(3); }).join();
+    EXPECT_EQ(manual_slept_ms, 3);
+    EXPECT_EQ(manual_waited_ms, -1);
+}
+
+TEST_F(clock_of_device, tells_instead_of_sleeping_where_asked)
+{
+    bool noted = false;
+    clock_note_sleeps(&noted);
+    clock_msleep(1);
+    clock_note_sleeps(nullptr);
+    EXPECT_TRUE(noted);
+    EXPECT_EQ(manual_waited_ms, -1);
+    EXPECT_EQ(manual_slept_ms, -1);
+    clock_msleep(1);
+    EXPECT_GE(manual_waited_ms, 1);
+}

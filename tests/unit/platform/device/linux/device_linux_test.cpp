@@ -1,0 +1,583 @@
+/* The bare device: its panel in memory, its buttons through pipes, and a card of the test's own. */
+#include "platform/base/clock.h"
+#include "platform/base/device.h"
+#include "platform/device/linux/device_linux.h"
+#include "platform/draw/fb.h"
+#include "platform/input/key.h"
+#include "platform/input/touch.h"
+#include "platform/sound/sound.h"
+
+#include <atomic>
+#include <chrono>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <linux/input.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+/* ---- Panel ---- */
+
+class linux_panel_of : public testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        frame = fb_create(4, 3);
+        ASSERT_NE(frame, nullptr);
+        for (int i = 0; i < 12; i++)
+            frame->pixels[i / 4 * frame->stride + i % 4] = (uint16_t)(0x1111 * (i + 1));
+    }
+    void TearDown() override { fb_free(frame); }
+
+    linux_panel make(int32_t width, int32_t height, int32_t bytes, int32_t spare = 0)
+    {
+        const int32_t line = width * bytes + spare;
+        memory.assign((size_t)line * (size_t)height + 16, 0xab);
+        const linux_panel small = {memory.data(), width, height, line, 2, {11, 5}, {5, 6}, {0, 5}};
+        const linux_panel large = {memory.data(), width, height, line, 4, {16, 8}, {8, 8}, {0, 8}};
+        return bytes == 2 ? small : large;
+    }
+
+    uint32_t at(const linux_panel &panel, int32_t x, int32_t y)
+    {
+        uint32_t value = 0;
+        memcpy(&value, memory.data() + y * panel.line_bytes + x * panel.pixel_bytes,
+               (size_t)panel.pixel_bytes);
+        return value;
+    }
+
+    uint16_t pixel(int32_t x, int32_t y) { return frame->pixels[y * frame->stride + x]; }
+
+    void expect_untouched_end()
+    {
+        for (size_t i = memory.size() - 16; i < memory.size(); i++)
+            ASSERT_EQ(memory[i], 0xab);
+    }
+
+    fb_surface *frame = nullptr;
+    std::vector<uint8_t> memory;
+};
+
+TEST_F(linux_panel_of, its_own_size_gets_the_frame_as_it_is)
+{
+    const linux_panel panel = make(4, 3, 2, 6);
+    linux_panel_draw(&panel, frame);
+    for (int32_t y = 0; y < 3; y++) {
+        for (int32_t x = 0; x < 4; x++)
+            EXPECT_EQ(at(panel, x, y), pixel(x, y));
+        EXPECT_EQ(memory[(size_t)(y * panel.line_bytes + 8)], 0xab) << "beside the row";
+    }
+    expect_untouched_end();
+}
+
+TEST_F(linux_panel_of, a_larger_size_gets_whole_squares_in_the_middle)
+{
+    const linux_panel panel = make(11, 7, 2);
+    linux_panel_clear(&panel);
+    linux_panel_draw(&panel, frame);
+    for (int32_t y = 0; y < 7; y++) {
+        for (int32_t x = 0; x < 11; x++) {
+            const bool inside = x >= 1 && x < 9 && y < 6;
+            ASSERT_EQ(at(panel, x, y), inside ? pixel((x - 1) / 2, y / 2) : 0) << x << "," << y;
+        }
+    }
+    expect_untouched_end();
+}
+
+TEST_F(linux_panel_of, a_smaller_size_shows_the_middle)
+{
+    const linux_panel panel = make(2, 1, 2);
+    linux_panel_draw(&panel, frame);
+    EXPECT_EQ(at(panel, 0, 0), pixel(1, 1));
+    EXPECT_EQ(at(panel, 1, 0), pixel(2, 1));
+    expect_untouched_end();
+}
+
+TEST_F(linux_panel_of, thirty_two_bits_get_the_full_range)
+{
+    frame->pixels[0] = 0xffff;
+    frame->pixels[1] = 0xf800;
+    frame->pixels[2] = 0x07e0;
+    frame->pixels[3] = 0x001f;
+    const linux_panel panel = make(8, 6, 4, 8);
+    linux_panel_draw(&panel, frame);
+    EXPECT_EQ(at(panel, 1, 1), 0xffffffu);
+    EXPECT_EQ(at(panel, 2, 0), 0xff0000u);
+    EXPECT_EQ(at(panel, 5, 1), 0x00ff00u);
+    EXPECT_EQ(at(panel, 6, 0), 0x0000ffu);
+    expect_untouched_end();
+}
+
+TEST_F(linux_panel_of, another_order_of_colours_is_kept)
+{
+    frame->pixels[0] = 0xf800;
+    linux_panel panel = make(4, 3, 2);
+    panel.red = {0, 5};
+    panel.blue = {11, 5};
+    linux_panel_draw(&panel, frame);
+    EXPECT_EQ(at(panel, 0, 0), 0x001fu);
+    panel.red = {10, 5};
+    panel.green = {5, 5};
+    panel.blue = {0, 5};
+    linux_panel_draw(&panel, frame);
+    EXPECT_EQ(at(panel, 0, 0), 0x7c00u);
+}
+
+/* ---- Buttons and fingers ---- */
+
+class linux_input_of : public testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        device_current = &device_linux;
+        ASSERT_EQ(key_open(), 0);
+        ASSERT_EQ(touch_open(), 0);
+    }
+    void TearDown() override
+    {
+        touch_close();
+        key_close();
+        for (const int end : ends)
+            close(end);
+    }
+
+    int attach(const linux_touch_ranges &ranges = {})
+    {
+        int pair[2];
+        EXPECT_EQ(pipe(pair), 0);
+        EXPECT_EQ(linux_input_add(pair[0], &ranges), 0);
+        ends.push_back(pair[1]);
+        return pair[1];
+    }
+
+    static void send(int to, uint16_t type, uint16_t code, int32_t value)
+    {
+        input_event record = {};
+        record.type = type;
+        record.code = code;
+        record.value = value;
+        ASSERT_EQ(write(to, &record, sizeof record), (ssize_t)sizeof record);
+    }
+
+    static void report(int to) { send(to, EV_SYN, SYN_REPORT, 0); }
+
+    static key_report pass()
+    {
+        key_report keys;
+        key_check(&keys);
+        return keys;
+    }
+
+    static void expect_touch(int32_t type, int32_t x, int32_t y)
+    {
+        int32_t got_x = -1, got_y = -1, got_type = 0;
+        EXPECT_EQ(touch_check(&got_x, &got_y, &got_type), type != 0);
+        EXPECT_EQ(got_type, type);
+        if (type != 0) {
+            EXPECT_EQ(got_x, x);
+            EXPECT_EQ(got_y, y);
+        }
+    }
+
+    std::vector<int> ends;
+};
+
+constexpr linux_touch_ranges panel_ranges = {{100, 3900}, {3800, 200}}; /* y counts upwards */
+
+TEST_F(linux_input_of, buttons_are_keys)
+{
+    const int buttons = attach();
+    const struct {
+        uint16_t code;
+        uint32_t mask;
+    } codes[] = {{KEY_UP, key_up},        {KEY_ENTER, key_select}, {KEY_ESC, key_back},
+                 {BTN_SOUTH, key_select}, {BTN_TL, key_page_up},   {KEY_VOLUMEUP, key_vol_up},
+                 {KEY_POWER, key_quit},   {KEY_TAB, key_switch},   {KEY_F5, key_reload}};
+    for (const auto &each : codes) {
+        send(buttons, EV_KEY, each.code, 1);
+        report(buttons);
+        EXPECT_EQ(pass().pressed, each.mask);
+        send(buttons, EV_KEY, each.code, 2);
+        report(buttons);
+        EXPECT_EQ(pass().repeat, 0u) << "the kernel's repeats are not ours";
+        send(buttons, EV_KEY, each.code, 0);
+        report(buttons);
+        EXPECT_EQ(pass().released, each.mask);
+    }
+    send(buttons, EV_KEY, KEY_F12, 1);
+    EXPECT_EQ(pass().held, 0u);
+}
+
+TEST_F(linux_input_of, a_direction_hat_is_four_keys)
+{
+    const int pad = attach();
+    send(pad, EV_ABS, ABS_HAT0X, -1);
+    EXPECT_EQ(pass().pressed, key_left);
+    send(pad, EV_ABS, ABS_HAT0X, 1);
+    send(pad, EV_ABS, ABS_HAT0Y, -1);
+    EXPECT_EQ(pass().held, key_right | key_up);
+    send(pad, EV_ABS, ABS_HAT0X, 0);
+    send(pad, EV_ABS, ABS_HAT0Y, 0);
+    EXPECT_EQ(pass().held, 0u);
+}
+
+TEST_F(linux_input_of, a_panel_reports_whole_points)
+{
+    const int panel = attach(panel_ranges);
+    send(panel, EV_ABS, ABS_X, 100);
+    send(panel, EV_ABS, ABS_Y, 3800);
+    send(panel, EV_KEY, BTN_TOUCH, 1);
+    pass();
+    expect_touch(0, 0, 0);
+    report(panel);
+    pass();
+    expect_touch(touch_type_press, 0, 0);
+    send(panel, EV_ABS, ABS_X, 3900);
+    send(panel, EV_ABS, ABS_Y, 200);
+    report(panel);
+    report(panel);
+    pass();
+    expect_touch(touch_type_move, 319, 239);
+    expect_touch(0, 0, 0);
+    send(panel, EV_KEY, BTN_TOUCH, 0);
+    report(panel);
+    pass();
+    expect_touch(touch_type_release, 319, 239);
+}
+
+TEST_F(linux_input_of, the_first_of_several_fingers_counts)
+{
+    const int panel = attach({{0, 319}, {0, 239}});
+    send(panel, EV_ABS, ABS_MT_TRACKING_ID, 7);
+    send(panel, EV_ABS, ABS_MT_POSITION_X, 10);
+    send(panel, EV_ABS, ABS_MT_POSITION_Y, 20);
+    send(panel, EV_ABS, ABS_MT_SLOT, 1);
+    send(panel, EV_ABS, ABS_MT_TRACKING_ID, 8);
+    send(panel, EV_ABS, ABS_MT_POSITION_X, 200);
+    send(panel, EV_ABS, ABS_MT_POSITION_Y, 200);
+    report(panel);
+    pass();
+    expect_touch(touch_type_press, 10, 20);
+    send(panel, EV_ABS, ABS_MT_TRACKING_ID, -1);
+    report(panel);
+    pass();
+    expect_touch(0, 0, 0);
+    send(panel, EV_ABS, ABS_MT_SLOT, 0);
+    send(panel, EV_ABS, ABS_MT_TRACKING_ID, -1);
+    report(panel);
+    pass();
+    expect_touch(touch_type_release, 10, 20);
+}
+
+TEST_F(linux_input_of, values_beyond_the_range_stay_on_the_screen)
+{
+    const int panel = attach(panel_ranges);
+    send(panel, EV_ABS, ABS_X, INT32_MAX);
+    send(panel, EV_ABS, ABS_Y, INT32_MAX);
+    send(panel, EV_KEY, BTN_TOUCH, 1);
+    report(panel);
+    pass();
+    expect_touch(touch_type_press, 319, 0);
+}
+
+TEST_F(linux_input_of, axes_without_a_panel_are_no_finger)
+{
+    const int pad = attach();
+    send(pad, EV_ABS, ABS_X, 500);
+    send(pad, EV_KEY, BTN_TOUCH, 1);
+    report(pad);
+    pass();
+    expect_touch(0, 0, 0);
+}
+
+TEST_F(linux_input_of, records_the_kernel_dropped_leave_nothing_held)
+{
+    const int both = attach(panel_ranges);
+    send(both, EV_KEY, KEY_DOWN, 1);
+    send(both, EV_KEY, BTN_TOUCH, 1);
+    report(both);
+    EXPECT_EQ(pass().held, key_down);
+    send(both, EV_SYN, SYN_DROPPED, 0);
+    send(both, EV_KEY, KEY_UP, 1);
+    report(both);
+    EXPECT_EQ(pass().held, 0u);
+    int32_t x, y, type;
+    EXPECT_EQ(touch_check(&x, &y, &type), 1);
+    EXPECT_EQ(touch_check(&x, &y, &type), 1);
+    EXPECT_EQ(type, touch_type_release);
+    send(both, EV_KEY, KEY_UP, 1);
+    report(both);
+    EXPECT_EQ(pass().pressed, key_up);
+}
+
+TEST_F(linux_input_of, a_source_that_is_unplugged_lets_go)
+{
+    const int one = attach(), two = attach();
+    send(one, EV_KEY, KEY_DOWN, 1);
+    EXPECT_EQ(pass().held, key_down);
+    close(one);
+    ends.erase(ends.begin());
+    EXPECT_EQ(pass().held, 0u);
+    send(two, EV_KEY, KEY_UP, 1);
+    EXPECT_EQ(pass().held, key_up);
+}
+
+TEST_F(linux_input_of, a_record_and_a_call_end_a_long_sleep)
+{
+    const int buttons = attach();
+    for (int round = 0; round < 2; round++) {
+        std::thread person([=] {
+            clock_real_msleep(10);
+            if (round == 0)
+                send(buttons, EV_KEY, KEY_UP, 1);
+            else
+                clock_wake();
+        });
+        const auto started = std::chrono::steady_clock::now();
+        clock_msleep(20000);
+        EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(10));
+        person.join();
+        pass();
+    }
+    const auto started = std::chrono::steady_clock::now();
+    clock_msleep(30);
+    EXPECT_GE(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(29))
+        << "one call wakes once";
+}
+
+TEST_F(linux_input_of, takes_no_more_sources_than_it_has_room_for)
+{
+    for (int i = 0; i < 32; i++)
+        attach();
+    int pair[2];
+    ASSERT_EQ(pipe(pair), 0);
+    const linux_touch_ranges none = {};
+    EXPECT_EQ(linux_input_add(pair[0], &none), -1);
+    close(pair[0]);
+    close(pair[1]);
+}
+
+/* ---- Sound ---- */
+
+constexpr int32_t card_size = 4096;
+
+/* A card that plays at the clock's pace; sound thread. */
+struct test_card {
+    std::atomic<int64_t> written{0};
+    std::atomic<int> underruns{0}, drops{0}, closed{0};
+    std::atomic<bool> swallow{false}, broken{false};
+    int open_result = 0;
+    bool playing = false, stopped = false;
+    int64_t started_ms = 0;
+    int64_t in_run = 0; /* frames written since it began to play */
+    int32_t most_held = 0;
+};
+static test_card card;
+
+static int32_t card_held()
+{
+    const int64_t played = card.playing ? (clock_real_msec() - card.started_ms) * 44100 / 1000 : 0;
+    return (int32_t)(card.in_run - std::min(played, card.in_run));
+}
+
+static const linux_card fake = {
+    .open = [] { return card.open_result; },
+    .close = [] { card.closed++; },
+    .room = []() -> int32_t {
+        if (card.swallow)
+            return card_size;
+        if (card.broken)
+            return -1;
+        if (card.playing && card_held() == 0) {
+            card.playing = false;
+            card.stopped = true;
+            card.underruns++;
+        }
+        return card.stopped ? -1 : card_size - card_held();
+    },
+    .size = [] { return card_size; },
+    .write = [](const int16_t *, uint32_t frames) -> int32_t {
+        if (card.stopped || card.broken)
+            return -1;
+        card.written += frames;
+        card.in_run += frames;
+        if (!card.swallow)
+            card.most_held = std::max(card.most_held, card_held());
+        return (int32_t)frames;
+    },
+    .recover =
+        [] {
+            card.stopped = card.playing = false;
+            card.in_run = 0;
+            return card.broken ? -1 : 0;
+        },
+    .start =
+        [] {
+            if (!card.playing) {
+                card.playing = true;
+                card.started_ms = clock_real_msec();
+            }
+            return 0;
+        },
+    .drop =
+        [] {
+            card.drops++;
+            card.stopped = true;
+        },
+};
+
+static std::atomic<bool> has_track{true};
+static std::atomic<uint32_t> asked{0};
+
+static void on_sound(void *, void *buffer, uint32_t length)
+{
+    if (!has_track) {
+        clock_msleep(1);
+        return;
+    }
+    memset(buffer, 1, length);
+    asked += length / sound_frame_bytes;
+}
+
+template <typename condition> static bool wait_until(condition holds)
+{
+    const int64_t deadline = clock_real_msec() + 10000;
+    while (!holds()) {
+        if (clock_real_msec() > deadline)
+            return false;
+        clock_real_msleep(1);
+    }
+    return true;
+}
+
+class linux_sound_of : public testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        kept_card = linux_card_current;
+        linux_card_current = &fake;
+        device_current = &device_linux;
+        card.written = 0;
+        card.underruns = card.drops = card.closed = 0;
+        card.swallow = card.broken = false;
+        card.open_result = 0;
+        card.playing = card.stopped = false;
+        card.in_run = 0;
+        card.most_held = 0;
+        has_track = true;
+        asked = 0;
+    }
+    void TearDown() override
+    {
+        sound_close();
+        linux_card_current = kept_card;
+    }
+    void open() { ASSERT_EQ(sound_open(on_sound, nullptr), 0); }
+
+    const linux_card *kept_card = nullptr;
+};
+
+TEST_F(linux_sound_of, the_card_never_runs_dry_and_never_holds_much)
+{
+    open();
+    EXPECT_TRUE(wait_until([] { return card.written > 2 * 44100; }));
+    EXPECT_LE(sound_get_buffer_remaining(), 112);
+    EXPECT_EQ(sound_close(), 0);
+    EXPECT_LE(card.underruns, 5) << "a busy machine may cost a few, too small a store one in 50 ms";
+    EXPECT_LE(card.most_held, 44100 * 65 / 1000);
+    EXPECT_EQ(card.closed, 1);
+}
+
+TEST_F(linux_sound_of, plays_again_after_silence_and_after_a_reset)
+{
+    open();
+    EXPECT_TRUE(wait_until([] { return card.written > 4410; }));
+    has_track = false;
+    EXPECT_TRUE(wait_until([] { return card.underruns > 0; })) << "nothing is written meanwhile";
+    const int64_t before = card.written;
+    has_track = true;
+    sound_wake();
+    EXPECT_TRUE(wait_until([=] { return card.written > before + 4410; }));
+    EXPECT_EQ(sound_reset(), 0);
+    EXPECT_TRUE(wait_until([] { return card.drops > 0; }));
+    const int64_t after = card.written;
+    EXPECT_TRUE(wait_until([=] { return card.written > after + 4410; }));
+}
+
+TEST_F(linux_sound_of, a_card_that_swallows_does_not_race_through_the_playlist)
+{
+    card.swallow = true;
+    testing::internal::CaptureStderr();
+    open();
+    const int64_t started = clock_real_msec();
+    EXPECT_TRUE(wait_until([] { return asked > 3 * 44100; }));
+    EXPECT_GE(clock_real_msec() - started, 1700) << "a second is given away, no more";
+    EXPECT_EQ(sound_close(), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "the sound card does not keep time: playing to a silent clock\n");
+}
+
+TEST_F(linux_sound_of, a_card_that_is_pulled_out_leaves_a_silent_clock)
+{
+    open();
+    EXPECT_TRUE(wait_until([] { return card.written > 4410; }));
+    card.broken = true;
+    const uint32_t before = asked;
+    const int64_t started = clock_real_msec();
+    EXPECT_TRUE(wait_until([=] { return asked > before + 44100 / 2; }));
+    EXPECT_GE(clock_real_msec() - started, 300);
+}
+
+TEST_F(linux_sound_of, a_machine_without_a_card_says_so_once)
+{
+    card.open_result = -1;
+    testing::internal::CaptureStderr();
+    open();
+    EXPECT_TRUE(wait_until([] { return asked > 4410; }));
+    EXPECT_EQ(sound_close(), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "there is no sound card: playing to a silent clock\n");
+}
+
+TEST_F(linux_sound_of, the_library_without_a_card_is_no_card)
+{
+    linux_card_current = kept_card;
+    setenv("ALSA_CONFIG_PATH", "/no/such/file", 1);
+    testing::internal::CaptureStderr();
+    open();
+    EXPECT_TRUE(wait_until([] { return asked > 4410; }));
+    EXPECT_EQ(sound_close(), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "there is no sound card: playing to a silent clock\n");
+    unsetenv("ALSA_CONFIG_PATH");
+}
+
+TEST_F(linux_sound_of, the_library_plays_into_a_file_at_the_pace_of_the_clock)
+{
+    FILE *config = fopen("asound.conf", "w");
+    ASSERT_NE(config, nullptr);
+    fputs("pcm.nothing { type null }\n"
+          "pcm.!default { type file slave.pcm nothing file played.raw format raw }\n",
+          config);
+    fclose(config);
+    linux_card_current = kept_card;
+    setenv("ALSA_CONFIG_PATH", "asound.conf", 1);
+    testing::internal::CaptureStderr();
+    open();
+    const int64_t started = clock_real_msec();
+    EXPECT_TRUE(wait_until([] { return asked > 3 * 44100; }));
+    EXPECT_GE(clock_real_msec() - started, 1700);
+    EXPECT_EQ(sound_close(), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "the sound card does not keep time: playing to a silent clock\n");
+    unsetenv("ALSA_CONFIG_PATH");
+    FILE *played = fopen("played.raw", "rb");
+    ASSERT_NE(played, nullptr);
+    int16_t sample = 0;
+    EXPECT_EQ(fread(&sample, sizeof sample, 1, played), 1u);
+    EXPECT_EQ(sample, 0x0101);
+    fclose(played);
+}

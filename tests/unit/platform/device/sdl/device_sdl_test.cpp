@@ -1,0 +1,303 @@
+/* The desktop window, without a desktop: SDL's dummy drivers, and events that the test posts. */
+#if __has_include(<SDL.h>)
+#include "platform/base/clock.h"
+#include "platform/base/device.h"
+#include "platform/base/fault.h"
+#include "platform/device/sys.h"
+#include "platform/draw/fb.h"
+#include "platform/input/key.h"
+#include "platform/input/touch.h"
+#include "platform/sound/sound.h"
+
+#include <SDL.h>
+#include <atomic>
+#include <chrono>
+#include <gtest/gtest.h>
+#include <string>
+#include <thread>
+#include <vector>
+
+static std::atomic<uint32_t> heard{0};
+
+static void on_sound(void *, void *buffer, uint32_t length)
+{
+    int16_t *samples = static_cast<int16_t *>(buffer);
+    for (uint32_t i = 0; i < length / 2; i++)
+        samples[i] = 1000;
+    heard += length / sound_frame_bytes;
+}
+
+class device_sdl_window : public testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        fault_set("");
+        setenv("ZERV_DEVICE", "sdl", 1);
+        setenv("SDL_VIDEODRIVER", "dummy", 1);
+        setenv("SDL_AUDIODRIVER", "dummy", 1);
+        ASSERT_EQ(sys_init(), 0);
+        ASSERT_EQ(key_open(), 0);
+        ASSERT_EQ(touch_open(), 0);
+        ASSERT_EQ(fb_open(320, 240), 0);
+        pass();
+    }
+
+    void TearDown() override
+    {
+        sound_close();
+        touch_close();
+        key_close();
+        fb_close();
+        EXPECT_EQ(sys_exit(), 0);
+        EXPECT_EQ(sys_status(), 0);
+    }
+
+    key_report pass()
+    {
+        key_report report;
+        key_check(&report);
+        return report;
+    }
+
+    static void post_key(SDL_Keycode code, bool down, bool repeat = false)
+    {
+        SDL_Event event = {};
+        event.type = down ? SDL_KEYDOWN : SDL_KEYUP;
+        event.key.state = down ? SDL_PRESSED : SDL_RELEASED;
+        event.key.repeat = repeat;
+        event.key.keysym.sym = code;
+        SDL_PushEvent(&event);
+    }
+
+    static void post_mouse(uint32_t type, int x, int y, uint8_t button = SDL_BUTTON_LEFT)
+    {
+        SDL_Event event = {};
+        event.type = type;
+        if (type == SDL_MOUSEMOTION) {
+            event.motion.state = SDL_BUTTON_LMASK;
+            event.motion.x = x;
+            event.motion.y = y;
+        } else {
+            event.button.state = type == SDL_MOUSEBUTTONDOWN ? SDL_PRESSED : SDL_RELEASED;
+            event.button.button = button;
+            event.button.x = x;
+            event.button.y = y;
+        }
+        SDL_PushEvent(&event);
+    }
+
+    static uint16_t shown_pixel(int x, int y)
+    {
+        SDL_Window *window = nullptr;
+        for (uint32_t id = 1; !window && id < 1000; id++)
+            window = SDL_GetWindowFromID(id);
+        uint16_t pixel = 0x1234;
+        SDL_Renderer *renderer = SDL_GetRenderer(window);
+        const SDL_Rect spot = {x, y, 1, 1};
+        EXPECT_EQ(SDL_RenderReadPixels(renderer, &spot, SDL_PIXELFORMAT_RGB565, &pixel, 2), 0);
+        return pixel;
+    }
+};
+
+TEST_F(device_sdl_window, shows_frames_and_goes_dark)
+{
+    fb_clear(fb_cur, 0xf81f);
+    EXPECT_EQ(fb_flip(), 0);
+    EXPECT_EQ(shown_pixel(0, 0), 0xf81f);
+    EXPECT_EQ(fb_set_power(0), 0);
+    EXPECT_EQ(shown_pixel(0, 0), 0);
+    EXPECT_EQ(fb_set_power(1), 0);
+    EXPECT_EQ(shown_pixel(0, 0), 0xf81f);
+}
+
+TEST_F(device_sdl_window, draws_again_what_the_window_system_lost)
+{
+    fb_clear(fb_cur, 0x07e0);
+    EXPECT_EQ(fb_flip(), 0);
+    SDL_Window *window = SDL_GetWindowFromID(1);
+    for (uint32_t id = 1; !window && id < 1000; id++)
+        window = SDL_GetWindowFromID(id);
+    SDL_Renderer *renderer = SDL_GetRenderer(window);
+    SDL_SetRenderDrawColor(renderer, 1, 2, 3, 255);
+    SDL_RenderClear(renderer);
+    SDL_Event event = {};
+    event.type = SDL_WINDOWEVENT;
+    event.window.event = SDL_WINDOWEVENT_EXPOSED;
+    SDL_PushEvent(&event);
+    pass();
+    EXPECT_EQ(shown_pixel(5, 5), 0x07e0);
+}
+
+TEST_F(device_sdl_window, knows_every_key)
+{
+    const struct {
+        SDL_Keycode code;
+        uint32_t mask;
+    } keys[] = {{SDLK_UP, 0x1},         {SDLK_DOWN, 0x10},       {SDLK_LEFT, 0x4},
+                {SDLK_RIGHT, 0x40},     {SDLK_PAGEUP, 0x400},    {SDLK_PAGEDOWN, 0x800},
+                {SDLK_RETURN, 0x2000},  {SDLK_SPACE, 0x1000},    {SDLK_TAB, 0x4000},
+                {SDLK_F5, 0x8000},      {SDLK_ESCAPE, 0x200},    {SDLK_BACKSPACE, 0x200},
+                {SDLK_q, 0x100},        {SDLK_PLUS, 0x10000},    {SDLK_EQUALS, 0x10000},
+                {SDLK_MINUS, 0x20000},  {SDLK_KP_PLUS, 0x10000}, {SDLK_KP_MINUS, 0x20000},
+                {SDLK_KP_ENTER, 0x2000}};
+    for (const auto &each : keys) {
+        post_key(each.code, true);
+        const key_report down = pass();
+        EXPECT_EQ(down.pressed, each.mask) << SDL_GetKeyName(each.code);
+        EXPECT_EQ(down.held, each.mask);
+        post_key(each.code, false);
+        EXPECT_EQ(pass().released, each.mask);
+    }
+    post_key(SDLK_x, true);
+    EXPECT_EQ(pass().pressed, 0u);
+}
+
+TEST_F(device_sdl_window, repeats_keys_at_its_own_pace)
+{
+    post_key(SDLK_DOWN, true);
+    EXPECT_EQ(pass().pressed, key_down);
+    for (int i = 0; i < 20; i++) {
+        post_key(SDLK_DOWN, true, true);
+        EXPECT_EQ(pass().repeat, 0u);
+    }
+}
+
+TEST_F(device_sdl_window, the_mouse_is_a_finger)
+{
+    int32_t x = 0, y = 0, type = 0;
+    post_mouse(SDL_MOUSEBUTTONDOWN, 10, 20);
+    post_mouse(SDL_MOUSEMOTION, 30, 40);
+    post_mouse(SDL_MOUSEBUTTONUP, 400, -20);
+    pass();
+    ASSERT_EQ(touch_check(&x, &y, &type), 1);
+    EXPECT_EQ(type, touch_type_press);
+    EXPECT_EQ(x, 10);
+    EXPECT_EQ(y, 20);
+    ASSERT_EQ(touch_check(&x, &y, &type), 1);
+    EXPECT_EQ(type, touch_type_move);
+    ASSERT_EQ(touch_check(&x, &y, &type), 1);
+    EXPECT_EQ(type, touch_type_release);
+    EXPECT_EQ(x, 319);
+    EXPECT_EQ(y, 0);
+    post_mouse(SDL_MOUSEBUTTONDOWN, 10, 20, SDL_BUTTON_RIGHT);
+    post_mouse(SDL_MOUSEBUTTONDOWN, -1, 20);
+    post_mouse(SDL_MOUSEBUTTONDOWN, 5, 240);
+    pass();
+    EXPECT_EQ(touch_check(&x, &y, &type), 0) << "another button, or beside the picture";
+}
+
+TEST_F(device_sdl_window, closing_the_window_presses_quit_until_the_program_ends)
+{
+    SDL_Event event = {};
+    event.type = SDL_QUIT;
+    SDL_PushEvent(&event);
+    EXPECT_EQ(pass().pressed, key_quit);
+    EXPECT_EQ(pass().pressed, key_quit);
+}
+
+TEST_F(device_sdl_window, buttons_and_sticks_of_a_controller_are_keys)
+{
+    SDL_Event event = {};
+    event.type = SDL_CONTROLLERBUTTONDOWN;
+    event.cbutton.button = SDL_CONTROLLER_BUTTON_A;
+    SDL_PushEvent(&event);
+    EXPECT_EQ(pass().pressed, key_select);
+    event.type = SDL_CONTROLLERBUTTONUP;
+    SDL_PushEvent(&event);
+    EXPECT_EQ(pass().released, key_select);
+
+    event = {};
+    event.type = SDL_CONTROLLERAXISMOTION;
+    event.caxis.axis = SDL_CONTROLLER_AXIS_LEFTY;
+    const struct {
+        int16_t value;
+        uint32_t held;
+    } path[] = {{-15000, 0}, {-17000, key_up},  {-13000, key_up},
+                {-11000, 0}, {32767, key_down}, {-32768, key_up},
+                {0, 0}};
+    for (const auto &step : path) {
+        event.caxis.value = step.value;
+        SDL_PushEvent(&event);
+        EXPECT_EQ(pass().held, step.held) << step.value;
+    }
+}
+
+TEST_F(device_sdl_window, a_call_ends_a_long_sleep)
+{
+    for (int i = 0; i < 20; i++) {
+        std::thread caller([] { clock_wake(); });
+        const auto started = std::chrono::steady_clock::now();
+        clock_msleep(20000);
+        EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(10));
+        caller.join();
+        pass();
+    }
+}
+
+TEST_F(device_sdl_window, an_event_ends_a_long_sleep_and_is_not_lost)
+{
+    std::thread person([] {
+        clock_real_msleep(10);
+        post_key(SDLK_UP, true);
+    });
+    const auto started = std::chrono::steady_clock::now();
+    clock_msleep(20000);
+    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(10));
+    person.join();
+    EXPECT_EQ(pass().pressed, key_up);
+}
+
+TEST_F(device_sdl_window, plays_at_the_pace_of_the_card)
+{
+    heard = 0;
+    ASSERT_EQ(sound_open(on_sound, nullptr), 0);
+    const auto started = std::chrono::steady_clock::now();
+    while (heard < sound_rate / 2 + 5000 &&
+           std::chrono::steady_clock::now() - started < std::chrono::seconds(10)) {
+        EXPECT_LE(sound_get_buffer_remaining(), 112);
+        clock_real_msleep(1);
+    }
+    const std::chrono::duration<double, std::milli> took =
+        std::chrono::steady_clock::now() - started;
+    EXPECT_GE(heard, sound_rate / 2);
+    EXPECT_GE(took.count(), 350);
+    EXPECT_EQ(sound_close(), 0);
+}
+
+TEST_F(device_sdl_window, a_machine_without_a_card_says_so_once_and_plays_on)
+{
+    setenv("SDL_AUDIODRIVER", "alsa", 1);
+    setenv("ALSA_CONFIG_PATH", "/no/such/file", 1);
+    heard = 0;
+    testing::internal::CaptureStderr();
+    ASSERT_EQ(sound_open(on_sound, nullptr), 0);
+    const auto started = std::chrono::steady_clock::now();
+    while (heard < 10000 && std::chrono::steady_clock::now() - started < std::chrono::seconds(10))
+        clock_real_msleep(1);
+    EXPECT_GE(heard, 10000u);
+    EXPECT_EQ(sound_close(), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "there is no sound card: playing to a silent clock\n");
+    unsetenv("ALSA_CONFIG_PATH");
+}
+
+TEST(device_sdl_start, a_desktop_session_takes_the_window)
+{
+    unsetenv("ZERV_DEVICE");
+    setenv("SDL_VIDEODRIVER", "dummy", 1);
+    ASSERT_EQ(sys_init(), 0);
+    EXPECT_STREQ(device_current->name, "sdl");
+    EXPECT_EQ(sys_exit(), 0);
+}
+
+TEST(device_sdl_start, fails_without_a_display)
+{
+    setenv("ZERV_DEVICE", "sdl", 1);
+    setenv("SDL_VIDEODRIVER", "x11", 1);
+    setenv("DISPLAY", ":99999", 1);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(sys_init(), -1);
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("there is no window"), std::string::npos);
+}
+#endif

@@ -1,0 +1,83 @@
+/* Which device is taken, and what is asked of it. */
+#include "platform/base/fault.h"
+#include "platform/device/sys.h"
+#include "unit/platform/manual_device.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <string>
+
+class sys : public testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        fault_set("");
+        for (const char *name : {"ZERV_DEVICE", "DISPLAY", "WAYLAND_DISPLAY", "SDL_VIDEODRIVER"})
+            unsetenv(name);
+        setenv("ZERV_VIRTUAL_SCRIPT", "/dev/null", 1);
+    }
+    void TearDown() override { sys_exit(); }
+};
+
+TEST_F(sys, a_machine_without_a_display_gets_the_scripted_device)
+{
+    ASSERT_EQ(sys_init(), 0);
+    if (device_linux.fits()) { /* a console with a frame buffer is a display */
+        EXPECT_STREQ(device_current->name, "linux");
+        return;
+    }
+    EXPECT_STREQ(device_current->name, "virtual");
+    EXPECT_EQ(sys_exit(), 0);
+    EXPECT_NE(device_current, nullptr) << "a late worker may still ask for the time";
+    EXPECT_EQ(clock_msec(), 1000000);
+}
+
+TEST_F(sys, takes_the_device_that_is_named)
+{
+    setenv("ZERV_DEVICE", "virtual", 1);
+    ASSERT_EQ(sys_init(), 0);
+    EXPECT_STREQ(device_current->name, "virtual");
+}
+
+TEST_F(sys, an_empty_name_names_none)
+{
+    setenv("ZERV_DEVICE", "", 1);
+    EXPECT_EQ(sys_init(), 0);
+}
+
+TEST_F(sys, fails_for_a_device_that_is_not_there)
+{
+    setenv("ZERV_DEVICE", "toaster", 1);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(sys_init(), -1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "there is no device \"toaster\"\n");
+    EXPECT_EQ(sys_exit(), 0);
+    EXPECT_EQ(sys_exit(), 0) << "closing what was never opened";
+}
+
+TEST_F(sys, faults_are_reported_after_the_real_work)
+{
+    fault_set("sys_init");
+    EXPECT_EQ(sys_init(), -1);
+    fault_set("sys_exit");
+    ASSERT_EQ(sys_init(), 0);
+    EXPECT_EQ(sys_exit(), -1);
+    EXPECT_EQ(sys_status(), 0);
+    fault_set("");
+    EXPECT_EQ(sys_exit(), 0);
+}
+
+TEST_F(sys, the_battery_is_a_percentage)
+{
+    device_current = nullptr;
+    EXPECT_EQ(sys_get_battery_level(), 100);
+    EXPECT_EQ(sys_status(), 0);
+    device_current = &manual_device;
+    const int32_t levels[][2] = {{57, 57}, {-3, 0}, {250, 100}};
+    for (const auto &each : levels) {
+        manual_battery = each[0];
+        EXPECT_EQ(sys_get_battery_level(), each[1]);
+    }
+}

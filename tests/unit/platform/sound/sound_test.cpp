@@ -1,0 +1,521 @@
+/* The queue between the callback and the speaker: what it holds, drops, and how loud it leaves. */
+#include "platform/base/clock.h"
+#include "platform/base/fault.h"
+#include "platform/sound/sound.h"
+#include "platform/sound/sound_device.h"
+#include "unit/platform/manual_device.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <functional>
+#include <gtest/gtest.h>
+#include <string>
+#include <thread>
+#include <vector>
+
+static int speaker_result = 0;
+static std::atomic<int> speaker_closed{0};
+static std::atomic<uint32_t> speaker_pending{0};
+static std::atomic<int> speaker_dropped{0};
+
+static int open_speaker()
+{
+    return speaker_result;
+}
+
+static int close_speaker()
+{
+    speaker_closed++;
+    return 0;
+}
+
+/* Filled by sound_step(), emptied by the test. */
+static const sound_speaker stepped = {
+    .open = open_speaker,
+    .close = close_speaker,
+    .pending = [] { return speaker_pending.load(); },
+    .drop = [] { speaker_dropped++; },
+    .stepped = true,
+};
+
+/* Filled as a real one, emptied by the test. */
+static const sound_speaker timed = {.open = open_speaker, .close = close_speaker};
+
+/* What the callback does; replaced while no callback runs. */
+static std::function<void(int16_t *samples, uint32_t frames)> play;
+static std::atomic<int> calls{0};
+static std::atomic<bool> bad_request{false};
+
+static void on_sound(void *user, void *buffer, uint32_t length)
+{
+    int16_t *samples = static_cast<int16_t *>(buffer);
+    const bool zeroed = std::all_of(samples, samples + length / 2, [](int16_t s) { return !s; });
+    if (length == 0 || length % sound_frame_bytes || user != &calls || !zeroed ||
+        length > sound_rate * 12 / 1000 * sound_frame_bytes)
+        bad_request = true;
+    calls++;
+    play(samples, length / sound_frame_bytes);
+}
+
+static std::atomic<uint32_t> counter{0};
+
+/* A ramp that tells where each frame belongs. */
+static void play_ramp(int16_t *samples, uint32_t frames)
+{
+    for (uint32_t i = 0; i < frames; i++) {
+        const uint32_t at = counter++;
+        samples[i * 2] = (int16_t)(at % 20000 + 1);
+        samples[i * 2 + 1] = (int16_t) - (int32_t)(at % 20000 + 1);
+    }
+}
+
+static void play_nothing(int16_t *, uint32_t)
+{
+    clock_msleep(1);
+}
+
+static std::vector<int16_t> pull(uint32_t frames)
+{
+    std::vector<int16_t> samples(frames * 2 + 2, 0x5a5a);
+    sound_pull(samples.data(), frames);
+    EXPECT_EQ(samples[frames * 2], 0x5a5a) << "wrote behind the end";
+    samples.resize(frames * 2);
+    return samples;
+}
+
+static void set_volume(int32_t left, int32_t right)
+{
+    EXPECT_EQ(sound_set_volume(&left, &right), 0);
+}
+
+template <typename condition> static bool wait_until(condition holds)
+{
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!holds()) {
+        if (std::chrono::steady_clock::now() > deadline)
+            return false;
+        std::this_thread::yield();
+    }
+    return true;
+}
+
+class sound : public testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        fault_set("");
+        device_current = &manual_device;
+        manual_speaker = &stepped;
+        speaker_result = 0;
+        speaker_pending = 0;
+        speaker_dropped = 0;
+        speaker_closed = 0;
+        calls = 0;
+        counter = 0;
+        bad_request = false;
+        play = play_ramp;
+        set_volume(100, 100);
+    }
+    void TearDown() override
+    {
+        fault_set("");
+        sound_close();
+        EXPECT_FALSE(bad_request);
+    }
+    void open() { ASSERT_EQ(sound_open(on_sound, &calls), 0); }
+};
+
+TEST_F(sound, asks_for_nothing_before_it_is_open_and_after_it_is_closed)
+{
+    EXPECT_EQ(sound_get_buffer_remaining(), 0);
+    EXPECT_EQ(sound_reset(), 0);
+    sound_wake();
+    sound_step();
+    EXPECT_EQ(sound_close(), 0);
+    open();
+    sound_step();
+    EXPECT_EQ(sound_close(), 0);
+    EXPECT_EQ(speaker_closed, 1);
+    const int before = calls;
+    sound_step();
+    EXPECT_EQ(calls, before);
+    EXPECT_EQ(sound_get_buffer_remaining(), 0);
+}
+
+TEST_F(sound, queues_60_to_110_ms)
+{
+    open();
+    sound_step();
+    EXPECT_GE(sound_get_buffer_remaining(), 98);
+    EXPECT_LE(sound_get_buffer_remaining(), 110);
+    int rounds = 0;
+    for (int ms = 0; ms < 10000; ms++) {
+        const int before = calls;
+        sound_step();
+        rounds += calls > before;
+        pull(ms % 10 ? 44 : 45);
+        ASSERT_GE(sound_get_buffer_remaining(), 60);
+        ASSERT_LE(sound_get_buffer_remaining(), 110);
+    }
+    EXPECT_LE(rounds, 250) << "at most 25 wake-ups a second";
+}
+
+TEST_F(sound, counts_what_the_speaker_holds)
+{
+    open();
+    speaker_pending = 2205;
+    sound_step();
+    EXPECT_GE(sound_get_buffer_remaining(), 98);
+    EXPECT_LE(sound_get_buffer_remaining(), 110);
+    speaker_pending = 0;
+    EXPECT_LE(sound_get_buffer_remaining(), 60);
+}
+
+TEST_F(sound, leaves_in_order_and_unchanged_at_full_volume)
+{
+    open();
+    uint32_t at = 0;
+    for (int i = 0; i < 1000; i++) {
+        sound_step();
+        const std::vector<int16_t> samples = pull(441);
+        for (uint32_t frame = 0; frame < 441; frame++, at++) {
+            ASSERT_EQ(samples[frame * 2], (int16_t)(at % 20000 + 1));
+            ASSERT_EQ(samples[frame * 2 + 1], -(int16_t)(at % 20000 + 1));
+        }
+    }
+}
+
+TEST_F(sound, an_empty_queue_gives_silence)
+{
+    open();
+    sound_step();
+    const uint32_t queued = (uint32_t)calls * sound_period_frames;
+    const std::vector<int16_t> samples = pull(queued + 100);
+    EXPECT_NE(samples[(queued - 1) * 2], 0);
+    for (size_t i = queued * 2; i < samples.size(); i++)
+        ASSERT_EQ(samples[i], 0);
+    EXPECT_EQ(sound_get_buffer_remaining(), 0);
+}
+
+TEST_F(sound, queues_nothing_while_the_callback_has_nothing_to_play)
+{
+    play = play_nothing;
+    open();
+    sound_step();
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(sound_get_buffer_remaining(), 0);
+    play = play_ramp;
+    sound_wake();
+    sound_step();
+    EXPECT_GE(sound_get_buffer_remaining(), 98);
+}
+
+TEST_F(sound, a_callback_with_nothing_to_play_is_asked_ever_more_seldom)
+{
+    play = play_nothing;
+    open();
+    for (int i = 0; i < 200; i++)
+        sound_step();
+    EXPECT_NEAR(calls, 40, 2);
+    calls = 0;
+    for (int i = 200; i < 3000; i++)
+        sound_step();
+    EXPECT_NEAR(calls, 70, 2);
+    calls = 0;
+    for (int i = 3000; i < 13000; i++)
+        sound_step();
+    EXPECT_NEAR(calls, 20, 2);
+    calls = 0;
+    sound_wake();
+    sound_step();
+    EXPECT_EQ(calls, 1);
+    for (int i = 0; i < 100; i++)
+        sound_step();
+    EXPECT_NEAR(calls, 21, 2);
+}
+
+TEST_F(sound, silence_of_a_track_is_sound)
+{
+    play = [](int16_t *, uint32_t) {};
+    open();
+    sound_step();
+    EXPECT_GE(sound_get_buffer_remaining(), 98);
+}
+
+TEST_F(sound, the_last_words_of_a_track_are_played_even_when_the_callback_then_sleeps)
+{
+    play = [](int16_t *samples, uint32_t) {
+        samples[0] = 7;
+        clock_msleep(1);
+        play = play_nothing;
+    };
+    open();
+    sound_step();
+    EXPECT_EQ(pull(1)[0], 7);
+}
+
+TEST_F(sound, reset_drops_what_is_queued)
+{
+    open();
+    sound_step();
+    EXPECT_EQ(sound_reset(), 0);
+    EXPECT_EQ(sound_get_buffer_remaining(), 0);
+    EXPECT_EQ(pull(10)[0], 0);
+    const uint32_t at = counter;
+    sound_step();
+    EXPECT_EQ(speaker_dropped, 1);
+    EXPECT_EQ(pull(1)[0], (int16_t)(at % 20000 + 1));
+}
+
+TEST_F(sound, reset_from_inside_the_callback_keeps_what_is_queued)
+{
+    play = [](int16_t *samples, uint32_t frames) {
+        play_ramp(samples, frames);
+        sound_reset();
+    };
+    open();
+    sound_step();
+    EXPECT_GE(sound_get_buffer_remaining(), 98);
+    const std::vector<int16_t> samples = pull(4000);
+    for (uint32_t frame = 0; frame < 4000; frame++)
+        ASSERT_EQ(samples[frame * 2], (int16_t)(frame + 1));
+    EXPECT_EQ(speaker_dropped, 0);
+}
+
+TEST_F(sound, reset_from_another_thread_drops_the_period_being_filled)
+{
+    play = [](int16_t *samples, uint32_t frames) {
+        play_ramp(samples, frames);
+        if (calls == 3)
+            std::thread([] { sound_reset(); }).join();
+    };
+    open();
+    sound_step();
+    EXPECT_EQ(pull(1)[0], (int16_t)(3 * sound_period_frames + 1));
+}
+
+TEST_F(sound, reset_waits_for_nobody)
+{
+    static std::atomic<bool> inside{false}, go_on{false};
+    inside = go_on = false;
+    manual_speaker = &timed;
+    play = [](int16_t *, uint32_t) {
+        inside = true;
+        while (!go_on)
+            std::this_thread::yield();
+    };
+    open();
+    ASSERT_TRUE(wait_until([] { return inside.load(); }));
+    EXPECT_EQ(sound_reset(), 0);
+    EXPECT_EQ(sound_get_buffer_remaining(), 0);
+    sound_wake();
+    go_on = true;
+}
+
+TEST_F(sound, volume_comes_back_exactly_and_is_clamped)
+{
+    for (int32_t volume = 0; volume <= 100; volume++) {
+        int32_t left = volume, right = 100 - volume;
+        EXPECT_EQ(sound_set_volume(&left, &right), 0);
+        int32_t got_left = -1, got_right = -1;
+        EXPECT_EQ(sound_get_volume(&got_left, &got_right), 0);
+        EXPECT_EQ(got_left, volume);
+        EXPECT_EQ(got_right, 100 - volume);
+    }
+    int32_t both = 105;
+    EXPECT_EQ(sound_set_volume(&both, &both), 0);
+    EXPECT_EQ(both, 100);
+    both = INT32_MIN;
+    EXPECT_EQ(sound_set_volume(&both, &both), 0);
+    EXPECT_EQ(both, 0);
+    both = 77;
+    EXPECT_EQ(sound_get_volume(&both, &both), 0);
+    EXPECT_EQ(both, 0);
+}
+
+TEST_F(sound, volume_follows_loudness)
+{
+    play = [](int16_t *samples, uint32_t frames) {
+        std::fill(samples, samples + frames * 2, (int16_t)20000);
+    };
+    int16_t before = -1;
+    for (int32_t volume = 0; volume <= 100; volume += 5) {
+        set_volume(volume, volume);
+        open();
+        sound_step();
+        const int16_t now = pull(10)[0];
+        EXPECT_GT(now, before) << "each step of the volume keys is heard";
+        before = now;
+        if (volume == 0) {
+            EXPECT_EQ(now, 0);
+        } else if (volume == 50) { /* half as loud: 10 dB */
+            EXPECT_NEAR(20 * log10(now / 20000.0), -10, 0.1);
+        } else if (volume == 100) {
+            EXPECT_EQ(now, 20000);
+        }
+        sound_close();
+    }
+}
+
+TEST_F(sound, volume_is_heard_at_once_and_does_not_click)
+{
+    play = [](int16_t *samples, uint32_t frames) {
+        std::fill(samples, samples + frames * 2, (int16_t)32767);
+    };
+    open();
+    sound_step();
+    EXPECT_EQ(pull(100)[0], 32767);
+    set_volume(0, 100);
+    const std::vector<int16_t> samples = pull(512);
+    for (uint32_t frame = 1; frame < 512; frame++)
+        ASSERT_LE(samples[frame * 2 - 2] - samples[frame * 2], 200);
+    EXPECT_EQ(samples[511 * 2], 0) << "what was queued before is soft too";
+    EXPECT_EQ(samples[511 * 2 + 1], 32767);
+}
+
+TEST_F(sound, extremes_do_not_overflow)
+{
+    play = [](int16_t *samples, uint32_t frames) {
+        for (uint32_t i = 0; i < frames * 2; i++)
+            samples[i] = i % 2 ? INT16_MIN : INT16_MAX;
+    };
+    open();
+    for (int32_t volume : {100, 99, 1}) {
+        set_volume(volume, volume);
+        sound_step();
+        const std::vector<int16_t> samples = pull(1000);
+        EXPECT_GE(samples[1998], 0);
+        EXPECT_LE(samples[1999], 0);
+    }
+}
+
+TEST_F(sound, says_once_that_there_is_no_card_and_plays_in_real_time)
+{
+    speaker_result = -1;
+    testing::internal::CaptureStderr();
+    open();
+    const auto started = std::chrono::steady_clock::now();
+    EXPECT_TRUE(wait_until([] { return counter > sound_rate / 2; }));
+    const double ms =
+        std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - started)
+            .count();
+    EXPECT_GE(ms, 350) << "a track must not race by";
+    EXPECT_EQ(sound_close(), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "there is no sound card: playing to a silent clock\n");
+}
+
+TEST_F(sound, wakes_at_most_25_times_a_second)
+{
+    static std::atomic<int> rounds{0};
+    static int64_t last_call_us = 0;
+    rounds = 0;
+    speaker_result = -1;
+    testing::internal::CaptureStderr();
+    play = [](int16_t *samples, uint32_t frames) {
+        const int64_t us = std::chrono::duration_cast<std::chrono::microseconds>(
+                               std::chrono::steady_clock::now().time_since_epoch())
+                               .count();
+        rounds += us - last_call_us > 10000; /* calls of one wake-up follow each other at once */
+        last_call_us = us;
+        play_ramp(samples, frames);
+    };
+    open();
+    EXPECT_TRUE(wait_until([] { return counter > 2 * sound_rate; }));
+    sound_close();
+    testing::internal::GetCapturedStderr();
+    EXPECT_LE(rounds, 80) << "a busy machine splits some; a wake-up a period would be 172";
+    EXPECT_GE(rounds, 20);
+}
+
+TEST_F(sound, an_idle_callback_is_called_seldom_and_starts_promptly_when_woken)
+{
+    static std::atomic<bool> has_track{false};
+    has_track = false;
+    manual_speaker = &timed;
+    play = [](int16_t *samples, uint32_t frames) {
+        if (has_track)
+            play_ramp(samples, frames);
+        else
+            clock_msleep(1);
+    };
+    open();
+    const auto started = std::chrono::steady_clock::now();
+    ASSERT_TRUE(wait_until([] { return calls >= 50; }));
+    const std::chrono::duration<double, std::milli> idle =
+        std::chrono::steady_clock::now() - started;
+    EXPECT_GE(idle.count(), 39 * 5 + 8 * 40) << "asked 40 times in the first 200 ms, then seldom";
+    has_track = true;
+    const auto woken = std::chrono::steady_clock::now();
+    sound_wake();
+    ASSERT_TRUE(wait_until([] { return sound_get_buffer_remaining() > 0; }));
+    const std::chrono::duration<double, std::milli> waited =
+        std::chrono::steady_clock::now() - woken;
+    EXPECT_LT(waited.count(), 500);
+}
+
+TEST_F(sound, resets_pulls_and_wakes_from_all_sides_do_no_harm)
+{
+    manual_speaker = &timed;
+    open();
+    std::atomic<bool> stop{false};
+    std::thread puller([&] {
+        while (!stop)
+            pull(300);
+    });
+    std::thread resetter([&] {
+        while (!stop) {
+            sound_reset();
+            sound_wake();
+            EXPECT_GE(sound_get_buffer_remaining(), 0);
+            EXPECT_LE(sound_get_buffer_remaining(), 110);
+            std::this_thread::yield();
+        }
+    });
+    for (int i = 0; i < 200; i++) {
+        set_volume(i % 101, 100 - i % 101);
+        EXPECT_TRUE(wait_until([=] { return calls > i * 5; }));
+    }
+    stop = true;
+    puller.join();
+    resetter.join();
+}
+
+TEST_F(sound, closing_ends_a_long_wait)
+{
+    manual_speaker = &timed;
+    play = play_nothing;
+    for (int i = 0; i < 20; i++) {
+        open();
+        const auto started = std::chrono::steady_clock::now();
+        EXPECT_EQ(sound_close(), 0);
+        EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(2));
+    }
+}
+
+TEST_F(sound, opens_only_once)
+{
+    open();
+    EXPECT_EQ(sound_open(on_sound, &calls), -1);
+    sound_step();
+    EXPECT_GT(calls, 0);
+}
+
+TEST_F(sound, faults_are_reported_after_the_real_work)
+{
+    open();
+    fault_set("sound_close,sound_get_volume,sound_set_volume");
+    int32_t volume = 33;
+    EXPECT_EQ(sound_get_volume(&volume, &volume), -1);
+    EXPECT_EQ(sound_set_volume(&volume, &volume), -1);
+    EXPECT_EQ(volume, 33);
+    EXPECT_EQ(sound_close(), -1);
+    EXPECT_EQ(speaker_closed, 1);
+    fault_set("sound_open");
+    EXPECT_EQ(sound_open(on_sound, &calls), -1);
+    fault_set("");
+    EXPECT_EQ(sound_volume_now(), 100);
+}

@@ -1,0 +1,123 @@
+/* The play screen over a view manager and lists that note what the controls ask of them. */
+#pragma once
+
+#include "view/play/play_controls.h"
+
+#include "lists/playlist/list_cur_playlist.h"
+#include "lists/record/list.h"
+#include "platform/file/file.h"
+#include "platform/sound/sound.h"
+#include "platform/sound/sound_device.h"
+#include "unit/view/play/play_fixture.h"
+#include "view/list/view_list.h"
+
+/* ---- the view manager and the lists, as far as the controls ask them ---- */
+
+std::atomic<view *> view_selected{nullptr};
+int32_t view_anime_started = 0;
+key_report input_key = {};
+int32_t input_touch_x = 0, input_touch_y = 0, input_touch_type = 0;
+inline view list_screen = {.init = nullptr, .exit = nullptr, .input = nullptr, .draw = nullptr};
+view *view_list = &list_screen;
+inline list playlist_record = {}, main_record = {};
+list *list_cur_playlist = &playlist_record;
+list *list_main = &main_record;
+list *list_page_selected = nullptr;
+
+inline std::vector<int32_t> steps;
+inline std::vector<std::string> cursor_on;
+inline bool list_refuses = false;
+
+int view_list_select(list *next)
+{
+    if (!list_refuses)
+        list_page_selected = next;
+    return 0;
+}
+
+void view_select(view *next)
+{
+    view_selected = next;
+}
+
+int list_cur_playlist_go(int32_t delta)
+{
+    steps.push_back(delta);
+    return 0;
+}
+
+int list_cur_playlist_select(const char *path)
+{
+    cursor_on.push_back(path);
+    return 0;
+}
+
+/* ---- a sound thread that takes a turn only when asked, and has nothing to play ---- */
+
+inline int turns = 0;
+
+inline void take_turn(void *, void *, uint32_t)
+{
+    turns++;
+    clock_msleep(1);
+}
+
+inline const sound_speaker stepped_speaker = {
+    .open = [] { return 0; },
+    .close = [] { return 0; },
+    .stepped = true,
+};
+
+/* Whether the sound thread looks again already after a millisecond. */
+inline bool looks_at_once()
+{
+    const int before = turns;
+    sound_step();
+    return turns > before;
+}
+
+using samples = std::vector<int64_t>;
+
+struct play_controls : play_test {
+    void SetUp() override
+    {
+        play_test::SetUp();
+        view_selected = &play_screen;
+        view_anime_started = 0;
+        list_page_selected = &main_record;
+        list_refuses = false;
+        steps.clear();
+        cursor_on.clear();
+        play_screen.redraw = 0;
+        input_key = {};
+    }
+
+    static int keys(uint32_t pressed, uint32_t repeat, uint32_t held = 0)
+    {
+        input_key = {pressed, 0, repeat, held};
+        play_screen.key_checked = 1;
+        play_screen.touch_checked = 0;
+        const int result = play_input(&play_screen);
+        play_screen.key_checked = 0;
+        input_key = {};
+        return result;
+    }
+    static int press(uint32_t mask) { return keys(mask, 0); }
+    static int repeat(uint32_t mask) { return keys(0, mask); }
+
+    static int touch(int32_t type, int32_t x, int32_t y)
+    {
+        input_touch_type = type;
+        input_touch_x = x;
+        input_touch_y = y;
+        play_screen.touch_checked = 1;
+        const int result = play_input(&play_screen);
+        play_screen.touch_checked = 0;
+        return result;
+    }
+    static int tap(int32_t x, int32_t y)
+    {
+        touch(1, x, y);
+        return touch(2, x, y);
+    }
+};

@@ -1,0 +1,69 @@
+#include "view/lyrics/lyrics_key.h"
+
+#include "platform/base/md5.h"
+#include "platform/base/owner.h"
+#include "platform/file/file.h"
+
+#include <cstdint>
+#include <cstring>
+
+constexpr size_t hashed_bytes = 0x28000;
+constexpr uint8_t footer_flag = 0x10;
+
+/* Stands behind the tag: 1; stands where it stood, because there is none: 0; -1: damaged. */
+static int skip_tag(FILE *file)
+{
+    uint8_t head[10];
+    const size_t got = fread(head, 1, sizeof head, file);
+    if (got < sizeof head || memcmp(head, "ID3", 3) != 0)
+        return fseeko(file, -(off_t)got, SEEK_CUR) == 0 ? 0 : -1;
+    if ((head[6] | head[7] | head[8] | head[9]) & 0x80)
+        return -1;
+    off_t size = (off_t)head[6] << 21 | (off_t)head[7] << 14 | (off_t)head[8] << 7 | head[9];
+    if (head[5] & footer_flag)
+        size += 10;
+    return fseeko(file, size, SEEK_CUR) == 0 ? 1 : -1;
+}
+
+static void skip_zeros(FILE *file)
+{
+    int byte = 0;
+    while ((byte = getc_unlocked(file)) == 0) {
+    }
+    if (byte != EOF)
+        (void)ungetc(byte, file);
+}
+
+static void hash(FILE *file, uint8_t (&digest)[16])
+{
+    md5_state state;
+    md5_init(&state);
+    uint8_t piece[1024];
+    for (size_t done = 0; done < hashed_bytes;) {
+        const size_t got = fread(piece, 1, sizeof piece, file);
+        if (got == 0)
+            break;
+        md5_append(&state, piece, got);
+        done += got;
+    }
+    md5_finish(&state, digest);
+}
+
+int lyrics_key(const char *path, char (&key)[lyrics_key_size])
+{
+    owner<FILE, fclose> file(file_fopen(path, "rb"));
+    if (!file)
+        return -1;
+    int skipped = 0;
+    do
+        skipped = skip_tag(file.get());
+    while (skipped == 1);
+    if (skipped < 0)
+        return -1;
+    skip_zeros(file.get());
+    uint8_t digest[16];
+    hash(file.get(), digest);
+    for (int i = 0; i < 16; i++)
+        snprintf(key + i * 2, 3, "%02x", digest[i]);
+    return 0;
+}
