@@ -4,6 +4,7 @@
 #include "update/update_package.h"
 
 #include <cstring>
+#include <strings.h>
 
 static bool go_on()
 {
@@ -16,11 +17,12 @@ static int count_bytes(void *context, const void *, size_t size)
     return 0;
 }
 
-/* A name that could be written outside the folder, or over what the update works with. */
+/* A name that could be written outside the folder, or over what the update or the user has. */
 static bool leaves_the_folder(const char *name)
 {
-    if (name[0] == '\0' || name[0] == '/' || strncmp(name, "_tmp/", 5) == 0)
-        return true;
+    for (const char *other : {"_tmp", "config.txt", "current.m3u", "library.db"})
+        if (strncasecmp(name, other, strlen(other)) == 0 && strchr("/", name[strlen(other)]))
+            return true;
     for (const char *at = name; at; at = strchr(at, '/')) {
         at += *at == '/';
         const size_t length = strcspn(at, "/");
@@ -38,7 +40,8 @@ static void read_all(update_package *package)
         if ((i > 0 && update_package_next(package) != 0) ||
             update_package_entry(package, &entry) != 0)
             abort();
-        if (leaves_the_folder(entry.name) || entry.index != i || (entry.mode & ~0777u))
+        if ((entry.name[0] == '\0' ? !entry.is_folder : leaves_the_folder(entry.name)) ||
+            entry.index != i || (entry.mode & ~0777u))
             abort();
         uint64_t bytes = 0;
         if (!entry.is_folder &&

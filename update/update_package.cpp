@@ -16,23 +16,12 @@ constexpr uint64_t largest_content = 1ull << 30;
 constexpr uint64_t reserve = 1ull << 20; /* left free for settings and the playlist */
 constexpr uLong made_on_unix = 3;
 constexpr uLong flag_encrypted = 1;
+constexpr uLong method_store = 0, method_deflate = 8;
 
 struct update_package {
     unzFile file;
     uint32_t count, index;
 };
-
-/* Folders that the archive will have made, in a row, each with its end mark. */
-struct folder_names {
-    char *names; /* owned */
-    size_t size;
-};
-
-static int free_folder_names(folder_names *folders)
-{
-    free(folders->names);
-    return 0;
-}
 
 update_package *update_package_open(const char *path)
 {
@@ -72,9 +61,16 @@ static bool kind_is_allowed(uint32_t mode)
     return kind == 0 || kind == S_IFREG || kind == S_IFDIR;
 }
 
+/* The library takes bytes of other methods for the content itself. */
+static bool can_be_read(const unz_file_info64 *info)
+{
+    return !(info->flag & flag_encrypted) &&
+           (info->compression_method == method_store || info->compression_method == method_deflate);
+}
+
 int update_package_entry(update_package *package, update_entry *entry)
 {
-    char name[512] = "";
+    char name[update_name_size] = "";
     unz_file_info64 info;
     /* The library ends a name only where it does not fill the array. */
     if (unzGetCurrentFileInfo64(package->file, &info, name, sizeof name - 1, nullptr, 0, nullptr,
@@ -82,10 +78,11 @@ int update_package_entry(update_package *package, update_entry *entry)
         info.size_filename >= sizeof name || strlen(name) != info.size_filename)
         return -1;
     const uint32_t mode = unix_mode(&info);
-    if (!update_name_clean(name, entry->name) || !kind_is_allowed(mode) ||
-        info.flag & flag_encrypted)
+    if (!update_name_clean(name, entry->name) || !kind_is_allowed(mode) || !can_be_read(&info))
         return -1;
-    entry->is_folder = name[strlen(name) - 1] == '/';
+    entry->is_folder = info.size_filename > 0 && name[info.size_filename - 1] == '/';
+    if (entry->name[0] == '\0' && !entry->is_folder)
+        return -1;
     entry->index = package->index;
     entry->mode = mode & 0777;
     entry->size = info.uncompressed_size;
@@ -125,64 +122,43 @@ int update_package_next(update_package *package)
     return unzGoToNextFile(package->file) == UNZ_OK ? 0 : -1;
 }
 
-static bool is_folder_on_disk(const char *name)
+/* Making a folder may fail: what needs it then has no parent. */
+static int check_folder(update_names *names, const char *name)
 {
-    char path[1024];
-    struct stat state;
-    return str_format(path, "./%s", name) && stat(path, &state) == 0 && S_ISDIR(state.st_mode);
-}
-
-static bool folder_will_exist(const folder_names *folders, const char *name)
-{
-    for (size_t at = 0; at < folders->size; at += strlen(folders->names + at) + 1)
-        if (strcmp(folders->names + at, name) == 0)
-            return true;
-    return is_folder_on_disk(name);
-}
-
-/* An entry whose folder is missing could not be written when its turn comes. */
-static bool parent_will_exist(const folder_names *folders, const char *name)
-{
-    char parent[512];
-    str_copy(parent, name);
-    char *slash = strrchr(parent, '/');
-    if (!slash)
-        return true;
-    *slash = '\0';
-    return folder_will_exist(folders, parent);
-}
-
-static int note_folder(folder_names *folders, const char *name)
-{
-    if (!parent_will_exist(folders, name) || folder_will_exist(folders, name))
+    if (!update_names_have_parent(names, name) ||
+        update_names_find(names, name) != update_kind::nothing)
         return 0;
-    struct stat state;
-    char path[1024];
-    if (str_format(path, "./%s", name) && lstat(path, &state) == 0)
-        return 0; /* a file stands there; making the folder will fail */
-    const size_t length = strlen(name) + 1;
-    auto *names = (char *)realloc(folders->names, folders->size + length);
-    if (!names)
+    return update_names_note(names, name, update_kind::folder);
+}
+
+/* A folder in a file's place may be the user's music. */
+static int check_file(update_names *names, const char *name)
+{
+    if (!update_names_have_parent(names, name))
         return -1;
-    memcpy(names + folders->size, name, length);
-    folders->names = names;
-    folders->size += length;
-    return 0;
+    switch (update_names_find(names, name)) {
+    case update_kind::file:
+        return 0;
+    case update_kind::folder:
+        return -1;
+    case update_kind::nothing:
+        break;
+    }
+    return update_names_note(names, name, update_kind::file);
 }
 
 /* Names and sizes: cheap, so that an archive that would fill the disk is not even read. */
 static int check_names(update_package *package)
 {
-    folder_names folders = {};
-    const owner<folder_names, free_folder_names> freed(&folders);
+    const owner<update_names, update_names_free> names(update_names_new(package->count));
     uint64_t total = 0;
     for (uint32_t i = 0; i < package->count; i++) {
         update_entry entry;
-        if ((i > 0 && update_package_next(package) != 0) ||
+        if (!names || (i > 0 && update_package_next(package) != 0) ||
             update_package_entry(package, &entry) != 0)
             return -1;
-        if (entry.is_folder ? note_folder(&folders, entry.name) != 0
-                            : !parent_will_exist(&folders, entry.name))
+        if (entry.is_folder ? check_folder(names.get(), entry.name) != 0
+                            : check_file(names.get(), entry.name) != 0)
             return -1;
         if (entry.size > largest_content - total)
             return -1;
@@ -216,33 +192,6 @@ int update_package_check(const char *path, bool (*go_on)())
         return -1;
     package.reset(update_package_open(path));
     return package ? check_contents(package.get(), go_on) : -1;
-}
-
-static bool component_is(const char *start, size_t length, const char *word)
-{
-    return strlen(word) == length && memcmp(start, word, length) == 0;
-}
-
-bool update_name_clean(const char *name, char (&to)[512])
-{
-    const bool has_drive = ((name[0] | 0x20) >= 'a' && (name[0] | 0x20) <= 'z') && name[1] == ':';
-    if (name[0] == '/' || has_drive || strchr(name, '\\') || strlen(name) >= sizeof to)
-        return false;
-    size_t used = 0;
-    for (const char *at = name; *at;) {
-        const size_t length = strcspn(at, "/");
-        if (component_is(at, length, "..") || (used == 0 && component_is(at, length, "_tmp")))
-            return false;
-        if (length > 0 && !component_is(at, length, ".")) {
-            if (used > 0)
-                to[used++] = '/';
-            memcpy(to + used, at, length);
-            used += length;
-        }
-        at += length + (at[length] == '/' ? 1 : 0);
-    }
-    to[used] = '\0';
-    return used > 0;
 }
 
 uint64_t update_free_space()

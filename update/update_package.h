@@ -2,13 +2,15 @@
  * nobody signed it. Worker thread. */
 #pragma once
 
+#include "update/update_name.h"
+
 #include <cstddef>
 #include <cstdint>
 
 struct update_package;
 
 struct update_entry {
-    char name[512]; /* inside the program folder: no "." or empty component, no leading "/" */
+    char name[update_name_size]; /* as update_name_clean() writes it; "" for folders only */
     bool is_folder;
     uint32_t index; /* place in the archive, from 0 */
     uint32_t mode;  /* permission bits that the packer kept, 0 when it kept none */
@@ -20,8 +22,8 @@ struct update_entry {
 /* Accepts null. */
 int update_package_close(update_package *package);
 uint32_t update_package_count(const update_package *package);
-/* Describes the current entry. -1 when its name leaves the folder, cannot be kept, or belongs to
- * the scratch folder, and for symbolic links and encrypted entries. */
+/* Describes the current entry. -1 for a name that must not be unpacked, for symbolic links and
+ * devices, and for entries that are encrypted or packed otherwise than by store and deflate. */
 [[nodiscard]] int update_package_entry(update_package *package, update_entry *entry);
 /* Hands the current entry's content over in pieces; `take` returns -1 to stop. -1 also for damaged
  * data, for another length than declared, and for a wrong checksum, which shows only after the last
@@ -32,15 +34,11 @@ uint32_t update_package_count(const update_package *package);
 /* -1 at the end and for a damaged archive. */
 [[nodiscard]] int update_package_next(update_package *package);
 
-/* Whether every entry can be unpacked: names, folders, checksums, and room for all of it on the
- * disk. Changes nothing.
+/* Whether every entry can be unpacked: names, folders, checksums, no file over a folder, and room
+ * for all of it on the disk. Changes nothing.
  *   go_on  asked between entries; false gives up
  * 0 or -1. */
 [[nodiscard]] int update_package_check(const char *path, bool (*go_on)());
 
-/* Writes a name from an archive without its "." and empty components. False for what must not be
- * unpacked: a ".." component, a leading "/", a drive letter, a backslash, nothing at all, or the
- * scratch folder "_tmp". */
-bool update_name_clean(const char *name, char (&to)[512]);
 /* Bytes free to us in the program folder. */
 uint64_t update_free_space();

@@ -81,9 +81,18 @@ static int overwrite(const placement *place)
     return fclose(to.release()) == 0 ? 0 : -1;
 }
 
+static bool is_folder(const char *path)
+{
+    struct stat state;
+    return stat(path, &state) == 0 && S_ISDIR(state.st_mode);
+}
+
+/* The check refuses files over folders; one that was made since then stays where it is too. */
 static int put_in_place(const placement *place)
 {
     struct stat old;
+    if (is_folder(place->target))
+        return -1;
     const bool exists = lstat(place->target, &old) == 0;
     if (exists && S_ISLNK(old.st_mode))
         return overwrite(place);
@@ -110,7 +119,7 @@ static mode_t choose_mode(const update_entry *entry, const char *target)
 static int unpack_file(update_package *package, const update_entry *entry)
 {
     placement place;
-    char name[512];
+    char name[update_name_size];
     str_copy(name, entry->name);
     if (!str_format(place.target, "%s/%s", ".", entry->name) ||
         !str_format(place.parking, "_tmp/%s.%u", file_basename(name), entry->index))

@@ -358,6 +358,24 @@ class LyingServerTest(UpdateTest):
         self.assertFalse(os.path.exists(os.path.join(self.folder, "..", "outside")))
         self.assertFalse(os.path.exists("/tmp/zerv-outside"))
 
+    def test_packages_with_what_belongs_to_the_user(self):
+        config = self.read("config.txt")
+        os.mkdir(self.path("music"))
+        self.write("music/song.flac", b"dear")
+        for name in ("config.txt", "/config.txt", "CONFIG.TXT", "current.m3u", "library.db",
+                     "library.db-journal", "library.db-wal", "music"):
+            self.assert_refused(pack(("zerv-player", self.b), (name, b"x")), name)
+        self.assertEqual(self.read("config.txt"), config)
+        self.assertEqual(self.read("music/song.flac"), b"dear")
+
+    def test_names_of_other_systems_are_names_below_the_folder(self):
+        self.liar.answers[CHECK_B] = b"none"
+        self.liar.answers["/p.zip"] = pack(("zerv-player", self.b), ("/abs", b"1"), ("a\\b", b"2"),
+                                           ("c:d", b"3"), ("./", b""))
+        run = self.update(self.liar.host, "song.flac")
+        self.assertIn("installed", run.err)
+        self.assertEqual([self.read(name) for name in ("abs", "a\\b", "c:d")], [b"1", b"2", b"3"])
+
     def test_an_endless_package_does_not_keep_the_program(self):
         def endless(handler):
             handler.send_response(200)
