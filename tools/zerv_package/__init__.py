@@ -1,0 +1,1 @@
+"""What tools/zerv-package is made of."""
