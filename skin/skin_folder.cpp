@@ -36,8 +36,11 @@ static int visit_files(const folder_walk &walk, const file_listing *listing, con
         char name[skin_name_size];
         if (++package->seen > skin_limit_entries)
             return skin_package_fail(package, "the folder has too many entries", inside);
-        if (!str_format(name, "%s%s", inside, listing->names[i]))
-            continue; /* what does not fit cannot be named by a part either */
+        /* What does not fit is longer than what a part could name. */
+        if (!str_format(name, "%s%s", inside, listing->names[i])) {
+            (void)skin_package_leave_out(package, "a name is too long", inside);
+            continue;
+        }
         package->member_path = listing->paths[i];
         const int result = walk.visit(package, name, walk.user);
         package->member_path = nullptr;
@@ -68,7 +71,7 @@ static int enter_folder(const folder_walk &walk, const char *path, const char *i
     if (is_above(above, entry))
         return 0;
     if (above->depth >= skin_limit_depth)
-        return skin_package_fail(package, "the folders are too deep", inside);
+        return skin_package_leave_out(package, "a folder is too deep", inside);
     file_listing below = {};
     if (file_list_dir(&below, path, nullptr) != 0)
         return skin_package_fail(package, "a folder cannot be listed", inside);
@@ -89,8 +92,10 @@ static int walk_folder(const folder_walk &walk, const file_listing *listing, con
             continue;
         if (++walk.package->seen > skin_limit_entries)
             return skin_package_fail(walk.package, "the folder has too many entries", inside);
-        if (!str_format(name, "%s%s/", inside, listing->names[i]))
+        if (!str_format(name, "%s%s/", inside, listing->names[i])) {
+            (void)skin_package_leave_out(walk.package, "a name is too long", inside);
             continue;
+        }
         const int below = enter_folder(walk, listing->paths[i], name, above);
         if (below != 0)
             return below;

@@ -80,6 +80,15 @@ bool skin_name_leaves(const char *name)
     return false;
 }
 
+int skin_package_leave_out(skin_package *package, const char *reason, const char *name)
+{
+    if (package->left_out)
+        return 0;
+    package->left_out = reason;
+    (void)str_copy(package->left_out_name, name);
+    return 0;
+}
+
 int skin_package_fail(skin_package *package, const char *reason, const char *name)
 {
     package->reason = reason;

@@ -43,8 +43,10 @@ struct skin_package {
     char path[1024];
     const char *reason; /* why a walk or the opening failed, for a watcher; null: unknown */
     char reason_name[skin_name_size]; /* the member that is meant, or "" */
-    uint64_t member_left;             /* bytes that the open member may still give */
-    const char *member_reason;        /* why the last member did not open, for a watcher */
+    const char *left_out; /* why the first member that a walk left out was; null: none was */
+    char left_out_name[skin_name_size];
+    uint64_t member_left;      /* bytes that the open member may still give */
+    const char *member_reason; /* why the last member did not open, for a watcher */
     /* archive */
     void *zip;
     uint64_t entries;
@@ -77,6 +79,8 @@ int skin_member_close(skin_package *package);
 bool skin_match_part(const char *name, char *part, int32_t *variant);
 /* True when a name of an archive leads out of the folder it would be unpacked in. */
 bool skin_name_leaves(const char *name);
+/* Notes that a member is left out, for a watcher; returns 0. */
+int skin_package_leave_out(skin_package *package, const char *reason, const char *name);
 /* Notes why the package fails, for a watcher; returns -1. */
 int skin_package_fail(skin_package *package, const char *reason, const char *name);
 /* Tells a watcher (may be null) what was noted. */

@@ -8,12 +8,14 @@
 #include "skin/skin_value.h"
 #include "skin/skin_watch.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <expat.h>
 
 static const char skin_version[] = "0.1";
 static const char root_name[] = "skin";
+constexpr int64_t screen_height = 240;
 constexpr int chunk_size = 1024;
 constexpr uint32_t first_capacity = 32;
 
@@ -180,6 +182,21 @@ static int add_row(parsing *state, const skin_tag *tag, const skin_element &list
     return 0;
 }
 
+skin_row_count skin_count_rows(int32_t y, int32_t height, int32_t font_size)
+{
+    const int64_t size = font_size, pitch = size + size / 2;
+    if (height < size)
+        return {0, 0};
+    const int64_t wanted = (height - size) / pitch + 1;
+    if (wanted <= skin_plain_rows)
+        return {static_cast<uint32_t>(wanted), static_cast<uint64_t>(wanted)};
+    /* The middle row ends on the screen while the last one begins above this. */
+    const int64_t last = 2 * (screen_height - size) - y;
+    const int64_t seen = last < y ? 1 : (last - y) / pitch + 1;
+    const int64_t most = std::min<int64_t>(seen, skin_limit_rows);
+    return {static_cast<uint32_t>(std::min(wanted, most)), static_cast<uint64_t>(wanted)};
+}
+
 /* Rows stand one and a half font sizes apart, as many as end within the list. */
 static int add_rows(parsing *state, const skin_tag *tag, uint32_t index)
 {
@@ -187,14 +204,11 @@ static int add_rows(parsing *state, const skin_tag *tag, uint32_t index)
     if (list.font_size <= 0)
         return refuse(state, tag,
                       {"list-font-size", "font_size", "", "a list needs a font size above 0"});
-    const int64_t end = static_cast<int64_t>(list.y) + list.height;
     const int64_t pitch = static_cast<int64_t>(list.font_size) + list.font_size / 2;
-    int64_t top = list.y;
-    for (uint32_t row = 0; row < skin_limit_rows && end >= top + list.font_size; row++) {
-        if (add_row(state, tag, list, static_cast<int32_t>(top)) != 0)
+    const uint32_t rows = skin_count_rows(list.y, list.height, list.font_size).made;
+    for (uint32_t row = 0; row < rows; row++)
+        if (add_row(state, tag, list, static_cast<int32_t>(list.y + row * pitch)) != 0)
             return -1;
-        top += pitch;
-    }
     return 0;
 }
 

@@ -7,7 +7,10 @@ struct skin_page;
 struct skin_watcher;
 
 constexpr uint32_t skin_limit_text = 1024 * 1024; /* bytes of a part file */
-constexpr uint32_t skin_limit_rows = 64;          /* rows of a list element */
+/* Rows of a list element: any number up to the first; beyond, no more than the second, and so many
+ * that the row in their middle, which the cursor is on, is on the screen. */
+constexpr uint32_t skin_plain_rows = 64;
+constexpr uint32_t skin_limit_rows = 480;
 constexpr uint32_t skin_default_font_size = 12;
 
 /* What one part may still take. A package is somebody else's work: a file of a few bytes can stand
@@ -38,5 +41,12 @@ struct skin_source {
 /* Parses a whole file into `page`, which it overwrites, `variant` stays 0. -1 when it is refused;
  * the page is empty then. The caller ends the page with skin_page_clear(). */
 [[nodiscard]] int skin_parse(const skin_source *source, skin_page *page);
+/* How many rows a list element makes, and would make without a limit. The list needs a font size
+ * above 0. */
+struct skin_row_count {
+    uint32_t made;
+    uint64_t wanted;
+};
+skin_row_count skin_count_rows(int32_t y, int32_t height, int32_t font_size);
 /* Frees what a page holds and leaves it empty. */
 void skin_page_clear(skin_page *page);

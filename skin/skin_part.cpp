@@ -17,10 +17,26 @@ constexpr uint32_t first_capacity = 4;
 using package_owner = owner<skin_package, skin_package_close>;
 using part_owner = owner<skin_part, skin_free_part>;
 
+/* A part file, by its number and by how many of the part stand before it in the package. */
+struct variant_rank {
+    int32_t variant;
+    uint32_t order;
+};
+
+/* Which files of a part are read: those with the lowest numbers, as many as a part may have. */
+struct variant_choice {
+    const char *part_name;
+    variant_rank lowest[skin_limit_variants]; /* ascending */
+    uint32_t count;
+    uint32_t met;
+};
+
 struct part_reading {
     const char *part_name;
     skin_part *part;
     uint32_t capacity; /* pages that the array has room for */
+    variant_choice choice;
+    uint32_t met; /* part files met so far */
     skin_room room;
     const skin_watcher *watcher;
 };
@@ -35,6 +51,36 @@ static int find_part(skin_package *, const char *name, void *user)
 {
     int32_t variant = 0;
     return is_wanted(name, static_cast<const char *>(user), &variant) ? 1 : 0;
+}
+
+static bool comes_before(const variant_rank &a, const variant_rank &b)
+{
+    return a.variant != b.variant ? a.variant < b.variant : a.order < b.order;
+}
+
+static int rank_variant(skin_package *, const char *name, void *user)
+{
+    variant_choice *choice = static_cast<variant_choice *>(user);
+    variant_rank rank = {0, choice->met};
+    if (!is_wanted(name, choice->part_name, &rank.variant))
+        return 0;
+    choice->met++;
+    variant_rank *end = choice->lowest + choice->count;
+    variant_rank *place = std::upper_bound(choice->lowest, end, rank, comes_before);
+    if (choice->count < skin_limit_variants)
+        choice->count++;
+    else if (place == end)
+        return 0;
+    else
+        end--;
+    std::copy_backward(place, end, end + 1);
+    *place = rank;
+    return 0;
+}
+
+static bool is_chosen(const variant_choice &choice, const variant_rank &rank)
+{
+    return std::binary_search(choice.lowest, choice.lowest + choice.count, rank, comes_before);
 }
 
 int skin_is_part_available(const char *package_path, const char *part_name)
@@ -55,8 +101,6 @@ static bool grow(part_reading *reading)
     if (part->count < reading->capacity)
         return true;
     const uint32_t capacity = reading->capacity ? reading->capacity * 2 : first_capacity;
-    if (capacity > skin_limit_variants)
-        return false;
     void *grown = realloc(part->pages, capacity * sizeof(skin_page));
     if (!grown)
         return false;
@@ -99,11 +143,12 @@ static int read_page(skin_package *package, const char *name, void *user)
         return 0;
     if (watcher && watcher->file_begin)
         watcher->file_begin(watcher->user, name, variant);
-    bool taken = grow(reading);
+    bool taken = is_chosen(reading->choice, {variant, reading->met++});
     if (!taken)
-        skin_watch_file(watcher, "too-many", name, {0, 0}, "the part has too many variants");
+        skin_watch_file(watcher, "too-many", name, {0, 0},
+                        "the part has more than 256 variants: the lowest numbers are used");
     skin_page page = {};
-    taken = taken && parse_member(package, reading, name, &page) == 0;
+    taken = taken && grow(reading) && parse_member(package, reading, name, &page) == 0;
     if (taken) {
         page.variant = variant;
         reading->part->pages[reading->part->count++] = page;
@@ -130,10 +175,13 @@ skin_part *skin_read_pages(skin_package *package, const char *part_name,
         .part_name = part_name,
         .part = part.get(),
         .capacity = 0,
+        .choice = {.part_name = part_name, .lowest = {}, .count = 0, .met = 0},
+        .met = 0,
         .room = skin_room_of_part,
         .watcher = watcher,
     };
-    if (skin_package_walk(package, false, read_page, &reading) != 0) {
+    if (skin_package_walk(package, false, rank_variant, &reading.choice) != 0 ||
+        skin_package_walk(package, false, read_page, &reading) != 0) {
         skin_package_tell(package, watcher);
         return nullptr;
     }

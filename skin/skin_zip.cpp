@@ -62,12 +62,12 @@ static int visit_entry(skin_package *package, skin_visit visit, void *user)
                                 0) != UNZ_OK)
         return skin_package_fail(package, "the archive is damaged", "");
     name[sizeof(name) - 1] = '\0';
-    if (skin_name_leaves(name))
-        return skin_package_fail(package, "a name leads out of the package", name);
     if (is_link(info))
-        return skin_package_fail(package, "a member is a symbolic link", name);
-    if (is_folder(name) || info.size_filename >= sizeof(name))
-        return 0; /* what does not fit cannot be named by a part either */
+        return skin_package_leave_out(package, "a member is a symbolic link", name);
+    if (info.size_filename >= sizeof(name)) /* longer than what a part could name */
+        return skin_package_leave_out(package, "a name is too long", name);
+    if (is_folder(name))
+        return 0;
     return visit(package, name, user);
 }
 

@@ -47,7 +47,34 @@ def read_tables():
     return tables
 
 
+# What the table of limits must say, by the constant of the skin engine.
+LIMITS = {
+    "skin_limit_entries": "| {} |", "skin_limit_depth": "| {} |", "skin_name_size": "| {less} bytes |",
+    "skin_limit_member": "| {mib} MiB |", "skin_limit_text": "| {mib} MiB |",
+    "skin_limit_variants": "| {} |", "skin_plain_rows": "| {},", "skin_limit_rows": " {} |",
+    "skin_limit_pixels": "| {} pixels", "skin_limit_image_bytes": "| {mib} MiB |",
+}
+
+
+def read_constants():
+    """Numbers of the headers of skin/: products and shifts of plain numbers."""
+    constants = {}
+    for header in (ROOT / "skin").glob("*.h"):
+        for name, value in re.findall(r"constexpr \w+ (\w+) = ([^;]+);", header.read_text()):
+            value = re.sub(r"\b(\d+)u\b", r"\1", value)
+            if re.fullmatch(r"[\w\s*<]+", value):
+                constants[name] = eval(value, {}, dict(constants))  # our own headers
+    return constants
+
+
 class GuideTest(unittest.TestCase):
+    def test_every_limit_stands_there_with_its_number(self):
+        limits = guide.GUIDE.read_text(encoding="utf-8").split("## Limits")[1].split("\n## ")[0]
+        constants = read_constants()
+        for name, form in LIMITS.items():
+            value = constants[name]
+            self.assertIn(form.format(value, less=value - 1, mib=value >> 20), limits, name)
+
     def test_every_word_has_a_row_with_a_picture(self):
         tables = read_tables()
         for heading, words in WORDS.items():

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cinttypes>
 #include <cstring>
 
 constexpr int32_t screen_width = 320, screen_height = 240;
@@ -230,11 +231,12 @@ static void check_list(const element_check &it)
     if (is_outside(last, false) || is_outside(it.in.page->elements[it.tag.element + 1], false))
         check_warn(it.in, it.tag, "", "row-outside", "rows leave the screen of %d x %d",
                    screen_width, screen_height);
-    const int64_t pitch = static_cast<int64_t>(list.font_size) + list.font_size / 2;
-    const int64_t end = static_cast<int64_t>(list.y) + list.height;
-    if (rows == skin_limit_rows && last.y + pitch + list.font_size <= end)
-        check_warn(it.in, it.tag, "height", "many-rows", "the list has room for more than %u rows",
-                   skin_limit_rows);
+    const skin_row_count count = skin_count_rows(list.y, list.height, list.font_size);
+    if (count.made < count.wanted)
+        check_warn(it.in, it.tag, "height", "many-rows",
+                   "the list has room for %" PRIu64 " rows; the player makes %u, so that the row "
+                   "under the cursor is on the screen",
+                   count.wanted, count.made);
 }
 
 static void check_lyrics(const element_check &it)

@@ -52,6 +52,14 @@ static void check_name(const std::string &name, report *found)
     }
 }
 
+/* The player writes nothing from a name; a program that unpacks the skin would. */
+static void check_place(const std::string &name, report *found)
+{
+    if (skin_name_leaves(name.c_str()))
+        warn(found, name, "odd-name",
+             "this name leads out of the package; is it meant to be there?");
+}
+
 static void check_twice(const source_package &package, report *found)
 {
     std::vector<std::string> sorted = package.members;
@@ -63,7 +71,9 @@ static void check_twice(const source_package &package, report *found)
 
 void check_names(const source_package &package, report *found)
 {
-    for (const std::string &name : package.members)
+    for (const std::string &name : package.members) {
         check_name(name, found);
+        check_place(name, found);
+    }
     check_twice(package, found);
 }

@@ -140,6 +140,9 @@ void source_read(const char *path, source_package *to, report *found)
     }
     if (skin_package_walk(&package, true, note_member, to) != 0)
         tell_package(&package, found);
+    if (package.left_out)
+        report_add(found, {report_level::warning, "left-out", package.left_out_name, 0, 0, "", "",
+                           "", std::string(package.left_out) + ": the player leaves it out"});
     read_part(&package, "list", &to->list, found);
     read_part(&package, "play", &to->play, found);
     if (skin_package_close(&package) != 0) {

@@ -285,9 +285,26 @@ TEST(skin_parse, refuses_a_list_that_would_never_end)
 
 TEST(skin_parse, bounds_the_rows_of_a_list)
 {
-    EXPECT_EQ(row_tops(0, 2000000000, 1).size(), skin_limit_rows);
+    EXPECT_EQ(row_tops(0, 240, 1).size(), 240u) << "a screen of the smallest rows is whole";
+    EXPECT_EQ(row_tops(0, 240, 2).size(), 80u);
+    EXPECT_EQ(row_tops(0, 63 * 30 + 20, 20).size(), 64u) << "as many as anybody asked for";
+    EXPECT_LE(row_tops(0, 2000000000, 1).size(), skin_limit_rows);
+    EXPECT_LE(row_tops(-2000000000, 2147483647, 1).size(), skin_limit_rows);
     EXPECT_EQ(row_tops(2147483647, 2147483647, 2147483647), (std::vector{2147483647}));
     EXPECT_TRUE(row_tops(-2147483647, 100, 2147483647).empty());
+}
+
+TEST(skin_parse, keeps_the_selected_row_of_an_endless_list_on_the_screen)
+{
+    for (const int y : {0, 10, 100, 200})
+        for (const int size : {1, 2, 5, 12, 20, 33}) {
+            const std::vector<int> tops = row_tops(y, 2000000000, size);
+            ASSERT_FALSE(tops.empty()) << y << " " << size;
+            const int selected = tops[(tops.size() - 1) / 2];
+            EXPECT_GE(selected, 0) << y << " " << size;
+            EXPECT_LE(selected + size, 240) << y << " " << size;
+            EXPECT_GE(tops.back() + 3 * size, 240) << "rows down to the edge";
+        }
 }
 
 TEST(skin_parse, refuses_broken_xml)

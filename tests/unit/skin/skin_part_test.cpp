@@ -232,20 +232,31 @@ TEST_F(skin_part_test, bounds_the_images_of_a_part_together)
     }
 }
 
-TEST_F(skin_part_test, bounds_the_variants_of_a_part)
+TEST_F(skin_part_test, keeps_the_lowest_variants_of_too_many)
 {
     members files;
+    std::vector<int> lowest;
     for (uint32_t i = 0; i < skin_limit_variants + 10; i++)
         files.push_back({"list" + std::to_string(i) + ".xml", skin_xml("")});
-    make_zip("s.zip", files);
-    EXPECT_EQ(variants(read_part("s.zip")).size(), skin_limit_variants);
+    for (uint32_t i = 0; i < skin_limit_variants; i++)
+        lowest.push_back(static_cast<int>(i));
+    make_zip("up.zip", files);
+    EXPECT_EQ(variants(read_part("up.zip")), lowest);
+    std::reverse(files.begin(), files.end());
+    make_zip("down.zip", files);
+    fault_list notes;
+    const part_owner part(skin_read_part_watched("down.zip", "list", &notes.watcher));
+    EXPECT_EQ(variants(part), lowest);
+    ASSERT_EQ(notes.faults.size(), 10u) << "each that is left out is told";
+    EXPECT_EQ(notes.faults[0].code, "too-many");
+    EXPECT_EQ(notes.faults[0].file, "list265.xml");
 }
 
-TEST_F(skin_part_test, refuses_packages_with_hostile_names)
+TEST_F(skin_part_test, does_not_mind_odd_names_of_other_members)
 {
-    for (const char *name : {"../evil.png", "/evil.png", "a/../../evil.png"}) {
-        make_zip("s.zip", {{"list.xml", skin_xml("")}, {name, make_png(1, 1)}});
-        EXPECT_EQ(read_part("s.zip"), nullptr) << name;
+    for (const char *name : {"../other.png", "/other.png", "a/../../other.png"}) {
+        make_zip("s.zip", {{name, make_png(1, 1)}, {"list.xml", skin_xml("")}});
+        EXPECT_NE(read_part("s.zip"), nullptr) << name;
     }
 }
 
@@ -503,12 +514,8 @@ TEST_F(skin_part_test, does_not_wait_at_a_pipe)
 
 TEST_F(skin_part_test, tells_a_watcher_why_a_package_is_refused)
 {
-    make_zip("s.zip", {{"list.xml", skin_xml("")}, {"../x", ""}});
     fault_list notes;
-    EXPECT_EQ(skin_read_part_watched("s.zip", "list", &notes.watcher), nullptr);
     EXPECT_EQ(skin_read_part_watched("missing", "list", &notes.watcher), nullptr);
-    ASSERT_EQ(notes.faults.size(), 2u);
+    ASSERT_EQ(notes.faults.size(), 1u);
     EXPECT_EQ(notes.faults[0].code, "package");
-    EXPECT_EQ(notes.faults[0].file, "../x");
-    EXPECT_EQ(notes.faults[1].code, "package");
 }

@@ -5,6 +5,7 @@
 
 #include "skin/skin_package.h"
 #include "skin/skin_parse.h"
+#include "skin/skin_read.h"
 #include "tools/zerv_skin/stage.h"
 #include "unit/skin/skin_fixture.h"
 

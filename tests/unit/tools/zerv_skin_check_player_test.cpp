@@ -211,14 +211,12 @@ TEST_F(zerv_skin_check, refuses_hostile_packages_in_bounded_time_and_memory)
     ASSERT_EQ(maker_zip_add_text(zip, "play.xml", skin_xml("<img src=\"b.png\"/>").c_str()), 0);
     ASSERT_EQ(maker_zip_add_bomb(zip, "b.png", 'x', 300u << 20), 0);
     ASSERT_EQ(maker_zip_close(zip), 0);
-    make_zip("climbing.zip", {{"list.xml", skin_xml("")}, {"../x", ""}});
     make_folder("loop", {{"play.xml", skin_xml("")}});
     ASSERT_EQ(symlink(".", "loop/again"), 0);
     rusage before = {}, after = {};
     ASSERT_EQ(getrusage(RUSAGE_SELF, &before), 0);
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(status_of("s.zip"), 2);
-    EXPECT_EQ(status_of("climbing.zip"), 2);
     EXPECT_EQ(status_of("loop"), 0);
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
     ASSERT_EQ(getrusage(RUSAGE_SELF, &after), 0);

@@ -163,6 +163,7 @@ static const seeded_member member_faults[] = {
     {"sub/play.xml", "", "part-name", 0, report_level::warning},
     {"play--1.txt", "", "part-name", 0, report_level::warning},
     {"menu.xml", "", "unknown-part", 0, report_level::warning},
+    {"../other.png", "", "odd-name", 0, report_level::warning},
 };
 
 TEST_F(zerv_skin_check, finds_faults_of_whole_files)
@@ -296,6 +297,27 @@ TEST_F(zerv_skin_check, refuses_what_is_no_skin)
         const check_result result = check(path);
         EXPECT_EQ(report_status(&result.found), 2) << path;
     }
+}
+
+TEST_F(zerv_skin_check, tells_what_the_player_leaves_out_of_a_package)
+{
+    std::string deep = "s";
+    for (uint32_t i = 0; i <= skin_limit_depth; i++)
+        deep += "/d";
+    make_folder("s", good_skin());
+    make_folder(deep, {{"x.png", ""}});
+    check_result result = check("s");
+    ASSERT_EQ(result.found.findings.size(), 1u) << to_text(result);
+    EXPECT_EQ(result.found.findings[0].code, "left-out");
+    EXPECT_EQ(result.found.findings[0].file, deep.substr(2) + "/");
+    EXPECT_TRUE(result.play.loads);
+
+    members files = good_skin();
+    for (uint32_t i = 1; i <= skin_limit_variants; i++)
+        files.push_back({"play-" + std::to_string(i) + ".xml", skin_xml("")});
+    result = check_members(files);
+    EXPECT_TRUE(has(result, "play-256.xml", {"", "too-many", 0, error})) << to_text(result);
+    EXPECT_EQ(result.play.variants, skin_limit_variants);
 }
 
 TEST_F(zerv_skin_check, measures_nothing_without_a_font)
