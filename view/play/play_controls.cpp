@@ -313,8 +313,12 @@ static void drag_bar()
         seek_to_permillage(permillage);
 }
 
+/* A press is a new finger. The release of the one before may never have come: it went to another
+ * screen, or the display was dark. */
 static void follow_finger(skin_page *page)
 {
+    if (input_touch_type == touch_type_press)
+        touch = {false, nullptr, nullptr, touch.skin_serial};
     if (touch.touch_captured) {
         if (input_touch_type == touch_type_move)
             drag_bar();

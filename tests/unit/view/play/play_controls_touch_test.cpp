@@ -283,6 +283,25 @@ TEST_F(play_controls, a_button_that_hides_meanwhile_does_not_act)
     EXPECT_TRUE(steps.empty());
 }
 
+TEST_F(play_controls, a_finger_whose_release_never_came_is_forgotten)
+{
+    load_part({"|<button x=\"0\" y=\"0\" width=\"50\" height=\"50\" action=\"next\"/>"
+               "<button x=\"100\" y=\"0\" width=\"50\" height=\"50\" action=\"pause\"/>"
+               "<scroll x=\"10\" y=\"100\" width=\"101\" height=\"20\" type=\"fill-x\" "
+               "action=\"play\"/>"});
+    set_track({.length = 1001});
+    touch(1, 20, 20); /* another screen comes up, or the display goes dark */
+    tap(110, 20);
+    EXPECT_TRUE(play_paused) << "the next press is one of its own";
+    play_paused = 0;
+    touch(1, 20, 20);
+    touch(1, 110, 110);
+    EXPECT_EQ(the_engine.seeks, samples{1000}) << "on the bar too";
+    touch(3, 20, 20);
+    touch(2, 20, 20);
+    EXPECT_TRUE(steps.empty()) << "and the old button does not act";
+}
+
 TEST_F(play_controls, a_move_onto_a_button_does_not_press_it)
 {
     load_part({button("next")});
