@@ -164,7 +164,7 @@ class WindowTest(SkinWatchTest):
         for key, scene in (("Tab", "play-0-playing"), ("Right", "play-1-playing"),
                            ("Right", "play-0-playing"), ("Left", "play-1-playing"),
                            ("Down", "play-1-paused"), ("Up", "play-1-playing"),
-                           ("Up", "play-1-battery-low"), ("Left", "play-0-battery-low"),
+                           ("Up", "play-1-volume"), ("Left", "play-0-volume"),
                            ("Down", "play-0-playing"), ("Next", "play-0-long"),
                            ("Next", "play-0-korean"), ("Prior", "play-0-long"),
                            ("Tab", "list-0-menu"), ("Next", "list-0-tracks"),
