@@ -6,7 +6,6 @@
 #include "platform/base/owner.h"
 #include "platform/base/str.h"
 #include "play/play.h"
-#include "view/play/view_play.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -64,6 +63,6 @@ int list_cur_playlist_go(int32_t delta)
     const text_owner path = next_path(playing, delta);
     if (!path)
         return -1;
-    (void)view_play_begin(path.get()); /* a file that will not open leaves playback stopped */
+    (void)play_begin(path.get()); /* a file that will not open leaves playback stopped */
     return 0;
 }
