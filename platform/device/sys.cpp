@@ -16,9 +16,6 @@ static const device *const devices[] = {
     &device_linux, &device_virtual, /* fits everywhere, so it stands last */
 };
 
-constinit const device *device_current = nullptr;
-void (*device_ask_program)(device_program_state *state) = nullptr;
-
 static bool opened = false;
 
 static const device *choose()
