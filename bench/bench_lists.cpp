@@ -1,4 +1,5 @@
 /* bench_lists: a large folder in the file browser, a large current playlist. */
+#include "core/rooms.h"
 #include "lists/list_files.h"
 #include "lists/playlist/list_cur_playlist.h"
 #include "lists/record/list.h"
@@ -12,6 +13,8 @@
 
 constexpr int folder_files = 5000;
 constexpr int playlist_tracks = 50000;
+
+[[maybe_unused]] static const bool filled = (rooms_fill(), true);
 
 /* A folder that the program may fill; removed at the end. */
 class work_folder

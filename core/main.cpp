@@ -1,7 +1,8 @@
-/* main: brings the program up, runs it, takes it down. The one file that knows every room. */
+/* main: brings the program up, runs it, takes it down. With rooms.cpp the one place that knows every room. */
 #include "config/cfg.h"
 #include "core/lang/lang.h"
 #include "core/loop.h"
+#include "core/rooms.h"
 #include "core/services/program.h"
 #include "core/steps.h"
 #include "library/library.h"
@@ -43,7 +44,6 @@ static constinit bool config_was_read = false;
 
 static int open_sound()
 {
-    play_ended = list_cur_playlist_go;
     return sound_open(play_sound_callback, nullptr);
 }
 
@@ -214,6 +214,7 @@ static int leave(int status)
 
 int main(int argc, char **argv)
 {
+    rooms_fill();
     device_ask_program = describe_program;
     catch_signals();
     int status = start(argc, argv);

@@ -3,6 +3,7 @@
 
 #include "core/services/program.h"
 #include "lists/list_cfg_settings.h"
+#include "lists/lists.h"
 #include "lists/record/list.h"
 #include "platform/base/clock.h"
 #include "platform/base/str.h"
@@ -179,11 +180,10 @@ static int select(view *screen, list *self, int32_t index, int32_t mode)
     return 0;
 }
 
-static constinit list record = {
+constinit list list_cfg_record = {
     .init = init,
     .exit = exit_list,
     .input = input,
     .select = select,
     .update = update,
 };
-constinit list *list_cfg = &record;

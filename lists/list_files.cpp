@@ -3,6 +3,7 @@
 
 #include "config/cfg.h"
 #include "library/media.h"
+#include "lists/lists.h"
 #include "lists/playlist/list_cur_playlist.h"
 #include "lists/record/list.h"
 #include "platform/base/clock.h"
@@ -203,14 +204,13 @@ static int select(view *screen, list *, int32_t index, int32_t mode)
     return 0;
 }
 
-static constinit list record = {
+constinit list list_files_record = {
     .init = init,
     .exit = exit_list,
     .input = input,
     .select = select,
     .update = update,
 };
-constinit list *list_files = &record;
 
 int list_files_set_default_dpath()
 {

@@ -2,6 +2,7 @@
 #include "lists/list_library.h"
 
 #include "library/library.h"
+#include "lists/lists.h"
 #include "lists/playlist/list_cur_playlist.h"
 #include "lists/record/list.h"
 #include "platform/base/owner.h"
@@ -340,14 +341,13 @@ static int input(view *screen, list *)
     return leave();
 }
 
-static constinit list record = {
+constinit list list_library_record = {
     .init = init,
     .exit = exit_list,
     .input = input,
     .select = select,
     .update = update,
 };
-constinit list *list_library = &record;
 
 int list_library_reset_conds()
 {

@@ -8,6 +8,7 @@
 #include "lists/list_cfg.h"
 #include "lists/list_files.h"
 #include "lists/list_library.h"
+#include "lists/lists.h"
 #include "lists/playlist/list_cur_playlist.h"
 #include "lists/record/list.h"
 #include "platform/base/str.h"
@@ -228,11 +229,10 @@ static int select(view *screen, list *, int32_t index, int32_t mode)
     return 0;
 }
 
-static constinit list record = {
+constinit list list_main_record = {
     .init = init,
     .exit = exit_list,
     .input = input,
     .select = select,
     .update = update,
 };
-constinit list *list_main = &record;

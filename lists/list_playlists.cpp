@@ -1,5 +1,6 @@
 /* list_playlists: the M3U files that the last scan found. */
 #include "library/library.h"
+#include "lists/lists.h"
 #include "lists/playlist/list_cur_playlist.h"
 #include "lists/record/list.h"
 #include "platform/base/owner.h"
@@ -124,11 +125,10 @@ static int select(view *, list *, int32_t index, int32_t mode)
     return -1;
 }
 
-static constinit list record = {
+constinit list list_playlists_record = {
     .init = init,
     .exit = exit_list,
     .input = input,
     .select = select,
     .update = update,
 };
-constinit list *list_playlists = &record;

@@ -2,6 +2,7 @@
 #include "config/cfg.h"
 #include "core/lang/lang.h"
 #include "lists/list_main.h"
+#include "lists/lists.h"
 #include "lists/record/list.h"
 #include "platform/base/str.h"
 #include "view/list/view_list.h"
@@ -124,11 +125,10 @@ static int select(view *screen, list *self, int32_t index, int32_t mode)
     return 0;
 }
 
-static constinit list record = {
+constinit list list_run_once_record = {
     .init = init,
     .exit = exit_list,
     .input = input,
     .select = select,
     .update = update,
 };
-constinit list *list_run_once = &record;

@@ -23,10 +23,10 @@ struct view {
     uint8_t touch_checked = 0;                   /* input_touch_checked of this pass */
 };
 
-/* Defined by the rooms that fill them. */
-extern view *view_list;   /* view/view_list.cpp */
-extern view *view_play;   /* view/view_play.cpp */
-extern view *overlay_msg; /* core/overlay.cpp */
+/* Null until start-up hangs in the records of the folders that fill them. */
+extern view *view_list;
+extern view *view_play;
+extern view *overlay_msg;
 
 extern std::atomic<view *> view_selected; /* null before the first selection; read by any thread */
 extern view *view_previous;

@@ -140,13 +140,12 @@ static int overlay_draw(view *shown, fb_surface *screen)
     return 0;
 }
 
-static constinit view overlay = {
+constinit view overlay_msg_record = {
     .init = overlay_init,
     .exit = overlay_exit,
     .input = overlay_input,
     .draw = overlay_draw,
 };
-constinit view *overlay_msg = &overlay;
 
 /* ---- messages ---- */
 

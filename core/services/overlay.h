@@ -4,6 +4,10 @@
 
 #include <cstdint>
 
+struct view;
+
+extern view overlay_msg_record; /* start-up hangs it to `overlay_msg` */
+
 /* Adds a message.
  *   duration_ms  0: until it is removed
  *   colour       RGB565

@@ -211,14 +211,13 @@ static int select(view *screen, list *self, int32_t index, int32_t mode)
     return -1;
 }
 
-static constinit list record = {
+constinit list list_cur_playlist_record = {
     .init = init,
     .exit = exit_list,
     .input = input,
     .select = select,
     .update = update,
 };
-constinit list *list_cur_playlist = &record;
 
 int list_cur_playlist_select(const char *path)
 {

@@ -7,6 +7,10 @@
 #include <cstddef>
 #include <cstdint>
 
+struct list;
+
+extern list list_cur_playlist_record; /* start-up hangs it to `list_cur_playlist` */
+
 struct playlist_entry {
     char *name; /* display text, owned */
     char *path; /* as it was added; the entry's identity; owned */

@@ -4,6 +4,10 @@
 
 constinit sys_lock list_lock;
 
+constinit list *list_main = nullptr, *list_cfg = nullptr, *list_cur_playlist = nullptr,
+               *list_files = nullptr, *list_library = nullptr, *list_playlists = nullptr,
+               *list_run_once = nullptr;
+
 static void free_rows(char **items, uint32_t count)
 {
     for (uint32_t i = 0; items && i < count; i++)

@@ -29,7 +29,7 @@ struct list {
 
 extern sys_lock list_lock; /* leaf: nothing else is taken while it is held */
 
-/* Defined by the rooms that fill them. */
+/* Null until start-up hangs in the records of the folders that fill them. Main thread. */
 extern list *list_main, *list_cfg, *list_cur_playlist, *list_files, *list_library, *list_playlists,
     *list_run_once;
 

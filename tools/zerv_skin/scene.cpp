@@ -134,6 +134,8 @@ int scene_open(const char *path, scene_package *to)
 {
     *to = {look_at(path, "list"), look_at(path, "play"), {}};
     play_layout_want_cover = play_layout_want_lyrics = nullptr; /* the stage has them ready */
+    view_list = &view_list_record;
+    view_play = &view_play_record;
     if (make_surfaces(view_list) != 0 || make_surfaces(view_play) != 0)
         return -1;
     if (to->list.loads && view_list_load_skin(path) == 0)

@@ -18,13 +18,12 @@ constinit list *list_page_selected = nullptr;
 static int list_screen_init();
 static int list_screen_exit();
 
-static constinit view list_screen = {
+constinit view view_list_record = {
     .init = list_screen_init,
     .exit = list_screen_exit,
     .input = view_list_input,
     .draw = view_list_draw,
 };
-constinit view *view_list = &list_screen;
 
 /* Every list, in the order in which they come up: a later one may ask an earlier one for rows. */
 struct every_list {
@@ -72,7 +71,7 @@ int view_list_load_skin(const char *package_path)
     view_list_state.part = part;
     view_list_state.page = &part->pages[0];
     view_list_state.rows = count_rows(view_list_state.page);
-    list_screen.redraw = 1;
+    view_list_record.redraw = 1;
     return 0;
 }
 
@@ -82,9 +81,9 @@ static int list_screen_init()
 {
     if (!fb_cur || view_list_load_skin(cfg_skin_list) != 0)
         return -1;
-    list_screen.frame = fb_create(fb_cur->width, fb_cur->height);
-    list_screen.surface = fb_create(fb_cur->width, fb_cur->height);
-    if (!list_screen.frame || !list_screen.surface)
+    view_list_record.frame = fb_create(fb_cur->width, fb_cur->height);
+    view_list_record.surface = fb_create(fb_cur->width, fb_cur->height);
+    if (!view_list_record.frame || !view_list_record.surface)
         return -1;
     view_list_forget_minute();
     for (list *each : all_lists().lists)
@@ -105,8 +104,8 @@ static int list_screen_exit()
         (void)each->exit();
     }
     view_list_forget_touch();
-    free_surface(&list_screen.frame);
-    free_surface(&list_screen.surface);
+    free_surface(&view_list_record.frame);
+    free_surface(&view_list_record.surface);
     (void)skin_free_part(view_list_state.part);
     view_list_state = {};
     return 0;
@@ -115,6 +114,6 @@ static int list_screen_exit()
 int view_list_select(list *next)
 {
     list_page_selected = next;
-    list_screen.redraw = 1;
+    view_list_record.redraw = 1;
     return 0;
 }

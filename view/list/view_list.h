@@ -2,6 +2,9 @@
 #pragma once
 
 struct list;
+struct view;
+
+extern view view_list_record; /* start-up hangs it to `view_list` */
 
 extern list *list_page_selected; /* the list that is shown */
 

@@ -14,14 +14,12 @@
 static int play_view_init();
 static int play_view_exit();
 
-static constinit view play_screen = {
+constinit view view_play_record = {
     .init = play_view_init,
     .exit = play_view_exit,
     .input = play_input,
     .draw = play_draw,
 };
-
-constinit view *view_play = &play_screen;
 
 static void forget_tracks()
 {
@@ -41,9 +39,9 @@ static int play_view_init()
     play_view_open(true);
     if (play_layout_load_skin(cfg_skin_play) != 0)
         return -1;
-    play_screen.frame = fb_create(fb_cur->width, fb_cur->height);
-    play_screen.surface = fb_create(fb_cur->width, fb_cur->height);
-    return play_screen.frame && play_screen.surface ? 0 : -1;
+    view_play_record.frame = fb_create(fb_cur->width, fb_cur->height);
+    view_play_record.surface = fb_create(fb_cur->width, fb_cur->height);
+    return view_play_record.frame && view_play_record.surface ? 0 : -1;
 }
 
 static void free_surface(fb_surface **surface)
@@ -66,8 +64,8 @@ static int play_view_exit()
     play_drop_scaled_locked();
     play_drop_cover_locked();
     play_drop_lyrics_locked();
-    free_surface(&play_screen.frame);
-    free_surface(&play_screen.surface);
+    free_surface(&view_play_record.frame);
+    free_surface(&view_play_record.surface);
     return 0;
 }
 

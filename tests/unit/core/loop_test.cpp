@@ -1,4 +1,5 @@
 #include "core/loop.h"
+#include "support/hung.h"
 
 #include "config/cfg.h"
 #include "core/lang/lang.h"
@@ -54,8 +55,8 @@ static int note_draw(view *self, fb_surface *)
 
 static view first = {.init = nothing, .exit = nothing, .input = note_input, .draw = note_draw};
 static view second = {.init = nothing, .exit = nothing, .input = note_input, .draw = note_draw};
-view *view_list = &first;
-view *view_play = &second;
+static const hung hang_view_list(view_list, &first);
+static const hung hang_view_play(view_play, &second);
 
 class loop : public testing::Test
 {

@@ -11,6 +11,7 @@
 #include "platform/db/db.h"
 #include "platform/file/file.h"
 #include "play/play.h"
+#include "support/hung.h"
 #include "view/list/view_list.h"
 #include "view/play/view_play.h"
 #include "view/view.h"
@@ -69,8 +70,8 @@ int view_play_begin(const char *path)
 
 inline view list_screen = {.init = nullptr, .exit = nullptr, .input = nullptr, .draw = nullptr};
 inline view play_screen = {.init = nullptr, .exit = nullptr, .input = nullptr, .draw = nullptr};
-view *view_list = &list_screen;
-view *view_play = &play_screen;
+static const hung hang_view_list(view_list, &list_screen);
+static const hung hang_view_play(view_play, &play_screen);
 key_report input_key = {};
 
 void view_select(view *next)
@@ -85,7 +86,8 @@ int view_list_select(list *next)
 }
 
 inline list main_menu = {};
-list *list_main = &main_menu;
+static const hung hang_list_cur_playlist(list_cur_playlist, &list_cur_playlist_record);
+static const hung hang_list_main(list_main, &main_menu);
 
 int32_t cfg_playback_order = 0;
 char cfg_library_path[512] = "";

@@ -1,4 +1,6 @@
 #include "lists/list_cfg.h"
+#include "lists/lists.h"
+#include "support/hung.h"
 
 #include "config/cfg.h"
 #include "core/lang/lang.h"
@@ -15,6 +17,8 @@
 #include "view/view.h"
 
 #include <memory>
+
+static const hung hang_list_cfg(list_cfg, &list_cfg_record);
 
 using texts = std::vector<std::string>;
 
@@ -54,7 +58,7 @@ static list menu = {
     .update = menu_update,
     .cursor = 8,
 };
-list *list_main = &menu;
+static const hung hang_list_main(list_main, &menu);
 
 int view_list_select(list *next)
 {

@@ -1,10 +1,15 @@
 /* The file browser over real folders. */
+#include "lists/lists.h"
+#include "lists/record/list.h"
+#include "support/hung.h"
 #include "unit/lists/fake_program.h"
 
 #include "lists/list_files.h"
 #include "platform/base/fault.h"
 
 #include <chrono>
+
+static const hung hang_list_files(list_files, &list_files_record);
 
 class list_files_browser : public lists_test
 {

@@ -1,9 +1,14 @@
 /* The library browser over a real database. */
+#include "lists/lists.h"
+#include "lists/record/list.h"
+#include "support/hung.h"
 #include "unit/lists/fake_program.h"
 
 #include "lists/list_library.h"
 
 #include <chrono>
+
+static const hung hang_list_library(list_library, &list_library_record);
 
 class list_library_browser : public lists_test
 {

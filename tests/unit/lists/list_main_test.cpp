@@ -1,4 +1,6 @@
 #include "lists/list_main.h"
+#include "lists/lists.h"
+#include "support/hung.h"
 
 #include "config/cfg.h"
 #include "core/services/overlay.h"
@@ -20,6 +22,8 @@
 #include <mutex>
 #include <string>
 #include <vector>
+
+static const hung hang_list_main(list_main, &list_main_record);
 
 using texts = std::vector<std::string>;
 
@@ -123,11 +127,11 @@ int view_list_load_skin(const char *path)
 }
 
 static list other[5];
-list *list_cur_playlist = &other[0];
-list *list_files = &other[1];
-list *list_library = &other[2];
-list *list_playlists = &other[3];
-list *list_cfg = &other[4];
+static const hung hang_list_cur_playlist(list_cur_playlist, &other[0]);
+static const hung hang_list_files(list_files, &other[1]);
+static const hung hang_list_library(list_library, &other[2]);
+static const hung hang_list_playlists(list_playlists, &other[3]);
+static const hung hang_list_cfg(list_cfg, &other[4]);
 
 int view_list_select(list *next)
 {

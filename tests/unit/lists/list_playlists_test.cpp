@@ -1,8 +1,13 @@
 /* The playlists that the scan found. */
+#include "lists/lists.h"
+#include "lists/record/list.h"
+#include "support/hung.h"
 #include "unit/lists/fake_program.h"
 
 #include <atomic>
 #include <thread>
+
+static const hung hang_list_playlists(list_playlists, &list_playlists_record);
 
 class list_playlists_list : public lists_test
 {

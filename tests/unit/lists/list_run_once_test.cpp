@@ -1,16 +1,20 @@
 #include "config/cfg.h"
 #include "core/lang/lang.h"
 #include "lists/list_main.h"
+#include "lists/lists.h"
 #include "lists/record/list.h"
 #include "platform/audio/audio.h"
 #include "platform/base/str.h"
 #include "play/play.h"
+#include "support/hung.h"
 #include "view/list/view_list.h"
 #include "view/view.h"
 
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
+
+static const hung hang_list_run_once(list_run_once, &list_run_once_record);
 
 using texts = std::vector<std::string>;
 
@@ -39,7 +43,7 @@ static list menu = {
     .select = nullptr,
     .update = menu_update,
 };
-list *list_main = &menu;
+static const hung hang_list_main(list_main, &menu);
 
 int list_main_on_update_library()
 {

@@ -1,6 +1,7 @@
 /* The view manager over screens of one colour that note what they are asked. */
 #pragma once
 
+#include "support/hung.h"
 #include "view/view.h"
 
 #include "support/test_device.h"
@@ -120,9 +121,9 @@ inline view messages = {
         },
 };
 
-view *view_list = &list_screen;
-view *view_play = &play_screen;
-view *overlay_msg = &messages;
+static const hung hang_view_list(view_list, &list_screen);
+static const hung hang_view_play(view_play, &play_screen);
+static const hung hang_overlay_msg(overlay_msg, &messages);
 
 using texts = std::vector<std::string>;
 

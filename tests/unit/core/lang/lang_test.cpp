@@ -1,4 +1,5 @@
 #include "core/lang/lang.h"
+#include "support/hung.h"
 
 #include "lists/record/list.h"
 #include "platform/audio/audio.h"
@@ -56,7 +57,7 @@ static list main_menu = {
             return 0;
         },
 };
-list *list_main = &main_menu;
+static const hung hang_list_main(list_main, &main_menu);
 
 class lang : public testing::Test
 {

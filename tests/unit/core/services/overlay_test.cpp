@@ -1,10 +1,13 @@
 #include "core/services/overlay.h"
+#include "support/hung.h"
 
 #include "support/test_device.h"
 #include "view/view.h"
 
 #include <atomic>
 #include <pthread.h>
+
+static const hung hang_overlay_msg(overlay_msg, &overlay_msg_record);
 
 using texts = std::vector<std::string>;
 
@@ -36,8 +39,8 @@ static view screen = {
     .input = [](view *) { return 0; },
     .draw = [](view *, fb_surface *) { return 0; },
 };
-view *view_list = &screen;
-view *view_play = &screen;
+static const hung hang_view_list(view_list, &screen);
+static const hung hang_view_play(view_play, &screen);
 
 /* Before anything else is added, and before any view is selected. */
 static const int32_t very_first_id = overlay_msg_add("first", 0, 0);

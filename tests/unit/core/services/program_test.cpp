@@ -1,4 +1,5 @@
 #include "core/services/program.h"
+#include "support/hung.h"
 
 #include "config/cfg.h"
 #include "core/services/overlay.h"
@@ -17,8 +18,8 @@ static view screen = {
     .input = [](view *) { return 0; },
     .draw = [](view *, fb_surface *) { return 0; },
 };
-view *view_list = &screen;
-view *view_play = &screen;
+static const hung hang_view_list(view_list, &screen);
+static const hung hang_view_play(view_play, &screen);
 
 class program : public testing::Test
 {

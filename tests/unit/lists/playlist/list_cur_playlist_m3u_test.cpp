@@ -1,4 +1,6 @@
 /* M3U files: what is read, what is written, and what a kill leaves behind. */
+#include "lists/playlist/list_cur_playlist.h"
+#include "lists/record/list.h"
 #include "unit/lists/fake_program.h"
 
 #include "lists/playlist/list_cur_playlist_m3u.h"

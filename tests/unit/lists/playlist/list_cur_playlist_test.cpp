@@ -1,4 +1,6 @@
 /* The current playlist: adding, rows, choosing, stepping. Its file has a test of its own. */
+#include "lists/playlist/list_cur_playlist.h"
+#include "lists/record/list.h"
 #include "unit/lists/fake_program.h"
 
 #include "lists/playlist/list_cur_playlist_entries.h"

@@ -1,6 +1,7 @@
 /* The list screen over lists that note what they are asked, in a skin that the test writes. */
 #pragma once
 
+#include "support/hung.h"
 #include "view/list/view_list.h"
 
 #include "config/cfg.h"
@@ -16,6 +17,8 @@
 #include <cstring>
 #include <ctime>
 #include <memory>
+
+static const hung hang_view_list(view_list, &view_list_record);
 
 using texts = std::vector<std::string>;
 
@@ -70,13 +73,13 @@ template <int name> static list make_list()
 
 inline list lists[7] = {make_list<0>(), make_list<1>(), make_list<2>(), make_list<3>(),
                         make_list<4>(), make_list<5>(), make_list<6>()};
-list *list_files = &lists[0];
-list *list_main = &lists[1];
-list *list_library = &lists[2];
-list *list_cur_playlist = &lists[3];
-list *list_playlists = &lists[4];
-list *list_cfg = &lists[5];
-list *list_run_once = &lists[6];
+static const hung hang_list_files(list_files, &lists[0]);
+static const hung hang_list_main(list_main, &lists[1]);
+static const hung hang_list_library(list_library, &lists[2]);
+static const hung hang_list_cur_playlist(list_cur_playlist, &lists[3]);
+static const hung hang_list_playlists(list_playlists, &lists[4]);
+static const hung hang_list_cfg(list_cfg, &lists[5]);
+static const hung hang_list_run_once(list_run_once, &lists[6]);
 
 inline view play_screen = {
     .init = [] { return 0; },
@@ -84,7 +87,7 @@ inline view play_screen = {
     .input = [](view *) { return 0; },
     .draw = [](view *, fb_surface *) { return 0; },
 };
-view *view_play = &play_screen;
+static const hung hang_view_play(view_play, &play_screen);
 
 /* ---- skins ---- */
 

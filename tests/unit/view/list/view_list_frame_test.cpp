@@ -6,12 +6,15 @@
 #include "platform/font/font.h"
 #include "skin/skin.h"
 #include "support/allocations.h"
+#include "support/hung.h"
 #include "support/scratch.h"
 #include "support/test_device.h"
 #include "view/list/view_list.h"
 #include "view/view.h"
 
 #include <cstring>
+
+static const hung hang_view_list(view_list, &view_list_record);
 
 constexpr char font_path[] = "/usr/share/fonts/truetype/wqy/wqy-microhei.ttc";
 
@@ -21,13 +24,13 @@ static int nothing()
 }
 
 static list lists[7];
-list *list_files = &lists[0];
-list *list_main = &lists[1];
-list *list_library = &lists[2];
-list *list_cur_playlist = &lists[3];
-list *list_playlists = &lists[4];
-list *list_cfg = &lists[5];
-list *list_run_once = &lists[6];
+static const hung hang_list_files(list_files, &lists[0]);
+static const hung hang_list_main(list_main, &lists[1]);
+static const hung hang_list_library(list_library, &lists[2]);
+static const hung hang_list_cur_playlist(list_cur_playlist, &lists[3]);
+static const hung hang_list_playlists(list_playlists, &lists[4]);
+static const hung hang_list_cfg(list_cfg, &lists[5]);
+static const hung hang_list_run_once(list_run_once, &lists[6]);
 
 static view play_screen = {
     .init = nothing,
@@ -35,7 +38,7 @@ static view play_screen = {
     .input = [](view *) { return 0; },
     .draw = [](view *, fb_surface *) { return 0; },
 };
-view *view_play = &play_screen;
+static const hung hang_view_play(view_play, &play_screen);
 
 constexpr char skin[] =
     "<skin version=\"0.1\">"

@@ -1,6 +1,7 @@
 /* The play screen over a view manager and lists that note what the controls ask of them. */
 #pragma once
 
+#include "support/hung.h"
 #include "view/play/play_controls.h"
 
 #include "lists/playlist/list_cur_playlist.h"
@@ -18,10 +19,10 @@ int32_t view_anime_started = 0;
 key_report input_key = {};
 int32_t input_touch_x = 0, input_touch_y = 0, input_touch_type = 0;
 inline view list_screen = {.init = nullptr, .exit = nullptr, .input = nullptr, .draw = nullptr};
-view *view_list = &list_screen;
+static const hung hang_view_list(view_list, &list_screen);
 inline list playlist_record = {}, main_record = {};
-list *list_cur_playlist = &playlist_record;
-list *list_main = &main_record;
+static const hung hang_list_cur_playlist(list_cur_playlist, &playlist_record);
+static const hung hang_list_main(list_main, &main_record);
 list *list_page_selected = nullptr;
 
 inline std::vector<int32_t> steps;

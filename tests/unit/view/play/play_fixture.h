@@ -15,6 +15,7 @@
 #include "platform/image/image.h"
 #include "play/play.h"
 #include "skin/skin.h"
+#include "support/hung.h"
 #include "support/scratch.h"
 #include "view/play/play_cover.h"
 #include "view/play/play_draw.h"
@@ -158,7 +159,7 @@ int program_change_volume(int32_t delta)
 }
 
 inline view play_screen = {.init = nullptr, .exit = nullptr, .input = nullptr, .draw = play_draw};
-view *view_play = &play_screen;
+static const hung hang_view_play(view_play, &play_screen);
 
 /* ---- time ---- */
 

@@ -1,3 +1,4 @@
+#include "support/hung.h"
 #include "view/play/view_play.h"
 
 #include "config/cfg.h"
@@ -17,6 +18,8 @@
 #include <atomic>
 #include <cstring>
 #include <thread>
+
+static const hung hang_view_play(view_play, &view_play_record);
 
 /* ---- counting what the main thread allocates ---- */
 
