@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Checks the direction of includes against tools/layers.txt, and that files form no circle."""
+"""Checks includes against tools/layers.txt: downwards, public headers only, no circle of files."""
 
 import fnmatch
 import os
@@ -7,39 +7,12 @@ import re
 import subprocess
 import sys
 
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+from layers import read_layers, read_libraries  # noqa: E402
+
+PLAN = "tools/layers.txt"
 INCLUDE = re.compile(r'^\s*#\s*include\s*(["<])([^">]+)[">]', re.M)
-
-
-def read_rules(path):
-    """Returns (rooms, library rules): rooms are (name, patterns, allowed rooms)."""
-    rooms, libraries = [], []
-    with open(path, encoding="utf-8") as lines:
-        for number, line in enumerate(lines, 1):
-            line = line.split("#")[0].strip()
-            if not line:
-                continue
-            kind, _, rest = line.partition(" ")
-            if kind == "room":
-                head, _, below = rest.partition(":")
-                name, *patterns = head.split()
-                known = {room[0] for room in rooms}
-                for other in below.split():
-                    if other not in known:
-                        sys.exit(f"{path}:{number}: {name} names {other}, which does not stand above it")
-                rooms.append((name, patterns, set(below.split()) | {name}))
-            elif kind == "library":
-                header, _, users = rest.partition(":")
-                libraries.append((header.strip(), users.split()))
-            else:
-                sys.exit(f"{path}:{number}: unknown rule {kind}")
-    return rooms, libraries
-
-
-def room_of(path, rooms):
-    for name, patterns, allowed in rooms:
-        if any(fnmatch.fnmatch(path, pattern) for pattern in patterns):
-            return name, allowed
-    return None, None
+WORKSHOP = ("tests/", "tools/", "fuzz/", "bench/", "demo/")
 
 
 def find_circle(graph):
@@ -67,36 +40,82 @@ def find_circle(graph):
     return None
 
 
+def includes_of(path):
+    """Yields (mark, name) of each include: '"' or '<', and the header as it stands."""
+    with open(path, encoding="utf-8") as text:
+        yield from INCLUDE.findall(text.read())
+
+
+def home_of(path, layers):
+    """The layer whose folder holds a file, null for the workshop's."""
+    return layers.get(os.path.dirname(path))
+
+
+def mirrored(path):
+    """The folder whose private headers a file may see besides its own: a test sees those of the
+    folder that it tests."""
+    folder = os.path.dirname(path)
+    return folder[len("tests/unit/"):] if folder.startswith("tests/unit/") else folder
+
+
+def resolve(path, name):
+    for place in (name, os.path.join(os.path.dirname(path), name), os.path.join("tests", name)):
+        if os.path.exists(place):
+            return os.path.normpath(place)
+    return None
+
+
+def fault_of_own(path, target, layers):
+    """What is wrong with an include of a header of ours, or None."""
+    home, there = home_of(path, layers), home_of(target, layers)
+    if there is None or mirrored(path) == there.folder:
+        return f"{path} must not include {target} of the workshop" if home and not there else None
+    if home and there.folder not in home.below:
+        return f"{path}: {home.folder} must not include {target}"
+    if os.path.basename(target) not in there.public:
+        return f"{path}: {target} is private to {there.folder}"
+    return None
+
+
+def fault_of_library(path, name, rules):
+    for rule in rules:
+        if fnmatch.fnmatch(name, rule.header) and os.path.dirname(path) not in rule.folders:
+            return f"{path} must not include <{name}>"
+    return None
+
+
+def check(path, layers, rules, graph):
+    faults = []
+    program = not path.startswith(WORKSHOP)
+    if program and not home_of(path, layers):
+        return [f"{path}: its folder is not in {PLAN}"]
+    for mark, name in includes_of(path):
+        if mark == "<":
+            faults.append(fault_of_library(path, name, rules) if program else None)
+            continue
+        target = resolve(path, name)
+        if not target:
+            faults.append(f"{path}: {name} does not exist")
+            continue
+        graph.setdefault(path, []).append(target)
+        faults.append(fault_of_own(path, target, layers))
+    return [fault for fault in faults if fault]
+
+
 def main():
-    rooms, libraries = read_rules("tools/layers.txt")
+    layers = {each.folder: each for each in read_layers(PLAN)}
+    rules = read_libraries(PLAN)
     files = subprocess.run(["git", "ls-files", "-co", "--exclude-standard", "*.h", "*.cpp"], check=True,
                            capture_output=True, text=True).stdout.split()
-    faults, graph = [], {}
-    checked = 0
+    faults, graph, checked = [], {}, 0
     for path in files:
-        if not os.path.exists(path) or path.split("/")[0] in ("tests", "fuzz", "bench", "demo", "tools"):
-            continue
-        room, allowed = room_of(path, rooms)
-        if room is None:
-            faults.append(f"{path}: stands in no room of tools/layers.txt")
-            continue
-        checked += 1
-        text = open(path, encoding="utf-8").read()
-        graph[path] = []
-        for mark, name in INCLUDE.findall(text):
-            if mark == '"':
-                target = name if os.path.exists(name) else os.path.join(os.path.dirname(path), name)
-                if not os.path.exists(target):
-                    faults.append(f"{path}: {name} does not exist")
-                    continue
-                graph[path].append(target)
-                other, _ = room_of(target, rooms)
-                if other not in allowed:
-                    faults.append(f"{path} ({room}) must not include {target} ({other})")
-            else:
-                for header, users in libraries:
-                    if fnmatch.fnmatch(name, header) and not any(fnmatch.fnmatch(path, u) for u in users):
-                        faults.append(f"{path} must not include <{name}>")
+        if os.path.exists(path):
+            faults += check(path, layers, rules, graph)
+            checked += 1
+    for layer in layers.values():
+        for header in layer.public:
+            if not os.path.exists(os.path.join(layer.folder, header)):
+                faults.append(f"{PLAN}: {layer.folder} has no {header}")
     circle = find_circle(graph)
     if circle:
         faults.append("circle: " + " -> ".join(circle))
