@@ -95,9 +95,7 @@ static int forget_messages()
 
 static int overlay_init()
 {
-    (void)forget_messages(); /* none, unless a worker of an earlier life was late */
-    sys_guard guard(overlay_lock);
-    return linked_init(&messages);
+    return forget_messages(); /* none, unless a worker of an earlier life was late */
 }
 
 static int overlay_exit()
