@@ -177,6 +177,15 @@ void play_sound_callback(void *user, void *buffer, uint32_t length)
         finish(id, result == 1 ? track_end::natural : track_end::error);
 }
 
+bool play_copy_last_path(char (&to)[512])
+{
+    sys_guard guard(play_lock);
+    if (play_fpath[0] == '\0')
+        return false;
+    (void)str_copy(to, play_fpath); /* same size */
+    return true;
+}
+
 bool play_copy_path(char (&to)[512])
 {
     sys_guard guard(play_lock);

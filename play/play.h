@@ -38,5 +38,8 @@ int play_end();
  *   id  receives play_handle_id as it was under the lock */
 int play_next(void *buffer, uint32_t length, uint32_t *id);
 void play_sound_callback(void *user, void *buffer, uint32_t length);
+/* A copy of play_fpath under the lock, the track loaded or not; false, and `to` as it was, when
+ * nothing was ever played. */
+[[nodiscard]] bool play_copy_last_path(char (&to)[512]);
 /* A copy of play_fpath under the lock, when a track is loaded: true, else false and "". */
 bool play_copy_path(char (&to)[512]);

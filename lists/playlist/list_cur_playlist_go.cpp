@@ -54,11 +54,7 @@ int list_cur_playlist_go(int32_t delta)
 {
     /* The last track counts too: at the end of a track nothing is open any more. */
     char playing[sizeof play_fpath];
-    {
-        sys_guard guard(play_lock);
-        (void)str_copy(playing, play_fpath); /* same size */
-    }
-    if (playing[0] == '\0')
+    if (!play_copy_last_path(playing))
         return -1;
     const text_owner path = next_path(playing, delta);
     if (!path)

@@ -46,11 +46,8 @@ struct element_action {
 static void begin_remembered_file()
 {
     char path[512];
-    {
-        const sys_guard guard(play_lock);
-        str_copy(path, play_fpath);
-    }
-    (void)play_begin(path);
+    if (play_copy_last_path(path))
+        (void)play_begin(path);
 }
 
 enum class pause_wish { pause, resume, toggle };

@@ -1,14 +1,13 @@
 #include "view/play/play_worker.h"
 
-#include "platform/base/lock.h"
 #include "platform/base/thread.h"
 
-static constinit sys_lock worker_lock; /* all `running` and `waiting`; a leaf */
+constinit sys_lock play_worker_lock;
 
 /* The waiting job; without one this thread counts as ended. */
 static void *take_job(play_worker *worker)
 {
-    const sys_guard guard(worker_lock);
+    const sys_guard guard(play_worker_lock);
     void *job = worker->waiting;
     worker->waiting = nullptr;
     if (!job)
@@ -27,7 +26,7 @@ static void run_jobs(void *argument)
  * is left over comes out through `left`. */
 static int enqueue(play_worker *worker, void *job, void **left)
 {
-    const sys_guard guard(worker_lock);
+    const sys_guard guard(play_worker_lock);
     *left = worker->waiting;
     worker->waiting = job;
     if (worker->running >= worker->limit)
@@ -54,6 +53,6 @@ int play_worker_give(play_worker *worker, void *job)
 
 bool play_worker_is_wanted(play_worker *worker)
 {
-    const sys_guard guard(worker_lock);
+    const sys_guard guard(play_worker_lock);
     return worker->waiting != nullptr && worker->running >= worker->limit;
 }

@@ -12,6 +12,7 @@
 #include "platform/file/file.h"
 #include "play/play.h"
 #include "support/hung.h"
+#include "support/one_thread.h"
 #include "view/list/view_list.h"
 #include "view/play/view_play.h"
 #include "view/view.h"
@@ -50,6 +51,12 @@ inline std::string playing()
 {
     sys_guard guard(play_lock);
     return play_fpath;
+}
+
+bool play_copy_last_path(char (&to)[512])
+{
+    (void)str_copy(to, play_fpath);
+    return to[0] != '\0';
 }
 
 /* Files with "broken" in their path do not play. */

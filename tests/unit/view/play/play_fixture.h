@@ -131,6 +131,13 @@ int play_end()
     return 0;
 }
 
+bool play_copy_last_path(char (&to)[512])
+{
+    const sys_guard guard(play_lock);
+    str_copy(to, play_fpath);
+    return to[0] != '\0';
+}
+
 bool play_copy_path(char (&to)[512])
 {
     const sys_guard guard(play_lock);
