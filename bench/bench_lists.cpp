@@ -43,7 +43,7 @@ static void open_folder(benchmark::State &state)
     const std::string first = folder.name() + "/0.mp3";
     for (auto _ : state)
         works = works && list_files_select_file(first.c_str()) == 0;
-    if (!works || list_files->count < folder_files)
+    if (!works || list_count(list_files) < folder_files)
         state.SkipWithError("the folder cannot be made or shown");
     (void)list_files->exit();
     view_list_free(list_files);

@@ -22,12 +22,6 @@ static constinit int32_t top_cursor = 0; /* row of the setting that is open */
 static constinit int32_t top_cursor_seen = 0;
 static constinit int32_t countdown_second = -1; /* clock_sec() of the row's last refresh */
 
-static void set_cursor(int32_t cursor)
-{
-    sys_guard guard(list_lock);
-    list_cfg->cursor = cursor;
-}
-
 static void set_contents(char **items, uint32_t count, const char *subtitle)
 {
     sys_guard guard(list_lock);
@@ -47,7 +41,7 @@ static void update_settings()
     char **items = list_items_new(list_cfg_setting_count);
     for (uint32_t i = 0; items && i < list_cfg_setting_count; i++)
         items[i] = strdup(list_cfg_settings[i].label);
-    set_contents(items, list_cfg_setting_count, description_of(list_cfg->cursor));
+    set_contents(items, list_cfg_setting_count, description_of(list_cursor(list_cfg)));
 }
 
 static void update_values(int32_t cursor)
@@ -57,7 +51,7 @@ static void update_values(int32_t cursor)
     for (uint32_t i = 0; items && i < count; i++)
         items[i] = list_cfg_choice_text(list_cfg_cur, i);
     set_contents(items, count, list_cfg_cur->label);
-    set_cursor(cursor);
+    list_set_cursor(list_cfg, cursor);
     countdown_second = clock_sec();
 }
 
@@ -94,9 +88,10 @@ void list_cfg_reset()
 /* The description follows the cursor. */
 static void follow_cursor(view *screen)
 {
-    if (list_cfg->cursor == top_cursor_seen)
+    const int32_t cursor = list_cursor(list_cfg);
+    if (cursor == top_cursor_seen)
         return;
-    top_cursor_seen = list_cfg->cursor;
+    top_cursor_seen = cursor;
     (void)update(nullptr, nullptr);
     screen->redraw = 1;
 }
@@ -147,14 +142,14 @@ static int input(view *screen, list *)
 
 static void open_setting(int32_t row)
 {
-    top_cursor = list_cfg->cursor;
+    top_cursor = list_cursor(list_cfg);
     list_cfg_cur = &list_cfg_settings[row];
 }
 
 static void close_setting()
 {
     list_cfg_cur = nullptr;
-    set_cursor(top_cursor);
+    list_set_cursor(list_cfg, top_cursor);
 }
 
 static int select(view *screen, list *self, int32_t index, int32_t mode)
@@ -165,7 +160,7 @@ static int select(view *screen, list *self, int32_t index, int32_t mode)
         (void)view_list_select(list_main);
         return -1;
     }
-    if (index != -1 && (index < 0 || static_cast<uint32_t>(index) >= self->count))
+    if (index != -1 && (index < 0 || static_cast<uint32_t>(index) >= list_count(self)))
         return 0;
     if (index == -1) {
         close_setting();

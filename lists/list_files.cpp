@@ -35,8 +35,7 @@ static void release_listing()
 
 static void set_cursor(uint32_t cursor)
 {
-    sys_guard guard(list_lock);
-    list_files->cursor = static_cast<int32_t>(cursor);
+    list_set_cursor(list_files, static_cast<int32_t>(cursor));
 }
 
 /* ---- rows ---- */

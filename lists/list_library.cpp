@@ -218,8 +218,7 @@ static int update(view *, list *)
 
 static void set_cursor(uint32_t cursor)
 {
-    sys_guard guard(list_lock);
-    list_library->cursor = static_cast<int32_t>(cursor);
+    list_set_cursor(list_library, static_cast<int32_t>(cursor));
 }
 
 static int leave()
@@ -306,7 +305,7 @@ static int select(view *screen, list *self, int32_t index, int32_t mode)
         return 0;
     if (index == -1)
         return select_back(screen);
-    if (index < 0 || int64_t{index} >= self->count || !rows || depth == 0)
+    if (index < 0 || int64_t{index} >= list_count(self) || !rows || depth == 0)
         return 0;
     const uint32_t row = static_cast<uint32_t>(index);
     if (row > rows->count)

@@ -41,12 +41,6 @@ struct scan_job {
 /* Raised by nobody, so that a second request starts a second scan beside the first. */
 static std::atomic<uint8_t> scan_running{0};
 
-static void set_cursor(list *of, int32_t cursor)
-{
-    sys_guard guard(list_lock);
-    of->cursor = cursor;
-}
-
 static void show(list *next)
 {
     (void)view_list_select(next); /* always 0 */
@@ -99,7 +93,7 @@ static void choose_cur_playlist()
 {
     char playing[512];
     if (!play_copy_path(playing))
-        set_cursor(list_cur_playlist, 0);
+        list_set_cursor(list_cur_playlist, 0);
     else
         (void)list_cur_playlist_select(playing); /* not queued: the cursor stays */
     show(list_cur_playlist);
@@ -119,7 +113,7 @@ static void open_library(const char *key, const char *title)
 {
     (void)list_library_reset_conds();
     (void)list_library_add_cond_key(key, title); /* the first of five always fits */
-    set_cursor(list_library, 0);
+    list_set_cursor(list_library, 0);
     show(list_library);
 }
 
@@ -145,7 +139,7 @@ static void choose_tracks()
 
 static void choose_playlists()
 {
-    set_cursor(list_playlists, 0);
+    list_set_cursor(list_playlists, 0);
     show(list_playlists);
 }
 
@@ -158,7 +152,7 @@ static void choose_settings()
 {
     list_cfg_reset();
     (void)list_cfg->update(nullptr, list_cfg);
-    set_cursor(list_cfg, 0);
+    list_set_cursor(list_cfg, 0);
     show(list_cfg);
 }
 
@@ -202,7 +196,7 @@ static int exit_list()
 /* At the top there is nowhere to go back to: the cursor goes home. */
 static int go_home(view *screen)
 {
-    set_cursor(list_main, 0);
+    list_set_cursor(list_main, 0);
     screen->redraw = 1;
     return -1;
 }

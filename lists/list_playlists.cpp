@@ -81,10 +81,7 @@ static int exit_list()
 
 static int leave()
 {
-    {
-        sys_guard guard(list_lock);
-        list_main->cursor = main_menu_row;
-    }
+    list_set_cursor(list_main, main_menu_row);
     (void)view_list_select(list_main);
     return -1;
 }

@@ -74,9 +74,10 @@ static bool is_language(int32_t row)
 /* A language is tried as soon as the cursor stands on it. */
 static int input(view *screen, list *self)
 {
-    if (step != step_language || !screen->key_checked || self->cursor == cursor_seen)
+    const int32_t cursor = list_cursor(self);
+    if (step != step_language || !screen->key_checked || cursor == cursor_seen)
         return 0;
-    cursor_seen = self->cursor;
+    cursor_seen = cursor;
     if (is_language(cursor_seen) && lang_select(lang_list[cursor_seen]) == 0) {
         (void)update(nullptr, nullptr);
         screen->redraw = 1;
@@ -96,10 +97,7 @@ static void choose_language(int32_t row)
 static void enter_step(view *screen, list *self)
 {
     (void)update(nullptr, nullptr);
-    {
-        sys_guard guard(list_lock);
-        self->cursor = 0;
-    }
+    list_set_cursor(self, 0);
     screen->redraw = 1;
 }
 
@@ -111,7 +109,7 @@ static int select(view *screen, list *self, int32_t index, int32_t mode)
         if (step == step_language)
             return 0;
         step--;
-    } else if (index < 0 || static_cast<uint32_t>(index) >= self->count) {
+    } else if (index < 0 || static_cast<uint32_t>(index) >= list_count(self)) {
         return 0;
     } else if (step == step_language) {
         choose_language(index);

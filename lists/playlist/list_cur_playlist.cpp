@@ -88,12 +88,6 @@ int list_cur_playlist_add(const char *path, const char *name, const char *artist
 
 /* ---- the list ---- */
 
-static void set_cursor(int32_t cursor)
-{
-    sys_guard guard(list_lock);
-    list_cur_playlist->cursor = cursor;
-}
-
 /* New rows for the list, null when there are none; `count` rows. */
 static char **copy_names(uint32_t *count)
 {
@@ -140,10 +134,7 @@ static int exit_list()
 
 static void go_to_main_menu()
 {
-    {
-        sys_guard guard(list_lock);
-        list_main->cursor = 0;
-    }
+    list_set_cursor(list_main, 0);
     (void)view_list_select(list_main);
 }
 
@@ -164,8 +155,8 @@ static void remove_row(uint32_t index)
             return;
         count = list_cur_playlist_cur.count;
     }
-    if (int64_t{list_cur_playlist->cursor} >= count)
-        set_cursor(static_cast<int32_t>(count) - 1);
+    if (int64_t{list_cursor(list_cur_playlist)} >= count)
+        list_set_cursor(list_cur_playlist, static_cast<int32_t>(count) - 1);
     (void)update(nullptr, nullptr);
 }
 
@@ -175,7 +166,7 @@ static void clear_entries()
         sys_guard guard(list_cur_playlist_lock);
         list_cur_playlist_entries_clear_locked();
     }
-    set_cursor(-1);
+    list_set_cursor(list_cur_playlist, -1);
 }
 
 static text_owner copy_path(uint32_t index)
@@ -191,7 +182,7 @@ static int select(view *screen, list *self, int32_t index, int32_t mode)
         go_to_main_menu();
         return -1;
     }
-    if (index < 0 || int64_t{index} >= self->count)
+    if (index < 0 || int64_t{index} >= list_count(self))
         return 0;
     const uint32_t row = static_cast<uint32_t>(index);
     if (mode == mode_remove || mode == mode_clear) {
@@ -228,7 +219,7 @@ int list_cur_playlist_select(const char *path)
     }
     if (index < 0)
         return -1;
-    set_cursor(index);
+    list_set_cursor(list_cur_playlist, index);
     return 0;
 }
 
@@ -270,7 +261,7 @@ int list_cur_playlist_load(const char *path, uint8_t append, char *first_out, si
     if (!append) {
         sys_guard guard(list_cur_playlist_lock);
         if (list_cur_playlist_cur.count > 0)
-            set_cursor(0);
+            list_set_cursor(list_cur_playlist, 0);
     }
     return update(nullptr, nullptr);
 }

@@ -17,13 +17,31 @@ static void free_rows(char **items, uint32_t count)
 
 int view_list_free(list *self)
 {
-    list_set_rows(self, nullptr, self->count);
+    list_set_rows(self, nullptr, list_count(self));
     return 0;
 }
 
 char **list_items_new(uint32_t count)
 {
     return count ? static_cast<char **>(calloc(count, sizeof(char *))) : nullptr;
+}
+
+int32_t list_cursor(const list *of)
+{
+    sys_guard guard(list_lock);
+    return of->cursor;
+}
+
+uint32_t list_count(const list *of)
+{
+    sys_guard guard(list_lock);
+    return of->count;
+}
+
+void list_set_cursor(list *of, int32_t cursor)
+{
+    sys_guard guard(list_lock);
+    of->cursor = cursor;
 }
 
 void list_set_rows(list *self, char **items, uint32_t count)

@@ -1,7 +1,7 @@
 /* list: the model behind every menu-like screen.
  *
- * `list_lock` guards items, count, cursor, title and subtitle of all lists where another thread
- * may rebuild them: the list screen holds it while it reads rows, an update while it swaps them. */
+ * One lock guards what all lists show, because the library's scan rebuilds rows on its own thread:
+ * the list screen holds it while it reads them, an update while it swaps them. */
 #pragma once
 
 #include "platform/base/lock.h"
@@ -9,6 +9,8 @@
 #include <cstdint>
 
 struct view;
+
+extern sys_lock list_lock; /* leaf: nothing else is taken while it is held */
 
 /* Record and operations of one list, made by the room that fills it: it names the operations, the
  * rest starts empty. */
@@ -18,16 +20,14 @@ struct list {
     int (*input)(view *screen, list *self); /* -1: consumed */
     /* index: the row, or -1 for "back"; mode: 0 to 3, by the key. -1: stop handling this event. */
     int (*select)(view *screen, list *self, int32_t index, int32_t mode);
-    int (*update)(view *screen, list *self); /* rebuilds the rows; both may be null */
-    int32_t cursor = 0;                      /* selected row, -1 for none */
-    char **items = nullptr;                  /* `count` heap texts, or null */
-    uint32_t count = 0;
-    char title[100] = "";
-    char subtitle[100] = "";
+    int (*update)(view *screen, list *self);      /* rebuilds the rows; both may be null */
+    int32_t cursor GUARDED_BY(list_lock) = 0;     /* selected row, -1 for none */
+    char **items GUARDED_BY(list_lock) = nullptr; /* `count` heap texts, or null */
+    uint32_t count GUARDED_BY(list_lock) = 0;
+    char title[100] GUARDED_BY(list_lock) = "";
+    char subtitle[100] GUARDED_BY(list_lock) = "";
     int32_t reserved = 0;
 };
-
-extern sys_lock list_lock; /* leaf: nothing else is taken while it is held */
 
 /* Null until start-up hangs in the records of the folders that fill them. Main thread. */
 extern list *list_main, *list_cfg, *list_cur_playlist, *list_files, *list_library, *list_playlists,
@@ -37,5 +37,9 @@ extern list *list_main, *list_cfg, *list_cur_playlist, *list_files, *list_librar
 int view_list_free(list *self);
 /* A heap array for `count` rows whose texts are still null; null for 0 or when memory runs out. */
 [[nodiscard]] char **list_items_new(uint32_t count);
+/* Each takes the lock for one look or one change. */
+[[nodiscard]] int32_t list_cursor(const list *of);
+[[nodiscard]] uint32_t list_count(const list *of);
+void list_set_cursor(list *of, int32_t cursor);
 /* Swaps in new rows under the lock and frees the old ones. Takes ownership of `items`. */
 void list_set_rows(list *self, char **items, uint32_t count);

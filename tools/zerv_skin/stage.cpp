@@ -245,11 +245,12 @@ void stage_set_play(const stage_play_state *state)
 void stage_set_list(const stage_list_state *state)
 {
     battery_level = state->battery;
-    (void)str_copy(rows.title, state->title);
-    (void)str_copy(rows.subtitle, state->subtitle);
     char **items = list_items_new(state->count);
     for (uint32_t i = 0; items && i < state->count; i++)
         items[i] = strdup(state->rows[i % state->row_count]);
+    const sys_guard guard(list_lock);
     list_set_rows(&rows, items, items ? state->count : 0);
+    (void)str_copy(rows.title, state->title);
+    (void)str_copy(rows.subtitle, state->subtitle);
     rows.cursor = state->cursor;
 }

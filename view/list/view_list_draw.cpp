@@ -91,16 +91,22 @@ static void put_version(text_buffer *to)
     put_text(to, PROGRAM_VERSION);
 }
 
+/* Reads a text that another thread may change. */
+static void put_list_text_locked(text_buffer *to, const char *text) REQUIRES(list_lock)
+{
+    put_text(to, text);
+}
+
 static void put_title(text_buffer *to)
 {
     sys_guard guard(list_lock);
-    put_text(to, list_page_selected->title);
+    put_list_text_locked(to, list_page_selected->title);
 }
 
 static void put_subtitle(text_buffer *to)
 {
     sys_guard guard(list_lock);
-    put_text(to, list_page_selected->subtitle);
+    put_list_text_locked(to, list_page_selected->subtitle);
 }
 
 static void put_time(text_buffer *to)

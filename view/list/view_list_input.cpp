@@ -62,10 +62,7 @@ static constexpr step steps[] = {
 
 static void set_cursor(view *self, list *shown, int64_t cursor)
 {
-    {
-        sys_guard guard(list_lock);
-        shown->cursor = static_cast<int32_t>(std::clamp<int64_t>(cursor, -1, INT32_MAX));
-    }
+    list_set_cursor(shown, static_cast<int32_t>(std::clamp<int64_t>(cursor, -1, INT32_MAX)));
     self->redraw = 1;
 }
 

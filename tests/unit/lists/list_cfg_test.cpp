@@ -10,6 +10,7 @@
 #include "platform/base/str.h"
 #include "play/play.h"
 #include "skin/skin.h"
+#include "support/one_thread.h"
 #include "support/scratch.h"
 #include "support/test_device.h"
 #include "view/list/view_list.h"

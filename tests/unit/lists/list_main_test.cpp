@@ -14,6 +14,7 @@
 #include "platform/base/str.h"
 #include "platform/base/thread.h"
 #include "play/play.h"
+#include "support/one_thread.h"
 #include "view/list/view_list.h"
 #include "view/view.h"
 

@@ -7,6 +7,7 @@
 #include "platform/base/str.h"
 #include "play/play.h"
 #include "support/hung.h"
+#include "support/one_thread.h"
 #include "view/list/view_list.h"
 #include "view/view.h"
 

@@ -9,6 +9,7 @@
 #include "lists/record/list.h"
 #include "platform/base/str.h"
 #include "skin/skin.h"
+#include "support/one_thread.h"
 #include "support/scratch.h"
 #include "support/test_device.h"
 #include "view/list/view_list_state.h"

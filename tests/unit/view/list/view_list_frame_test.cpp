@@ -7,6 +7,7 @@
 #include "skin/skin.h"
 #include "support/allocations.h"
 #include "support/hung.h"
+#include "support/one_thread.h"
 #include "support/scratch.h"
 #include "support/test_device.h"
 #include "view/list/view_list.h"
