@@ -46,7 +46,7 @@ static constinit opened_encoding encodings[encoding_count] GUARDED_BY(encoding_l
 static constinit int encodings_used GUARDED_BY(encoding_lock) = 0;
 static constinit std::atomic<int> encoding_selected = -1; /* -1: ISO-8859-1 */
 static constinit pthread_once_t readers_once = PTHREAD_ONCE_INIT;
-static thread_local int encoding_now = -1;
+static constinit thread_local int encoding_now = -1;
 
 static void install_readers()
 {

@@ -11,7 +11,7 @@
 constexpr int32_t stretched_ms = 20;
 constexpr int32_t attentive_ms = 2000;
 
-static std::atomic<int32_t> input_last{0};
+static constinit std::atomic<int32_t> input_last{0};
 static constinit thread_local bool *sleeps_noted = nullptr;
 
 static bool is_main_thread()

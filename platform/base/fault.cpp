@@ -20,9 +20,9 @@ struct fault_entry {
 enum class fault_state : uint8_t { unread, none, some };
 
 static constinit sys_lock fault_lock;
-static fault_entry entries[fault_most] GUARDED_BY(fault_lock);
-static int entry_count GUARDED_BY(fault_lock) = 0;
-static std::atomic<fault_state> state{fault_state::unread};
+static constinit fault_entry entries[fault_most] GUARDED_BY(fault_lock) = {};
+static constinit int entry_count GUARDED_BY(fault_lock) = 0;
+static constinit std::atomic<fault_state> state{fault_state::unread};
 
 static void add_locked(const char *text, size_t length) REQUIRES(fault_lock)
 {

@@ -31,8 +31,8 @@ struct thread_job {
 };
 
 static constinit sys_lock running_lock;
-static pthread_cond_t running_fewer = PTHREAD_COND_INITIALIZER;
-static int32_t running GUARDED_BY(running_lock) = 0;
+static constinit pthread_cond_t running_fewer = PTHREAD_COND_INITIALIZER;
+static constinit int32_t running GUARDED_BY(running_lock) = 0;
 
 static void count(int32_t change)
 {

@@ -18,7 +18,7 @@ static constinit sys_lock db_lock;
 static constinit db_handle *db_handles GUARDED_BY(db_lock) = nullptr;
 
 /* SQLite keeps one message a connection, which the next call of another thread would replace. */
-static thread_local char db_message[1024];
+static constinit thread_local char db_message[1024] = {};
 
 void db_note_message(const char *message)
 {

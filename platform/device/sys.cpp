@@ -16,7 +16,8 @@ static const device *const devices[] = {
     &device_linux, &device_virtual, /* fits everywhere, so it stands last */
 };
 
-static bool opened = false;
+/* Main thread. */
+static constinit bool opened = false;
 
 static const device *choose()
 {

@@ -15,11 +15,11 @@ struct key_change {
 };
 
 /* Main thread only. */
-static bool opened = false;
-static key_change queue[queue_size];
-static uint32_t queue_first = 0, queue_count = 0;
-static uint32_t held = 0;
-static int32_t repeat_at[32]; /* clock_msec() of a held key's next repeat */
+static constinit bool opened = false;
+static constinit key_change queue[queue_size] = {};
+static constinit uint32_t queue_first = 0, queue_count = 0;
+static constinit uint32_t held = 0;
+static constinit int32_t repeat_at[32] = {}; /* clock_msec() of a held key's next repeat */
 
 static void forget()
 {

@@ -15,11 +15,11 @@ struct touch_point {
 };
 
 /* Main thread only. */
-static bool opened = false;
-static touch_point queue[queue_size]; /* oldest first */
-static uint32_t queue_count = 0;
-static bool finger_down = false;
-static int32_t finger_x = 0, finger_y = 0;
+static constinit bool opened = false;
+static constinit touch_point queue[queue_size] = {}; /* oldest first */
+static constinit uint32_t queue_count = 0;
+static constinit bool finger_down = false;
+static constinit int32_t finger_x = 0, finger_y = 0;
 
 static void drop(uint32_t index, uint32_t count)
 {

@@ -39,7 +39,7 @@ struct sock {
     char buffer[CURL_MAX_WRITE_SIZE];
 };
 
-std::atomic<int32_t> constinit sock_patience_ms = 10000;
+constinit std::atomic<int32_t> sock_patience_ms = 10000;
 
 static constinit sys_lock sock_lock;
 static constinit sock *sock_first GUARDED_BY(sock_lock) = nullptr;

@@ -10,8 +10,8 @@
 constexpr int64_t catch_up_ms = 200;
 
 /* Set before the sound thread starts, afterwards its own. */
-static int64_t started_ms = 0;
-static int64_t played_frames = 0; /* since started_ms */
+static constinit int64_t started_ms = 0;
+static constinit int64_t played_frames = 0; /* since started_ms */
 
 void sound_clock_start()
 {

@@ -14,12 +14,12 @@ struct sound_gain {
     int32_t left, right;
 };
 
-static std::atomic<int32_t> volume_left{100}, volume_right{100};
-static std::atomic<int32_t> gain_left{gain_one}, gain_right{gain_one}; /* of the volume */
+static constinit std::atomic<int32_t> volume_left{100}, volume_right{100};
+static constinit std::atomic<int32_t> gain_left{gain_one}, gain_right{gain_one}; /* of the volume */
 
 /* The pulling thread's. */
-static sound_gain gain_now = {gain_one, gain_one};
-static bool gain_settled = false; /* false: nothing was heard just before */
+static constinit sound_gain gain_now = {gain_one, gain_one};
+static constinit bool gain_settled = false; /* false: nothing was heard just before */
 
 /* Twice the number sounds twice as loud: loudness doubles every 10 dB. */
 static int32_t volume_gain(int32_t volume)

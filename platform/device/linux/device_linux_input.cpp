@@ -78,11 +78,11 @@ struct source {
 };
 
 /* Main thread. */
-static source sources[sources_most];
-static int source_count = 0;
+static constinit source sources[sources_most] = {};
+static constinit int source_count = 0;
 
 /* Never closed: a worker may call for attention while the program goes down. */
-static int wake_event = -1;
+static constinit int wake_event = -1;
 
 static uint32_t key_mask(uint16_t code)
 {

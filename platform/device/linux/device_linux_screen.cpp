@@ -18,10 +18,10 @@ constexpr char panel_path[] = "/dev/fb0";
 constexpr char console_path[] = "/dev/tty0";
 
 /* Main thread. */
-static int panel_fd = -1;
-static linux_panel panel = {};
-static size_t mapped_bytes = 0;
-static int console_fd = -1; /* open while the console does not draw */
+static constinit int panel_fd = -1;
+static constinit linux_panel panel = {};
+static constinit size_t mapped_bytes = 0;
+static constinit int console_fd = -1; /* open while the console does not draw */
 
 /* Where a frame lies on the panel. */
 struct placement {

@@ -13,8 +13,8 @@ constexpr char supplies[] = "/sys/class/power_supply";
 constexpr int64_t look_every_ms = 10000;
 
 /* Main thread. */
-static int64_t looked_at_ms = 0;
-static int32_t level = -1; /* -1: never looked */
+static constinit int64_t looked_at_ms = 0;
+static constinit int32_t level = -1; /* -1: never looked */
 
 /* One line of a file below the folder, "" when there is none. */
 template <size_t size>

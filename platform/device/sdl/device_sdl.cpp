@@ -16,10 +16,10 @@ constexpr char window_title[] = "Zerv Player";
 constexpr int32_t scale_most = 4;
 
 /* Main thread. */
-static SDL_Window *window = nullptr;
-static SDL_Renderer *renderer = nullptr;
-static SDL_Texture *texture = nullptr; /* the last frame */
-static bool lit = false;
+static constinit SDL_Window *window = nullptr;
+static constinit SDL_Renderer *renderer = nullptr;
+static constinit SDL_Texture *texture = nullptr; /* the last frame */
+static constinit bool lit = false;
 
 static bool is_set(const char *variable)
 {

@@ -73,16 +73,17 @@ static const axis_keys axes[] = {
 };
 
 /* Main thread. */
-static SDL_GameController *controllers[controllers_most];
-static uint32_t axes_down = 0; /* keys that the sticks hold */
-static bool closing = false;   /* the window was closed */
+static constinit SDL_GameController *controllers[controllers_most] = {};
+static constinit uint32_t axes_down = 0; /* keys that the sticks hold */
+static constinit bool closing = false;   /* the window was closed */
 
 /* Between sdl_input_wake() and a main thread that sleeps inside SDL. The helper exists because
  * SDL's own way to post an event may not be used in a signal handler. */
-static std::atomic<bool> sleeping{false}, wanted{false};
-static int wake_event = -1; /* never closed: workers may call while the program goes down */
-static pthread_t helper;
-static bool helper_runs = false;
+static constinit std::atomic<bool> sleeping{false}, wanted{false};
+static constinit int wake_event =
+    -1; /* never closed: workers may call while the program goes down */
+static constinit pthread_t helper = {};
+static constinit bool helper_runs = false;
 
 template <size_t count> static uint32_t find_mask(const key_of (&table)[count], int32_t code)
 {

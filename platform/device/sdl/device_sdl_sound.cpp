@@ -11,12 +11,12 @@
 /* Small, because what SDL holds can neither be dropped nor be made softer any more. */
 constexpr uint16_t piece_frames = 512;
 
-static SDL_AudioDeviceID card = 0; /* main thread */
+static constinit SDL_AudioDeviceID card = 0; /* main thread */
 
 /* SDL holds the piece that plays and the one that it asked for last. */
-static std::atomic<uint32_t> held_frames{0};
-static std::atomic<int64_t> held_since_ms{0};
-static uint32_t piece_before = 0; /* frames of sound in the last piece; SDL's thread */
+static constinit std::atomic<uint32_t> held_frames{0};
+static constinit std::atomic<int64_t> held_since_ms{0};
+static constinit uint32_t piece_before = 0; /* frames of sound in the last piece; SDL's thread */
 
 static void fill_piece(void *, Uint8 *stream, int bytes)
 {

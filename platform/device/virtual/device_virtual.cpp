@@ -17,15 +17,15 @@ constexpr int64_t first_ms = 1000000;
 constexpr int32_t short_worker_ms = 1000; /* far above what a cover takes */
 constexpr char first_wall[] = "2026-01-01T12:00:00";
 
-static std::atomic<int64_t> scripted_ms{first_ms};
-static std::atomic<int64_t> wall_offset_ms{0}; /* wall clock less monotonic clock */
-static std::atomic<int64_t> real_start_ms{0};  /* of the machine's clock, in real time */
-static std::atomic<bool> realtime{false};
+static constinit std::atomic<int64_t> scripted_ms{first_ms};
+static constinit std::atomic<int64_t> wall_offset_ms{0}; /* wall clock less monotonic clock */
+static constinit std::atomic<int64_t> real_start_ms{0};  /* of the machine's clock, in real time */
+static constinit std::atomic<bool> realtime{false};
 
 /* Main thread. */
-static int32_t battery_percent = 100;
-static int32_t display = 0;
-static int32_t long_workers = 0; /* those that are not waited for any more */
+static constinit int32_t battery_percent = 100;
+static constinit int32_t display = 0;
+static constinit int32_t long_workers = 0; /* those that are not waited for any more */
 
 bool virtual_is_realtime()
 {

@@ -13,13 +13,14 @@
 #include <unistd.h>
 
 /* Main thread. */
-static int script = -1;
-static char buffer[8192];
-static size_t line_at = 0, filled = 0; /* the first byte not handed out, the end of what was read */
-static bool at_end = false;
+static constinit int script = -1;
+static constinit char buffer[8192] = {};
+static constinit size_t line_at = 0,
+                        filled = 0; /* the first byte not handed out, the end of what was read */
+static constinit bool at_end = false;
 
 /* Never closed: a worker may call for attention while the program goes down. */
-static int wake_event = -1;
+static constinit int wake_event = -1;
 
 /* The line that begins at line_at, if all of it was read. */
 static char *take_line()

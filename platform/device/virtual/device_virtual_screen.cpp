@@ -9,11 +9,12 @@
 #include <cstring>
 #include <png.h>
 
-static uint16_t *pixels = nullptr; /* shown_width x shown_height, ours */
-static int32_t shown_width = 0, shown_height = 0;
-static uint32_t flips = 0;
-static fb_text *texts = nullptr; /* text_count records in one block with their strings, ours */
-static uint32_t text_count = 0;
+static constinit uint16_t *pixels = nullptr; /* shown_width x shown_height, ours */
+static constinit int32_t shown_width = 0, shown_height = 0;
+static constinit uint32_t flips = 0;
+static constinit fb_text *texts =
+    nullptr; /* text_count records in one block with their strings, ours */
+static constinit uint32_t text_count = 0;
 
 static void drop_texts()
 {

@@ -28,13 +28,14 @@ struct command {
 };
 
 /* Main thread. */
-static int32_t line_number = 0;
-static int status = 0;
-static bool quitting = false; /* the script has ended: the quit key until the program ends */
-static int64_t busy_until_ms = 0;
-static const char *answer_after = nullptr; /* printed once busy_until_ms is reached */
-static char wait_text[1024];               /* what is waited for, empty: nothing */
-static const char *refusal = "";
+static constinit int32_t line_number = 0;
+static constinit int status = 0;
+static constinit bool quitting =
+    false; /* the script has ended: the quit key until the program ends */
+static constinit int64_t busy_until_ms = 0;
+static constinit const char *answer_after = nullptr; /* printed once busy_until_ms is reached */
+static constinit char wait_text[1024] = {};          /* what is waited for, empty: nothing */
+static constinit const char *refusal = "";
 
 static outcome refuse(const char *why)
 {

@@ -11,9 +11,9 @@
 constexpr uint32_t wav_header_bytes = 44;
 
 /* Main thread; in real time the sound thread's while that runs. */
-static FILE *wav = nullptr;
-static uint32_t wav_bytes = 0; /* of samples */
-static bool wav_failed = false;
+static constinit FILE *wav = nullptr;
+static constinit uint32_t wav_bytes = 0; /* of samples */
+static constinit bool wav_failed = false;
 
 static void put(uint8_t *to, uint32_t value, int bytes)
 {
