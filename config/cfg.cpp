@@ -6,17 +6,17 @@
 
 #include <unistd.h>
 
-char cfg_version[10];
-int32_t cfg_vol;
-char cfg_skin_play[512];
-char cfg_skin_list[512];
-int32_t cfg_display_off_timeout;
-char cfg_lang[10];
-int32_t cfg_playback_order;
-char cfg_font[512];
-char cfg_library_path[512];
-int32_t cfg_debug;
-uint8_t cfg_modified;
+constinit char cfg_version[10] = {};
+constinit int32_t cfg_vol = 0;
+constinit char cfg_skin_play[512] = {};
+constinit char cfg_skin_list[512] = {};
+constinit int32_t cfg_display_off_timeout = 0;
+constinit char cfg_lang[10] = {};
+constinit int32_t cfg_playback_order = 0;
+constinit char cfg_font[512] = {};
+constinit char cfg_library_path[512] = {};
+constinit int32_t cfg_debug = 0;
+constinit uint8_t cfg_modified = 0;
 
 bool cfg_default_library_usable()
 {

@@ -1,5 +1,7 @@
-/* cfg: the settings, and the XML file that keeps them. Main thread; the scan copies what it needs
- * before its thread starts. */
+/* cfg: the settings, and the XML file that keeps them.
+ *
+ * The main thread's, with two exceptions: the sound thread reads the playback order, and the scan
+ * the library's path, which changes only at start-up, before there is a scan. */
 #pragma once
 
 #include <cstddef>
@@ -11,8 +13,8 @@ extern char cfg_skin_play[512];         /* package of the play screen */
 extern char cfg_skin_list[512];         /* package of the list screen */
 extern int32_t cfg_display_off_timeout; /* seconds; 0 or less: never */
 extern char cfg_lang[10];               /* "ko", "en", "ja" */
-extern int32_t cfg_playback_order;      /* 0 in order, 1 repeat, 2 shuffle; set on the main thread,
-                                            read by the sound thread through an aligned load */
+extern int32_t cfg_playback_order;      /* 0 in order, 1 repeat, 2 shuffle; stored and
+                                            loaded as an atomic word: the sound thread reads it */
 extern char cfg_font[512];
 extern char cfg_library_path[512]; /* root of the media library */
 extern int32_t cfg_debug;          /* above 0: element outlines */

@@ -17,6 +17,7 @@ constexpr int32_t volume_step = 5;
 constexpr uint32_t key_volume = key_vol_up | key_vol_down;
 constexpr int32_t pass_sleep_ms = 1;
 
+/* Main thread. */
 constinit int32_t main_last_input_time = -1;
 constinit int32_t main_last_battery_second = -1;
 

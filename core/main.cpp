@@ -37,6 +37,7 @@ constexpr int32_t screen_width = 320, screen_height = 240;
 constexpr int32_t update_wait_ms = 30000; /* half-replaced files would not start again */
 constexpr int32_t worker_wait_ms = 2000;
 
+/* Main thread. */
 static constinit const char *config_path = "config.txt";
 static constinit bool config_was_read = false;
 

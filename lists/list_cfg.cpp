@@ -16,8 +16,8 @@
 constexpr char heading[] = "设置";
 enum { mode_menu = 2 }; /* from here on a choice is ignored */
 
+/* Main thread, like everything here but the rows. */
 constinit const list_cfg_setting *list_cfg_cur = nullptr;
-
 static constinit int32_t top_cursor = 0; /* row of the setting that is open */
 static constinit int32_t top_cursor_seen = 0;
 static constinit int32_t countdown_second = -1; /* clock_sec() of the row's last refresh */

@@ -26,7 +26,8 @@ struct cfg_choice {
     char *text; /* owned; null for numbers */
 };
 
-static dynamic choices = {};                 /* of cfg_choice, row by row */
+/* Main thread. */
+static constinit dynamic choices = {};       /* of cfg_choice, row by row */
 static constinit bool has_time_left = false; /* row 0 is the auto-off time that is left */
 
 /* ---- choices ---- */

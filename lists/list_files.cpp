@@ -22,10 +22,11 @@
 enum { mode_queue = 2, mode_ignored = 3 };
 enum class folder_change { enter, up };
 
-char list_files_dpath[512] = "";
+/* Main thread, like everything here. */
+constinit char list_files_dpath[512] = "";
 
 /* The folder behind the rows. After a folder that could not be opened the rows stay and nothing
- * is behind them: `listing` is zeroed then. Main thread, like everything here. */
+ * is behind them: `listing` is zeroed then. */
 static constinit file_listing listing = {};
 
 static void release_listing()

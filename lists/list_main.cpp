@@ -39,7 +39,7 @@ struct scan_job {
 };
 
 /* Raised by nobody, so that a second request starts a second scan beside the first. */
-static std::atomic<uint8_t> scan_running{0};
+static constinit std::atomic<uint8_t> scan_running{0};
 
 static void show(list *next)
 {

@@ -14,6 +14,7 @@ enum { step_language = 0, step_library = 1, step_done = 2 };
 enum { mode_menu = 2 }; /* from here on a choice is ignored */
 enum { row_yes = 0 };
 
+/* Main thread. */
 static constinit int32_t step = step_language;
 static constinit int32_t cursor_seen = -1; /* language that is tried */
 

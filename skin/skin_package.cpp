@@ -12,8 +12,8 @@
 static const char part_pattern[] = "^([a-z_]+)(-?([0-9]+))?\\.(xml|txt)$";
 constexpr size_t match_slots = 4;
 
-regex_t re_pages;
-static bool pattern_ready; /* main thread */
+constinit regex_t re_pages = {};
+static constinit bool pattern_ready = false; /* main thread */
 
 /* The archive first: a folder is what does not open as one. */
 static const skin_package_driver *const drivers[] = {&skin_package_zip, &skin_package_folder};

@@ -8,7 +8,8 @@
 
 constexpr uint32_t slide_ms = 200;
 
-std::atomic<view *> view_selected{nullptr};
+/* Main thread, but for the selected view, which workers ask to redraw. */
+constinit std::atomic<view *> view_selected{nullptr};
 constinit view *view_previous = nullptr;
 constinit uint8_t view_anime_pending = 0;
 constinit int32_t view_anime_started = 0;

@@ -27,8 +27,9 @@ struct overlay_message {
 /* Workers add and remove messages while the main thread draws them. Texts are drawn under the
  * lock: a worker that waits here for the few microseconds of a line holds nothing else. */
 static constinit sys_lock overlay_lock;
-static linked messages GUARDED_BY(overlay_lock) = {}; /* of overlay_message, oldest first */
-static int32_t next_id GUARDED_BY(overlay_lock) = 0;
+static constinit linked
+    messages GUARDED_BY(overlay_lock) = {}; /* of overlay_message, oldest first */
+static constinit int32_t next_id GUARDED_BY(overlay_lock) = 0;
 
 static void free_message(overlay_message *message)
 {

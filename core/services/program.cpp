@@ -12,10 +12,11 @@
 constexpr int32_t volume_shown_ms = 2000;
 constexpr uint16_t volume_colour = 0x001F;
 
-std::atomic<uint8_t> program_running{1};
-std::atomic<uint8_t> program_restarting{0};
-std::atomic<uint8_t> program_stay_tuned{0};
+constinit std::atomic<uint8_t> program_running{1};
+constinit std::atomic<uint8_t> program_restarting{0};
+constinit std::atomic<uint8_t> program_stay_tuned{0};
 
+/* Main thread. */
 constinit int32_t main_auto_off_mode = 0;
 constinit int32_t main_auto_off_started = 0;
 constinit int32_t program_volume_msg_id = -1;

@@ -18,8 +18,8 @@ constexpr int status_error = 2;
 constexpr int32_t poll_ms = 100; /* how soon a change is seen */
 constexpr uint64_t hash_start = 0xCBF29CE484222325, hash_factor = 0x100000001B3;
 
-static volatile sig_atomic_t asked_to_end;
-static bool font_is_open;
+static constinit volatile sig_atomic_t asked_to_end = 0;
+static constinit bool font_is_open = false;
 
 static void on_signal(int)
 {

@@ -41,10 +41,11 @@ static const sample_lyric sample_lyrics[] = {
     {100000, "We walk on"},
 };
 
-static int32_t battery_level = 100;
-static audio_tags tags;
-static audio_stream stream;
-static list rows;
+/* Main thread, like everything here. */
+static constinit int32_t battery_level = 100;
+static constinit audio_tags tags = {};
+static constinit audio_stream stream = {};
+static constinit list rows = {};
 
 /* ---- a device that shows nothing ---- */
 
