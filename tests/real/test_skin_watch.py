@@ -76,8 +76,7 @@ class SkinWatchTest(unittest.TestCase):
         self.write("leaks.txt", "leak:libdbus-1\n")
         clean = {name: value for name, value in os.environ.items() if name not in DISPLAYS}
         leaks = f"suppressions={self.path('leaks.txt')}:print_suppressions=0"
-        return {**clean, "TZ": "UTC", "PIXMAN_DISABLE": "mmx sse2 ssse3", "LSAN_OPTIONS": leaks,
-                **more}
+        return {**clean, "TZ": "UTC", "LSAN_OPTIONS": leaks, **more}
 
     def run_tool(self, *arguments):
         subprocess.run([PROGRAM, *arguments], cwd=self.folder, env=self.environment(), check=True,

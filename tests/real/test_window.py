@@ -44,13 +44,13 @@ class WindowTest(PlayerTest):
         self.write("leaks.txt", b"leak:libdbus-1\n")
         environment["LSAN_OPTIONS"] = f"suppressions={self.path('leaks.txt')}:print_suppressions=0"
         process = self.start(DISPLAY=self.display.name, SDL_VIDEODRIVER="x11", HOME=self.folder,
-                             SDL_AUDIODRIVER="dummy", PIXMAN_DISABLE="mmx sse2 ssse3", **environment)
+                             SDL_AUDIODRIVER="dummy", **environment)
         window = self.wait_until("no window", lambda: self.display.find_window(TITLE))
         return process, window
 
     def scripted(self, script):
         """The rows of the picture that the scripted device shows after `script`."""
-        run = self.run_script(script + "screenshot shot.png\n", PIXMAN_DISABLE="mmx sse2 ssse3")
+        run = self.run_script(script + "screenshot shot.png\n")
         self.assertEqual(run.status, 0, run.err + run.out)
         rows = read_png(self.path("shot.png"))[2]
         os.remove(self.path("shot.png"))
