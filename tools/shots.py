@@ -67,9 +67,12 @@ def demo_tracks(folder):
 def shoot(build, skin, script, last, without=()):
     """Plays the script in a program folder whose demo music lacks the files `without`; the track
     `last` plays."""
-    # Always the same folder: the file browser shows it.
+    # Always the same folder, because the file browser shows it; one that is there is not ours.
     folder = "/tmp/zerv-player"
-    shutil.rmtree(folder, ignore_errors=True)
+    try:
+        os.mkdir(folder)
+    except FileExistsError:
+        sys.exit(f"{folder} is in the way; the pictures need that name, so move it away")
     try:
         program = os.path.join(folder, "player")
         shutil.copytree(os.path.join(build, "player"), program,
