@@ -113,7 +113,7 @@ static void write_number(FILE *file, const char *name, int32_t value)
     (void)fprintf(file, "\t<%s>%d</%s>\r\n", name, value, name);
 }
 
-/* Not escaped: older versions of the program read the file as it is. */
+/* Not escaped: the format has the bytes of a path as they are between its tags. */
 static void write_text(FILE *file, const char *name, const char *value)
 {
     (void)fprintf(file, "\t<%s>%s</%s>\r\n", name, value, name);

@@ -29,7 +29,7 @@ static uint32_t choose(uint32_t index, int32_t delta, uint32_t count)
 {
     switch (__atomic_load_n(&cfg_playback_order, __ATOMIC_RELAXED)) {
     case order_sequence:
-        /* Unsigned, so one before the first is 2^32 - 1 modulo count: the player's habit. */
+        /* Unsigned, so that a step before the first stays inside: 2^32 - 1 modulo count. */
         return (index + static_cast<uint32_t>(delta)) % count;
     case order_random:
         return random_other(index, count);
