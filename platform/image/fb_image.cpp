@@ -51,12 +51,15 @@ static void blend_row_opaque(uint16_t *to, const uint16_t *from, int32_t count, 
 
 static uint16_t *target_of(const fb_surface *surface, const fb_area *area, int32_t row)
 {
-    return surface->pixels + (size_t)(area->dst_y + row) * (size_t)surface->stride + area->dst_x;
+    return surface->pixels +
+           static_cast<size_t>(area->dst_y + row) * static_cast<size_t>(surface->stride) +
+           area->dst_x;
 }
 
 static size_t source_of(const image *img, const fb_area *area, int32_t row)
 {
-    return (size_t)(area->src_y + row) * (size_t)img->width + (size_t)area->src_x;
+    return static_cast<size_t>(area->src_y + row) * static_cast<size_t>(img->width) +
+           static_cast<size_t>(area->src_x);
 }
 
 static void draw_opaque(fb_surface *surface, const image *img, const fb_area *area, uint32_t alpha)
@@ -65,7 +68,7 @@ static void draw_opaque(fb_surface *surface, const image *img, const fb_area *ar
         uint16_t *to = target_of(surface, area, row);
         const uint16_t *from = img->rgb565 + source_of(img, area, row);
         if (alpha == 255)
-            memcpy(to, from, (size_t)area->w * sizeof *to);
+            memcpy(to, from, static_cast<size_t>(area->w) * sizeof *to);
         else
             blend_row_opaque(to, from, area->w, alpha);
     }
@@ -95,9 +98,12 @@ static void draw_span(fb_surface *surface, const image *img, const fb_area *area
         return;
     uint16_t *to = target_of(surface, area, span->y - area->src_y) + (from - area->src_x);
     if (span->opaque && alpha == 255)
-        memcpy(to, img->runs + span->first + (from - span->x), (size_t)(end - from) * sizeof *to);
+        memcpy(to, img->runs + span->first + (from - span->x),
+               static_cast<size_t>(end - from) * sizeof *to);
     else
-        blend_row(to, img->argb + (size_t)span->y * (size_t)img->width + from, end - from, alpha);
+        blend_row(to,
+                  img->argb + static_cast<size_t>(span->y) * static_cast<size_t>(img->width) + from,
+                  end - from, alpha);
 }
 
 static void draw_spans(fb_surface *surface, const image *img, const fb_area *area, uint32_t alpha)
@@ -116,7 +122,7 @@ int fb_draw_image(fb_surface *surface, const image *img, int32_t dest_x, int32_t
     fb_area area = {dest_x, dest_y, w, h, src_x, src_y};
     if (!fb_clip(&area, surface->width, surface->height, img->width, img->height))
         return 0;
-    const uint32_t opacity = (uint32_t)std::min<int32_t>(alpha, 255);
+    const uint32_t opacity = static_cast<uint32_t>(std::min<int32_t>(alpha, 255));
     if (img->rgb565)
         draw_opaque(surface, img, &area, opacity);
     else if (img->spans)

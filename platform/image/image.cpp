@@ -38,35 +38,35 @@ struct memory_rest {
 
 static int read_file(void *handle, void *buffer, unsigned length)
 {
-    FILE *file = (FILE *)handle;
+    FILE *file = static_cast<FILE *>(handle);
     const size_t got = fread(buffer, 1, length, file);
-    return got == 0 && ferror(file) ? -1 : (int)got;
+    return got == 0 && ferror(file) ? -1 : static_cast<int>(got);
 }
 
 static int read_memory(void *handle, void *buffer, unsigned length)
 {
-    memory_rest *rest = (memory_rest *)handle;
+    memory_rest *rest = static_cast<memory_rest *>(handle);
     const size_t got = std::min<size_t>(length, rest->size);
     if (got == 0)
         return 0;
     memcpy(buffer, rest->data, got);
     rest->data += got;
     rest->size -= got;
-    return (int)got;
+    return static_cast<int>(got);
 }
 
 size_t image_source_read(image_source *source, void *buffer, size_t size)
 {
-    unsigned char *to = (unsigned char *)buffer;
+    unsigned char *to = static_cast<unsigned char *>(buffer);
     size_t done = std::min(size, source->head_count - source->head_used);
     memcpy(to, source->head + source->head_used, done);
     source->head_used += done;
     while (done < size) {
-        const unsigned wanted = (unsigned)std::min<size_t>(size - done, 1u << 20);
+        const unsigned wanted = static_cast<unsigned>(std::min<size_t>(size - done, 1u << 20));
         const int got = source->read(source->handle, to + done, wanted);
-        if (got <= 0 || (unsigned)got > wanted)
+        if (got <= 0 || static_cast<unsigned>(got) > wanted)
             break;
-        done += (size_t)got;
+        done += static_cast<size_t>(got);
     }
     return done;
 }
@@ -100,8 +100,8 @@ bool image_source_accept(image_source *source, int64_t width, int64_t height)
 {
     if (!size_fits(width, height))
         return false;
-    source->width = (int32_t)width;
-    source->height = (int32_t)height;
+    source->width = static_cast<int32_t>(width);
+    source->height = static_cast<int32_t>(height);
     return true;
 }
 
@@ -116,7 +116,7 @@ image *image_new(int32_t width, int32_t height)
 {
     if (!size_fits(width, height))
         return nullptr;
-    image *made = (image *)calloc(1, sizeof *made);
+    image *made = static_cast<image *>(calloc(1, sizeof *made));
     if (!made)
         return nullptr;
     made->width = width;
@@ -124,7 +124,8 @@ image *image_new(int32_t width, int32_t height)
     made->has_alpha = true;
     /* Zeroed pages come from the system untouched, so a small file that claims a large picture
      * costs only the rows it really has. */
-    made->argb = (uint32_t *)calloc((size_t)width * (size_t)height, sizeof *made->argb);
+    made->argb = static_cast<uint32_t *>(
+        calloc(static_cast<size_t>(width) * static_cast<size_t>(height), sizeof *made->argb));
     if (!made->argb) {
         (void)image_free(made);
         return nullptr;
@@ -150,7 +151,7 @@ bool image_premultiply(uint32_t *pixels, size_t count)
 
 bool image_is_opaque(const image *picture)
 {
-    const size_t count = (size_t)picture->width * (size_t)picture->height;
+    const size_t count = static_cast<size_t>(picture->width) * static_cast<size_t>(picture->height);
     return std::all_of(picture->argb, picture->argb + count,
                        [](uint32_t argb) { return argb >> 24 == 255; });
 }
@@ -189,7 +190,7 @@ image *image_read_from_memory(const char *ext, const void *data, size_t size)
     (void)ext; /* extensions lie, signatures do not */
     if (fault_hit("image_read_from_memory") || !data)
         return nullptr;
-    memory_rest rest = {(const unsigned char *)data, size};
+    memory_rest rest = {static_cast<const unsigned char *>(data), size};
     return decode(read_memory, &rest);
 }
 
@@ -199,7 +200,7 @@ image *image_read_reduced(const char *ext, const void *data, size_t size, int32_
     (void)ext; /* extensions lie, signatures do not */
     if (fault_hit("image_read_reduced") || !data || side < 1 || !width || !height)
         return nullptr;
-    memory_rest rest = {(const unsigned char *)data, size};
+    memory_rest rest = {static_cast<const unsigned char *>(data), size};
     image_source source = {};
     source.read = read_memory;
     source.handle = &rest;

@@ -36,7 +36,7 @@ void image_blocks_average(uint32_t *to, const uint32_t *sums, int32_t width, int
                           int32_t rows)
 {
     for (int32_t x = 0; x < width; x += block, sums += 4) {
-        const uint32_t area = (uint32_t)(rows * std::min(block, width - x));
+        const uint32_t area = static_cast<uint32_t>(rows * std::min(block, width - x));
         const uint32_t half = area / 2;
         *to++ = (sums[3] + half) / area << 24 | (sums[2] + half) / area << 16 |
                 (sums[1] + half) / area << 8 | (sums[0] + half) / area;

@@ -44,11 +44,12 @@ static uint16_t dithered(uint32_t argb, uint32_t threshold)
 
 static int dither_opaque(image *picture)
 {
-    const size_t width = (size_t)picture->width;
-    uint16_t *to = (uint16_t *)malloc(width * (size_t)picture->height * sizeof *to);
+    const size_t width = static_cast<size_t>(picture->width);
+    uint16_t *to =
+        static_cast<uint16_t *>(malloc(width * static_cast<size_t>(picture->height) * sizeof *to));
     if (!to)
         return -1;
-    for (size_t y = 0; y < (size_t)picture->height; y++)
+    for (size_t y = 0; y < static_cast<size_t>(picture->height); y++)
         for (size_t x = 0; x < width; x++)
             to[y * width + x] = dithered(picture->argb[y * width + x], bayer[y & 7][x & 7]);
     picture->rgb565 = to;
@@ -91,20 +92,23 @@ static int32_t mixed_end(const uint32_t *row, int32_t x, int32_t width)
 static void add_span(span_maker *maker, int32_t y, int32_t x, int32_t end, bool is_opaque)
 {
     if (maker->spans) {
-        maker->spans[maker->span_count] = {(uint16_t)y, (uint16_t)x, (uint16_t)(end - x), is_opaque,
+        maker->spans[maker->span_count] = {static_cast<uint16_t>(y), static_cast<uint16_t>(x),
+                                           static_cast<uint16_t>(end - x), is_opaque,
                                            is_opaque ? maker->run_count : 0};
-        const uint32_t *from = maker->picture->argb + (size_t)y * (size_t)maker->picture->width;
+        const uint32_t *from = maker->picture->argb +
+                               static_cast<size_t>(y) * static_cast<size_t>(maker->picture->width);
         for (int32_t i = x; is_opaque && i < end; i++)
-            maker->runs[maker->run_count + (uint32_t)(i - x)] = fb_pack_argb(from[i]);
+            maker->runs[maker->run_count + static_cast<uint32_t>(i - x)] = fb_pack_argb(from[i]);
     }
     maker->span_count++;
-    maker->run_count += is_opaque ? (uint32_t)(end - x) : 0;
+    maker->run_count += is_opaque ? static_cast<uint32_t>(end - x) : 0;
 }
 
 static void scan_row(span_maker *maker, int32_t y)
 {
     const int32_t width = maker->picture->width;
-    const uint32_t *row = maker->picture->argb + (size_t)y * (size_t)width;
+    const uint32_t *row =
+        maker->picture->argb + static_cast<size_t>(y) * static_cast<size_t>(width);
     for (int32_t x = 0; x < width;) {
         int32_t end = run_end(row, x, width);
         const pixel_kind kind = kind_of(row[x]);
@@ -132,8 +136,10 @@ static int make_spans(image *picture)
     maker.picture = picture;
     scan(&maker);
     /* One more of each, so that an empty picture has arrays too and counts as dithered. */
-    image_span *spans = (image_span *)malloc(((size_t)maker.span_count + 1) * sizeof *spans);
-    uint16_t *runs = (uint16_t *)malloc(((size_t)maker.run_count + 1) * sizeof *runs);
+    image_span *spans = static_cast<image_span *>(
+        malloc((static_cast<size_t>(maker.span_count) + 1) * sizeof *spans));
+    uint16_t *runs =
+        static_cast<uint16_t *>(malloc((static_cast<size_t>(maker.run_count) + 1) * sizeof *runs));
     if (!spans || !runs) {
         free(spans);
         free(runs);
@@ -156,7 +162,7 @@ int image_dither(image *picture)
         return 0; /* done before */
     if (!picture->argb)
         return -1;
-    const size_t count = (size_t)picture->width * (size_t)picture->height;
+    const size_t count = static_cast<size_t>(picture->width) * static_cast<size_t>(picture->height);
     picture->has_alpha = !std::all_of(picture->argb, picture->argb + count,
                                       [](uint32_t argb) { return argb >> 24 == 255; });
     return picture->has_alpha ? make_spans(picture) : dither_opaque(picture);

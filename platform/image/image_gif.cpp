@@ -20,7 +20,8 @@ static int read_bytes(GifFileType *gif, GifByteType *to, int size)
 {
     if (size <= 0)
         return 0;
-    return (int)image_source_read((image_source *)gif->UserData, to, (size_t)size);
+    return static_cast<int>(image_source_read(static_cast<image_source *>(gif->UserData), to,
+                                              static_cast<size_t>(size)));
 }
 
 /* Reads one extension; a graphics control block names the transparent colour, -1 = none. */
@@ -61,8 +62,8 @@ static void convert_row(uint32_t *to, const GifPixelType *from, int count,
         if (from[i] == transparent || from[i] >= colours->ColorCount)
             continue; /* the canvas is transparent already */
         const GifColorType &colour = colours->Colors[from[i]];
-        to[i] = 0xFF000000u | (uint32_t)colour.Red << 16 | (uint32_t)colour.Green << 8 |
-                (uint32_t)colour.Blue;
+        to[i] = 0xFF000000u | static_cast<uint32_t>(colour.Red) << 16 |
+                static_cast<uint32_t>(colour.Green) << 8 | static_cast<uint32_t>(colour.Blue);
     }
 }
 
@@ -80,7 +81,8 @@ static bool read_rows(GifFileType *gif, image *picture, GifPixelType *row, int t
         for (int y = frame.Interlace ? starts[pass] : 0; y < frame.Height; y += step) {
             if (DGifGetLine(gif, row, frame.Width) == GIF_ERROR)
                 return false;
-            uint32_t *to = picture->argb + (size_t)(frame.Top + y) * (size_t)picture->width;
+            uint32_t *to = picture->argb +
+                           static_cast<size_t>(frame.Top + y) * static_cast<size_t>(picture->width);
             convert_row(to + frame.Left, row, frame.Width, colours, transparent);
         }
     }
@@ -93,10 +95,12 @@ static image *new_canvas(const GifFileType *gif)
     const GifImageDesc &frame = gif->Image;
     if (frame.Width < 1 || frame.Height < 1 || frame.Left < 0 || frame.Top < 0)
         return nullptr;
-    const int64_t width = std::max<int64_t>(gif->SWidth, (int64_t)frame.Left + frame.Width);
-    const int64_t height = std::max<int64_t>(gif->SHeight, (int64_t)frame.Top + frame.Height);
-    return image_source_accept((image_source *)gif->UserData, width, height)
-               ? image_new((int32_t)width, (int32_t)height)
+    const int64_t width =
+        std::max<int64_t>(gif->SWidth, static_cast<int64_t>(frame.Left) + frame.Width);
+    const int64_t height =
+        std::max<int64_t>(gif->SHeight, static_cast<int64_t>(frame.Top) + frame.Height);
+    return image_source_accept(static_cast<image_source *>(gif->UserData), width, height)
+               ? image_new(static_cast<int32_t>(width), static_cast<int32_t>(height))
                : nullptr;
 }
 
@@ -109,7 +113,8 @@ image *image_gif_decode(image_source *source)
     owner<image, image_free> picture(new_canvas(gif.get()));
     if (!picture)
         return nullptr;
-    owner<GifPixelType, free> row((GifPixelType *)malloc((size_t)gif->Image.Width));
+    owner<GifPixelType, free> row(
+        static_cast<GifPixelType *>(malloc(static_cast<size_t>(gif->Image.Width))));
     if (!row || !read_rows(gif.get(), picture.get(), row.get(), transparent))
         return nullptr;
     picture->has_alpha = !image_is_opaque(picture.get());

@@ -34,7 +34,7 @@ struct jpeg_job {
 
 static jpeg_job *job_of(j_common_ptr jpeg)
 {
-    return (jpeg_job *)jpeg->client_data;
+    return static_cast<jpeg_job *>(jpeg->client_data);
 }
 
 static void on_error(j_common_ptr jpeg)
@@ -46,7 +46,7 @@ static void on_error(j_common_ptr jpeg)
  * one that says so itself: a few hundred bytes could otherwise grow to 16 grey megapixels. */
 static void on_message(j_common_ptr jpeg, int level)
 {
-    if (level < 0 && ((j_decompress_ptr)jpeg)->unread_marker == JPEG_EOI)
+    if (level < 0 && (reinterpret_cast<j_decompress_ptr>(jpeg))->unread_marker == JPEG_EOI)
         job_of(jpeg)->cut = true;
 }
 
@@ -54,7 +54,7 @@ static void on_print(j_common_ptr) {}
 
 static void on_progress(j_common_ptr jpeg)
 {
-    if (((j_decompress_ptr)jpeg)->input_scan_number > scans_max)
+    if ((reinterpret_cast<j_decompress_ptr>(jpeg))->input_scan_number > scans_max)
         on_error(jpeg);
 }
 
@@ -62,7 +62,7 @@ static void input_nothing(j_decompress_ptr) {}
 
 static boolean input_fill(j_decompress_ptr jpeg)
 {
-    jpeg_job *job = job_of((j_common_ptr)jpeg);
+    jpeg_job *job = job_of(reinterpret_cast<j_common_ptr>(jpeg));
     size_t got = job->ended ? 0 : image_source_read(job->source, job->buffer, buffer_size);
     if (got == 0) {
         /* An end marker keeps the decoder from waiting for bytes that never come. */
@@ -78,15 +78,15 @@ static boolean input_fill(j_decompress_ptr jpeg)
 
 static void input_skip(j_decompress_ptr jpeg, long count)
 {
-    jpeg_job *job = job_of((j_common_ptr)jpeg);
-    while (count > 0 && (size_t)count > job->input.bytes_in_buffer && !job->ended) {
-        count -= (long)job->input.bytes_in_buffer;
+    jpeg_job *job = job_of(reinterpret_cast<j_common_ptr>(jpeg));
+    while (count > 0 && static_cast<size_t>(count) > job->input.bytes_in_buffer && !job->ended) {
+        count -= static_cast<long>(job->input.bytes_in_buffer);
         (void)input_fill(jpeg); /* never fails */
     }
     if (count <= 0 || job->ended)
         return;
     job->input.next_input_byte += count;
-    job->input.bytes_in_buffer -= (size_t)count;
+    job->input.bytes_in_buffer -= static_cast<size_t>(count);
 }
 
 static void set_callbacks(jpeg_job *job)
@@ -127,7 +127,7 @@ static void convert_rgb(uint32_t *to, const JSAMPLE *from, int32_t count)
 /* libjpeg reduces by 2, 4 and 8, in less time than the whole picture takes. */
 static unsigned reduction(const image_source *source)
 {
-    return std::bit_floor((unsigned)std::min(image_source_factor(source), 8));
+    return std::bit_floor(static_cast<unsigned>(std::min(image_source_factor(source), 8)));
 }
 
 static bool start(jpeg_job *job)
@@ -142,8 +142,10 @@ static bool start(jpeg_job *job)
     jpeg->out_color_space = jpeg->num_components == 4 ? JCS_CMYK : JCS_RGB;
     if (!jpeg_start_decompress(jpeg))
         return false;
-    job->picture = image_new((int32_t)jpeg->output_width, (int32_t)jpeg->output_height);
-    job->row = (JSAMPLE *)malloc((size_t)jpeg->output_width * (size_t)jpeg->output_components);
+    job->picture = image_new(static_cast<int32_t>(jpeg->output_width),
+                             static_cast<int32_t>(jpeg->output_height));
+    job->row = static_cast<JSAMPLE *>(malloc(static_cast<size_t>(jpeg->output_width) *
+                                             static_cast<size_t>(jpeg->output_components)));
     return job->picture && job->row;
 }
 
@@ -154,8 +156,8 @@ static bool decode_steps(jpeg_job *job)
     if (!start(job))
         return false;
     while (jpeg->output_scanline < jpeg->output_height && !job->cut) {
-        uint32_t *to =
-            job->picture->argb + (size_t)jpeg->output_scanline * (size_t)job->picture->width;
+        uint32_t *to = job->picture->argb + static_cast<size_t>(jpeg->output_scanline) *
+                                                static_cast<size_t>(job->picture->width);
         if (jpeg_read_scanlines(jpeg, &job->row, 1) != 1)
             return false;
         if (jpeg->output_components == 4)
@@ -180,7 +182,7 @@ static bool decode_guarded(jpeg_job *job)
 
 image *image_jpeg_decode(image_source *source)
 {
-    jpeg_job *job = (jpeg_job *)calloc(1, sizeof *job);
+    jpeg_job *job = static_cast<jpeg_job *>(calloc(1, sizeof *job));
     if (!job)
         return nullptr;
     job->source = source;

@@ -24,7 +24,7 @@ struct png_job {
 
 static void read_bytes(png_structp png, png_bytep to, size_t size)
 {
-    if (image_source_read((image_source *)png_get_io_ptr(png), to, size) != size)
+    if (image_source_read(static_cast<image_source *>(png_get_io_ptr(png)), to, size) != size)
         png_error(png, "file ends early");
 }
 
@@ -42,7 +42,8 @@ static void skip_extras(png_structp png)
     static constexpr png_byte extras[] =
         "cHRM\0gAMA\0iCCP\0sBIT\0sRGB\0bKGD\0hIST\0pHYs\0sPLT\0tIME\0"
         "tEXt\0zTXt\0iTXt\0eXIf\0oFFs\0pCAL\0sCAL\0sTER";
-    png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, extras, (int)(sizeof extras / 5));
+    png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, extras,
+                                static_cast<int>(sizeof extras / 5));
 }
 
 static void ask_for_rgba(png_job *job)
@@ -63,18 +64,23 @@ static bool read_whole(png_job *job, int passes)
     uint32_t *pixels = job->picture->argb;
     for (int pass = 0; pass < passes; pass++)
         for (int32_t y = 0; y < height; y++)
-            png_read_row(job->png, (png_bytep)(pixels + (size_t)y * (size_t)width), nullptr);
-    job->picture->has_alpha = !image_premultiply(pixels, (size_t)width * (size_t)height);
+            png_read_row(job->png,
+                         reinterpret_cast<png_bytep>(pixels + static_cast<size_t>(y) *
+                                                                  static_cast<size_t>(width)),
+                         nullptr);
+    job->picture->has_alpha =
+        !image_premultiply(pixels, static_cast<size_t>(width) * static_cast<size_t>(height));
     return true;
 }
 
 static void read_block_row(png_job *job, uint32_t *to, int32_t factor, int32_t rows)
 {
     const int32_t width = job->source->width;
-    memset(job->sums, 0, (size_t)job->picture->width * 4 * sizeof *job->sums);
+    memset(job->sums, 0, static_cast<size_t>(job->picture->width) * 4 * sizeof *job->sums);
     for (int32_t i = 0; i < rows; i++) {
-        png_read_row(job->png, (png_bytep)job->row, nullptr);
-        (void)image_premultiply(job->row, (size_t)width); /* averages tell what is opaque */
+        png_read_row(job->png, reinterpret_cast<png_bytep>(job->row), nullptr);
+        (void)image_premultiply(job->row,
+                                static_cast<size_t>(width)); /* averages tell what is opaque */
         image_blocks_add(job->sums, job->row, width, factor);
     }
     image_blocks_average(to, job->sums, width, factor, rows);
@@ -86,8 +92,9 @@ static bool read_reduced(png_job *job, int32_t factor)
     const int32_t height = job->source->height;
     const int32_t blocks = image_blocks_count(width, factor);
     job->picture = image_new(blocks, image_blocks_count(height, factor));
-    job->row = (uint32_t *)malloc((size_t)width * sizeof *job->row);
-    job->sums = (uint32_t *)malloc((size_t)blocks * 4 * sizeof *job->sums);
+    job->row = static_cast<uint32_t *>(malloc(static_cast<size_t>(width) * sizeof *job->row));
+    job->sums =
+        static_cast<uint32_t *>(malloc(static_cast<size_t>(blocks) * 4 * sizeof *job->sums));
     if (!job->picture || !job->row || !job->sums)
         return false;
     uint32_t *to = job->picture->argb;
@@ -108,7 +115,7 @@ static bool decode_steps(png_job *job)
     ask_for_rgba(job);
     const int passes = png_set_interlace_handling(job->png);
     png_read_update_info(job->png, job->info);
-    if (png_get_rowbytes(job->png, job->info) != (size_t)width * 4)
+    if (png_get_rowbytes(job->png, job->info) != static_cast<size_t>(width) * 4)
         return false;
     /* The passes of an interlaced picture fill all of its rows again and again. */
     const int32_t factor = passes == 1 ? image_source_factor(job->source) : 1;

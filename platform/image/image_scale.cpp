@@ -73,26 +73,27 @@ static void fill_weights(taps *pixel, const int64_t *raw, int64_t raw_sum)
     int32_t rest = weight_sum;
     int32_t heaviest = 0;
     for (int32_t i = 0; i < pixel->count; i++) {
-        pixel->weights[i] = (int16_t)(raw[i] * weight_sum / raw_sum);
+        pixel->weights[i] = static_cast<int16_t>(raw[i] * weight_sum / raw_sum);
         rest -= pixel->weights[i];
         if (pixel->weights[i] > pixel->weights[heaviest])
             heaviest = i;
     }
-    pixel->weights[heaviest] = (int16_t)(pixel->weights[heaviest] + rest);
+    pixel->weights[heaviest] = static_cast<int16_t>(pixel->weights[heaviest] + rest);
 }
 
 /* Enlarging, the filter spans 2 blocks to both sides; reducing, 2 target pixels. What lies beyond
  * an edge counts for the pixel at the edge. */
 static void fill_taps(const axis *a, taps *pixel, int32_t target)
 {
-    const int64_t denominator = 2 * (int64_t)a->target_size * a->block;
-    const int64_t middle = (2 * (int64_t)target + 1) * a->source_size * one / denominator;
+    const int64_t denominator = 2 * static_cast<int64_t>(a->target_size) * a->block;
+    const int64_t middle =
+        (2 * static_cast<int64_t>(target) + 1) * a->source_size * one / denominator;
     const int64_t scale = std::max(one, 2 * a->source_size * one / denominator);
     const int64_t from = (middle - 2 * scale) / one - 1;
     const int64_t end = (middle + 2 * scale) / one;
     const int64_t last_block = a->blocks - 1;
-    pixel->first = (int32_t)std::clamp<int64_t>(from, 0, last_block);
-    pixel->count = (int32_t)std::clamp<int64_t>(end, 0, last_block) - pixel->first + 1;
+    pixel->first = static_cast<int32_t>(std::clamp<int64_t>(from, 0, last_block));
+    pixel->count = static_cast<int32_t>(std::clamp<int64_t>(end, 0, last_block)) - pixel->first + 1;
     int64_t raw[2 * taps_max] = {};
     int64_t raw_sum = 0;
     for (int64_t i = from; i <= end; i++) {
@@ -117,12 +118,12 @@ static int set_axis(axis *a, int32_t dst_size, int32_t dst_start, int32_t dst_le
     if (src_start < 0 || src_length < 1 || src_length > src_size - src_start || dst_length < 1)
         return -1;
     const int64_t from = std::max<int64_t>(0, dst_start);
-    const int64_t end = std::min<int64_t>(dst_size, (int64_t)dst_start + dst_length);
+    const int64_t end = std::min<int64_t>(dst_size, static_cast<int64_t>(dst_start) + dst_length);
     a->source_start = src_start;
     a->source_size = src_length;
-    a->target_start = (int32_t)from;
-    a->target_skip = (int32_t)(from - dst_start);
-    a->target_count = (int32_t)std::max<int64_t>(0, end - from);
+    a->target_start = static_cast<int32_t>(from);
+    a->target_skip = static_cast<int32_t>(from - dst_start);
+    a->target_count = static_cast<int32_t>(std::max<int64_t>(0, end - from));
     a->target_size = dst_length;
     a->block = std::max<int32_t>(1, src_length / blocks_per_pixel / dst_length);
     a->blocks = image_blocks_count(src_length, a->block);
@@ -131,7 +132,7 @@ static int set_axis(axis *a, int32_t dst_size, int32_t dst_start, int32_t dst_le
 
 static int make_taps(axis *a)
 {
-    a->list = (taps *)malloc((size_t)a->target_count * sizeof *a->list);
+    a->list = static_cast<taps *>(malloc(static_cast<size_t>(a->target_count) * sizeof *a->list));
     if (!a->list)
         return -1;
     for (int32_t i = 0; i < a->target_count; i++)
@@ -141,7 +142,8 @@ static int make_taps(axis *a)
 
 static const uint32_t *source_row(const scaling *work, int32_t row)
 {
-    return work->src->argb + (size_t)(work->y.source_start + row) * (size_t)work->src->width +
+    return work->src->argb +
+           static_cast<size_t>(work->y.source_start + row) * static_cast<size_t>(work->src->width) +
            work->x.source_start;
 }
 
@@ -154,7 +156,7 @@ static const uint32_t *block_row(const scaling *work, int32_t index)
         return source_row(work, index);
     const int32_t first = index * y->block;
     const int32_t rows = std::min(y->block, y->source_size - first);
-    memset(work->sums, 0, (size_t)x->blocks * 4 * sizeof *work->sums);
+    memset(work->sums, 0, static_cast<size_t>(x->blocks) * 4 * sizeof *work->sums);
     for (int32_t row = first; row < first + rows; row++)
         image_blocks_add(work->sums, source_row(work, row), x->source_size, x->block);
     image_blocks_average(work->blocks, work->sums, x->source_size, x->block, rows);
@@ -171,13 +173,13 @@ static void filter_row(const scaling *work, int16_t *to, const uint32_t *from)
         for (int32_t k = 0; k < pixel->count; k++) {
             const uint32_t argb = from[pixel->first + k];
             const int32_t weight = pixel->weights[k];
-            sum[0] += weight * (int32_t)(argb & 0xFF);
-            sum[1] += weight * (int32_t)(argb >> 8 & 0xFF);
-            sum[2] += weight * (int32_t)(argb >> 16 & 0xFF);
-            sum[3] += weight * (int32_t)(argb >> 24);
+            sum[0] += weight * static_cast<int32_t>(argb & 0xFF);
+            sum[1] += weight * static_cast<int32_t>(argb >> 8 & 0xFF);
+            sum[2] += weight * static_cast<int32_t>(argb >> 16 & 0xFF);
+            sum[3] += weight * static_cast<int32_t>(argb >> 24);
         }
         for (int c = 0; c < 4; c++)
-            to[c] = (int16_t)(sum[c] >> row_shift);
+            to[c] = static_cast<int16_t>(sum[c] >> row_shift);
     }
 }
 
@@ -185,20 +187,20 @@ static void filter_row(const scaling *work, int16_t *to, const uint32_t *from)
 static uint32_t to_argb(const int32_t *sum)
 {
     const int32_t alpha = std::clamp(sum[3] >> column_shift, 0, 255);
-    const uint32_t red = (uint32_t)std::clamp(sum[2] >> column_shift, 0, alpha);
-    const uint32_t green = (uint32_t)std::clamp(sum[1] >> column_shift, 0, alpha);
-    const uint32_t blue = (uint32_t)std::clamp(sum[0] >> column_shift, 0, alpha);
-    return (uint32_t)alpha << 24 | red << 16 | green << 8 | blue;
+    const uint32_t red = static_cast<uint32_t>(std::clamp(sum[2] >> column_shift, 0, alpha));
+    const uint32_t green = static_cast<uint32_t>(std::clamp(sum[1] >> column_shift, 0, alpha));
+    const uint32_t blue = static_cast<uint32_t>(std::clamp(sum[0] >> column_shift, 0, alpha));
+    return static_cast<uint32_t>(alpha) << 24 | red << 16 | green << 8 | blue;
 }
 
 static size_t row_numbers(const scaling *work)
 {
-    return (size_t)work->x.target_count * 4;
+    return static_cast<size_t>(work->x.target_count) * 4;
 }
 
 static int16_t *ring_row(const scaling *work, int32_t row)
 {
-    return work->ring + (size_t)(row % taps_max) * row_numbers(work);
+    return work->ring + static_cast<size_t>(row % taps_max) * row_numbers(work);
 }
 
 static void filter_column(const scaling *work, uint32_t *to, const taps *line)
@@ -223,9 +225,10 @@ static void resample(const scaling *work)
         const taps *line = &work->y.list[i];
         for (next = std::max(next, line->first); next < line->first + line->count; next++)
             filter_row(work, ring_row(work, next), block_row(work, next));
-        uint32_t *to = work->dst->argb +
-                       (size_t)(work->y.target_start + i) * (size_t)work->dst->width +
-                       work->x.target_start;
+        uint32_t *to =
+            work->dst->argb +
+            static_cast<size_t>(work->y.target_start + i) * static_cast<size_t>(work->dst->width) +
+            work->x.target_start;
         filter_column(work, to, line);
     }
 }
@@ -234,9 +237,11 @@ static int make_buffers(scaling *work)
 {
     if (make_taps(&work->x) || make_taps(&work->y))
         return -1;
-    work->ring = (int16_t *)malloc(taps_max * row_numbers(work) * sizeof *work->ring);
-    work->sums = (uint32_t *)malloc((size_t)work->x.blocks * 4 * sizeof *work->sums);
-    work->blocks = (uint32_t *)malloc((size_t)work->x.blocks * sizeof *work->blocks);
+    work->ring = static_cast<int16_t *>(malloc(taps_max * row_numbers(work) * sizeof *work->ring));
+    work->sums = static_cast<uint32_t *>(
+        malloc(static_cast<size_t>(work->x.blocks) * 4 * sizeof *work->sums));
+    work->blocks =
+        static_cast<uint32_t *>(malloc(static_cast<size_t>(work->x.blocks) * sizeof *work->blocks));
     return work->ring && work->sums && work->blocks ? 0 : -1;
 }
 
@@ -256,10 +261,10 @@ int image_resize_ratio(int32_t *w, int32_t *h, int32_t box_w, int32_t box_h)
     const int64_t width = *w;
     const int64_t height = *h;
     if (width * box_h >= height * box_w) {
-        *h = (int32_t)std::max<int64_t>(1, height * box_w / width);
+        *h = static_cast<int32_t>(std::max<int64_t>(1, height * box_w / width));
         *w = box_w;
     } else {
-        *w = (int32_t)std::max<int64_t>(1, width * box_h / height);
+        *w = static_cast<int32_t>(std::max<int64_t>(1, width * box_h / height));
         *h = box_h;
     }
     return 0;
