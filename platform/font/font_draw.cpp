@@ -21,9 +21,9 @@ static uint32_t mixed(uint32_t under, uint32_t ink, uint32_t coverage)
 /* Each channel in its own 5 or 6 bits: full coverage gives the very colour asked for. */
 static uint16_t ink_over(uint16_t under, uint16_t ink, uint32_t coverage)
 {
-    return (uint16_t)(mixed(under >> 11, ink >> 11, coverage) << 11 |
-                      mixed(under >> 5 & 0x3Fu, ink >> 5 & 0x3Fu, coverage) << 5 |
-                      mixed(under & 0x1Fu, ink & 0x1Fu, coverage));
+    return static_cast<uint16_t>(mixed(under >> 11, ink >> 11, coverage) << 11 |
+                                 mixed(under >> 5 & 0x3Fu, ink >> 5 & 0x3Fu, coverage) << 5 |
+                                 mixed(under & 0x1Fu, ink & 0x1Fu, coverage));
 }
 
 static void draw_bitmap(fb_surface *surface, const clip &area, const font_bitmap &glyph, int64_t x,
@@ -70,12 +70,12 @@ static clip clip_of(const fb_surface *surface, int32_t x, int32_t y, int32_t w, 
     clip area = {0, 0, surface->width, surface->height};
     if (w > 0) {
         area.left = std::max<int64_t>(0, x);
-        area.right = std::min<int64_t>(surface->width, (int64_t)x + w);
+        area.right = std::min<int64_t>(surface->width, static_cast<int64_t>(x) + w);
     }
     if (h > 0) {
         const int32_t overhang = h >= size ? (size + 3) / 4 : 0;
-        area.top = std::max<int64_t>(0, (int64_t)y - overhang);
-        area.bottom = std::min<int64_t>(surface->height, (int64_t)y + h + overhang);
+        area.top = std::max<int64_t>(0, static_cast<int64_t>(y) - overhang);
+        area.bottom = std::min<int64_t>(surface->height, static_cast<int64_t>(y) + h + overhang);
     }
     return area;
 }

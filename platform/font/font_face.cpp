@@ -56,7 +56,8 @@ static int open_outlines(FT_Library library, face *made)
 {
     unsigned length = 0;
     const char *data = hb_blob_get_data(made->blob, &length);
-    if (FT_New_Memory_Face(library, (const FT_Byte *)data, (FT_Long)length, 0, &made->outlines))
+    if (FT_New_Memory_Face(library, reinterpret_cast<const FT_Byte *>(data),
+                           static_cast<FT_Long>(length), 0, &made->outlines))
         return -1;
     return FT_IS_SCALABLE(made->outlines) && made->outlines->units_per_EM > 0 ? 0 : -1;
 }
@@ -107,7 +108,7 @@ static int add_fallback(font_faces *faces, const char *path)
 static void add_fallbacks(font_faces *faces, const char *path)
 {
     const char *slash = strrchr(path, '/');
-    const int folder_length = slash ? (int)(slash - path) + 1 : 0;
+    const int folder_length = slash ? static_cast<int>(slash - path) + 1 : 0;
     for (const char *name : fallback_names) {
         for (const char *folder : fallback_folders) {
             char candidate[4096];
@@ -121,7 +122,7 @@ static void add_fallbacks(font_faces *faces, const char *path)
 
 font_faces *font_faces_open(const char *path)
 {
-    font_faces *faces = (font_faces *)calloc(1, sizeof *faces);
+    font_faces *faces = static_cast<font_faces *>(calloc(1, sizeof *faces));
     if (!faces)
         return nullptr;
     faces->buffer = hb_buffer_create();
@@ -170,7 +171,7 @@ int32_t font_face_ascent(const font_faces *faces, int32_t size)
     const int64_t rise = outlines->ascender;
     const int64_t fall = -outlines->descender;
     const int64_t em = outlines->units_per_EM;
-    return (int32_t)((size * (em + rise - fall) + em) / (2 * em));
+    return static_cast<int32_t>((size * (em + rise - fall) + em) / (2 * em));
 }
 
 /* Whole pixels from glyph to glyph: a letter looks the same wherever it stands, and is drawn once.
@@ -187,9 +188,10 @@ size_t font_face_shape(font_faces *faces, const uint32_t *text, size_t length, c
     hb_buffer_t *buffer = faces->buffer;
     hb_font_set_scale(shaper, size * 64, size * 64);
     hb_buffer_clear_contents(buffer);
-    hb_buffer_add_codepoints(buffer, text, (int)length, run->start, (int)run->count);
+    hb_buffer_add_codepoints(buffer, text, static_cast<int>(length), run->start,
+                             static_cast<int>(run->count));
     hb_buffer_set_direction(buffer, run->level & 1 ? HB_DIRECTION_RTL : HB_DIRECTION_LTR);
-    hb_buffer_set_script(buffer, (hb_script_t)run->script);
+    hb_buffer_set_script(buffer, static_cast<hb_script_t>(run->script));
     hb_buffer_set_language(buffer, faces->language);
     hb_shape(shaper, buffer, nullptr, 0);
     unsigned count = 0;
@@ -219,7 +221,7 @@ bool font_face_render(font_faces *faces, uint32_t face_index, uint32_t glyph, in
 {
     face *from = &faces->faces[face_index];
     if (from->pixel_size != size) {
-        if (FT_Set_Pixel_Sizes(from->outlines, 0, (FT_UInt)size))
+        if (FT_Set_Pixel_Sizes(from->outlines, 0, static_cast<FT_UInt>(size)))
             return false;
         from->pixel_size = size;
     }
@@ -229,7 +231,11 @@ bool font_face_render(font_faces *faces, uint32_t face_index, uint32_t glyph, in
     const FT_Bitmap &bitmap = slot->bitmap;
     if (bitmap.pixel_mode != FT_PIXEL_MODE_GRAY || bitmap.pitch < 0 || !bitmap.buffer)
         return false;
-    *out = {slot->bitmap_left,    slot->bitmap_top, (int32_t)bitmap.width,
-            (int32_t)bitmap.rows, bitmap.pitch,     bitmap.buffer};
+    *out = {slot->bitmap_left,
+            slot->bitmap_top,
+            static_cast<int32_t>(bitmap.width),
+            static_cast<int32_t>(bitmap.rows),
+            bitmap.pitch,
+            bitmap.buffer};
     return out->width > 0 && out->height > 0;
 }

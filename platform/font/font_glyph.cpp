@@ -31,7 +31,7 @@ struct font_glyphs {
 
 font_glyphs *font_glyphs_new()
 {
-    return (font_glyphs *)calloc(1, sizeof(font_glyphs));
+    return static_cast<font_glyphs *>(calloc(1, sizeof(font_glyphs)));
 }
 
 void font_glyphs_free(font_glyphs *cache)
@@ -50,7 +50,7 @@ static void start_anew(font_glyphs *cache)
 static slot *find(font_glyphs *cache, const slot *key)
 {
     uint32_t hash = key->glyph * 2654435761u;
-    hash ^= (uint32_t)(key->size << 8 | key->face) * 2246822519u;
+    hash ^= static_cast<uint32_t>(key->size << 8 | key->face) * 2246822519u;
     hash ^= hash >> 15;
     for (uint32_t i = hash;; i++) {
         slot *at = &cache->slots[i & (slot_count - 1)];
@@ -62,17 +62,20 @@ static slot *find(font_glyphs *cache, const slot *key)
 
 static void keep(font_glyphs *cache, slot *key, const font_bitmap *drawn)
 {
-    const uint32_t bytes = (uint32_t)drawn->width * (uint32_t)drawn->height;
+    const uint32_t bytes =
+        static_cast<uint32_t>(drawn->width) * static_cast<uint32_t>(drawn->height);
     if (cache->used >= slots_used_max || bytes > pixels_size - cache->pixels_used)
         start_anew(cache);
-    key->left = (int16_t)drawn->left;
-    key->top = (int16_t)drawn->top;
-    key->width = (uint16_t)drawn->width;
-    key->height = (uint16_t)drawn->height;
+    key->left = static_cast<int16_t>(drawn->left);
+    key->top = static_cast<int16_t>(drawn->top);
+    key->width = static_cast<uint16_t>(drawn->width);
+    key->height = static_cast<uint16_t>(drawn->height);
     key->first = cache->pixels_used;
     for (int32_t y = 0; y < drawn->height; y++)
-        memcpy(cache->pixels + key->first + (size_t)y * (size_t)drawn->width,
-               drawn->pixels + (ptrdiff_t)y * drawn->pitch, (size_t)drawn->width);
+        memcpy(cache->pixels + key->first +
+                   static_cast<size_t>(y) * static_cast<size_t>(drawn->width),
+               drawn->pixels + static_cast<ptrdiff_t>(y) * drawn->pitch,
+               static_cast<size_t>(drawn->width));
     cache->pixels_used += bytes;
     cache->used++;
     *find(cache, key) = *key;
@@ -83,14 +86,15 @@ bool font_glyph_get(font_glyphs *cache, font_faces *faces, uint32_t face, uint32
 {
     slot key = {};
     key.glyph = glyph;
-    key.size = (uint16_t)size;
-    key.face = (uint16_t)face;
+    key.size = static_cast<uint16_t>(size);
+    key.face = static_cast<uint16_t>(face);
     const slot *found = find(cache, &key);
     if (found->size == 0) {
         font_bitmap drawn = {};
         if (!font_face_render(faces, face, glyph, size, &drawn))
             drawn = {}; /* blanks are remembered too */
-        if ((uint32_t)drawn.width * (uint32_t)drawn.height > glyph_size_max) {
+        if (static_cast<uint32_t>(drawn.width) * static_cast<uint32_t>(drawn.height) >
+            glyph_size_max) {
             *out = drawn;
             return true;
         }

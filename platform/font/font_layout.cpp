@@ -31,12 +31,12 @@ static void set_levels(font_layout *layout)
     memset(layout->levels, 0, layout->length);
     if (!may_be_bidi(layout))
         return;
-    const FriBidiStrIndex length = (FriBidiStrIndex)layout->length;
+    const FriBidiStrIndex length = static_cast<FriBidiStrIndex>(layout->length);
     FriBidiParType direction = FRIBIDI_PAR_ON;
     fribidi_get_bidi_types(layout->text, length, layout->types);
     fribidi_get_bracket_types(layout->text, length, layout->types, layout->brackets);
     if (fribidi_get_par_embedding_levels_ex(layout->types, layout->brackets, length, &direction,
-                                            (FriBidiLevel *)layout->levels) == 0)
+                                            reinterpret_cast<FriBidiLevel *>(layout->levels)) == 0)
         memset(layout->levels, 0, layout->length); /* out of memory: left to right */
 }
 

@@ -33,7 +33,7 @@ struct font_lines {
 
 font_lines *font_lines_new()
 {
-    return (font_lines *)calloc(1, sizeof(font_lines));
+    return static_cast<font_lines *>(calloc(1, sizeof(font_lines)));
 }
 
 void font_lines_free(font_lines *lines)
@@ -43,9 +43,10 @@ void font_lines_free(font_lines *lines)
 
 static uint32_t hash_of(const char *text, size_t length, int32_t size, int32_t limit)
 {
-    uint32_t hash = 2166136261u ^ (uint32_t)size * 31u ^ (uint32_t)limit * 131071u;
+    uint32_t hash =
+        2166136261u ^ static_cast<uint32_t>(size) * 31u ^ static_cast<uint32_t>(limit) * 131071u;
     for (size_t i = 0; i < length; i++)
-        hash = (hash ^ (uint8_t)text[i]) * 16777619u;
+        hash = (hash ^ static_cast<uint8_t>(text[i])) * 16777619u;
     return hash;
 }
 
@@ -85,11 +86,11 @@ static font_line place_glyphs(font_lines *lines, int32_t width)
     for (size_t i = 0; i < layout->glyph_count; i++) {
         const font_glyph *glyph = &layout->glyphs[i];
         lines->places[i] = {glyph->glyph, pen + glyph->x,
-                            (int16_t)std::clamp(glyph->y, INT16_MIN, INT16_MAX),
-                            (uint16_t)glyph->face};
+                            static_cast<int16_t>(std::clamp(glyph->y, INT16_MIN, INT16_MAX)),
+                            static_cast<uint16_t>(glyph->face)};
         pen += glyph->advance;
     }
-    return {lines->places, (uint32_t)layout->glyph_count, width};
+    return {lines->places, static_cast<uint32_t>(layout->glyph_count), width};
 }
 
 static font_line lay_out(font_lines *lines, font_faces *faces, const char *text, int32_t size,

@@ -48,7 +48,7 @@ static uint32_t next_character(const uint8_t **text)
     const lead *first = lead_of(byte);
     if (!first)
         return replacement;
-    uint32_t value = byte & (uint8_t)~first->mask;
+    uint32_t value = byte & static_cast<uint8_t>(~first->mask);
     for (uint32_t missing = first->tail_count; missing > 0; missing--) {
         if ((**text & 0xC0) != 0x80)
             return replacement;
@@ -80,7 +80,7 @@ static bool compose(uint32_t *last, uint32_t character)
 size_t font_utf8_decode(const char *text, uint32_t *to, size_t room)
 {
     size_t count = 0;
-    const uint8_t *at = (const uint8_t *)text;
+    const uint8_t *at = reinterpret_cast<const uint8_t *>(text);
     while (*at && count < room) {
         const uint32_t character = next_character(&at);
         if (is_control(character))
