@@ -15,15 +15,16 @@ struct fb_area {
 inline bool fb_clip_axis(int32_t *dst, int32_t *src, int32_t *length, int32_t dst_size,
                          int32_t src_size)
 {
-    const int64_t skip = std::max<int64_t>(0, std::max(-(int64_t)*dst, -(int64_t)*src));
+    const int64_t skip =
+        std::max<int64_t>(0, std::max(-static_cast<int64_t>(*dst), -static_cast<int64_t>(*src)));
     const int64_t from = *dst + skip;
     const int64_t source = *src + skip;
     const int64_t left = std::min({*length - skip, dst_size - from, src_size - source});
     if (left <= 0)
         return false;
-    *dst = (int32_t)from;
-    *src = (int32_t)source;
-    *length = (int32_t)left;
+    *dst = static_cast<int32_t>(from);
+    *src = static_cast<int32_t>(source);
+    *length = static_cast<int32_t>(left);
     return true;
 }
 

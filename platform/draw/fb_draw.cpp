@@ -11,7 +11,7 @@ static constexpr int32_t size_max = 4096;
 
 static uint16_t *row_of(const fb_surface *surface, int32_t x, int32_t y)
 {
-    return surface->pixels + (size_t)y * (size_t)surface->stride + x;
+    return surface->pixels + static_cast<size_t>(y) * static_cast<size_t>(surface->stride) + x;
 }
 
 /* The first row is filled pixel by pixel, the others are copies of it: memcpy() knows the widest
@@ -22,7 +22,7 @@ static void fill(fb_surface *surface, int32_t x, int32_t y, int32_t w, int32_t h
     for (int32_t i = 0; i < w; i++)
         first[i] = colour;
     for (int32_t i = 1; i < h; i++)
-        memcpy(row_of(surface, x, y + i), first, (size_t)w * sizeof *first);
+        memcpy(row_of(surface, x, y + i), first, static_cast<size_t>(w) * sizeof *first);
 }
 
 fb_surface *fb_create(int32_t width, int32_t height)
@@ -31,13 +31,14 @@ fb_surface *fb_create(int32_t width, int32_t height)
         return nullptr;
     if (width < 1 || height < 1 || width > size_max || height > size_max)
         return nullptr;
-    fb_surface *made = (fb_surface *)calloc(1, sizeof *made);
+    fb_surface *made = static_cast<fb_surface *>(calloc(1, sizeof *made));
     if (!made)
         return nullptr;
     made->width = width;
     made->height = height;
     made->stride = width;
-    made->pixels = (uint16_t *)calloc((size_t)width * (size_t)height, sizeof *made->pixels);
+    made->pixels = static_cast<uint16_t *>(
+        calloc(static_cast<size_t>(width) * static_cast<size_t>(height), sizeof *made->pixels));
     if (!made->pixels || fb_texts_attach(made)) {
         (void)fb_free(made); /* not the screen, so it cannot refuse */
         return nullptr;
@@ -76,9 +77,10 @@ int fb_copy(fb_surface *dst, const fb_surface *src, int32_t dst_x, int32_t dst_y
     fb_area area = {dst_x, dst_y, w, h, src_x, src_y};
     if (!fb_clip(&area, dst->width, dst->height, src->width, src->height))
         return 0;
-    const size_t row_size = (size_t)area.w * sizeof *dst->pixels;
+    const size_t row_size = static_cast<size_t>(area.w) * sizeof *dst->pixels;
     if (area.w == dst->stride && area.w == src->stride) {
-        memcpy(row_of(dst, 0, area.dst_y), row_of(src, 0, area.src_y), row_size * (size_t)area.h);
+        memcpy(row_of(dst, 0, area.dst_y), row_of(src, 0, area.src_y),
+               row_size * static_cast<size_t>(area.h));
     } else {
         for (int32_t i = 0; i < area.h; i++)
             memcpy(row_of(dst, area.dst_x, area.dst_y + i), row_of(src, area.src_x, area.src_y + i),

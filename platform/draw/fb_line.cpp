@@ -34,8 +34,8 @@ static void walk_skip(walk *line, uint64_t steps)
         quotient++;
     }
     line->error = rest;
-    line->major += (int64_t)steps;
-    line->minor += line->minor_step * (int64_t)quotient;
+    line->major += static_cast<int64_t>(steps);
+    line->minor += line->minor_step * static_cast<int64_t>(quotient);
 }
 
 static void walk_step(walk *line)
@@ -58,8 +58,8 @@ static walk walk_make(int64_t major1, int64_t minor1, int64_t major2, int64_t mi
     line.major = major1;
     line.minor = minor1;
     line.major_end = major2;
-    line.length = (uint64_t)(major2 - major1);
-    line.rise = (uint64_t)std::llabs(minor2 - minor1);
+    line.length = static_cast<uint64_t>(major2 - major1);
+    line.rise = static_cast<uint64_t>(std::llabs(minor2 - minor1));
     line.error = line.length / 2;
     line.minor_step = minor2 < minor1 ? -1 : 1;
     return line;
@@ -72,15 +72,15 @@ int fb_draw_line(fb_surface *surface, int32_t x1, int32_t y1, int32_t x2, int32_
         return 0;
     if (y1 == y2 && x1 == x2)
         return fb_draw_rect(surface, x1, y1, 1, 1, colour);
-    const bool steep =
-        std::llabs((int64_t)y2 - y1) > std::llabs((int64_t)x2 - x1); /* y is the major direction */
+    const bool steep = std::llabs(static_cast<int64_t>(y2) - y1) >
+                       std::llabs(static_cast<int64_t>(x2) - x1); /* y is the major direction */
     walk line = steep ? walk_make(y1, x1, y2, x2) : walk_make(x1, y1, x2, y2);
     const int32_t major_size = steep ? surface->height : surface->width;
     const int32_t minor_size = steep ? surface->width : surface->height;
     if (line.major_end < 0)
         return 0;
     if (line.major < 0)
-        walk_skip(&line, (uint64_t)-line.major);
+        walk_skip(&line, static_cast<uint64_t>(-line.major));
     const int64_t end = std::min<int64_t>(line.major_end, major_size - 1);
     for (; line.major <= end; walk_step(&line)) {
         if (line.minor < 0 || line.minor >= minor_size)

@@ -28,11 +28,12 @@ constexpr uint32_t fb_blue8(uint16_t pixel)
  * a rectangle of the same colour meet without an edge. */
 constexpr uint16_t fb_pack(uint32_t red, uint32_t green, uint32_t blue)
 {
-    return (uint16_t)((red & 0xF8) << 8 | (green & 0xFC) << 3 | blue >> 3);
+    return static_cast<uint16_t>((red & 0xF8) << 8 | (green & 0xFC) << 3 | blue >> 3);
 }
 
 /* An opaque a8r8g8b8 pixel at the screen's depth. */
 constexpr uint16_t fb_pack_argb(uint32_t argb)
 {
-    return (uint16_t)((argb >> 8 & 0xF800) | (argb >> 5 & 0x07E0) | (argb >> 3 & 0x001F));
+    return static_cast<uint16_t>((argb >> 8 & 0xF800) | (argb >> 5 & 0x07E0) |
+                                 (argb >> 3 & 0x001F));
 }

@@ -46,8 +46,9 @@ static rectangle whole(const fb_surface *surface)
 /* A box without a limit reaches to the surface's edge to the right, and one line down. */
 static rectangle box_of(const fb_surface *surface, const fb_text *text)
 {
-    const int64_t right = text->w > 0 ? (int64_t)text->x + text->w : surface->width;
-    return {text->x, text->y, right, (int64_t)text->y + (text->h > 0 ? text->h : text->size)};
+    const int64_t right = text->w > 0 ? static_cast<int64_t>(text->x) + text->w : surface->width;
+    return {text->x, text->y, right,
+            static_cast<int64_t>(text->y) + (text->h > 0 ? text->h : text->size)};
 }
 
 /* Takes away what `cover` hides, where a rectangle remains: two views that slide share the screen
@@ -73,7 +74,8 @@ static void release(entry *old)
 
 static int32_t moved_by(int32_t position, int32_t by)
 {
-    return (int32_t)std::clamp<int64_t>((int64_t)position + by, INT32_MIN, INT32_MAX);
+    return static_cast<int32_t>(
+        std::clamp<int64_t>(static_cast<int64_t>(position) + by, INT32_MIN, INT32_MAX));
 }
 
 static void cover_texts(fb_text_log *log, const rectangle &cover)
@@ -96,7 +98,7 @@ static int grow(fb_text_log *log)
     if (log->room >= texts_max)
         return -1;
     const uint32_t room = log->room ? log->room * 2 : 32;
-    entry *grown = (entry *)realloc(log->entries, room * sizeof *grown);
+    entry *grown = static_cast<entry *>(realloc(log->entries, room * sizeof *grown));
     if (!grown)
         return -1;
     log->entries = grown;
@@ -122,7 +124,7 @@ int fb_texts_attach(fb_surface *surface)
 {
     if (!fb_keep_texts)
         return 0;
-    surface->texts = (fb_text_log *)calloc(1, sizeof *surface->texts);
+    surface->texts = static_cast<fb_text_log *>(calloc(1, sizeof *surface->texts));
     return surface->texts ? 0 : -1;
 }
 
