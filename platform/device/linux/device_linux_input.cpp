@@ -112,8 +112,10 @@ static void set_hat(source *from, uint32_t low, uint32_t high, int32_t value)
 
 static int32_t scaled(int32_t raw, const linux_range &range, int32_t size)
 {
-    const int64_t span = (int64_t)range.most - range.least;
-    return span == 0 ? 0 : (int32_t)(((int64_t)raw - range.least) * (size - 1) / span);
+    const int64_t span = static_cast<int64_t>(range.most) - range.least;
+    return span == 0 ? 0
+                     : static_cast<int32_t>((static_cast<int64_t>(raw) - range.least) * (size - 1) /
+                                            span);
 }
 
 static bool has_panel(const source *from)
@@ -214,7 +216,7 @@ static bool read_source(source *from)
             return errno == EAGAIN || errno == EINTR;
         if (got == 0)
             return false;
-        for (size_t i = 0; i < (size_t)got / sizeof *records; i++)
+        for (size_t i = 0; i < static_cast<size_t>(got) / sizeof *records; i++)
             on_record(from, &records[i]);
     }
 }
@@ -315,8 +317,8 @@ void linux_input_wait(int32_t ms)
         waiting[i] = {sources[i].fd, POLLIN, 0};
     waiting[source_count] = {wake_event, POLLIN, 0};
     uint64_t calls = 0;
-    if (poll(waiting, (nfds_t)source_count + 1, ms) > 0 && waiting[source_count].revents &&
-        read(wake_event, &calls, sizeof calls) < 0)
+    if (poll(waiting, static_cast<nfds_t>(source_count) + 1, ms) > 0 &&
+        waiting[source_count].revents && read(wake_event, &calls, sizeof calls) < 0)
         return; /* somebody else emptied it: awake all the same */
 }
 

@@ -71,7 +71,7 @@ static void convert_row(const linux_panel *on, const uint16_t *from, const place
         if (on->pixel_bytes == 4) {
             memcpy(to + x * 4, &pixel, 4);
         } else {
-            const uint16_t narrow = (uint16_t)pixel;
+            const uint16_t narrow = static_cast<uint16_t>(pixel);
             memcpy(to + x * 2, &narrow, 2);
         }
     }
@@ -83,15 +83,17 @@ void linux_panel_draw(const linux_panel *on, const fb_surface *frame)
     int32_t left = 0, top = 0, columns = 0, rows = 0;
     visible(where.left, frame->width * where.scale, on->width, &left, &columns);
     visible(where.top, frame->height * where.scale, on->height, &top, &rows);
-    const size_t bytes = (size_t)columns * (size_t)on->pixel_bytes;
+    const size_t bytes = static_cast<size_t>(columns) * static_cast<size_t>(on->pixel_bytes);
     const bool plain = where.scale == 1 && is_565(on);
     const uint8_t *row_before = nullptr;
     int32_t y_before = -1;
     for (int32_t y = 0; y < rows; y++) {
         const int32_t from_y = (top + y - where.top) / where.scale;
-        const uint16_t *from = frame->pixels + (size_t)from_y * (size_t)frame->stride;
-        uint8_t *to = on->memory + (size_t)(top + y) * (size_t)on->line_bytes +
-                      (size_t)left * (size_t)on->pixel_bytes;
+        const uint16_t *from =
+            frame->pixels + static_cast<size_t>(from_y) * static_cast<size_t>(frame->stride);
+        uint8_t *to = on->memory +
+                      static_cast<size_t>(top + y) * static_cast<size_t>(on->line_bytes) +
+                      static_cast<size_t>(left) * static_cast<size_t>(on->pixel_bytes);
         if (plain)
             memcpy(to, from + (left - where.left), bytes);
         else if (from_y == y_before)
@@ -106,8 +108,8 @@ void linux_panel_draw(const linux_panel *on, const fb_surface *frame)
 void linux_panel_clear(const linux_panel *on)
 {
     for (int32_t y = 0; y < on->height; y++)
-        memset(on->memory + (size_t)y * (size_t)on->line_bytes, 0,
-               (size_t)on->width * (size_t)on->pixel_bytes);
+        memset(on->memory + static_cast<size_t>(y) * static_cast<size_t>(on->line_bytes), 0,
+               static_cast<size_t>(on->width) * static_cast<size_t>(on->pixel_bytes));
 }
 
 /* The text console would draw its cursor over the picture. A machine without one is fine. */
@@ -140,16 +142,17 @@ static int describe_panel(fb_var_screeninfo *shape, fb_fix_screeninfo *memory)
         ioctl(panel_fd, FBIOGET_FSCREENINFO, memory) != 0)
         return -1;
     panel = {.memory = nullptr,
-             .width = (int32_t)shape->xres,
-             .height = (int32_t)shape->yres,
-             .line_bytes = (int32_t)memory->line_length,
-             .pixel_bytes = (int32_t)shape->bits_per_pixel / 8,
+             .width = static_cast<int32_t>(shape->xres),
+             .height = static_cast<int32_t>(shape->yres),
+             .line_bytes = static_cast<int32_t>(memory->line_length),
+             .pixel_bytes = static_cast<int32_t>(shape->bits_per_pixel) / 8,
              .red = channel_of(shape->red),
              .green = channel_of(shape->green),
              .blue = channel_of(shape->blue)};
     const bool known = panel.pixel_bytes == 2 || panel.pixel_bytes == 4;
     if (known && panel.width > 0 && panel.height > 0 &&
-        (int64_t)panel.line_bytes >= (int64_t)panel.width * panel.pixel_bytes)
+        static_cast<int64_t>(panel.line_bytes) >=
+            static_cast<int64_t>(panel.width) * panel.pixel_bytes)
         return 0;
     errno = ENOTSUP;
     return -1;
@@ -165,7 +168,7 @@ static int map_panel()
     /* The visible part may lie further down, where something panned to it before us. */
     shape.xoffset = shape.yoffset = 0;
     (void)ioctl(panel_fd, FBIOPAN_DISPLAY, &shape); /* many drivers cannot, and need not */
-    mapped_bytes = (size_t)panel.line_bytes * (size_t)panel.height;
+    mapped_bytes = static_cast<size_t>(panel.line_bytes) * static_cast<size_t>(panel.height);
     void *mapped = mmap(nullptr, mapped_bytes, PROT_READ | PROT_WRITE, MAP_SHARED, panel_fd, 0);
     if (mapped == MAP_FAILED)
         return -1;

@@ -49,14 +49,14 @@ static int32_t supply_level(const char *folder, const char *supply)
         return -1; /* a mouse has a battery too, and it is not ours */
     const int64_t capacity = read_number(folder, supply, "capacity");
     if (capacity >= 0)
-        return (int32_t)std::min<int64_t>(capacity, 100);
+        return static_cast<int32_t>(std::min<int64_t>(capacity, 100));
     static const char *const pairs[][2] = {{"charge_now", "charge_full"},
                                            {"energy_now", "energy_full"}};
     for (const auto &pair : pairs) {
         const int64_t now = read_number(folder, supply, pair[0]);
         const int64_t full = read_number(folder, supply, pair[1]);
         if (now >= 0 && full > 0)
-            return (int32_t)std::min<int64_t>(now * 100 / full, 100);
+            return static_cast<int32_t>(std::min<int64_t>(now * 100 / full, 100));
     }
     return -1;
 }

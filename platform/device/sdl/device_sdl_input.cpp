@@ -267,7 +267,8 @@ int sdl_input_open()
 
 void sdl_input_close()
 {
-    if (helper_runs && write(wake_event, &wake_end, sizeof wake_end) == (ssize_t)sizeof wake_end)
+    if (helper_runs &&
+        write(wake_event, &wake_end, sizeof wake_end) == static_cast<ssize_t>(sizeof wake_end))
         pthread_join(helper, nullptr);
     helper_runs = false;
     for (SDL_GameController *&each : controllers) {

@@ -20,7 +20,7 @@ static constinit uint32_t piece_before = 0; /* frames of sound in the last piece
 
 static void fill_piece(void *, Uint8 *stream, int bytes)
 {
-    const uint32_t frames = (uint32_t)bytes / sound_frame_bytes;
+    const uint32_t frames = static_cast<uint32_t>(bytes) / sound_frame_bytes;
     const uint32_t sound = sound_pull(static_cast<int16_t *>(static_cast<void *>(stream)), frames);
     held_frames = piece_before + sound;
     held_since_ms = clock_real_msec();
@@ -29,9 +29,10 @@ static void fill_piece(void *, Uint8 *stream, int bytes)
 
 static uint32_t speaker_pending()
 {
-    const int64_t gone = (clock_real_msec() - held_since_ms) * (int64_t)sound_rate / 1000;
+    const int64_t gone =
+        (clock_real_msec() - held_since_ms) * static_cast<int64_t>(sound_rate) / 1000;
     const uint32_t held = held_frames;
-    return gone >= held ? 0 : held - (uint32_t)gone;
+    return gone >= held ? 0 : held - static_cast<uint32_t>(gone);
 }
 
 /* A machine without a card is told once by us, not in ten lines by the libraries below. */
@@ -40,7 +41,7 @@ static void say_nothing(const char *, int, const char *, int, const char *, ...)
 static int speaker_open()
 {
     SDL_AudioSpec wanted = {};
-    wanted.freq = (int)sound_rate;
+    wanted.freq = static_cast<int>(sound_rate);
     wanted.format = AUDIO_S16SYS;
     wanted.channels = 2;
     wanted.samples = piece_frames;

@@ -125,7 +125,7 @@ static int32_t virtual_battery()
 static time_t virtual_wall()
 {
     const int64_t ms = virtual_msec() + wall_offset_ms;
-    return (time_t)(ms >= 0 ? ms / 1000 : (ms - 999) / 1000);
+    return static_cast<time_t>(ms >= 0 ? ms / 1000 : (ms - 999) / 1000);
 }
 
 /* Workers live in real time. The main thread's time is the script's: it goes on at once. */

@@ -12,7 +12,7 @@
 static void print_text(const char *text)
 {
     for (; *text; text++) {
-        const unsigned char byte = (unsigned char)*text;
+        const unsigned char byte = static_cast<unsigned char>(*text);
         if (byte < 0x20 || byte == 0x7f)
             printf("\\x%02X", byte);
         else

@@ -32,7 +32,7 @@ static char *take_line()
     if (!end)
         return nullptr;
     *end = 0;
-    line_at = (size_t)(end - buffer) + 1;
+    line_at = static_cast<size_t>(end - buffer) + 1;
     if (line_at > filled)
         line_at = filled;
     return start;
@@ -67,7 +67,7 @@ static virtual_line read_more(bool patient)
     if (got <= 0)
         at_end = true;
     else
-        filled += (size_t)got;
+        filled += static_cast<size_t>(got);
     return virtual_line::some;
 }
 

@@ -46,7 +46,8 @@ static void keep_texts(const fb_surface *frame)
 
 int virtual_screen_open(int32_t width, int32_t height)
 {
-    pixels = static_cast<uint16_t *>(calloc((size_t)width * (size_t)height, sizeof *pixels));
+    pixels = static_cast<uint16_t *>(
+        calloc(static_cast<size_t>(width) * static_cast<size_t>(height), sizeof *pixels));
     if (!pixels)
         return -1;
     shown_width = width;
@@ -69,9 +70,9 @@ int virtual_screen_show(const fb_surface *frame)
     if (!pixels || frame->width != shown_width || frame->height != shown_height)
         return -1;
     for (int32_t y = 0; y < shown_height; y++)
-        memcpy(pixels + (size_t)y * (size_t)shown_width,
-               frame->pixels + (size_t)y * (size_t)frame->stride,
-               (size_t)shown_width * sizeof *pixels);
+        memcpy(pixels + static_cast<size_t>(y) * static_cast<size_t>(shown_width),
+               frame->pixels + static_cast<size_t>(y) * static_cast<size_t>(frame->stride),
+               static_cast<size_t>(shown_width) * sizeof *pixels);
     keep_texts(frame);
     flips++;
     return 0;
@@ -86,7 +87,7 @@ const uint16_t *virtual_screen_pixel(int32_t x, int32_t y)
 {
     if (x < 0 || y < 0 || x >= shown_width || y >= shown_height)
         return nullptr;
-    return pixels + (size_t)y * (size_t)shown_width + x;
+    return pixels + static_cast<size_t>(y) * static_cast<size_t>(shown_width) + x;
 }
 
 uint32_t virtual_screen_text_count()
@@ -113,9 +114,9 @@ static void expand_row(const uint16_t *from, int32_t count, uint8_t *to)
 {
     for (int32_t i = 0; i < count; i++) {
         const uint32_t red = from[i] >> 11, green = (from[i] >> 5) & 63, blue = from[i] & 31;
-        to[i * 3] = (uint8_t)(red << 3 | red >> 2);
-        to[i * 3 + 1] = (uint8_t)(green << 2 | green >> 4);
-        to[i * 3 + 2] = (uint8_t)(blue << 3 | blue >> 2);
+        to[i * 3] = static_cast<uint8_t>(red << 3 | red >> 2);
+        to[i * 3 + 1] = static_cast<uint8_t>(green << 2 | green >> 4);
+        to[i * 3 + 2] = static_cast<uint8_t>(blue << 3 | blue >> 2);
     }
 }
 
@@ -125,11 +126,13 @@ static int write_png(png_structp png, png_infop info, FILE *file, uint8_t *row)
     if (setjmp(png_jmpbuf(png)))
         return -1;
     png_init_io(png, file);
-    png_set_IHDR(png, info, (uint32_t)shown_width, (uint32_t)shown_height, 8, PNG_COLOR_TYPE_RGB,
-                 PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    png_set_IHDR(png, info, static_cast<uint32_t>(shown_width), static_cast<uint32_t>(shown_height),
+                 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
+                 PNG_FILTER_TYPE_DEFAULT);
     png_write_info(png, info);
     for (int32_t y = 0; y < shown_height; y++) {
-        expand_row(pixels + (size_t)y * (size_t)shown_width, shown_width, row);
+        expand_row(pixels + static_cast<size_t>(y) * static_cast<size_t>(shown_width), shown_width,
+                   row);
         png_write_row(png, row);
     }
     png_write_end(png, info);
@@ -138,7 +141,8 @@ static int write_png(png_structp png, png_infop info, FILE *file, uint8_t *row)
 
 int virtual_screen_save_png(const char *path)
 {
-    owner<uint8_t, free> row(static_cast<uint8_t *>(malloc((size_t)shown_width * 3 + 1)));
+    owner<uint8_t, free> row(
+        static_cast<uint8_t *>(malloc(static_cast<size_t>(shown_width) * 3 + 1)));
     FILE *file = pixels && row ? fopen(path, "wbe") : nullptr;
     if (!file)
         return -1;

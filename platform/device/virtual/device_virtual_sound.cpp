@@ -18,7 +18,7 @@ static constinit bool wav_failed = false;
 static void put(uint8_t *to, uint32_t value, int bytes)
 {
     for (int i = 0; i < bytes; i++)
-        to[i] = (uint8_t)(value >> (8 * i));
+        to[i] = static_cast<uint8_t>(value >> (8 * i));
 }
 
 /* Written once at the start, so that a killed run leaves a readable file, and again at the end. */
@@ -43,13 +43,13 @@ static void write_header()
 
 static void write_frames(const int16_t *samples, uint32_t frames)
 {
-    const size_t bytes = (size_t)frames * sound_frame_bytes;
+    const size_t bytes = static_cast<size_t>(frames) * sound_frame_bytes;
     if (!wav || wav_failed || wav_bytes > UINT32_MAX - wav_header_bytes - bytes)
         return;
     if (fwrite(samples, 1, bytes, wav) != bytes)
         wav_failed = true;
     else
-        wav_bytes += (uint32_t)bytes;
+        wav_bytes += static_cast<uint32_t>(bytes);
 }
 
 static int speaker_open()
@@ -116,7 +116,8 @@ const sound_speaker *virtual_speaker()
 void virtual_sound_tick(int64_t ms)
 {
     /* 441 frames in 10 ms: the remainders even out. */
-    const uint32_t frames = (uint32_t)((ms + 1) * sound_rate / 1000 - ms * sound_rate / 1000);
+    const uint32_t frames =
+        static_cast<uint32_t>((ms + 1) * sound_rate / 1000 - ms * sound_rate / 1000);
     int16_t samples[2 * sound_period_frames];
     sound_step();
     (void)sound_pull(samples, std::min(frames, sound_period_frames));

@@ -37,7 +37,7 @@ static int read_hex(const char *word, uint32_t *mask)
     const unsigned long long value = strtoull(word, &rest, 16);
     if (errno || *rest || rest == word + 2 || value == 0 || value > UINT32_MAX)
         return -1;
-    *mask = (uint32_t)value;
+    *mask = static_cast<uint32_t>(value);
     return 0;
 }
 
@@ -67,7 +67,7 @@ int virtual_word_number(const char *word, int32_t *number)
     const long long value = strtoll(word, &rest, 10);
     if (errno || rest == word || *rest || value < INT32_MIN || value > INT32_MAX)
         return -1;
-    *number = (int32_t)value;
+    *number = static_cast<int32_t>(value);
     return 0;
 }
 
@@ -81,7 +81,8 @@ int virtual_word_wall(const char *word, int64_t *seconds)
     local.tm_isdst = -1;
     const time_t at = mktime(&local);
     /* mktime() moves the 31st of February on into March. */
-    if (at == (time_t)-1 || local.tm_mday != wanted.tm_mday || local.tm_mon != wanted.tm_mon)
+    if (at == static_cast<time_t>(-1) || local.tm_mday != wanted.tm_mday ||
+        local.tm_mon != wanted.tm_mon)
         return -1;
     *seconds = at;
     return 0;
