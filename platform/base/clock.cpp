@@ -28,14 +28,14 @@ int64_t clock_real_msec()
 {
     timespec now = {};
     clock_gettime(CLOCK_MONOTONIC, &now);
-    return (int64_t)now.tv_sec * 1000 + now.tv_nsec / 1000000;
+    return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
 }
 
 void clock_real_msleep(int32_t ms)
 {
     if (ms <= 0)
         return;
-    timespec left = {ms / 1000, (long)(ms % 1000) * 1000000};
+    timespec left = {ms / 1000, static_cast<long>(ms % 1000) * 1000000};
     while (clock_nanosleep(CLOCK_MONOTONIC, 0, &left, &left) == EINTR && !is_main_thread()) {
     }
 }
@@ -49,12 +49,12 @@ int32_t clock_stretch(int32_t ms, int32_t since_input_ms)
 
 int32_t clock_sec()
 {
-    return (int32_t)(uint32_t)(now_msec() / 1000);
+    return static_cast<int32_t>(static_cast<uint32_t>(now_msec() / 1000));
 }
 
 int32_t clock_msec()
 {
-    const int32_t now = (int32_t)(uint32_t)now_msec();
+    const int32_t now = static_cast<int32_t>(static_cast<uint32_t>(now_msec()));
     return now == 0 ? 1 : now;
 }
 
@@ -84,9 +84,10 @@ void clock_msleep(int32_t ms)
         return;
     }
     if (device_current->wait && is_main_thread()) {
-        const uint32_t since =
-            (uint32_t)clock_msec() - (uint32_t)input_last.load(std::memory_order_relaxed);
-        device_current->wait(clock_stretch(ms, since > INT32_MAX ? INT32_MAX : (int32_t)since));
+        const uint32_t since = static_cast<uint32_t>(clock_msec()) -
+                               static_cast<uint32_t>(input_last.load(std::memory_order_relaxed));
+        device_current->wait(
+            clock_stretch(ms, since > INT32_MAX ? INT32_MAX : static_cast<int32_t>(since)));
         return;
     }
     device_current->msleep(ms);

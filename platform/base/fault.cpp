@@ -45,7 +45,7 @@ static void add_locked(const char *text, size_t length) REQUIRES(fault_lock)
     if (good)
         entries[entry_count++] = entry;
     else
-        fprintf(stderr, "fault: cannot use \"%.*s\"\n", (int)length, text);
+        fprintf(stderr, "fault: cannot use \"%.*s\"\n", static_cast<int>(length), text);
 }
 
 static void read_list_locked(const char *list) REQUIRES(fault_lock)

@@ -100,7 +100,7 @@ int thread_settle_to(int32_t left, int32_t ms)
     clock_gettime(CLOCK_MONOTONIC, &until);
     if (ms > 0) {
         until.tv_sec += ms / 1000;
-        until.tv_nsec += (long)(ms % 1000) * 1000000;
+        until.tv_nsec += static_cast<long>(ms % 1000) * 1000000;
         if (until.tv_nsec >= 1000000000) {
             until.tv_sec++;
             until.tv_nsec -= 1000000000;

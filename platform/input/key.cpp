@@ -31,7 +31,7 @@ static void press(uint32_t mask, int32_t now, key_report *report)
 {
     for (int bit = 0; bit < 32; bit++) {
         if (mask & (1u << bit))
-            repeat_at[bit] = (int32_t)((uint32_t)now + repeat_after_ms);
+            repeat_at[bit] = static_cast<int32_t>(static_cast<uint32_t>(now) + repeat_after_ms);
     }
     held |= mask;
     report->pressed |= mask;
@@ -61,12 +61,13 @@ static void repeat_held(int32_t now, key_report *report)
 {
     for (int bit = 0; bit < 32; bit++) {
         const uint32_t mask = 1u << bit;
-        const int32_t late = (int32_t)((uint32_t)now - (uint32_t)repeat_at[bit]);
+        const int32_t late = static_cast<int32_t>(static_cast<uint32_t>(now) -
+                                                  static_cast<uint32_t>(repeat_at[bit]));
         if (!(held & mask) || (report->pressed & mask) || late < 0)
             continue;
         report->repeat |= mask;
         const int32_t from = late < repeat_every_ms ? repeat_at[bit] : now;
-        repeat_at[bit] = (int32_t)((uint32_t)from + repeat_every_ms);
+        repeat_at[bit] = static_cast<int32_t>(static_cast<uint32_t>(from) + repeat_every_ms);
     }
 }
 

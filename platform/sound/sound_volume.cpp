@@ -24,7 +24,7 @@ static constinit bool gain_settled = false; /* false: nothing was heard just bef
 /* Twice the number sounds twice as loud: loudness doubles every 10 dB. */
 static int32_t volume_gain(int32_t volume)
 {
-    return (int32_t)lround(gain_one * pow(volume / 100.0, 5.0 / 3.0));
+    return static_cast<int32_t>(lround(gain_one * pow(volume / 100.0, 5.0 / 3.0)));
 }
 
 static int32_t slide(int32_t from, int32_t to)
@@ -36,7 +36,7 @@ static int32_t slide(int32_t from, int32_t to)
 /* Fits 32 bits: 32767 * gain_one + gain_one / 2 does. */
 static int16_t scale(int16_t sample, int32_t gain)
 {
-    return (int16_t)((sample * gain + gain_one / 2) >> 16);
+    return static_cast<int16_t>((sample * gain + gain_one / 2) >> 16);
 }
 
 void sound_volume_apply(int16_t *samples, uint32_t frames)
