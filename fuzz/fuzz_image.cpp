@@ -13,7 +13,8 @@ static void check(const image *picture)
     if (picture->width < 1 || picture->height < 1 || picture->width > 4096 ||
         picture->height > 4096)
         abort();
-    for (size_t i = 0; i < (size_t)picture->width * (size_t)picture->height; i++) {
+    for (size_t i = 0;
+         i < static_cast<size_t>(picture->width) * static_cast<size_t>(picture->height); i++) {
         const uint32_t argb = picture->argb[i];
         const uint32_t largest = std::max({argb >> 16 & 0xFF, argb >> 8 & 0xFF, argb & 0xFF});
         if (largest > argb >> 24 || (!picture->has_alpha && argb >> 24 != 255))

@@ -16,7 +16,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         abort();
     if (size < 3)
         return 0;
-    const std::string text((const char *)data + 3, size - 3);
+    const std::string text(reinterpret_cast<const char *>(data) + 3, size - 3);
     const int32_t text_size = data[0] % 40;
     const int32_t width = data[1];
     const owner<fb_surface, fb_free> surface(fb_create(160, 40));
