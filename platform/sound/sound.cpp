@@ -5,6 +5,7 @@
 #include "platform/base/fault.h"
 #include "platform/base/lock.h"
 #include "platform/sound/sound_device.h"
+#include "platform/sound/sound_ring.h"
 
 #include <algorithm>
 #include <atomic>
@@ -15,7 +16,6 @@
 #include <iterator>
 #include <pthread.h>
 
-constexpr uint32_t ring_frames = 8192;                    /* a power of two above full_frames */
 constexpr uint32_t full_frames = sound_rate * 110 / 1000; /* never more is queued */
 /* Down to here nobody wakes: nine periods are 104 ms, so the thread sleeps 42 ms at a time. */
 constexpr uint32_t low_frames = sound_rate * 62 / 1000;
@@ -30,14 +30,10 @@ struct sound_patience {
 constexpr sound_patience patience[] = {{200, 5}, {3000, 40}, {INT64_MAX, 500}};
 
 constexpr size_t stack_bytes = 1024 * 1024; /* decoders and the file names of a playlist */
-/* A leaf: held for copying a few kilobytes, never while the callback runs. */
+/* Held for a look or a change, never while the callback runs; the lock of the ring is below it. */
 static constinit sys_lock queue_lock;
 static pthread_cond_t thread_work = PTHREAD_COND_INITIALIZER;
 static pthread_cond_t step_done = PTHREAD_COND_INITIALIZER;
-static int16_t ring[ring_frames * 2] GUARDED_BY(queue_lock);
-static uint32_t ring_first GUARDED_BY(queue_lock) = 0;
-static uint32_t ring_count GUARDED_BY(queue_lock) = 0;
-static uint32_t resets GUARDED_BY(queue_lock) = 0;
 static bool closing GUARDED_BY(queue_lock) = false;
 static bool woken GUARDED_BY(queue_lock) = false;
 static bool drop_pending GUARDED_BY(queue_lock) = false;
@@ -47,8 +43,7 @@ static uint32_t steps_done GUARDED_BY(queue_lock) = 0;
 static int32_t idle_steps GUARDED_BY(queue_lock) = 0; /* let go by since the last one taken */
 static int64_t calm_steps GUARDED_BY(queue_lock) = 0; /* since the last wake, reset or sound */
 
-static std::atomic<uint32_t> queued_frames{0}; /* ring_count, for those who may not lock */
-static std::atomic<int64_t> attention_ms{0};   /* clock_real_msec() of the last reason to listen */
+static std::atomic<int64_t> attention_ms{0}; /* clock_real_msec() of the last reason to listen */
 
 static std::atomic<const sound_speaker *> speaker{nullptr}; /* null while closed; set on main */
 
@@ -63,34 +58,7 @@ static uint32_t total_frames()
 {
     const sound_speaker *open = speaker;
     const uint32_t pending = open && open->pending ? open->pending() : 0;
-    return queued_frames.load(std::memory_order_relaxed) + pending;
-}
-
-static void set_count_locked(uint32_t frames) REQUIRES(queue_lock)
-{
-    ring_count = frames;
-    queued_frames.store(frames, std::memory_order_relaxed);
-}
-
-static void copy_in_locked(const int16_t *from, uint32_t frames) REQUIRES(queue_lock)
-{
-    const uint32_t at = (ring_first + ring_count) % ring_frames;
-    const uint32_t first = std::min(frames, ring_frames - at);
-    memcpy(ring + at * 2, from, (size_t)first * sound_frame_bytes);
-    memcpy(ring, from + first * 2, (size_t)(frames - first) * sound_frame_bytes);
-    set_count_locked(ring_count + frames);
-}
-
-static uint32_t copy_out(int16_t *to, uint32_t wanted)
-{
-    sys_guard guard(queue_lock);
-    const uint32_t frames = std::min(wanted, ring_count);
-    const uint32_t first = std::min(frames, ring_frames - ring_first);
-    memcpy(to, ring + ring_first * 2, (size_t)first * sound_frame_bytes);
-    memcpy(to + first * 2, ring, (size_t)(frames - first) * sound_frame_bytes);
-    ring_first = (ring_first + frames) % ring_frames;
-    set_count_locked(ring_count - frames);
-    return frames;
+    return sound_ring_count() + pending;
 }
 
 static bool is_silent(const int16_t *samples, uint32_t count)
@@ -102,18 +70,12 @@ static bool is_silent(const int16_t *samples, uint32_t count)
 static bool fill_period(bool *sleeps)
 {
     alignas(8) int16_t samples[sound_period_frames * 2] = {};
-    uint32_t before;
-    {
-        sys_guard guard(queue_lock);
-        before = resets;
-    }
+    const uint32_t turn = sound_ring_turn();
     *sleeps = false;
     callback(callback_user, samples, sizeof samples);
     if (*sleeps && is_silent(samples, sound_period_frames * 2))
         return false;
-    sys_guard guard(queue_lock);
-    if (before == resets)
-        copy_in_locked(samples, sound_period_frames);
+    sound_ring_put(samples, sound_period_frames, turn);
     return true;
 }
 
@@ -265,8 +227,7 @@ static const sound_speaker *open_speaker()
 static void forget()
 {
     sys_guard guard(queue_lock);
-    ring_first = 0;
-    set_count_locked(0);
+    sound_ring_clear();
     closing = woken = drop_pending = thread_idle = false;
     steps_wanted = steps_done = 0;
     idle_steps = 0;
@@ -317,8 +278,7 @@ int sound_reset()
         return 0;
     attention_ms.store(clock_real_msec(), std::memory_order_relaxed);
     sys_guard guard(queue_lock);
-    resets++;
-    set_count_locked(0);
+    sound_ring_clear();
     drop_pending = true;
     woken = true;
     pthread_cond_signal(&thread_work);
@@ -342,7 +302,7 @@ int32_t sound_get_buffer_remaining()
 
 uint32_t sound_pull(int16_t *to, uint32_t frames)
 {
-    const uint32_t got = copy_out(to, frames);
+    const uint32_t got = sound_ring_take(to, frames);
     memset(to + got * 2, 0, (size_t)(frames - got) * sound_frame_bytes);
     if (got > 0)
         sound_volume_apply(to, got);
