@@ -15,6 +15,8 @@
 #include <ctime>
 #include <iterator>
 #include <pthread.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 constexpr uint32_t full_frames = sound_rate * 110 / 1000; /* never more is queued */
 /* Down to here nobody wakes: nine periods are 104 ms, so the thread sleeps 42 ms at a time. */
@@ -66,16 +68,16 @@ static bool is_silent(const int16_t *samples, uint32_t count)
     return std::all_of(samples, samples + count, [](int16_t sample) { return sample == 0; });
 }
 
-/* Asks the callback for one period. False when it had nothing to play. */
-static bool fill_period(bool *sleeps)
+/* Asks the callback for at most one period. False when it had nothing to play. */
+static bool fill_period(uint32_t frames, bool *sleeps)
 {
     alignas(8) int16_t samples[sound_period_frames * 2] = {};
     const uint32_t turn = sound_ring_turn();
     *sleeps = false;
-    callback(callback_user, samples, sizeof samples);
-    if (*sleeps && is_silent(samples, sound_period_frames * 2))
+    callback(callback_user, samples, frames * sound_frame_bytes);
+    if (*sleeps && is_silent(samples, frames * 2))
         return false;
-    sound_ring_put(samples, sound_period_frames, turn);
+    sound_ring_put(samples, frames, turn);
     return true;
 }
 
@@ -85,23 +87,49 @@ static bool is_closing()
     return closing;
 }
 
-/* Returns false when the callback had nothing to play. */
-static bool fill(bool *sleeps)
-{
-    while (total_frames() + sound_period_frames <= full_frames && !is_closing()) {
-        if (!fill_period(sleeps))
-            return false;
-    }
-    attention_ms.store(clock_real_msec(), std::memory_order_relaxed);
-    return true;
-}
-
 static bool take_drop()
 {
     sys_guard guard(queue_lock);
     const bool wanted = drop_pending;
     drop_pending = false;
     return wanted;
+}
+
+/* Between a reset and this drop the speaker gets nothing, so none of the new track is dropped. */
+static void feed(const sound_speaker *to)
+{
+    if (take_drop() && to->drop)
+        to->drop();
+    if (to->feed)
+        to->feed();
+}
+
+/* -1: the machine's clock says how much is wanted. */
+static int32_t room_of(const sound_speaker *to)
+{
+    return to->room ? to->room() : -1;
+}
+
+static uint32_t wanted_frames(const sound_speaker *to)
+{
+    const int32_t room = room_of(to);
+    if (room >= 0)
+        return std::min((uint32_t)room, sound_period_frames);
+    return total_frames() + sound_period_frames <= full_frames ? sound_period_frames : 0;
+}
+
+/* Each period reaches the speaker before the next is decoded: a slow decoder then has all that
+ * the speaker holds for one period, not for many. False when the callback had nothing to play. */
+static bool fill(const sound_speaker *to, bool *sleeps)
+{
+    uint32_t frames = wanted_frames(to);
+    for (; frames > 0 && !is_closing(); frames = wanted_frames(to)) {
+        if (!fill_period(frames, sleeps))
+            return false;
+        feed(to);
+    }
+    attention_ms.store(clock_real_msec(), std::memory_order_relaxed);
+    return true;
 }
 
 static int32_t idle_ms(int64_t since_ms)
@@ -119,20 +147,20 @@ static int32_t busy_ms()
     return total <= low_frames ? 1 : (int32_t)((total - low_frames) * 1000 / sound_rate) + 1;
 }
 
+static void set_idle(bool idle)
+{
+    sys_guard guard(queue_lock);
+    thread_idle = idle;
+}
+
 /* Returns the milliseconds until the next round is due. */
 static int32_t play_round(const sound_speaker *to, bool *sleeps)
 {
-    if (take_drop() && to->drop)
-        to->drop();
-    if (to->feed)
-        to->feed();
-    const bool busy = total_frames() > low_frames || fill(sleeps);
-    if (to->feed)
-        to->feed();
-    {
-        sys_guard guard(queue_lock);
-        thread_idle = !busy;
-    }
+    feed(to);
+    const bool enough = room_of(to) < 0 && total_frames() > low_frames;
+    const bool busy = enough || fill(to, sleeps);
+    feed(to);
+    set_idle(!busy);
     return busy ? busy_ms() : idle_ms(clock_real_msec() - attention_ms);
 }
 
@@ -159,6 +187,19 @@ static bool wait_for_time(int32_t ms)
     return !closing;
 }
 
+static bool may_wait_for_speaker()
+{
+    sys_guard guard(queue_lock);
+    return !thread_idle && !woken && !closing;
+}
+
+/* A speaker that keeps time says itself when it wants more. */
+static bool wait_for_round(const sound_speaker *to, int32_t ms)
+{
+    const bool waited = to->wait && may_wait_for_speaker() && to->wait();
+    return wait_for_time(waited ? 0 : ms);
+}
+
 static bool wait_for_step()
 {
     sys_guard guard(queue_lock);
@@ -183,15 +224,24 @@ static void finish_step()
     pthread_cond_broadcast(&step_done);
 }
 
+/* Before programs that keep the processor busy: a period that comes late is heard. Where we may
+ * not, all threads stay equal. */
+static void go_first()
+{
+    constexpr int niceness = -11; /* ten times the share of an ordinary thread */
+    (void)setpriority(PRIO_PROCESS, (id_t)gettid(), niceness);
+}
+
 static void *thread_main(void *)
 {
+    go_first();
     bool sleeps = false;
     on_sound_thread = true;
     clock_note_sleeps(&sleeps);
     (void)pthread_setname_np(pthread_self(), "sound"); /* a debugger's comfort only */
     const sound_speaker *to = speaker;
     int32_t next_ms = 0;
-    while (to->stepped ? wait_for_step() : wait_for_time(next_ms)) {
+    while (to->stepped ? wait_for_step() : wait_for_round(to, next_ms)) {
         next_ms = play_round(to, &sleeps);
         if (to->stepped)
             finish_step();
@@ -254,6 +304,12 @@ int sound_open(sound_callback to_call, void *user)
     return -1;
 }
 
+static void end_wait(const sound_speaker *of)
+{
+    if (of && of->wake)
+        of->wake();
+}
+
 int sound_close()
 {
     int result = 0;
@@ -264,6 +320,7 @@ int sound_close()
             pthread_cond_broadcast(&thread_work);
             pthread_cond_broadcast(&step_done);
         }
+        end_wait(open);
         pthread_join(thread, nullptr);
         result = open->close();
         speaker = nullptr;
@@ -277,11 +334,14 @@ int sound_reset()
     if (on_sound_thread)
         return 0;
     attention_ms.store(clock_real_msec(), std::memory_order_relaxed);
-    sys_guard guard(queue_lock);
-    sound_ring_clear();
-    drop_pending = true;
-    woken = true;
-    pthread_cond_signal(&thread_work);
+    {
+        sys_guard guard(queue_lock);
+        sound_ring_clear();
+        drop_pending = true;
+        woken = true;
+        pthread_cond_signal(&thread_work);
+    }
+    end_wait(speaker);
     return 0;
 }
 

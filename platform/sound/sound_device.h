@@ -16,6 +16,14 @@ struct sound_speaker {
     uint32_t (*pending)() = nullptr;
     /* Silences what is pending. Sound thread. */
     void (*drop)() = nullptr;
+    /* Frames that the speaker would take now, or -1 while it keeps no time of its own. Sound
+     * thread. Null: the queue is kept at its level by the machine's clock. */
+    int32_t (*room)() = nullptr;
+    /* Waits until the speaker wants more, or wake(). False at once when it keeps no time: the
+     * machine's clock waits then. Sound thread. */
+    bool (*wait)() = nullptr;
+    /* Ends a wait() early, or the next one if none runs. Any thread. */
+    void (*wake)() = nullptr;
     /* The queue is filled only when sound_step() asks for it. */
     bool stepped = false;
 };

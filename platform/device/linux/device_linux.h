@@ -53,19 +53,36 @@ void linux_input_wait(int32_t ms);
 /* Any thread; safe in a signal handler. */
 void linux_input_wake();
 
-/* ---- device_linux_sound.cpp: the sound card through ALSA ---- */
+/* ---- device_linux_card.cpp: the sound card through ALSA ---- */
 
-/* The calls of the library that the speaker uses; a test puts its own card here. */
+/* The calls of the library that the speaker uses; a test puts its own card here. Opened and closed
+ * on the main thread, all else on the sound thread. */
 struct linux_card {
-    int (*open)(); /* 0 or -1 */
+    int (*open)(); /* 0, or -1 after the reasons went to standard error */
     void (*close)();
-    int32_t (*room)(); /* frames that may be written, -1 after an underrun */
-    int32_t (*size)(); /* frames that the card holds when full */
+    int32_t (*room)();   /* frames that may be written, -1 after an underrun */
+    int32_t (*size)();   /* frames that the card holds when full */
+    int32_t (*period)(); /* frames between two times that the card reports */
+    int32_t (*delay)();  /* frames from the last one written to the one that is heard, or -1 */
     int32_t (*write)(const int16_t *samples, uint32_t frames); /* frames taken, or -1 */
     int (*recover)(); /* makes it ready after -1 or drop(); 0 or -1 */
     int (*start)();   /* begins to play what was written, if it does not yet */
     void (*drop)();   /* silences it */
+    /* Until there is as much room as planned, or `stop` can be read, at most `ms`. False when
+     * neither happened. */
+    bool (*wait)(int stop, int32_t ms);
 };
 
 extern const linux_card *linux_card_current;
+
+/* ---- device_linux_sound.cpp: the speaker that keeps it full ---- */
+
+struct linux_card_plan {
+    int32_t fill;      /* frames kept in the card */
+    int32_t wake_room; /* room at which the card wakes the sound thread */
+};
+
+/* For a card that holds `size` frames and reports every `period`. */
+linux_card_plan linux_card_plan_of(int32_t size, int32_t period);
+
 const sound_speaker *linux_speaker();

@@ -1,188 +1,202 @@
-/* device_linux_sound: the sound card through ALSA, written by the sound thread itself. */
+/* device_linux_sound: keeps the sound card full. The card's own clock paces: the sound thread
+ * writes all that fits and sleeps until the card wants more. */
 #include "platform/base/clock.h"
 #include "platform/device/linux/device_linux.h"
 #include "platform/sound/sound.h"
 #include "platform/sound/sound_device.h"
+#include "platform/sound/sound_ring.h"
 
 #include <algorithm>
-#include <alsa/asoundlib.h>
 #include <atomic>
+#include <cstdint>
 #include <cstdio>
+#include <sys/eventfd.h>
+#include <unistd.h>
 
-/* The thread sleeps 42 ms at a time; what the card holds must last that long, and no longer,
- * because the volume no longer reaches it. */
-constexpr uint32_t held_frames_most = sound_rate * 65 / 1000;
-constexpr unsigned buffer_us = 90000;
+/* Never more lies in a card that could hold less, because the volume no longer reaches it. */
+constexpr int32_t held_most = sound_rate * 110 / 1000;
+constexpr int32_t apart_least = sound_rate * 40 / 1000; /* between two wake-ups */
+constexpr int32_t piece_least = 64; /* less room than this is not worth a call of the decoder */
 
-/* A card may be a little faster than our clock. One that takes far more than it can have played
- * does not play at all but swallows, and would race through the playlist. */
-constexpr int64_t card_fast_percent = 1;
-constexpr int64_t credit_most_frames = 2 * sound_rate;
+/* A card that is as empty after each of so many periods as before does not play: it swallows, and
+ * would race through the playlist. */
+constexpr int32_t swallowed_most = 4;
+constexpr int32_t stuck_ms = 500; /* a card that plays wakes us long before */
 
-static snd_pcm_t *pcm = nullptr; /* sound thread, while that runs */
+static linux_card_plan plan = {}; /* main thread; the sound thread only reads it */
+static int wake_event = -1;       /* never closed: any thread may call for attention */
 
 /* Sound thread. */
-static int64_t credit_frames = 0; /* what a real card could take by now */
-static int64_t credit_at_ms = 0;
 static bool swallows = false;
+static bool lost = false;  /* unplugged, or never ready again */
+static bool wrote = false; /* since the last wait for the card */
+static int32_t held = 0;
+static int32_t swallowed = 0;
 
-static std::atomic<uint32_t> held_frames{0}; /* in the card at held_since_ms */
-static std::atomic<int64_t> held_since_ms{0};
+/* When the card will have played all that it was given, in clock_real_msec() cut to 32 bits: one
+ * word, so that a reader never meets half a change. */
+static std::atomic<uint32_t> dry_at_ms{0};
 
-static void say_nothing(const char *, int, const char *, int, const char *, ...) {}
-
-static int alsa_open()
+linux_card_plan linux_card_plan_of(int32_t size, int32_t period)
 {
-    (void)snd_lib_error_set_handler(say_nothing); /* a missing card is told once, by us */
-    if (snd_pcm_open(&pcm, "default", SND_PCM_STREAM_PLAYBACK, SND_PCM_NONBLOCK) < 0)
-        return -1;
-    if (snd_pcm_set_params(pcm, SND_PCM_FORMAT_S16, SND_PCM_ACCESS_RW_INTERLEAVED, 2, sound_rate, 1,
-                           buffer_us) == 0)
-        return 0;
-    snd_pcm_close(pcm);
-    pcm = nullptr;
-    return -1;
+    linux_card_plan made = {};
+    /* A card of few and long periods runs dry between them with less. */
+    made.fill = std::min(size, std::max(held_most, 2 * period));
+    const int32_t half = std::max(made.fill / 2 / period, 1);
+    const int32_t apart = std::clamp((apart_least + period - 1) / period, 1, half) * period;
+    made.wake_room = size - made.fill + std::min(apart, made.fill);
+    return made;
 }
 
-static void alsa_close()
+static void note_delay(int32_t frames)
 {
-    snd_pcm_drop(pcm);
-    snd_pcm_close(pcm);
-    pcm = nullptr;
+    const int64_t ms = (int64_t)frames * 1000 / sound_rate;
+    dry_at_ms = (uint32_t)(clock_real_msec() + ms);
 }
 
-static int32_t alsa_room()
+/* Looks at what the card holds. After an underrun it is made ready again and holds nothing. False
+ * when there was one. */
+static bool look()
 {
-    const snd_pcm_sframes_t room = snd_pcm_avail_update(pcm);
-    return room < 0 ? -1 : (int32_t)room;
+    const linux_card *card = linux_card_current;
+    int32_t room = card->room();
+    const bool played_on = room >= 0;
+    if (!played_on) {
+        sound_volume_rest();
+        room = card->recover() == 0 ? card->room() : -1;
+    }
+    lost = room < 0;
+    held = lost ? 0 : std::max(0, card->size() - room);
+    return played_on;
 }
 
-static int32_t alsa_size()
+static void write_all(const int16_t *samples, uint32_t frames)
 {
-    snd_pcm_uframes_t size = 0, period = 0;
-    return snd_pcm_get_params(pcm, &size, &period) < 0 ? 0 : (int32_t)size;
+    const linux_card *card = linux_card_current;
+    bool recovered = false;
+    for (uint32_t done = 0; done < frames;) {
+        const int32_t taken = card->write(samples + done * 2, frames - done);
+        if (taken > 0) {
+            done += (uint32_t)taken;
+            continue;
+        }
+        if (taken == 0 || recovered || card->recover() != 0)
+            return; /* the next look at the card tells what is wrong; this piece is lost */
+        recovered = true;
+    }
 }
 
-static int32_t alsa_write(const int16_t *samples, uint32_t frames)
+static void watch_pace(uint32_t written)
 {
-    const snd_pcm_sframes_t done = snd_pcm_writei(pcm, samples, frames);
-    return done < 0 ? -1 : (int32_t)done;
-}
-
-static int alsa_recover()
-{
-    return snd_pcm_prepare(pcm) < 0 ? -1 : 0;
-}
-
-static int alsa_start()
-{
-    if (snd_pcm_state(pcm) != SND_PCM_STATE_PREPARED)
-        return 0;
-    return snd_pcm_start(pcm) < 0 ? -1 : 0;
-}
-
-static void alsa_drop()
-{
-    (void)snd_pcm_drop(pcm); /* a card that is gone fails at the next write */
-}
-
-static constinit const linux_card alsa_card = {
-    .open = alsa_open,
-    .close = alsa_close,
-    .room = alsa_room,
-    .size = alsa_size,
-    .write = alsa_write,
-    .recover = alsa_recover,
-    .start = alsa_start,
-    .drop = alsa_drop,
-};
-
-constinit const linux_card *linux_card_current = &alsa_card;
-
-static void watch_pace()
-{
-    const int64_t now = clock_real_msec();
-    const int64_t more =
-        (now - credit_at_ms) * (int64_t)sound_rate * (100 + card_fast_percent) / 100000;
-    credit_at_ms = now;
-    credit_frames = std::min(credit_frames + more, credit_most_frames);
-    if (credit_frames >= 0 || swallows)
+    const bool gone = look() && !lost && held == 0 && written > 0;
+    swallowed = gone ? swallowed + 1 : 0;
+    if (swallowed < swallowed_most)
         return;
     swallows = true;
     fprintf(stderr, "the sound card does not keep time: playing to a silent clock\n");
 }
 
-/* How much the card holds; after an underrun it is made ready again and holds nothing. */
-static int32_t frames_in_card()
+static int32_t room_now()
 {
-    const linux_card *card = linux_card_current;
-    int32_t room = card->room();
-    if (room < 0)
-        room = card->recover() == 0 ? card->room() : -1;
-    return room < 0 ? -1 : std::max(0, card->size() - room);
+    const int32_t room = plan.fill - held;
+    return room < piece_least ? 0 : room;
 }
 
-/* Frames written, 0 when the queue is empty or the card takes no more. */
-static uint32_t write_some(uint32_t most)
+/* False when there is nothing more to write, or no room for it. */
+static bool write_piece()
 {
     int16_t samples[2 * sound_period_frames];
-    const uint32_t frames = sound_pull(samples, std::min(most, sound_period_frames));
-    uint32_t done = 0;
-    while (done < frames) {
-        const int32_t taken = linux_card_current->write(samples + done * 2, frames - done);
-        if (taken <= 0)
-            break; /* an underrun in this moment: what is left of this piece is lost */
-        done += (uint32_t)taken;
-    }
-    credit_frames -= done;
-    return done;
+    const uint32_t most = std::min((uint32_t)room_now(), sound_period_frames);
+    const uint32_t frames = sound_pull(samples, std::min(most, sound_ring_count()));
+    write_all(samples, frames);
+    watch_pace(frames);
+    wrote = true;
+    return frames > 0;
+}
+
+static bool keeps_time()
+{
+    return !swallows && !lost;
 }
 
 static void speaker_feed()
 {
-    watch_pace();
-    const int32_t held = swallows ? -1 : frames_in_card();
-    if (held < 0) {
+    if (!swallows)
+        (void)look(); /* an underrun here is mended by what follows */
+    bool added = false;
+    while (keeps_time() && room_now() > 0 && sound_ring_count() > 0)
+        added = write_piece() || added;
+    if (!keeps_time()) {
         sound_clock_feed(nullptr); /* the player goes on without the card */
-        held_frames = 0;
         return;
     }
-    uint32_t total = (uint32_t)held;
-    while (total < held_frames_most) {
-        const uint32_t done = write_some(held_frames_most - total);
-        if (done == 0)
-            break;
-        total += done;
-    }
-    if (total > 0)
+    /* A feed that adds nothing ends a round: what is there is all there is. */
+    if (held > 0 && (!added || room_now() == 0))
         (void)linux_card_current->start(); /* the next round tells whether it plays */
-    held_frames = total;
-    held_since_ms = clock_real_msec();
+    note_delay(held > 0 ? std::max(linux_card_current->delay(), 0) : 0);
     sound_clock_start();
+}
+
+static int32_t speaker_room()
+{
+    return keeps_time() ? room_now() : -1;
+}
+
+static void drain_wake()
+{
+    uint64_t count = 0;
+    while (read(wake_event, &count, sizeof count) > 0)
+        ;
+}
+
+static bool speaker_wait()
+{
+    /* A card that woke us for nothing must not keep the processor: our clock has the next turn. */
+    const bool for_nothing = !wrote;
+    wrote = for_nothing;
+    if (!keeps_time() || held == 0 || for_nothing)
+        return false;
+    const bool woken = linux_card_current->wait(wake_event, stuck_ms);
+    drain_wake();
+    if (!woken) {
+        linux_card_current->drop();
+        (void)linux_card_current->recover(); /* the next round tells whether it did */
+    }
+    return true;
+}
+
+static void speaker_wake()
+{
+    const uint64_t one = 1;
+    (void)!write(wake_event, &one, sizeof one); /* full: it is awake anyway */
 }
 
 static uint32_t speaker_pending()
 {
-    const int64_t gone = (clock_real_msec() - held_since_ms) * (int64_t)sound_rate / 1000;
-    const uint32_t held = held_frames;
-    return gone >= held ? 0 : held - (uint32_t)gone;
+    const int32_t left = (int32_t)(dry_at_ms - (uint32_t)clock_real_msec());
+    return left <= 0 || left > 1000 ? 0 : (uint32_t)left * sound_rate / 1000;
 }
 
 static void speaker_drop()
 {
     linux_card_current->drop();
     (void)linux_card_current->recover(); /* the next round tells whether it did */
-    held_frames = 0;
+    held = 0;
+    note_delay(0);
 }
 
 static int speaker_open()
 {
-    held_frames = 0;
-    credit_frames = credit_most_frames / 2;
-    credit_at_ms = clock_real_msec();
-    swallows = false;
+    if (wake_event < 0)
+        wake_event = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+    swallows = lost = wrote = false;
+    held = swallowed = 0;
+    note_delay(0);
     sound_clock_start();
-    return linux_card_current->open();
+    if (wake_event < 0 || linux_card_current->open() != 0)
+        return -1;
+    plan = linux_card_plan_of(linux_card_current->size(), linux_card_current->period());
+    return 0;
 }
 
 static int speaker_close()
@@ -197,6 +211,9 @@ static constinit const sound_speaker speaker = {
     .feed = speaker_feed,
     .pending = speaker_pending,
     .drop = speaker_drop,
+    .room = speaker_room,
+    .wait = speaker_wait,
+    .wake = speaker_wake,
 };
 
 const sound_speaker *linux_speaker()
