@@ -11,7 +11,9 @@ struct sound_speaker;
  * that was never opened. */
 struct device {
     const char *name;
-    bool (*fits)(); /* whether this machine looks like one, asked when ZERV_DEVICE names none */
+    /* Whether this machine looks like one, asked when ZERV_DEVICE names none. Null: it is taken
+     * only when it is named. */
+    bool (*fits)() = nullptr;
     int (*open)();
     int (*close)();
     int (*screen_open)(int32_t width, int32_t height);

@@ -8,28 +8,42 @@
 #include <cstdlib>
 #include <cstring>
 
-/* The first that fits is taken. */
+/* The first that fits is taken, or the one that is named. */
 static const device *const devices[] = {
 #ifdef ZERV_SDL
     &device_sdl, /* before the bare console: a desktop's frame buffer is not ours to draw on */
 #endif
-    &device_linux, &device_virtual, /* fits everywhere, so it stands last */
+    &device_linux, &device_virtual,
 };
 
 /* Main thread. */
 static constinit bool opened = false;
 
+static const device *find_named(const char *name)
+{
+    for (const device *each : devices) {
+        if (strcmp(each->name, name) == 0)
+            return each;
+    }
+    fprintf(stderr, "there is no device \"%s\"\n", name);
+    return nullptr;
+}
+
+static const device *find_fitting()
+{
+    for (const device *each : devices) {
+        if (each->fits && each->fits())
+            return each;
+    }
+    fprintf(stderr, "there is no screen: neither a desktop (DISPLAY, WAYLAND_DISPLAY) nor a frame "
+                    "buffer (/dev/fb0) can be used\n");
+    return nullptr;
+}
+
 static const device *choose()
 {
     const char *name = getenv("ZERV_DEVICE");
-    const bool named = name && *name;
-    for (const device *each : devices) {
-        if (named ? strcmp(each->name, name) == 0 : each->fits())
-            return each;
-    }
-    if (named)
-        fprintf(stderr, "there is no device \"%s\"\n", name);
-    return nullptr;
+    return name && *name ? find_named(name) : find_fitting();
 }
 
 int sys_init()

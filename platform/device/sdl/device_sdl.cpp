@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 
 constexpr char window_title[] = "Zerv Player";
@@ -27,6 +28,45 @@ static bool is_set(const char *variable)
     return value && *value;
 }
 
+/* SDL falls back to these where it reaches no display. Sound would play and nobody would see what
+ * from, nor be able to end it. */
+static constexpr const char *unseen_drivers[] = {"dummy", "offscreen", "evdev"};
+
+static bool is_seen(const char *driver)
+{
+    for (const char *unseen : unseen_drivers) {
+        if (driver && strcmp(driver, unseen) == 0)
+            return false;
+    }
+    return driver != nullptr;
+}
+
+/* Only the displays that the session speaks of: SDL's own search tries what this machine does not
+ * have, and lets the libraries below complain about it. */
+static void choose_driver()
+{
+    const bool x11 = is_set("DISPLAY"), wayland = is_set("WAYLAND_DISPLAY");
+    if (!is_set("SDL_VIDEODRIVER") && (x11 || wayland))
+        SDL_SetHint(SDL_HINT_VIDEODRIVER, !wayland ? "x11" : x11 ? "x11,wayland" : "wayland");
+}
+
+/* 0 with a display that shows what is drawn. */
+static int open_video()
+{
+    choose_driver();
+    if (SDL_Init(SDL_INIT_VIDEO) != 0) {
+        fprintf(stderr, "there is no window: %s\n", SDL_GetError());
+        return -1;
+    }
+    const char *driver = SDL_GetCurrentVideoDriver();
+    if (is_seen(driver))
+        return 0;
+    fprintf(stderr, "there is no window: SDL's driver \"%s\" shows nothing\n",
+            driver ? driver : "");
+    SDL_Quit();
+    return -1;
+}
+
 static bool sdl_fits()
 {
     return is_set("DISPLAY") || is_set("WAYLAND_DISPLAY") || is_set("SDL_VIDEODRIVER");
@@ -40,10 +80,8 @@ static int sdl_open()
     SDL_SetHint(SDL_HINT_RENDER_DRIVER, "software");
     SDL_SetHint(SDL_HINT_VIDEO_X11_NET_WM_BYPASS_COMPOSITOR, "0");
     SDL_SetHint(SDL_HINT_MOUSE_FOCUS_CLICKTHROUGH, "1");
-    if (SDL_Init(SDL_INIT_VIDEO) != 0) {
-        fprintf(stderr, "there is no window: %s\n", SDL_GetError());
+    if (open_video() != 0)
         return -1;
-    }
     SDL_EnableScreenSaver();
     SDL_StopTextInput();
     (void)SDL_InitSubSystem(SDL_INIT_GAMECONTROLLER); /* the keyboard is enough without one */

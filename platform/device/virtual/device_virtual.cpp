@@ -71,11 +71,6 @@ int32_t virtual_display()
     return display;
 }
 
-static bool virtual_fits()
-{
-    return true;
-}
-
 static int virtual_open()
 {
     const char *real = getenv("ZERV_VIRTUAL_REALTIME");
@@ -137,7 +132,6 @@ static void virtual_msleep(int32_t ms)
 
 constinit const device device_virtual = {
     .name = "virtual",
-    .fits = virtual_fits,
     .open = virtual_open,
     .close = virtual_close,
     .screen_open = virtual_screen_open,

@@ -1,4 +1,4 @@
-/* The desktop window, without a desktop: SDL's dummy drivers, and events that the test posts. */
+/* The desktop window on a display in memory, and events that the test posts. */
 #if __has_include(<SDL.h>)
 #include "platform/base/clock.h"
 #include "platform/base/device.h"
@@ -8,6 +8,7 @@
 #include "platform/input/key.h"
 #include "platform/input/touch.h"
 #include "platform/sound/sound.h"
+#include "support/x_server.h"
 
 #include <SDL.h>
 #include <atomic>
@@ -18,6 +19,27 @@
 #include <vector>
 
 static std::atomic<uint32_t> heard{0};
+
+/* What the message bus keeps to its end is not ours to free. */
+extern "C" const char *__lsan_default_suppressions();
+extern "C" const char *__lsan_default_suppressions()
+{
+    return "leak:libdbus-1";
+}
+
+/* One display for all tests of this program. */
+static const std::string &display()
+{
+    static const x_server server;
+    return server.name;
+}
+
+static void use_display()
+{
+    ASSERT_NE(display(), "") << "Xvfb does not start";
+    setenv("DISPLAY", display().c_str(), 1);
+    setenv("SDL_VIDEODRIVER", "x11", 1);
+}
 
 static void on_sound(void *, void *buffer, uint32_t length)
 {
@@ -34,7 +56,7 @@ class device_sdl_window : public testing::Test
     {
         fault_set("");
         setenv("ZERV_DEVICE", "sdl", 1);
-        setenv("SDL_VIDEODRIVER", "dummy", 1);
+        use_display();
         setenv("SDL_AUDIODRIVER", "dummy", 1);
         ASSERT_EQ(sys_init(), 0);
         ASSERT_EQ(key_open(), 0);
@@ -285,7 +307,8 @@ TEST_F(device_sdl_window, a_machine_without_a_card_says_so_once_and_plays_on)
 TEST(device_sdl_start, a_desktop_session_takes_the_window)
 {
     unsetenv("ZERV_DEVICE");
-    setenv("SDL_VIDEODRIVER", "dummy", 1);
+    use_display();
+    unsetenv("SDL_VIDEODRIVER");
     ASSERT_EQ(sys_init(), 0);
     EXPECT_STREQ(device_current->name, "sdl");
     EXPECT_EQ(sys_exit(), 0);
@@ -299,5 +322,30 @@ TEST(device_sdl_start, fails_without_a_display)
     testing::internal::CaptureStderr();
     EXPECT_EQ(sys_init(), -1);
     EXPECT_NE(testing::internal::GetCapturedStderr().find("there is no window"), std::string::npos);
+}
+
+TEST(device_sdl_start, refuses_drivers_that_show_nothing)
+{
+    setenv("ZERV_DEVICE", "sdl", 1);
+    for (const std::string driver : {"dummy", "offscreen"}) {
+        setenv("SDL_VIDEODRIVER", driver.c_str(), 1);
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(sys_init(), -1);
+        EXPECT_EQ(testing::internal::GetCapturedStderr(),
+                  "there is no window: SDL's driver \"" + driver + "\" shows nothing\n");
+        EXPECT_EQ(SDL_WasInit(SDL_INIT_VIDEO), 0u);
+    }
+}
+
+TEST(device_sdl_start, a_display_that_is_gone_is_not_replaced_by_an_unseen_one)
+{
+    unsetenv("ZERV_DEVICE");
+    unsetenv("SDL_VIDEODRIVER");
+    setenv("DISPLAY", ":99999", 1);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(sys_init(), -1);
+    const std::string told = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(told.find("there is no window"), 0u) << told;
+    EXPECT_EQ(told.find('\n'), told.size() - 1) << "one line: " << told;
 }
 #endif
