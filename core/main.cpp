@@ -5,6 +5,7 @@
 #include "core/rooms.h"
 #include "core/services/program.h"
 #include "core/steps.h"
+#include "core/subjects.h"
 #include "library/library.h"
 #include "lists/playlist/list_cur_playlist.h"
 #include "lists/record/list.h"
@@ -87,15 +88,20 @@ static constexpr program_step start_steps[] = {
     {.name = "audio_init", .message = "audio_init failed", .run = audio_init},
     {.name = "skin_init", .message = "skin_init falied", .run = skin_init, .asks_fault = true},
     {.name = "cfg_load", .message = nullptr, .run = load_settings},
-    {.name = "font_open", .message = "font_open failed", .run = open_font},
+    {.name = "font_open", .message = "font_open failed", .run = open_font, .subject = subject_font},
     {.name = "apply_settings", .message = nullptr, .run = apply_settings},
     {.name = "play_init", .message = "play_init falied", .run = play_init},
     {.name = "library_open",
      .message = "library_open falied",
      .run = library_open,
-     .asks_fault = true},
+     .asks_fault = true,
+     .subject = subject_library},
     {.name = "fb_open", .message = "fb_open failed", .run = open_screen},
-    {.name = "view_init", .message = "view_init falied", .run = view_init, .asks_fault = true},
+    {.name = "view_init",
+     .message = "view_init falied",
+     .run = view_init,
+     .asks_fault = true,
+     .subject = subject_skins},
 };
 
 static void choose_first_screen()

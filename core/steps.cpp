@@ -8,6 +8,11 @@ static int report(const program_step *step)
     if (!step->message)
         return 0;
     program_perror(step->message);
+    step_subject words = "";
+    if (step->subject)
+        step->subject(words);
+    if (words[0] != '\0')
+        program_perror(words);
     return -1;
 }
 

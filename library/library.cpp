@@ -147,7 +147,7 @@ db_handle *library_handle()
 int library_open()
 {
     (void)library_close();
-    std::atomic_ref(library_db).store(db_open("library.db"));
+    std::atomic_ref(library_db).store(db_open(library_file_name));
     if (!library_db)
         return -1;
     /* A file that is no database refuses these as well; the schema check tells. */

@@ -1,6 +1,8 @@
 /* library: the database of tracks, "library.db" in the working folder. */
 #pragma once
 
+inline constexpr char library_file_name[] = "library.db";
+
 struct db_handle;
 
 extern db_handle *library_db; /* null while closed; main thread */

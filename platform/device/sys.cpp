@@ -13,7 +13,8 @@ static const device *const devices[] = {
 #ifdef ZERV_SDL
     &device_sdl, /* before the bare console: a desktop's frame buffer is not ours to draw on */
 #endif
-    &device_linux, &device_virtual,
+    &device_linux,
+    &device_virtual,
 };
 
 /* Main thread. */

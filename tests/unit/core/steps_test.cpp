@@ -2,6 +2,7 @@
 
 #include "core/services/program.h"
 #include "platform/base/fault.h"
+#include "platform/base/str.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -39,6 +40,25 @@ static const program_step two_bad[] = {
     {.name = "four", .message = "four failed", .run = [] { return good("4"); }},
 };
 
+static void name_a_file(step_subject &to)
+{
+    (void)str_copy(to, "some.file: gone");
+}
+
+static const program_step with_subject[] = {
+    {.name = "one",
+     .message = "one failed",
+     .run = [] { return bad("1"); },
+     .subject = name_a_file},
+};
+
+static const program_step without_words[] = {
+    {.name = "one",
+     .message = "one failed",
+     .run = [] { return bad("1"); },
+     .subject = [](step_subject &) {}},
+};
+
 class steps : public testing::Test
 {
   protected:
@@ -63,6 +83,18 @@ TEST_F(steps, start_stops_at_the_first_failure)
     EXPECT_EQ(steps_start(two_bad, 4), -1);
     EXPECT_EQ(ran, "12");
     EXPECT_EQ(printed, "two failed\n");
+}
+
+TEST_F(steps, failure_names_what_it_failed_on_in_a_line_of_its_own)
+{
+    EXPECT_EQ(steps_start(with_subject, 1), -1);
+    EXPECT_EQ(printed, "one failed\nsome.file: gone\n");
+}
+
+TEST_F(steps, failure_with_nothing_to_name_prints_no_empty_line)
+{
+    EXPECT_EQ(steps_start(without_words, 1), -1);
+    EXPECT_EQ(printed, "one failed\n");
 }
 
 TEST_F(steps, stop_runs_all_and_reports_each_failure)
