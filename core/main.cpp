@@ -7,6 +7,7 @@
 #include "core/steps.h"
 #include "core/subjects.h"
 #include "library/library.h"
+#include "lists/list_run_once.h"
 #include "lists/playlist/list_cur_playlist.h"
 #include "lists/record/list.h"
 #include "platform/audio/audio.h"
@@ -32,6 +33,7 @@
 #include <cstdlib>
 #include <getopt.h>
 #include <iterator>
+#include <string_view>
 #include <unistd.h>
 
 constexpr int32_t screen_width = 320, screen_height = 240;
@@ -104,9 +106,24 @@ static constexpr program_step start_steps[] = {
      .subject = subject_skins},
 };
 
+/* Whoever starts the program with settings of its own making may still have it greet the user: from
+ * the choice of a language on, or from the question about the library. */
+static list *choose_first_list()
+{
+    const char *set = getenv("ZERV_FIRST_START");
+    const std::string_view wish = set ? set : "";
+    const bool ask_library = wish == "library", greet = ask_library || wish == "language";
+    (void)unsetenv("ZERV_FIRST_START"); /* once: an update starts the program again */
+    if (!config_was_read || !greet)
+        return config_was_read ? list_main : list_run_once;
+    if (ask_library)
+        list_run_once_ask_library();
+    return list_run_once;
+}
+
 static void choose_first_screen()
 {
-    (void)view_list_select(config_was_read ? list_main : list_run_once);
+    (void)view_list_select(choose_first_list());
     view_select(view_list);
 }
 

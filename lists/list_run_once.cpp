@@ -1,4 +1,6 @@
 /* list_run_once: greets a new user, who picks a language and may have the library built. */
+#include "lists/list_run_once.h"
+
 #include "config/cfg.h"
 #include "core/lang/lang.h"
 #include "lists/list_main.h"
@@ -131,3 +133,9 @@ constinit list list_run_once_record = {
     .select = select,
     .update = update,
 };
+
+void list_run_once_ask_library()
+{
+    step = step_library;
+    (void)update(nullptr, nullptr);
+}

@@ -127,7 +127,7 @@ def without_tags(mp3):
 def make_demo(build, folder):
     folder.mkdir()
     for name in [TAGGED, TAGGED.replace(".mp3", ".lrc"), *OTHERS]:
-        shutil.copy(build / "demo" / name, folder)
+        shutil.copy(build / "demo" / "music" / name, folder)
     (folder / BARE).write_bytes(without_tags((folder / TAGGED).read_bytes()))
 
 

@@ -77,7 +77,7 @@ def shoot(build, skin, script, last, without=()):
         program = os.path.join(folder, "player")
         shutil.copytree(os.path.join(build, "player"), program,
                         ignore=shutil.ignore_patterns("config.txt", "current.m3u", "library.db", "_tmp"))
-        shutil.copytree(os.path.join(build, "demo"), os.path.join(program, "demo"),
+        shutil.copytree(os.path.join(build, "demo", "music"), os.path.join(program, "demo"),
                         ignore=lambda path, names: [
                             name for name in names
                             if name in without or not name.endswith((".mp3", ".ogg", ".flac", ".lrc"))])

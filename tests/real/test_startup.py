@@ -158,6 +158,15 @@ class FirstScreenTest(PlayerTest):
         run = self.run_script("advance 2\ntext\n")
         self.assertIn("主菜单", run.texts())
 
+    def test_greeting_may_be_asked_for(self):
+        """Whoever sets the music folder for the user has settings written, and still greets."""
+        self.write_config()
+        for wish, text in (("language", "日本語"), ("library", "Yes"), ("", "设置"), ("x", "设置")):
+            with self.subTest(wish=wish):
+                run = self.run_script("advance 2\ntext\n", ZERV_FIRST_START=wish)
+                self.assertIn(text, run.texts())
+                self.assertEqual((run.status, run.err), (0, ""))
+
     def test_settings_that_did_not_change_are_not_written(self):
         before = self.write_config()
         os.utime(self.path("config.txt"), (1000000, 1000000))

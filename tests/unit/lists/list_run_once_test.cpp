@@ -1,6 +1,7 @@
 #include "config/cfg.h"
 #include "core/lang/lang.h"
 #include "lists/list_main.h"
+#include "lists/list_run_once.h"
 #include "lists/lists.h"
 #include "lists/record/list.h"
 #include "platform/audio/audio.h"
@@ -112,6 +113,17 @@ TEST_F(first_run, greets_with_the_languages_in_their_own_names)
     EXPECT_EQ(rows(), (texts{"한국어", "English", "日本語"}));
     EXPECT_STREQ(list_run_once->title, "Welcome!");
     EXPECT_STREQ(list_run_once->subtitle, "");
+}
+
+TEST_F(first_run, may_begin_with_the_library)
+{
+    list_run_once_ask_library();
+    EXPECT_EQ(rows(), (texts{"Yes", "No"}));
+    EXPECT_STREQ(list_run_once->subtitle, "Do you want to update the media library now?");
+    EXPECT_EQ(pass(true), 0);
+    EXPECT_STREQ(lang_selected, "") << "no language is tried";
+    EXPECT_EQ(choose(0), 0);
+    EXPECT_EQ(trace, (texts{"scan", "show main menu"}));
 }
 
 TEST_F(first_run, language_under_the_cursor_is_tried_at_once)
