@@ -5,27 +5,41 @@ fail() {
     exit 1
 }
 
-# Installs the packages of tools/packages.txt that are missing; silent when none is.
+# named_packages PART...: the packages of these parts of tools/packages.txt, one a line.
+named_packages() {
+    sed -e 's/#.*//' -e 's/[[:space:]]//g' -e '/^$/d' tools/packages.txt |
+        awk -v parts=" $* " '/^\[/ { wanted = index(parts, " " substr($0, 2, length($0) - 2) " "); next }
+            wanted'
+}
+
+# run_apt LOG ARGUMENTS...: apt-get as root. While somebody else holds a package lock it waits.
+run_apt() {
+    local log=$1 told= root=()
+    shift
+    [ "$(id -u)" = 0 ] || root=(sudo)
+    until "${root[@]}" env LC_ALL=C DEBIAN_FRONTEND=noninteractive apt-get "$@" >"$log" 2>&1; do
+        grep -q '^E: Could not get lock' "$log" || return 1
+        [ -n "$told" ] || echo "Another program is installing packages. Waiting until it has finished ..." >&2
+        told=1
+        sleep 1
+    done
+}
+
+# install_packages PART...: installs what is missing; silent when nothing is.
 install_packages() {
     command -v dpkg-query >/dev/null || fail "This needs Debian 12 (or the packages of tools/packages.txt and their tools)."
-    local missing=() package
-    local installed
-    installed=$(dpkg-query -W -f '${Package} ${db:Status-Status}\n' | awk '$2 == "installed" {print $1}')
-    while read -r package; do
+    local missing=() package installed log
+    installed=$(dpkg-query -W -f '${Package} ${db:Status-Status}\n' 2>/dev/null | awk '$2 == "installed" {print $1}') || true
+    for package in $(named_packages "$@"); do
         grep -qx -- "$package" <<<"$installed" || missing+=("$package")
-    done < <(sed -e 's/#.*//' -e '/^[[:space:]]*$/d' tools/packages.txt)
+    done
     [ ${#missing[@]} -eq 0 ] && return 0
 
-    local root=()
-    if [ "$(id -u)" != 0 ]; then
-        command -v sudo >/dev/null || fail "Missing packages: ${missing[*]}. Install them as root, or install sudo."
-        root=(sudo)
-    fi
+    [ "$(id -u)" = 0 ] || command -v sudo >/dev/null ||
+        fail "Missing packages: ${missing[*]}. Install them as root, or install sudo."
     echo "Installing ${#missing[@]} packages: ${missing[*]}" >&2
-    local log
     log=$(mktemp)
-    if ! { "${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get update -qq &&
-        "${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"; } >"$log" 2>&1; then
+    if ! { run_apt "$log" update -qq && run_apt "$log" install -y -qq --no-install-recommends "${missing[@]}"; }; then
         tail -n 20 "$log" >&2
         rm -f "$log"
         fail "The packages could not be installed: ${missing[*]}"

@@ -4,15 +4,19 @@
     set_library.py [--unless-set] CONFIG FOLDER
 
 With --unless-set a folder that the user chose stays; the one that every file starts with is no choice.
-Prints one word: new (there were no settings), changed, same, or kept.
+Prints one word: new (there were no settings), changed, unscanned (the same folder, and the library is
+still empty), same, or kept.
 
 The player writes and reads the folder's name as it is, so a name with signs that XML claims for itself
 would make a file that cannot be read again. Such a folder gets a link with a plain name beside CONFIG,
 and the link is what the settings name. CONFIG is replaced at once: it is whole at any moment.
 """
 
+import contextlib
 import os
+import pathlib
 import re
+import sqlite3
 import stat
 import sys
 from xml.parsers import expat
@@ -110,6 +114,16 @@ def real_folder(config, path):
     return os.path.realpath(os.path.join(os.path.dirname(config), path))
 
 
+def is_scanned(config):
+    """Whether the library beside the settings holds tracks."""
+    library = pathlib.Path(os.fsdecode(os.path.join(os.path.dirname(config), b"library.db")))
+    try:
+        with contextlib.closing(sqlite3.connect(library.as_uri() + "?mode=ro", uri=True)) as opened:
+            return opened.execute("SELECT 1 FROM zervp_urls LIMIT 1").fetchone() is not None
+    except sqlite3.Error:
+        return False
+
+
 def set_library(config, folder, unless_set):
     content, mode = read_file(config)
     before = read_setting(content) if content is not None else None
@@ -118,8 +132,10 @@ def set_library(config, folder, unless_set):
     # Looked at before the link moves: the name may stay while the folder changes.
     was_there = before is not None and real_folder(config, before) == folder
     path = plain_path(config, folder)
+    if before == path and was_there:
+        return "same" if is_scanned(config) else "unscanned"
     if before == path:
-        return "same" if was_there else "changed"
+        return "changed"  # the link has moved
     changed = with_setting(content if content is not None else NEW_FILE, path)
     if changed is None:
         aside = config + b".damaged"

@@ -16,23 +16,19 @@ fi
 tools=$(dirname "$(readlink -f "$0")")
 config=$player/config.txt
 
-update_row="更新媒体库 (update the media library) in the main menu scans it again"
 greeting=
 if [ -n "$folder" ]; then
     what=$("$tools/set_library.py" "$config" "$folder")
+    echo "The music folder is $folder." >&2
     case $what in
     new) greeting=language ;;
-    *) [ "$what" = same ] && [ -e "$player/library.db" ] || greeting=library ;;
+    changed | unscanned) greeting=library ;;
     esac
-    echo "The music folder is $folder." >&2
-    if [ -n "$greeting" ]; then
-        echo "The player offers to scan it now: answer Yes. Later, the row $update_row." >&2
-    else
-        echo "It was scanned before; the row $update_row." >&2
-    fi
+    [ $# = 0 ] || greeting= # files open the play screen
+    [ -z "$greeting" ] || echo "The player offers to scan it: answer Yes." >&2
+    echo "The row 更新媒体库 (update the media library) of the main menu scans it at any time." >&2
 else
-    what=$("$tools/set_library.py" --unless-set "$config" "$demo")
-    [ "$what" = new ] && greeting=language
+    "$tools/set_library.py" --unless-set "$config" "$demo" >/dev/null
     if [ $# = 0 ]; then
         for piece in "$demo"/*.{mp3,ogg,flac}; do
             [ -e "$piece" ] && set -- "$@" "$piece"
@@ -49,21 +45,23 @@ fi
 out=$(readlink -f ..)/shown
 mkdir -p "$out"
 rm -f "$out"/*.png "$out"/sound.wav
+picture() { printf 'advance 400\nscreenshot %s/%s.png\n' "$out" "$1"; }
 {
-    echo "advance 1000"
     if [ $# -gt 0 ]; then
-        printf 'settle\nadvance 3000\nscreenshot %s/play.png\n' "$out"
-        printf 'key back\nadvance 400\n'
+        printf 'advance 1000\nsettle\nadvance 3000\n'
+        picture play
+        echo "key back"
+        picture main_menu
+        echo "key select"
+        picture current_playlist
+    else
+        [ -z "$greeting" ] || picture welcome
+        [ "$greeting" != language ] || printf 'key select\nadvance 400\n'
+        [ -z "$greeting" ] || printf 'key select\nadvance 400\nsettle 600000\n'
+        picture main_menu
+        printf 'key down\nkey down\nkey select\n'
+        picture artists
     fi
-    if [ -n "$greeting" ]; then
-        printf 'screenshot %s/welcome.png\n' "$out"
-        [ "$greeting" = library ] || printf 'key select\nadvance 400\n'
-        [ -z "$folder" ] || printf 'key select\nadvance 400\nsettle 600000\nadvance 400\n'
-        [ -n "$folder" ] || printf 'key down\nkey select\nadvance 400\n'
-    fi
-    printf 'screenshot %s/main_menu.png\n' "$out"
-    [ $# = 0 ] || printf 'key select\nadvance 400\nscreenshot %s/current_playlist.png\n' "$out"
-    [ $# -gt 0 ] || printf 'key down\nkey down\nkey select\nadvance 400\nscreenshot %s/artists.png\n' "$out"
     printf 'key back\nadvance 50\nquit\n'
 } >"$out/script"
 ZERV_DEVICE=virtual ZERV_VIRTUAL_SCRIPT="$out/script" ZERV_VIRTUAL_SOUND="$out/sound.wav" \

@@ -161,7 +161,8 @@ class FirstScreenTest(PlayerTest):
     def test_greeting_may_be_asked_for(self):
         """Whoever sets the music folder for the user has settings written, and still greets."""
         self.write_config()
-        for wish, text in (("language", "日本語"), ("library", "Yes"), ("", "设置"), ("x", "设置")):
+        for wish, text in (("language", "日本語"), ("library", "Yes"), ("", "主菜单"),
+                           ("x", "主菜单")):
             with self.subTest(wish=wish):
                 run = self.run_script("advance 2\ntext\n", ZERV_FIRST_START=wish)
                 self.assertIn(text, run.texts())
