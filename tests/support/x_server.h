@@ -20,8 +20,9 @@ class x_server
         if (process == 0) {
             close(answer[0]);
             const std::string to = std::to_string(answer[1]);
-            execlp("Xvfb", "Xvfb", "-screen", "0", "1400x1000x24", "-displayfd", to.c_str(),
-                   "-nolisten", "tcp", nullptr);
+            /* Between two tests nobody is connected, which would make it begin anew. */
+            execlp("Xvfb", "Xvfb", "-noreset", "-screen", "0", "1400x1000x24", "-displayfd",
+                   to.c_str(), "-nolisten", "tcp", nullptr);
             _exit(127);
         }
         close(answer[1]);
