@@ -16,12 +16,14 @@ struct audio_stream {
     /* Samples per channel, 0 when unknown. Of a very large MP3 without header an estimate at first,
      * which read and seek make exact: it may change with each of them. */
     int64_t length;
-    const audio_tags *tags; /* owned by the stream; null when the tag block cannot be read */
+    const audio_tags *tags; /* owned by the stream; null only when memory ran out */
     void *priv;
 };
 
 struct audio_info {
-    audio_tags *tags; /* null when the tag block cannot be read; five nulls for an untagged file */
+    /* Five nulls for an untagged file, and for one that plays though its tag block cannot be read;
+     * null for one whose tag block cannot be read and that does not play either. */
+    audio_tags *tags;
 };
 
 struct audio_decoder {

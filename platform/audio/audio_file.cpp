@@ -14,10 +14,13 @@
 /* Decoders ask for 4 bytes and a frame in turn; a call to the kernel for each costs more than the
  * copy. */
 constexpr size_t buffer_bytes = 32768;
+/* What the storage gives at least: a look into a file reads no more than that around a place. */
+constexpr size_t page_bytes = 4096;
 
 struct audio_file {
     int fd;
     bool failed;
+    size_t piece;        /* bytes that are buffered at a time */
     int64_t size;        /* bytes of the file */
     int64_t from, to;    /* the window */
     int64_t at;          /* place in the file */
@@ -26,7 +29,7 @@ struct audio_file {
     char buffer[buffer_bytes];
 };
 
-audio_file *audio_file_open(const char *path)
+audio_file *audio_file_open(const char *path, audio_file_use use)
 {
     /* Non-blocking, or the open itself would wait for somebody at the other end of a pipe. */
     const int fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
@@ -42,6 +45,9 @@ audio_file *audio_file_open(const char *path)
     }
     file->fd = fd;
     file->failed = false;
+    file->piece = use == audio_file_look ? page_bytes : buffer_bytes;
+    if (use == audio_file_look) /* only advice: without it the file is read all the same */
+        (void)posix_fadvise(fd, 0, 0, POSIX_FADV_RANDOM);
     file->size = file->to = entry.st_size;
     file->from = file->at = file->buffered_at = 0;
     file->buffered = 0;
@@ -98,22 +104,41 @@ static ssize_t read_at(audio_file *file, int64_t at, void *to, size_t size)
     return n;
 }
 
+/* Fills the buffer from a place on, to the end of its last page. */
+static ssize_t fill(audio_file *file, int64_t at)
+{
+    const ssize_t n = read_at(file, at, file->buffer, file->piece - size_t(at % page_bytes));
+    file->buffered_at = at;
+    file->buffered = n > 0 ? size_t(n) : 0;
+    return n;
+}
+
+/* Buffered bytes from a place on. */
+static size_t ahead(const audio_file *file, int64_t at)
+{
+    if (at < file->buffered_at || at >= file->buffered_at + int64_t(file->buffered))
+        return 0;
+    return size_t(file->buffered_at + int64_t(file->buffered) - at);
+}
+
 int64_t audio_file_read(audio_file *file, void *to, size_t size)
 {
+    char *out = static_cast<char *>(to);
     size_t done = 0;
     size = std::min(size, size_t(file->to - file->at));
     while (done < size) {
-        const int64_t ahead = file->buffered_at + int64_t(file->buffered) - file->at;
-        if (file->at < file->buffered_at || ahead <= 0) {
-            const ssize_t n = read_at(file, file->at, file->buffer, buffer_bytes);
-            file->buffered_at = file->at;
-            file->buffered = n > 0 ? size_t(n) : 0;
-            if (n > 0)
-                continue;
-            return n < 0 && done == 0 ? -1 : int64_t(done);
+        size_t part = std::min(size - done, ahead(file, file->at));
+        if (part > 0) {
+            memcpy(out + done, file->buffer + (file->at - file->buffered_at), part);
+        } else {
+            /* Much is not copied twice. */
+            const bool much = size - done >= file->piece;
+            const ssize_t n =
+                much ? read_at(file, file->at, out + done, size - done) : fill(file, file->at);
+            if (n <= 0)
+                return n < 0 && done == 0 ? -1 : int64_t(done);
+            part = much ? size_t(n) : 0;
         }
-        const size_t part = std::min(size - done, size_t(ahead));
-        memcpy(static_cast<char *>(to) + done, file->buffer + (file->at - file->buffered_at), part);
         file->at += int64_t(part);
         done += part;
     }
@@ -122,7 +147,8 @@ int64_t audio_file_read(audio_file *file, void *to, size_t size)
 
 size_t audio_file_peek(audio_file *file, int64_t at, void *to, size_t size)
 {
-    size_t done = 0;
+    size_t done = std::min(size, ahead(file, at));
+    memcpy(to, file->buffer + (done ? at - file->buffered_at : 0), done);
     while (done < size) {
         const ssize_t n =
             read_at(file, at + int64_t(done), static_cast<char *>(to) + done, size - done);

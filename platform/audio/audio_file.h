@@ -9,8 +9,14 @@
 
 struct audio_file;
 
-/* Null when the file cannot be read or is no regular file. */
-audio_file *audio_file_open(const char *path);
+/* How a file will be read. */
+enum audio_file_use {
+    audio_file_play, /* from the front to the end */
+    audio_file_look  /* a few bytes here and there: the storage reads no further than asked */
+};
+
+/* Never for writing. Null when the file cannot be read or is no regular file. */
+audio_file *audio_file_open(const char *path, audio_file_use use);
 /* Accepts null. */
 void audio_file_close(audio_file *file);
 int64_t audio_file_size(const audio_file *file);
@@ -23,8 +29,8 @@ int64_t audio_file_tell(const audio_file *file);
 int64_t audio_file_seek(audio_file *file, int64_t offset, int whence);
 /* Bytes read, 0 at the end of the window, -1 on an error. */
 int64_t audio_file_read(audio_file *file, void *to, size_t size);
-/* Reads at a place of the whole file, without the buffer. Less than asked only at the end of the
- * file or on an error. */
+/* Reads at a place of the whole file, which stays where it is. Less than asked only at the end of
+ * the file or on an error. */
 size_t audio_file_peek(audio_file *file, int64_t at, void *to, size_t size);
 /* Whether the storage failed at some read: not the same as the end of the file. */
 bool audio_file_failed(const audio_file *file);

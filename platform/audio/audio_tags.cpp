@@ -1,6 +1,8 @@
 /* audio_tags: the five texts that a file says about itself. */
 #include "platform/audio/audio_tags.h"
 
+#include "platform/audio/audio_guard.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -31,6 +33,12 @@ audio_tags *audio_tags_new(const char *const texts[5])
     audio_tags *tags = reinterpret_cast<audio_tags *>(memory);
     *tags = {copies[0], copies[1], copies[2], copies[3], copies[4]};
     return tags;
+}
+
+audio_tags *audio_tags_empty()
+{
+    static constexpr const char *none[5] = {};
+    return audio_tags_new(none);
 }
 
 void audio_tags_free(audio_tags *tags)
@@ -123,20 +131,20 @@ static TagLib::ByteVector first_value(const TagLib::Ogg::XiphComment &comment, c
     return found->second.front().data(TagLib::String::UTF8) + '\0';
 }
 
-audio_tags *audio_tags_comments(audio_tags_next next, void *user)
+static audio_tags_found read_comments(audio_tags_next next, void *user, audio_tags **out)
 {
     comment_name names[] = {{"TITLE", false}, {"ARTIST", false}, {"ALBUM", false},
                             {"DATE", false},  {"YEAR", false},   {"GENRE", false}};
     uint32_t vendor, count, kept_count = 0;
     if (next_number(next, user, &vendor) || next(user, nullptr, vendor) != vendor ||
         next_number(next, user, &count))
-        return nullptr;
+        return audio_tags_broken;
     TagLib::ByteVector kept;
     bool whole = true;
     for (uint32_t i = 0; i < std::min(count, comment_limit) && whole; i++)
         whole = take_comment(next, user, names, std::size(names), &kept, &kept_count) == 0;
     if (!whole && kept_count == 0)
-        return nullptr;
+        return audio_tags_broken;
     /* No vendor, and the comments that were kept. */
     const TagLib::Ogg::XiphComment comment(TagLib::ByteVector(4, 0) +
                                            TagLib::ByteVector::fromUInt(kept_count, false) + kept);
@@ -146,5 +154,12 @@ audio_tags *audio_tags_comments(audio_tags_next next, void *user)
     const char *year = values[3].size() > 1 ? values[3].data() : values[4].data();
     const char *const texts[5] = {values[0].data(), values[1].data(), values[2].data(), year,
                                   values[5].data()};
-    return audio_tags_new(texts);
+    *out = audio_tags_new(texts);
+    return *out ? audio_tags_read : audio_tags_no_memory;
+}
+
+audio_tags_found audio_tags_comments(audio_tags_next next, void *user, audio_tags **out)
+{
+    *out = nullptr;
+    return audio_guard(audio_tags_no_memory, [=] { return read_comments(next, user, out); });
 }

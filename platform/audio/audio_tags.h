@@ -10,26 +10,28 @@
 
 /* Null when memory runs out. Ended by audio_tags_free(). */
 audio_tags *audio_tags_new(const char *const texts[5]);
+/* Those of a file without any. Null when memory runs out. */
+audio_tags *audio_tags_empty();
 /* Accepts null. */
 void audio_tags_free(audio_tags *tags);
-/* Takes the tags over, which may be null. Null when memory runs out. */
+/* Takes the tags over, which may be null for a block that cannot be read. Null when memory runs
+ * out. */
 audio_info *audio_info_new(audio_tags *tags);
 int audio_info_free(audio_info *info);
 
 enum audio_tags_found {
-    audio_tags_none,  /* there is no block */
-    audio_tags_read,  /* there is one, and it was read */
-    audio_tags_broken /* there is one that cannot be read */
+    audio_tags_none,     /* there is no block */
+    audio_tags_read,     /* there is one, and it was read */
+    audio_tags_broken,   /* there is one that cannot be read */
+    audio_tags_no_memory /* memory ran out */
 };
 
 /* ID3v2 in front of the file and ID3v1 behind it. `out` is null unless the result is "read". */
 audio_tags_found audio_tags_id3(audio_file *file, audio_tags **out);
-/* Bytes of the ID3v2 blocks in front of the file, as they claim, cut to the file. */
-int64_t audio_tags_id3_size(audio_file *file);
 
 /* Delivers the next bytes of a comment block; a null `to` skips. Returns the bytes, 0 at the
  * end. */
 typedef size_t (*audio_tags_next)(void *user, void *to, size_t size);
-/* Reads a block of comments as Vorbis and FLAC have it. Null when it breaks off before its texts
- * or memory runs out. */
-audio_tags *audio_tags_comments(audio_tags_next next, void *user);
+/* Reads a block of comments as Vorbis and FLAC have it. Broken when it breaks off before its
+ * texts; `out` is null unless the result is "read". */
+audio_tags_found audio_tags_comments(audio_tags_next next, void *user, audio_tags **out);

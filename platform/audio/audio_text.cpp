@@ -10,8 +10,8 @@
 #include <cerrno>
 #include <cstring>
 #include <iconv.h>
+#include <new>
 #include <strings.h>
-#include <taglib/id3v1tag.h>
 #include <taglib/id3v2tag.h>
 
 constexpr size_t encoding_size = 32;
@@ -19,17 +19,10 @@ constexpr int encoding_count = 16; /* different ones in the life of a process */
 
 namespace
 {
-struct v1_reader : TagLib::ID3v1::StringHandler {
-    TagLib::String parse(const TagLib::ByteVector &data) const override
-    {
-        return audio_text_read(data).stripWhiteSpace();
-    }
-};
-
 struct v2_reader : TagLib::ID3v2::Latin1StringHandler {
     TagLib::String parse(const TagLib::ByteVector &data) const override
     {
-        return audio_text_read(data);
+        return audio_text_read(data, false);
     }
 };
 } // namespace
@@ -45,19 +38,19 @@ static constinit sys_lock encoding_lock;
 static constinit opened_encoding encodings[encoding_count] GUARDED_BY(encoding_lock) = {};
 static constinit int encodings_used GUARDED_BY(encoding_lock) = 0;
 static constinit std::atomic<int> encoding_selected = -1; /* -1: ISO-8859-1 */
-static constinit pthread_once_t readers_once = PTHREAD_ONCE_INIT;
+static constinit pthread_once_t reader_once = PTHREAD_ONCE_INIT;
 static constinit thread_local int encoding_now = -1;
 
-static void install_readers()
+static void install_reader()
 {
-    /* They live as long as the process: a late worker may still read tags while main returns. */
-    TagLib::ID3v1::Tag::setStringHandler(new v1_reader);
-    TagLib::ID3v2::Tag::setLatin1StringHandler(new v2_reader);
+    /* It lives as long as the process: a late worker may still read tags while main returns. */
+    alignas(v2_reader) static char place[sizeof(v2_reader)];
+    TagLib::ID3v2::Tag::setLatin1StringHandler(new (place) v2_reader);
 }
 
 void audio_text_init()
 {
-    (void)pthread_once(&readers_once, install_readers);
+    (void)pthread_once(&reader_once, install_reader);
 }
 
 void audio_text_begin()
@@ -98,7 +91,7 @@ int decoder_mp3_set_tag_native_encoding(const char *name)
 }
 
 /* Converts all of it into `out`. -1 when it is no text of that encoding. */
-static int convert(int index, TagLib::ByteVector text, TagLib::ByteVector *out)
+static int convert(int index, TagLib::ByteVector text, bool full, TagLib::ByteVector *out)
 {
     char *from = text.data();
     size_t left = text.size();
@@ -114,19 +107,19 @@ static int convert(int index, TagLib::ByteVector text, TagLib::ByteVector *out)
         out->append(TagLib::ByteVector(part, unsigned(sizeof part - room)));
         if (result != size_t(-1) || why == E2BIG)
             continue;
-        return why == EINVAL ? 0 : -1;
+        return why == EINVAL && full ? 0 : -1;
     }
     return 0;
 }
 
-TagLib::String audio_text_read(const TagLib::ByteVector &bytes)
+TagLib::String audio_text_read(const TagLib::ByteVector &bytes, bool full)
 {
     const char *begin = bytes.data();
     const char *end = std::find(begin, begin + bytes.size(), '\0');
     const TagLib::ByteVector text(begin, unsigned(end - begin));
     const bool plain = std::all_of(begin, end, [](char c) { return (c & 0x80) == 0; });
     TagLib::ByteVector out;
-    if (plain || encoding_now < 0 || convert(encoding_now, text, &out))
+    if (plain || encoding_now < 0 || convert(encoding_now, text, full, &out))
         return TagLib::String(text, TagLib::String::Latin1);
     return TagLib::String(out, TagLib::String::UTF8);
 }

@@ -1,5 +1,6 @@
 /* decoder_flac: FLAC through libFLAC. */
 #include "platform/audio/audio_file.h"
+#include "platform/audio/audio_id3.h"
 #include "platform/audio/audio_mix.h"
 #include "platform/audio/audio_stream.h"
 #include "platform/audio/audio_tags.h"
@@ -251,7 +252,7 @@ static int64_t find_metadata(audio_file *file)
 {
     unsigned char head[8];
     audio_file_window(file, 0, audio_file_size(file));
-    const int64_t at = audio_tags_id3_size(file);
+    const int64_t at = audio_id3_size(file);
     if (audio_file_peek(file, at, head, sizeof head) != sizeof head || memcmp(head, "fLaC", 4) ||
         (head[4] & ~metadata_last) != metadata_info)
         return -1;
@@ -273,34 +274,34 @@ static size_t next_bytes(void *user, void *to, size_t size)
     return size_t(std::max<int64_t>(audio_file_read(range->file, to, part), 0));
 }
 
-/* Null when the comments cannot be read; five nulls when there are none. */
-static audio_tags *read_tags(audio_file *file, int64_t at)
+static audio_tags_found read_tags(audio_file *file, int64_t at, audio_tags **out)
 {
+    *out = nullptr;
     for (int i = 0; i < block_count_limit; i++) {
         unsigned char head[4];
         if (audio_file_peek(file, at, head, sizeof head) != sizeof head)
-            return nullptr;
+            return audio_tags_broken;
         const int type = head[0] & ~metadata_last;
         const int64_t size = int64_t(head[1]) << 16 | int64_t(head[2]) << 8 | head[3];
         if (type == metadata_invalid)
-            return nullptr;
+            return audio_tags_broken;
         if (type == metadata_comment) {
             comment_range range = {file, size};
             if (audio_file_seek(file, at + 4, SEEK_SET) < 0)
-                return nullptr;
-            return audio_tags_comments(next_bytes, &range);
+                return audio_tags_broken;
+            return audio_tags_comments(next_bytes, &range, out);
         }
         if (head[0] & metadata_last)
             break;
         at += 4 + size;
     }
-    static constexpr const char *none[5] = {};
-    return audio_tags_new(none);
+    *out = audio_tags_empty();
+    return *out ? audio_tags_read : audio_tags_no_memory;
 }
 
 static audio_stream *flac_open(const char *path)
 {
-    audio_file *file = audio_file_open(path);
+    audio_file *file = audio_file_open(path, audio_file_play);
     flac_state *state = file ? static_cast<flac_state *>(calloc(1, sizeof *state)) : nullptr;
     if (!state) {
         audio_file_close(file);
@@ -308,7 +309,9 @@ static audio_stream *flac_open(const char *path)
     }
     state->file = file;
     const int64_t at = find_metadata(file);
-    audio_tags *tags = at >= 0 ? read_tags(file, at) : nullptr;
+    audio_tags *tags = nullptr;
+    if (at >= 0 && read_tags(file, at, &tags) == audio_tags_broken)
+        tags = audio_tags_empty();
     if (at < 0 || audio_file_seek(file, 0, SEEK_SET) < 0 || start_decoder(state)) {
         audio_tags_free(tags);
         flac_close(state);
@@ -319,13 +322,26 @@ static audio_stream *flac_open(const char *path)
     return audio_stream_new(&flac_source, state, state->info.sample_rate, length, tags);
 }
 
+/* A file whose comments cannot be read still belongs to the others when it plays. */
+static audio_tags *tags_if_it_plays(const char *path)
+{
+    audio_stream *stream = flac_open(path);
+    if (!stream)
+        return nullptr;
+    (void)audio_stream_close(stream); /* always succeeds */
+    return audio_tags_empty();
+}
+
 static audio_info *flac_read_info(const char *path)
 {
-    audio_file *file = audio_file_open(path);
+    audio_file *file = audio_file_open(path, audio_file_look);
     const int64_t at = file ? find_metadata(file) : -1;
-    audio_info *info = at >= 0 ? audio_info_new(read_tags(file, at)) : nullptr;
+    audio_tags *tags = nullptr;
+    const audio_tags_found found = at >= 0 ? read_tags(file, at, &tags) : audio_tags_none;
     audio_file_close(file);
-    return info;
+    if (at < 0 || found == audio_tags_no_memory)
+        return nullptr;
+    return audio_info_new(found == audio_tags_broken ? tags_if_it_plays(path) : tags);
 }
 
 constinit const audio_decoder decoder_flac = {

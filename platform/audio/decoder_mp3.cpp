@@ -205,17 +205,12 @@ static int start_decoder(mp3_state *state)
     return take_format(state);
 }
 
-static audio_tags *no_tags()
-{
-    static constexpr const char *none[5] = {};
-    return audio_tags_new(none);
-}
-
-/* Null when there is a block that cannot be read; five nulls when there is none. */
+/* Five nulls when there is no block that can be read. Null when memory runs out. */
 static audio_tags *read_tags(audio_file *file)
 {
     audio_tags *tags;
-    return audio_tags_id3(file, &tags) == audio_tags_none ? no_tags() : tags;
+    const audio_tags_found found = audio_tags_id3(file, &tags);
+    return found == audio_tags_none || found == audio_tags_broken ? audio_tags_empty() : tags;
 }
 
 /* Whether the header's numbers fit the file: one that was cut, or had another attached, keeps the
@@ -249,7 +244,7 @@ static void find_length(mp3_state *state)
 
 static audio_stream *mp3_open(const char *path)
 {
-    audio_file *file = audio_file_open(path);
+    audio_file *file = audio_file_open(path, audio_file_play);
     mp3_state *state = file ? static_cast<mp3_state *>(calloc(1, sizeof *state)) : nullptr;
     if (!state) {
         audio_file_close(file);
@@ -270,21 +265,26 @@ static audio_stream *mp3_open(const char *path)
     return audio_stream_new(&mp3_source, state, state->rate, state->length, tags);
 }
 
-static audio_info *mp3_read_info(const char *path)
+/* A file with tags of this kind is one of ours; looking for its sound would cost as much again as
+ * reading them. One whose tags cannot be read still belongs to the others when it plays. */
+static audio_info *info_of(audio_file *file)
 {
-    audio_file *file = audio_file_open(path);
-    if (!file)
-        return nullptr;
     audio_tags *tags;
     mp3_layout layout;
-    audio_info *info = nullptr;
     const audio_tags_found found = audio_tags_id3(file, &tags);
-    /* A file with tags of this kind is one of ours; looking for its sound would cost as much again
-     * as reading them. */
-    if (found != audio_tags_none)
-        info = audio_info_new(tags);
-    else if (mp3_find_frames(file, &layout) == 0)
-        info = audio_info_new(no_tags());
+    if (found == audio_tags_no_memory)
+        return nullptr;
+    if (found != audio_tags_read && mp3_find_frames(file, &layout) == 0) {
+        tags = audio_tags_empty();
+        return tags ? audio_info_new(tags) : nullptr;
+    }
+    return found == audio_tags_none ? nullptr : audio_info_new(tags);
+}
+
+static audio_info *mp3_read_info(const char *path)
+{
+    audio_file *file = audio_file_open(path, audio_file_look);
+    audio_info *info = file ? info_of(file) : nullptr;
     audio_file_close(file);
     return info;
 }

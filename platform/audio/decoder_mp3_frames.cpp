@@ -1,7 +1,7 @@
 /* decoder_mp3_frames: where the frames of an MP3 file are. */
 #include "platform/audio/decoder_mp3_frames.h"
 
-#include "platform/audio/audio_tags.h"
+#include "platform/audio/audio_id3.h"
 #include "platform/base/owner.h"
 
 #include <algorithm>
@@ -173,7 +173,7 @@ int mp3_find_frames(audio_file *file, mp3_layout *layout)
 {
     *layout = {};
     layout->end = find_end(file);
-    layout->first = audio_tags_id3_size(file);
+    layout->first = audio_id3_size(file);
     /* A tag that claims the whole file has lied about its size. */
     if (layout->first >= layout->end)
         layout->first = std::min<int64_t>(10, layout->end);

@@ -167,13 +167,13 @@ static constexpr audio_source ogg_source = {
     .close = ogg_close,
 };
 
-/* Null when the comments cannot be read. */
-static audio_tags *read_tags(audio_file *file, int64_t at)
+static audio_tags_found read_tags(audio_file *file, int64_t at, audio_tags **out)
 {
     ogg_packet_reader packet;
+    *out = nullptr;
     if (ogg_packet_second(&packet, file, at))
-        return nullptr;
-    return audio_tags_comments(ogg_packet_next, &packet);
+        return audio_tags_broken;
+    return audio_tags_comments(ogg_packet_next, &packet, out);
 }
 
 static bool is_playable(OggVorbis_File *vorbis)
@@ -186,7 +186,7 @@ static bool is_playable(OggVorbis_File *vorbis)
 static audio_stream *ogg_open(const char *path)
 {
     static constexpr ov_callbacks callbacks = {on_read, on_seek, nullptr, on_tell};
-    audio_file *file = audio_file_open(path);
+    audio_file *file = audio_file_open(path, audio_file_play);
     const int64_t at = file ? ogg_find_vorbis(file) : -1;
     ogg_state *state = at >= 0 ? static_cast<ogg_state *>(calloc(1, sizeof *state)) : nullptr;
     if (!state) {
@@ -194,7 +194,9 @@ static audio_stream *ogg_open(const char *path)
         return nullptr;
     }
     state->file = file;
-    audio_tags *tags = read_tags(file, at);
+    audio_tags *tags;
+    if (read_tags(file, at, &tags) == audio_tags_broken)
+        tags = audio_tags_empty();
     audio_file_window(file, 0, audio_file_size(file));
     if (ov_open_callbacks(file, &state->vorbis, nullptr, 0, callbacks) ||
         !is_playable(&state->vorbis)) {
@@ -209,13 +211,26 @@ static audio_stream *ogg_open(const char *path)
     return audio_stream_new(&ogg_source, state, state->rate, whole_length(state), tags);
 }
 
+/* A file whose comments cannot be read still belongs to the others when it plays. */
+static audio_tags *tags_if_it_plays(const char *path)
+{
+    audio_stream *stream = ogg_open(path);
+    if (!stream)
+        return nullptr;
+    (void)audio_stream_close(stream); /* always succeeds */
+    return audio_tags_empty();
+}
+
 static audio_info *ogg_read_info(const char *path)
 {
-    audio_file *file = audio_file_open(path);
+    audio_file *file = audio_file_open(path, audio_file_look);
     const int64_t at = file ? ogg_find_vorbis(file) : -1;
-    audio_info *info = at >= 0 ? audio_info_new(read_tags(file, at)) : nullptr;
+    audio_tags *tags = nullptr;
+    const audio_tags_found found = at >= 0 ? read_tags(file, at, &tags) : audio_tags_none;
     audio_file_close(file);
-    return info;
+    if (at < 0 || found == audio_tags_no_memory)
+        return nullptr;
+    return audio_info_new(found == audio_tags_broken ? tags_if_it_plays(path) : tags);
 }
 
 constinit const audio_decoder decoder_ogg = {

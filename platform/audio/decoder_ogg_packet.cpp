@@ -1,7 +1,7 @@
 /* decoder_ogg_packet: the pages of an Ogg file, as far as tags need them. */
 #include "platform/audio/decoder_ogg_packet.h"
 
-#include "platform/audio/audio_tags.h"
+#include "platform/audio/audio_id3.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -45,7 +45,7 @@ static int read_page_head(audio_file *file, int64_t at, ogg_page_head *head)
 
 int64_t ogg_find_vorbis(audio_file *file)
 {
-    int64_t at = audio_tags_id3_size(file); /* some programs put one in front of anything */
+    int64_t at = audio_id3_size(file); /* some programs put one in front of anything */
     ogg_page_head head;
     for (int i = 0; i < first_pages_limit; i++) {
         unsigned char start[16];

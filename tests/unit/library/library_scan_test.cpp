@@ -115,10 +115,21 @@ static void damage_comments(const std::string &path)
     scratch_write(path, bytes);
 }
 
-TEST_F(scan, makes_no_track_of_a_file_whose_tags_cannot_be_read)
+TEST_F(scan, makes_a_track_without_names_of_a_file_that_plays_though_its_tags_cannot_be_read)
 {
     make("a.flac", "lost");
     damage_comments("m/a.flac");
+    EXPECT_EQ(scan_errors(0), "");
+    EXPECT_EQ(titles(), rows{"未知"});
+    EXPECT_EQ(library_rows("SELECT * FROM zervp_artists"), rows{"1|未知"});
+}
+
+TEST_F(scan, makes_no_track_of_a_file_that_neither_plays_nor_has_tags_that_can_be_read)
+{
+    make("a.flac", "lost");
+    damage_comments("m/a.flac");
+    const std::string bytes = scratch_read("m/a.flac");
+    scratch_write("m/a.flac", bytes.substr(0, bytes.find("TITLE=") + 4));
     make("b.flac", "kept");
     EXPECT_EQ(scan_errors(0), "");
     EXPECT_EQ(library_rows("SELECT path FROM zervp_urls ORDER BY id"),

@@ -1,5 +1,6 @@
 /* Tags: what was written into the files of each kind is read, in each encoding. */
 #include "makers/maker_audio.h"
+#include "makers/maker_id3_frame.h"
 #include "platform/audio/audio.h"
 
 #include <atomic>
@@ -154,6 +155,26 @@ TEST(audio_tags, text_that_is_none_in_the_native_encoding_is_read_as_western)
     EXPECT_EQ(tags_of("w.mp3").title, "Café noir");
 }
 
+TEST(audio_tags, text_that_ends_inside_a_character_is_read_as_western)
+{
+    for (const char *native : {"CP949", "CP932"}) {
+        ASSERT_EQ(decoder_mp3_set_tag_native_encoding(native), 0);
+        for (const int version : {22, 23, 24}) {
+            maker_file file = {.seconds = 0.1, .title = "Café", .artist = "Café René"};
+            file.id3 = {.version = version, .encoding = "ISO-8859-1"};
+            ASSERT_EQ(maker_track("c.mp3", file), 0);
+            EXPECT_EQ(tags_of("c.mp3").title, "Café") << native;
+            EXPECT_EQ(tags_of("c.mp3").artist, "Café René") << native;
+        }
+        /* A field of the old block that is not full has lost nothing. */
+        const maker_file old = {
+            .seconds = 0.1, .title = "Café", .year = "199é", .id3 = {.version = 0, .v1 = true}};
+        ASSERT_EQ(maker_track("c.mp3", old), 0);
+        EXPECT_EQ(tags_of("c.mp3").title, "Café") << native;
+        EXPECT_EQ(tags_of("c.mp3").year, "199") << native;
+    }
+}
+
 TEST(audio_tags, an_unknown_encoding_is_refused_and_changes_nothing)
 {
     ASSERT_EQ(decoder_mp3_set_tag_native_encoding("CP949"), 0);
@@ -248,20 +269,57 @@ TEST(audio_tags, a_file_without_tags_has_five_nulls)
     }
 }
 
-TEST(audio_tags, a_block_that_cannot_be_read_gives_no_record)
+TEST(audio_tags, a_file_that_plays_has_five_nulls_for_a_block_that_cannot_be_read)
 {
     /* A version that nobody knows. */
     const std::string body = maker_mp3_bytes(maker_sine(440, 0.1));
     std::string tag = maker_id3v2_bytes({.title = "T"});
     tag[3] = 9;
     ASSERT_EQ(maker_audio_save("v9.mp3", tag + body), 0);
-    EXPECT_EQ(tags_of("v9.mp3").title, "(none)");
+    EXPECT_EQ(tags_of("v9.mp3").title, "(null)");
+    ASSERT_EQ(maker_audio_save("silent.mp3", tag), 0);
+    EXPECT_EQ(tags_of("silent.mp3").title, "(none)") << "without sound there is no record";
     /* A list of comments that ends before its first. */
     std::string flac = maker_flac_bytes(maker_sine(440, 0.1), {}, {.title = "T"});
     const size_t count = flac.find("TITLE=") - 12;
     flac.replace(count, 4, "\xFF\xFF\xFF\xFF");
     ASSERT_EQ(maker_audio_save("c.flac", flac), 0);
-    EXPECT_EQ(tags_of("c.flac").title, "(none)");
+    EXPECT_EQ(tags_of("c.flac").title, "(null)");
+    ASSERT_EQ(maker_audio_save("silent.flac", flac.substr(0, count + 4)), 0);
+    EXPECT_EQ(tags_of("silent.flac").title, "(none)");
+    /* A page that ends in the middle of the comments. */
+    std::string ogg = maker_ogg_bytes(maker_sine(440, 0.1), {}, {.title = "T"});
+    ogg.resize(ogg.find("TITLE=") - 4);
+    ASSERT_EQ(maker_audio_save("silent.ogg", ogg), 0);
+    EXPECT_EQ(tags_of("silent.ogg").title, "(none)");
+}
+
+TEST(audio_tags, a_readable_block_behind_one_that_is_not_is_read)
+{
+    const std::string body = maker_mp3_bytes(maker_sine(440, 0.1));
+    std::string tag = maker_id3v2_bytes({.title = "First"});
+    tag[3] = 9;
+    ASSERT_EQ(maker_audio_save("2.mp3", tag + maker_id3v2_bytes({.title = "Second"}) + body), 0);
+    EXPECT_EQ(tags_of("2.mp3").title, "Second");
+}
+
+TEST(audio_tags, old_names_of_frames_in_a_newer_block_are_read)
+{
+    const std::string body = maker_mp3_bytes(maker_sine(440, 0.1));
+    for (const int version : {23, 24})
+        for (const char end : {'\0', ' '}) {
+            const maker_id3_frame_options how = {.version = version};
+            std::string frames;
+            for (const char *id : {"TT2", "TP1", "TAL", "TYE", "TCO"})
+                frames += maker_id3_frame(std::string(id) + end, std::string("\0", 1) + id, how);
+            ASSERT_EQ(maker_audio_save("i.mp3", maker_id3_block(frames, version) + body), 0);
+            const texts is = tags_of("i.mp3");
+            EXPECT_EQ(is.title, "TT2");
+            EXPECT_EQ(is.artist, "TP1");
+            EXPECT_EQ(is.album, "TAL");
+            EXPECT_EQ(is.year, "TYE");
+            EXPECT_EQ(is.genre, "TCO");
+        }
 }
 
 TEST(audio_tags, long_titles_come_whole)
@@ -363,7 +421,8 @@ TEST(audio_tags, a_block_that_claims_255_mib_costs_no_memory)
         const audio_decoder *decoder = audio_get_decoder("claim.flac");
         audio_info *info = decoder->read_info("claim.flac");
         ASSERT_NE(info, nullptr);
-        EXPECT_EQ(info->tags, nullptr);
+        ASSERT_NE(info->tags, nullptr);
+        EXPECT_EQ(info->tags->title, nullptr);
         decoder->release_info(info);
     }
     EXPECT_LT(peak_kib() - before, 4096);

@@ -11,7 +11,7 @@ struct laid_out {
     mp3_layout layout = {};
     int result;
 
-    explicit laid_out(const char *path) : file(audio_file_open(path))
+    explicit laid_out(const char *path) : file(audio_file_open(path, audio_file_play))
     {
         result = file ? mp3_find_frames(file, &layout) : -1;
     }
