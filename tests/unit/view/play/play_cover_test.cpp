@@ -190,15 +190,6 @@ TEST_F(tag_image, survives_a_tag_cut_at_any_place)
     }
 }
 
-TEST_F(tag_image, refuses_a_tag_of_absurd_size)
-{
-    const std::string frame = picture_frame("image/png", 3, png_bytes(4, 4));
-    std::string whole = tag_with(frame) + std::string(100, '\0');
-    whole[6] = 0x7f;
-    ASSERT_EQ(maker_audio_save("a.mp3", whole), 0);
-    EXPECT_EQ(picture_of("a.mp3"), "none");
-}
-
 TEST_F(play_cover_test, is_loaded_off_the_main_thread_and_asks_for_a_frame)
 {
     write_track("a.mp3", jpeg_bytes(30, 20));
