@@ -2,8 +2,8 @@
 
 #include "platform/audio/audio_guard.h"
 #include "platform/audio/audio_picture.h"
-#include "platform/image/image.h"
 #include "platform/base/owner.h"
+#include "platform/image/image.h"
 
 #include <attachedpictureframe.h>
 #include <cstdlib>
