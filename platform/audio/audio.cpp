@@ -1,7 +1,6 @@
 /* audio: the decoders by file name. */
 #include "platform/audio/audio.h"
 
-#include "platform/audio/audio_text.h"
 #include "platform/audio/decoder.h"
 #include "platform/base/fault.h"
 #include "platform/file/file.h"
@@ -21,16 +20,12 @@ static constexpr known_format formats[] = {
 
 int audio_init()
 {
-    if (fault_hit("audio_init"))
-        return -1;
-    audio_text_init();
-    return 0;
+    return fault_hit("audio_init") ? -1 : 0;
 }
 
 int audio_exit()
 {
-    /* Nothing is held: streams belong to their owners, and the readers of text stay for workers
-     * that are still reading tags. */
+    /* Nothing is held: streams belong to their owners. */
     return fault_hit("audio_exit") ? -1 : 0;
 }
 

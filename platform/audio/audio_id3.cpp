@@ -5,6 +5,7 @@
 #include "platform/base/owner.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -248,8 +249,8 @@ static frame_form form_of(const audio_id3 *block, unsigned flags)
             size_t(flags & new_grouped ? 1 : 0) + (packed || (flags & new_told) ? 4 : 0)};
 }
 
-int audio_id3_take(audio_id3 *block, const audio_id3_frame *frame, size_t limit,
-                   audio_id3_content *content)
+static int take(audio_id3 *block, const audio_id3_frame *frame, size_t limit,
+                audio_id3_content *content)
 {
     const frame_form form = form_of(block, frame->flags);
     frame_reader reader = {block, form.unsynchronised, false};
@@ -268,4 +269,13 @@ int audio_id3_take(audio_id3 *block, const audio_id3_frame *frame, size_t limit,
         return -1; /* the block ends inside */
     content->bytes = bytes.release();
     return 0;
+}
+
+int audio_id3_take(audio_id3 *block, const audio_id3_frame *frame, size_t limit,
+                   audio_id3_content *content)
+{
+    errno = 0;
+    const int result = take(block, frame, limit, content);
+    block->no_memory = block->no_memory || (result != 0 && errno == ENOMEM);
+    return result;
 }

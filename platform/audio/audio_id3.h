@@ -18,6 +18,7 @@ struct audio_id3 {
     int64_t left;       /* bytes of the block that are still to come, cut to the file */
     int64_t frame_left; /* of those, bytes of the frame at hand */
     int frames;         /* looked at so far */
+    bool no_memory;     /* some content could not be had for want of it */
 };
 
 struct audio_id3_frame {
@@ -42,6 +43,6 @@ int audio_id3_open(audio_id3 *block, audio_file *file);
 bool audio_id3_next(audio_id3 *block, audio_id3_frame *frame);
 /* Takes the content of the frame at hand.
  *   limit  bytes, stored and opened
- * 0, or -1 when it is larger, encrypted or broken, or memory runs out. */
+ * 0, or -1 when it is larger, encrypted or broken, or memory runs out, which the block tells. */
 int audio_id3_take(audio_id3 *block, const audio_id3_frame *frame, size_t limit,
                    audio_id3_content *content);

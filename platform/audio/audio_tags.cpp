@@ -1,14 +1,14 @@
 /* audio_tags: the five texts that a file says about itself. */
 #include "platform/audio/audio_tags.h"
 
-#include "platform/audio/audio_guard.h"
+#include "platform/audio/audio_text.h"
+#include "platform/base/owner.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <iterator>
 #include <strings.h>
-#include <taglib/xiphcomment.h>
+#include <utility>
 
 /* A longer text is not read: nobody shows it, and it may be anything. */
 constexpr uint32_t text_limit = 65536;
@@ -65,11 +65,14 @@ int audio_info_free(audio_info *info)
     return 0;
 }
 
-/* The names that are read, and what to ask for when the first has no value. */
-struct comment_name {
+/* A name that is read, and its first value, null as long as none was found. */
+struct comment_field {
     const char *name;
-    bool found;
+    owner<char, free> value;
 };
+
+/* The year goes by two names, of which the first is the better one. */
+enum { field_title, field_artist, field_album, field_date, field_year, field_genre, field_count };
 
 static uint32_t little_endian(const unsigned char bytes[4])
 {
@@ -86,80 +89,78 @@ static int next_number(audio_tags_next next, void *user, uint32_t *value)
     return 0;
 }
 
-static bool is_wanted(const char *start, size_t size, comment_name *names, size_t count)
+/* The field that a comment belongs to, null for others. */
+static comment_field *find_field(comment_field *fields, const char *start, size_t size)
 {
-    for (size_t i = 0; i < count; i++) {
-        const size_t length = strlen(names[i].name);
-        if (size <= length || start[length] != '=' || names[i].found ||
-            strncasecmp(start, names[i].name, length) != 0)
-            continue;
-        names[i].found = true;
-        return true;
+    for (int i = 0; i < field_count; i++) {
+        const size_t length = strlen(fields[i].name);
+        if (size > length && start[length] == '=' && !fields[i].value &&
+            strncasecmp(start, fields[i].name, length) == 0)
+            return &fields[i];
     }
-    return false;
+    return nullptr;
 }
 
-/* Appends one comment when it is wanted, else skips it. -1 when the block ends inside. */
-static int take_comment(audio_tags_next next, void *user, comment_name *names, size_t names_count,
-                        TagLib::ByteVector *kept, uint32_t *kept_count)
+/* Reads a comment whose first bytes are there. */
+static audio_tags_found take_value(audio_tags_next next, void *user, comment_field *field,
+                                   const char *start, size_t head, size_t size)
+{
+    const size_t name = strlen(field->name) + 1;
+    const owner<unsigned char, free> bytes(static_cast<unsigned char *>(malloc(size)));
+    owner<char, free> text(static_cast<char *>(malloc(audio_text_room(size))));
+    if (!bytes || !text)
+        return audio_tags_no_memory;
+    memcpy(bytes.get(), start, head);
+    if (next(user, bytes.get() + head, size - head) != size - head)
+        return audio_tags_broken;
+    audio_text_utf8(bytes.get() + name, size - name, text.get());
+    if (*text)
+        field->value = std::move(text);
+    return audio_tags_read;
+}
+
+/* Takes one comment when it is wanted, else skips it. */
+static audio_tags_found take_comment(audio_tags_next next, void *user, comment_field *fields)
 {
     uint32_t size;
     char start[8]; /* as long as the longest name and its "=" */
     if (next_number(next, user, &size))
-        return -1;
+        return audio_tags_broken;
     const size_t head = std::min<size_t>(size, sizeof start);
     if (next(user, start, head) != head)
-        return -1;
-    if (size > text_limit || !is_wanted(start, head, names, names_count))
-        return next(user, nullptr, size - head) == size - head ? 0 : -1;
-    TagLib::ByteVector text(unsigned(size), 0);
-    memcpy(text.data(), start, head);
-    if (next(user, text.data() + head, size - head) != size - head)
-        return -1;
-    kept->append(TagLib::ByteVector::fromUInt(size, false));
-    kept->append(text);
-    ++*kept_count;
-    return 0;
+        return audio_tags_broken;
+    comment_field *field = size > text_limit ? nullptr : find_field(fields, start, head);
+    if (field)
+        return take_value(next, user, field, start, head, size);
+    return next(user, nullptr, size - head) == size - head ? audio_tags_read : audio_tags_broken;
 }
 
-static TagLib::ByteVector first_value(const TagLib::Ogg::XiphComment &comment, const char *name)
+static audio_tags_found make_tags(const comment_field *fields, audio_tags **out)
 {
-    const TagLib::Ogg::FieldListMap &fields = comment.fieldListMap();
-    const auto found = fields.find(name);
-    if (found == fields.end() || found->second.isEmpty())
-        return {};
-    return found->second.front().data(TagLib::String::UTF8) + '\0';
-}
-
-static audio_tags_found read_comments(audio_tags_next next, void *user, audio_tags **out)
-{
-    comment_name names[] = {{"TITLE", false}, {"ARTIST", false}, {"ALBUM", false},
-                            {"DATE", false},  {"YEAR", false},   {"GENRE", false}};
-    uint32_t vendor, count, kept_count = 0;
-    if (next_number(next, user, &vendor) || next(user, nullptr, vendor) != vendor ||
-        next_number(next, user, &count))
-        return audio_tags_broken;
-    TagLib::ByteVector kept;
-    bool whole = true;
-    for (uint32_t i = 0; i < std::min(count, comment_limit) && whole; i++)
-        whole = take_comment(next, user, names, std::size(names), &kept, &kept_count) == 0;
-    if (!whole && kept_count == 0)
-        return audio_tags_broken;
-    /* No vendor, and the comments that were kept. */
-    const TagLib::Ogg::XiphComment comment(TagLib::ByteVector(4, 0) +
-                                           TagLib::ByteVector::fromUInt(kept_count, false) + kept);
-    TagLib::ByteVector values[std::size(names)];
-    for (size_t i = 0; i < std::size(names); i++)
-        values[i] = first_value(comment, names[i].name);
-    const char *year = values[3].size() > 1 ? values[3].data() : values[4].data();
-    const char *const texts[5] = {values[0].data(), values[1].data(), values[2].data(), year,
-                                  values[5].data()};
+    const auto value = [=](int field) { return fields[field].value.get(); };
+    const char *const texts[5] = {value(field_title), value(field_artist), value(field_album),
+                                  value(field_date) ? value(field_date) : value(field_year),
+                                  value(field_genre)};
     *out = audio_tags_new(texts);
     return *out ? audio_tags_read : audio_tags_no_memory;
 }
 
 audio_tags_found audio_tags_comments(audio_tags_next next, void *user, audio_tags **out)
 {
+    comment_field fields[field_count] = {{"TITLE", {}}, {"ARTIST", {}}, {"ALBUM", {}},
+                                         {"DATE", {}},  {"YEAR", {}},   {"GENRE", {}}};
+    uint32_t vendor, count;
     *out = nullptr;
-    return audio_guard(audio_tags_no_memory, [=] { return read_comments(next, user, out); });
+    if (next_number(next, user, &vendor) || next(user, nullptr, vendor) != vendor ||
+        next_number(next, user, &count))
+        return audio_tags_broken;
+    audio_tags_found found = audio_tags_read;
+    for (uint32_t i = 0; i < std::min(count, comment_limit) && found == audio_tags_read; i++)
+        found = take_comment(next, user, fields);
+    const bool some = std::any_of(fields, fields + field_count, [](const comment_field &field) {
+        return field.value != nullptr;
+    });
+    if (found == audio_tags_no_memory || (found == audio_tags_broken && !some))
+        return found;
+    return make_tags(fields, out);
 }

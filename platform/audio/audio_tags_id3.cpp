@@ -1,28 +1,26 @@
 /* audio_tags_id3: the texts of ID3 blocks. */
-#include "platform/audio/audio_guard.h"
+#include "platform/audio/audio_genre.h"
 #include "platform/audio/audio_id3.h"
 #include "platform/audio/audio_tags.h"
 #include "platform/audio/audio_text.h"
 #include "platform/base/owner.h"
+#include "platform/base/str.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
-#include <memory>
-#include <string>
-#include <taglib/id3v1genres.h>
-#include <taglib/id3v2framefactory.h>
-#include <taglib/id3v2header.h>
-#include <taglib/textidentificationframe.h>
+#include <utility>
 
 constexpr size_t text_limit = 65536; /* a longer text frame is not read */
 constexpr size_t v1_bytes = 128;
+constexpr size_t genre_bytes = 64;
 
 enum { field_title, field_artist, field_album, field_year, field_genre, field_count };
+enum { text_native, text_utf16, text_utf16_big, text_utf8 }; /* the first byte of a text frame */
 
 /* The frames that are looked at, the better one of a field first: the year alone, not the day and
- * time that the library would join to it. */
+ * the time beside it. */
 struct wanted_frame {
     const char *now, *before; /* names in the versions above 2 and in version 2 */
     int field;
@@ -33,17 +31,29 @@ static constexpr wanted_frame wanted[] = {
     {"TDRC", "TDR", field_year},  {"TYER", "TYE", field_year},   {"TCON", "TCO", field_genre},
 };
 constexpr int wanted_count = int(std::size(wanted));
+constexpr unsigned wanted_all = (1u << wanted_count) - 1;
+
+using text_owner = owner<char, free>;
 
 struct id3_texts {
-    TagLib::String frames[wanted_count]; /* of the newer block */
-    TagLib::String all[field_count];
-
-    void fill(int field, const TagLib::String &text)
-    {
-        if (all[field].isEmpty())
-            all[field] = text;
-    }
+    text_owner all[field_count]; /* null as long as there is none */
+    bool no_memory;
 };
+
+static text_owner new_text(id3_texts *texts, size_t size)
+{
+    text_owner text(static_cast<char *>(malloc(std::max(audio_text_room(size), genre_bytes))));
+    texts->no_memory = texts->no_memory || !text;
+    return text;
+}
+
+/* Takes the text unless it is empty or the field has one. */
+static void fill(id3_texts *texts, int field, text_owner text)
+{
+    str_strip(text.get());
+    if (*text && !texts->all[field])
+        texts->all[field] = std::move(text);
+}
 
 /* Index among the wanted frames, -1 for others. Some writers put the old names into a new block. */
 static int wanted_index(const char *id)
@@ -55,42 +65,77 @@ static int wanted_index(const char *id)
     return -1;
 }
 
-/* The frame as the library wants it: with plain content, and flags that say so. */
-static TagLib::ByteVector plain_frame(int version, const wanted_frame *name,
-                                      const audio_id3_content *content)
+static void utf16_text(const unsigned char *bytes, size_t size, int encoding, char *to)
 {
-    TagLib::ByteVector bytes(version == 2 ? name->before : name->now);
-    const int bits = version == 4 ? 7 : 8;
-    for (int i = version == 2 ? 2 : 3; i >= 0; i--)
-        bytes.append(char((content->size >> (i * bits)) & ((1u << bits) - 1)));
-    if (version > 2)
-        bytes.append(TagLib::ByteVector(2, '\0'));
-    return bytes.append(TagLib::ByteVector(reinterpret_cast<const char *>(content->bytes),
-                                           unsigned(content->size)));
+    bool big = encoding == text_utf16_big;
+    if (encoding == text_utf16) {
+        big = size >= 2 && bytes[0] == 0xFE && bytes[1] == 0xFF;
+        const bool marked = big || (size >= 2 && bytes[0] == 0xFF && bytes[1] == 0xFE);
+        size = marked ? size - 2 : 0;
+        bytes += marked ? 2 : 0;
+    }
+    audio_text_utf16(bytes, size, big, to);
 }
 
-/* The first text of a frame. */
-static TagLib::String frame_text(int version, const TagLib::ByteVector &bytes)
+/* The first text of a frame that is not empty. */
+static text_owner frame_text(id3_texts *texts, const audio_id3_content *content)
 {
-    TagLib::ByteVector head("ID3");
-    head.append(char(version)).append(TagLib::ByteVector(6, '\0'));
-    const TagLib::ID3v2::Header header(head);
-    const std::unique_ptr<TagLib::ID3v2::Frame> frame(
-        TagLib::ID3v2::FrameFactory::instance()->createFrame(bytes, &header));
-    const auto *text = dynamic_cast<const TagLib::ID3v2::TextIdentificationFrame *>(frame.get());
-    if (!text || text->fieldList().isEmpty())
-        return {};
-    return text->fieldList().front().stripWhiteSpace();
-}
-
-static TagLib::String genre_name(const TagLib::String &text)
-{
-    bool is_number = false;
-    const int number = text.toInt(&is_number);
-    if (!is_number || number < 0 || number > 255)
+    text_owner text = new_text(texts, content->size);
+    if (!text)
         return text;
-    const TagLib::String name = TagLib::ID3v1::genre(number);
-    return name.isEmpty() ? text : name;
+    *text = '\0';
+    const int encoding = content->size > 1 ? content->bytes[0] : -1;
+    const bool wide = encoding == text_utf16 || encoding == text_utf16_big;
+    const size_t step = wide ? 2 : 1;
+    size_t at = 1;
+    while (at + step <= content->size && !content->bytes[at] && !content->bytes[at + step - 1])
+        at += step;
+    const unsigned char *bytes = content->bytes + std::min(at, content->size);
+    const size_t size = content->size - std::min(at, content->size);
+    if (wide)
+        utf16_text(bytes, size, encoding, text.get());
+    else if (encoding == text_native)
+        audio_text_native(bytes, size, false, text.get());
+    else if (encoding == text_utf8)
+        audio_text_utf8(bytes, size, text.get());
+    return text;
+}
+
+/* The number that a text is, -1 for any other. */
+static int genre_number(const char *text)
+{
+    const char *rest;
+    const int number = str_to_int32(text, &rest);
+    return rest == text || *rest || number < 0 || number > 255 ? -1 : number;
+}
+
+/* Old blocks put numbers into brackets, and words of their own behind them. */
+static void strip_brackets(char *text)
+{
+    char *at = text;
+    while (char *end = *at == '(' ? strchr(at, ')') : nullptr) {
+        char name[genre_bytes];
+        *end = '\0';
+        const int number = genre_number(at + 1);
+        audio_genre_name(number, name, sizeof name);
+        const bool counts = number >= 0 && strcmp(name, end + 1) != 0;
+        if (counts || !strcmp(at + 1, "RX") || !strcmp(at + 1, "CR")) {
+            at++;
+            break;
+        }
+        at = end + 1;
+    }
+    memmove(text, at, strlen(at) + 1);
+}
+
+static void name_genre(char *text)
+{
+    char name[genre_bytes];
+    strip_brackets(text);
+    const int number = genre_number(text);
+    audio_genre_name(number, name, sizeof name);
+    if (number >= 0 && name[0])
+        str_copy_to(text, genre_bytes, name);
 }
 
 /* The first frame of a name counts. */
@@ -98,65 +143,79 @@ static void read_v2(audio_id3 *block, id3_texts *texts)
 {
     unsigned taken = 0;
     audio_id3_frame frame;
-    while (taken != (1u << wanted_count) - 1 && audio_id3_next(block, &frame)) {
+    text_owner found[wanted_count];
+    while (taken != wanted_all && audio_id3_next(block, &frame)) {
         const int index = wanted_index(frame.id);
         audio_id3_content content;
         if (index < 0 || (taken & 1u << index) ||
             audio_id3_take(block, &frame, text_limit, &content) != 0)
             continue;
         const owner<unsigned char, free> bytes(content.bytes);
-        texts->frames[index] =
-            frame_text(block->version, plain_frame(block->version, &wanted[index], &content));
+        found[index] = frame_text(texts, &content);
         taken |= 1u << index;
     }
-    texts->frames[wanted_count - 1] = genre_name(texts->frames[wanted_count - 1]);
-    for (int i = 0; i < wanted_count; i++)
-        texts->fill(wanted[i].field, texts->frames[i]);
+    texts->no_memory = texts->no_memory || block->no_memory;
+    for (int i = 0; i < wanted_count; i++) {
+        if (!found[i])
+            continue;
+        str_strip(found[i].get());
+        if (wanted[i].field == field_genre)
+            name_genre(found[i].get());
+        fill(texts, wanted[i].field, std::move(found[i]));
+    }
 }
 
 /* A block at the end of the file, whose fields are as long as their place. */
-static void read_v1(const char *block, id3_texts *texts)
+static void read_v1(const unsigned char *block, id3_texts *texts)
 {
     static constexpr struct {
         int field;
-        unsigned at, size;
-    } places[] = {
-        {field_title, 3, 30}, {field_artist, 33, 30}, {field_album, 63, 30}, {field_year, 93, 4}};
+        size_t at, size;
+    } places[] = {{field_title, 3, 30},
+                  {field_artist, 33, 30},
+                  {field_album, 63, 30},
+                  {field_year, 93, 4},
+                  {field_genre, 127, 0}};
     for (const auto &place : places) {
-        const TagLib::ByteVector bytes(block + place.at, place.size);
-        const bool full = !memchr(block + place.at, 0, place.size);
-        texts->fill(place.field, audio_text_read(bytes, full).stripWhiteSpace());
+        text_owner text = new_text(texts, place.size);
+        if (!text)
+            return;
+        if (place.field == field_genre)
+            audio_genre_name(block[place.at], text.get(), genre_bytes);
+        else
+            audio_text_native(block + place.at, place.size,
+                              !memchr(block + place.at, 0, place.size), text.get());
+        fill(texts, place.field, std::move(text));
     }
-    texts->fill(field_genre, TagLib::ID3v1::genre(static_cast<unsigned char>(block[127])));
 }
 
 static bool is_complete(const id3_texts *texts)
 {
-    return std::none_of(texts->all, texts->all + field_count,
-                        [](const TagLib::String &text) { return text.isEmpty(); });
+    return std::all_of(texts->all, texts->all + field_count,
+                       [](const text_owner &text) { return text != nullptr; });
 }
 
-static audio_tags *make_tags(const id3_texts *texts)
+static audio_tags_found make_tags(const id3_texts *texts, audio_tags **out)
 {
-    std::string utf8[field_count];
-    const char *out[field_count];
-    for (int i = 0; i < field_count; i++) {
-        utf8[i] = texts->all[i].to8Bit(true);
-        out[i] = utf8[i].c_str();
-    }
-    return audio_tags_new(out);
+    const char *all[field_count];
+    for (int i = 0; i < field_count; i++)
+        all[i] = texts->all[i].get();
+    *out = texts->no_memory ? nullptr : audio_tags_new(all);
+    return *out ? audio_tags_read : audio_tags_no_memory;
 }
 
-static audio_tags_found read_blocks(audio_file *file, audio_tags **out)
+audio_tags_found audio_tags_id3(audio_file *file, audio_tags **out)
 {
-    id3_texts texts;
+    id3_texts texts = {};
     audio_id3 block;
+    *out = nullptr;
+    audio_text_begin();
     const bool is_there = audio_id3_is_there(file);
     const bool readable = is_there && audio_id3_open(&block, file) == 0;
     if (readable)
         read_v2(&block, &texts);
     /* The end of the file is another block of the card: it is read where it can add something. */
-    char v1[v1_bytes];
+    unsigned char v1[v1_bytes];
     const int64_t v1_at = audio_file_size(file) - int64_t(v1_bytes);
     const bool has_v1 = !is_complete(&texts) && v1_at >= 0 &&
                         audio_file_peek(file, v1_at, v1, v1_bytes) == v1_bytes &&
@@ -165,13 +224,5 @@ static audio_tags_found read_blocks(audio_file *file, audio_tags **out)
         read_v1(v1, &texts);
     if (!readable && !has_v1)
         return is_there ? audio_tags_broken : audio_tags_none;
-    *out = make_tags(&texts);
-    return *out ? audio_tags_read : audio_tags_no_memory;
-}
-
-audio_tags_found audio_tags_id3(audio_file *file, audio_tags **out)
-{
-    *out = nullptr;
-    audio_text_begin();
-    return audio_guard(audio_tags_no_memory, [&] { return read_blocks(file, out); });
+    return make_tags(&texts, out);
 }

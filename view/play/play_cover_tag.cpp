@@ -7,10 +7,6 @@
 
 #include <attachedpictureframe.h>
 #include <cstdlib>
-#include <id3v2framefactory.h>
-#include <id3v2tag.h>
-#include <mpegfile.h>
-#include <tbytevectorstream.h>
 
 /* The comparison is exact: players of this format never guessed from other spellings. */
 static const char *extension_of(const TagLib::String &mime)
@@ -20,36 +16,30 @@ static const char *extension_of(const TagLib::String &mime)
     return mime == "image/png" ? ".png" : nullptr;
 }
 
-/* The block with the picture alone, in the tag library's own bytes. */
-static TagLib::ByteVector read_block(const char *path)
+/* The picture frame in the tag library's own bytes. */
+static TagLib::ByteVector read_frame(const char *path)
 {
     unsigned char *bytes;
     size_t size;
-    if (audio_picture_block(path, &bytes, &size) != 0)
+    if (audio_picture_frame(path, &bytes, &size) != 0)
         return {};
-    const owner<unsigned char, free> block(bytes);
+    const owner<unsigned char, free> frame(bytes);
     return TagLib::ByteVector(reinterpret_cast<const char *>(bytes), unsigned(size));
 }
 
 /* Finds the bytes of the picture and returns the extension that its type has, null without one.
  * The tag library sees no more of the file than the one frame: the whole of it may unpack to
- * anything, and would be searched where no tag is. */
+ * anything, and would be searched where no tag is. Its lists do not survive their own exceptions
+ * either; a frame alone needs none. */
 static const char *find_picture(const char *path, TagLib::ByteVector *bytes)
 {
-    TagLib::ByteVectorStream stream(read_block(path));
-    TagLib::MPEG::File file(&stream, TagLib::ID3v2::FrameFactory::instance(), false,
-                            TagLib::AudioProperties::Average);
-    TagLib::ID3v2::Tag *tag = file.isOpen() ? file.ID3v2Tag(false) : nullptr;
-    if (!tag)
+    const TagLib::ByteVector data = read_frame(path);
+    if (data.isEmpty())
         return nullptr;
-    const TagLib::ID3v2::FrameList &frames = tag->frameListMap()["APIC"];
-    if (frames.isEmpty())
-        return nullptr;
-    /* A damaged frame comes back as another kind. */
-    const auto *frame = dynamic_cast<TagLib::ID3v2::AttachedPictureFrame *>(frames.front());
-    const char *extension = frame ? extension_of(frame->mimeType()) : nullptr;
+    const TagLib::ID3v2::AttachedPictureFrame frame(data);
+    const char *extension = extension_of(frame.mimeType());
     if (extension)
-        *bytes = frame->picture();
+        *bytes = frame.picture();
     return extension;
 }
 
