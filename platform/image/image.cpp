@@ -16,6 +16,10 @@
 
 static constexpr int32_t side_max = 4096;
 static constexpr int64_t pixels_max = 16 * 1024 * 1024;
+/* What a decoder may hold beside the picture: the coefficients of a progressive JPEG of 1800 x 1800
+ * in full colour. A picture that is held in memory while it is read counts. */
+static constexpr int64_t budget_max = 20 * 1024 * 1024;
+static constexpr int64_t budget_min = 1024 * 1024; /* any picture that comes row by row */
 
 struct format {
     const char *signature;
@@ -87,6 +91,7 @@ static image *decode(image_read_cb read, void *handle)
     image_source source = {};
     source.read = read;
     source.handle = handle;
+    source.budget = budget_max;
     return decode_source(&source);
 }
 
@@ -205,6 +210,7 @@ image *image_read_reduced(const char *ext, const void *data, size_t size, int32_
     source.read = read_memory;
     source.handle = &rest;
     source.side = side;
+    source.budget = std::max(budget_max - (int64_t)size, budget_min);
     image *picture = decode_source(&source);
     if (!picture)
         return nullptr;

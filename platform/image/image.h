@@ -1,7 +1,8 @@
 /* image: pictures from files, memory or a read callback; scaling and reduction to the screen.
  *
  * Any thread; one image belongs to one thread at a time. Pictures above 4096 x 4096 or 16
- * megapixels do not decode. Functions return 0 or -1, pointers null on failure. */
+ * megapixels do not decode, nor a progressive JPEG whose coefficients need more than 20 MiB.
+ * Functions return 0 or -1, pointers null on failure. */
 #pragma once
 
 #include <cstddef>
@@ -36,8 +37,9 @@ typedef int (*image_read_cb)(void *handle, void *buffer, unsigned length);
 [[nodiscard]] image *image_read_from_memory(const char *ext, const void *data, size_t size);
 /* The same for a picture that is shown small: it may come reduced by a whole factor, a last block
  * that is cut short averaged by what there is of it, and then never needs the pixels of its full
- * size in memory. Only baseline and progressive JPEG and PNG that is not interlaced do so; the
- * coefficients of a progressive JPEG are held whole all the same.
+ * size in memory. Only baseline and progressive JPEG and PNG that is not interlaced do so; what has
+ * to be held whole all the same, the coefficients of a progressive JPEG and the pixels of an
+ * interlaced PNG, must fit into 20 MiB together with `data`, or the picture does not decode.
  *   side           pixels, at least 1: the longer side is never reduced below it, and a picture
  *                  whose longer side is less than twice as long comes as it is
  *   width, height  of the picture in the file: the ratio of a reduced one is only near it.

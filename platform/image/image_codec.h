@@ -8,7 +8,8 @@
 struct image_source {
     image_read_cb read;
     void *handle;
-    int32_t side; /* the picture may be reduced while its longer side keeps this; 0: not at all */
+    int32_t side;   /* the picture may be reduced while its longer side keeps this; 0: not at all */
+    int64_t budget; /* bytes that a decoder may hold beside the picture it makes */
     int32_t width, height; /* of the picture in the file, once a decoder has accepted it */
     unsigned char head[8];
     size_t head_count;

@@ -9,11 +9,9 @@
 #include <cstdlib>
 #include <jpeglib.h>
 
-/* What libjpeg may take beside the picture: the coefficients of a progressive picture of the
- * largest size and four inks need 134 MB. */
-static constexpr long memory_max = 160L * 1024 * 1024;
-/* Encoders make about ten scans. A few bytes a scan could otherwise keep a core busy for hours. */
-static constexpr int scans_max = 100;
+/* Encoders make about ten scans. Each passes over all coefficients, whatever it changes: a few bytes
+ * a scan could otherwise keep a core busy for hours. */
+static constexpr int scans_max = 32;
 static constexpr size_t buffer_size = 4096;
 
 /* Everything that must survive a longjmp() lives here; the frame that calls setjmp() has no
@@ -176,7 +174,8 @@ static bool decode_guarded(jpeg_job *job)
     job->jpeg.client_data = job; /* after creation, which clears the record but not this */
     job->jpeg.src = &job->input;
     job->jpeg.progress = &job->progress;
-    job->jpeg.mem->max_memory_to_use = memory_max;
+    /* Needs more only where it holds all coefficients, and gives up there. */
+    job->jpeg.mem->max_memory_to_use = (long)job->source->budget;
     return decode_steps(job);
 }
 

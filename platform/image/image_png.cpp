@@ -11,6 +11,9 @@
  * text or profile that unpacks to gigabytes is not. */
 static constexpr png_alloc_size_t chunk_max = 256 * 1024;
 
+/* Rows of a picture that is to be shown small, opened: all that 8 bits a sample can need. */
+static constexpr int64_t rows_max = 64 * 1024 * 1024;
+
 /* Everything that must survive a longjmp() lives here; the frame that calls setjmp() has no
  * variables of its own and no destructors. */
 struct png_job {
@@ -112,12 +115,17 @@ static bool decode_steps(png_job *job)
     const png_uint_32 height = png_get_image_height(job->png, job->info);
     if (!image_source_accept(job->source, width, height))
         return false;
+    if (job->source->side > 0 && (int64_t)png_get_rowbytes(job->png, job->info) * height > rows_max)
+        return false;
     ask_for_rgba(job);
     const int passes = png_set_interlace_handling(job->png);
     png_read_update_info(job->png, job->info);
     if (png_get_rowbytes(job->png, job->info) != static_cast<size_t>(width) * 4)
         return false;
     /* The passes of an interlaced picture fill all of its rows again and again. */
+    const bool is_held = job->source->side > 0 && passes > 1;
+    if (is_held && (int64_t)width * height * 4 > job->source->budget)
+        return false;
     const int32_t factor = passes == 1 ? image_source_factor(job->source) : 1;
     return factor == 1 ? read_whole(job, passes) : read_reduced(job, factor);
 }

@@ -323,6 +323,23 @@ TEST(image_decode, a_jpeg_of_endless_scans_ends)
     EXPECT_EQ(image_of(many), nullptr);
 }
 
+/* Hours of work for a few bytes each: a scan passes over the whole picture. */
+TEST(image_decode, a_jpeg_of_more_scans_than_encoders_make_is_refused)
+{
+    const maker_bytes whole = maker_jpeg(maker_plain(64, 64, 0xFF808080), {.progressive = true});
+    size_t last_scan = 0;
+    for (size_t i = 0; i + 1 < whole.size(); i++)
+        if (whole[i] == 0xFF && whole[i + 1] == 0xDA)
+            last_scan = i;
+    for (const int more : {10, 40}) {
+        maker_bytes many(whole.begin(), whole.end() - 2);
+        for (int i = 0; i < more; i++)
+            many.insert(many.end(), whole.begin() + (ptrdiff_t)last_scan, whole.end() - 2);
+        many.insert(many.end(), {0xFF, 0xD9});
+        EXPECT_EQ(image_of(many) != nullptr, more == 10) << more;
+    }
+}
+
 TEST(image_decode, works_on_several_threads_at_once)
 {
     const maker_picture picture = maker_gradient(80, 60);

@@ -291,3 +291,23 @@ TEST(image_reduced, a_large_picture_needs_little_memory)
         }
     }
 }
+
+TEST(image_reduced, what_must_be_held_whole_stays_within_its_budget)
+{
+#ifndef ALLOCATIONS_ARE_COUNTED
+    GTEST_SKIP() << "a sanitizer brings its own heap; the plain build counts";
+#endif
+    constexpr int64_t mib = 1 << 20;
+    const struct {
+        int32_t side;
+        bool fits;
+    } sizes[] = {{1500, true}, {3000, false}};
+    for (const auto &each : sizes) {
+        const maker_picture picture = maker_plain(each.side, each.side, 0xFF336699);
+        for (const maker_bytes &bytes : {maker_jpeg(picture, {.progressive = true}),
+                                         maker_png(picture, {.interlaced = true})}) {
+            const auto read = [&] { EXPECT_EQ(reduced(bytes, 640).picture != nullptr, each.fits); };
+            EXPECT_LT(peak_of(read), 20 * mib) << each.side;
+        }
+    }
+}
