@@ -71,8 +71,9 @@ static void request_restart(const char *address)
 static void install(const char *address)
 {
     program_stay_tuned = 1;
-    if (update_package_check(package_path, program_goes_on) == 0 && begin_replacing()) {
-        const int result = update_unpack(package_path);
+    if (update_package_check(package_path, program_goes_on) == 0 &&
+        update_extract(package_path, program_goes_on) == 0 && begin_replacing()) {
+        const int result = update_place(package_path);
         program_stay_tuned = 0;
         if (result == 0)
             request_restart(address);

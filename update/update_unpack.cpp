@@ -1,44 +1,135 @@
 #include "update/update_unpack.h"
 
+#include "core/services/program.h"
 #include "platform/base/owner.h"
 #include "platform/base/str.h"
 #include "platform/file/file.h"
 #include "update/update_package.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-constexpr char fresh_path[] = "_tmp/.new";
+constexpr uint32_t fresh_in_folder = 256; /* memory cards search a folder from its start */
 
 /* Where one entry goes. */
 struct placement {
+    char fresh[64]; /* its content, extracted */
     char target[1024];
     char parking[512];
     mode_t mode;
 };
+
+/* ---- Extracting ---- */
+
+static void fresh_folder(uint32_t number, char (&path)[64])
+{
+    (void)str_format(path, "_tmp/new%u", number);
+}
+
+static void fresh_path(uint32_t index, char (&path)[64])
+{
+    (void)str_format(path, "_tmp/new%u/%u", index / fresh_in_folder, index);
+}
 
 static int write_piece(void *context, const void *piece, size_t size)
 {
     return fwrite(piece, 1, size, (FILE *)context) == size ? 0 : -1;
 }
 
-/* On the disk before it takes its place, else a power cut could leave an empty file there. */
-static int finish_file(FILE *file, mode_t mode)
+/* The packer's mode, else the old file's; what could be run stays so. */
+static mode_t choose_mode(const update_entry *entry, const char *target)
 {
-    if (fflush(file) != 0 || fchmod(fileno(file), mode) != 0 || fsync(fileno(file)) != 0)
+    struct stat old;
+    const bool replaces = stat(target, &old) == 0 && S_ISREG(old.st_mode);
+    mode_t mode = entry->mode;
+    if (mode == 0)
+        mode = replaces ? old.st_mode & 0777 : 0644;
+    if (replaces)
+        mode |= old.st_mode & 0111;
+    return mode | 0600;
+}
+
+static bool plan(const update_entry *entry, placement *place)
+{
+    char name[update_name_size];
+    str_copy(name, entry->name);
+    fresh_path(entry->index, place->fresh);
+    if (!str_format(place->target, "%s/%s", ".", entry->name) ||
+        !str_format(place->parking, "_tmp/%s.%u", file_basename(name), entry->index))
+        return false;
+    place->mode = choose_mode(entry, place->target);
+    return true;
+}
+
+static int extract_file(update_package *package, const update_entry *entry)
+{
+    placement place;
+    char folder[64];
+    fresh_folder(entry->index / fresh_in_folder, folder);
+    if (!plan(entry, &place) || file_mkdir(folder) != 0)
         return -1;
+    owner<FILE, fclose> file(file_fopen(place.fresh, "wb"));
+    if (!file || update_package_read(package, write_piece, file.get()) != 0 ||
+        fflush(file.get()) != 0)
+        return -1;
+    (void)fchmod(fileno(file.get()), place.mode); /* a memory card knows no modes */
+    return fclose(file.release()) == 0 ? 0 : -1;
+}
+
+/* Before a file takes its place its content is on the disk, else a power cut could leave an empty
+ * one there. All of them at once: a card takes as long for one. */
+static int sync_scratch()
+{
+    const int fd = open("_tmp", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0)
+        return -1;
+    int result = syncfs(fd);
+    if (result != 0 && errno == ENOSYS) {
+        sync();
+        result = 0;
+    }
+    close(fd);
+    return result;
+}
+
+/* What is done with one entry. 0, or -1 to stop. */
+using entry_work = int (*)(update_package *package, const update_entry *entry, void *context);
+
+/* In the archive's order. */
+static int for_each_entry(const char *package_path, entry_work work, void *context, bool (*go_on)())
+{
+    const owner<update_package, update_package_close> package(update_package_open(package_path));
+    if (!package)
+        return -1;
+    const uint32_t count = update_package_count(package.get());
+    for (uint32_t i = 0; i < count; i++) {
+        update_entry entry;
+        if ((go_on && !go_on()) || (i > 0 && update_package_next(package.get()) != 0) ||
+            update_package_entry(package.get(), &entry) != 0 ||
+            work(package.get(), &entry, context) != 0)
+            return -1;
+    }
     return 0;
 }
 
-static int extract(update_package *package, mode_t mode)
+static int extract_entry(update_package *package, const update_entry *entry, void *)
 {
-    owner<FILE, fclose> file(file_fopen(fresh_path, "wb"));
-    if (!file || update_package_read(package, write_piece, file.get()) != 0 ||
-        finish_file(file.get(), mode) != 0)
-        return -1;
-    return fclose(file.release()) == 0 ? 0 : -1;
+    return entry->is_folder ? 0 : extract_file(package, entry);
 }
+
+static int drop_entry(update_package *, const update_entry *entry, void *)
+{
+    char folder[64];
+    fresh_folder(entry->index / fresh_in_folder, folder);
+    struct stat state;
+    return lstat(folder, &state) == 0 ? file_remove(folder) : 0;
+}
+
+/* ---- Placing ---- */
 
 static bool can_be_written(const char *target)
 {
@@ -63,18 +154,25 @@ static int copy_file(FILE *from, FILE *to)
     return ferror(from) ? -1 : 0;
 }
 
+/* What takes part in no such thing, as a pipe, has nothing to lose. */
+static int sync_file(FILE *file)
+{
+    if (fflush(file) != 0)
+        return -1;
+    return fsync(fileno(file)) == 0 || errno == EINVAL || errno == ENOSYS ? 0 : -1;
+}
+
 /* For targets that cannot be replaced by a rename: a link that somebody made, a folder in which
  * nothing can be made, another disk. */
 static int overwrite(const placement *place)
 {
-    owner<FILE, fclose> from(file_fopen(fresh_path, "rb"));
+    owner<FILE, fclose> from(file_fopen(place->fresh, "rb"));
     owner<FILE, fclose> to(file_fopen(place->target, "wb"));
     if (!to) {
         (void)file_rename(place->target, place->parking);
         to.reset(file_fopen(place->target, "wb"));
     }
-    if (!from || !to || copy_file(from.get(), to.get()) != 0 || fflush(to.get()) != 0 ||
-        fsync(fileno(to.get())) != 0)
+    if (!from || !to || copy_file(from.get(), to.get()) != 0 || sync_file(to.get()) != 0)
         return -1;
     /* Somebody else's file may be written and yet keep its mode. */
     (void)fchmod(fileno(to.get()), place->mode);
@@ -98,61 +196,98 @@ static int put_in_place(const placement *place)
         return overwrite(place);
     if (exists && !can_be_written(place->target))
         park(place);
-    if (file_rename(fresh_path, place->target) == 0)
+    if (file_rename(place->fresh, place->target) == 0)
         return 0;
     return overwrite(place);
 }
 
-/* The packer's mode, else the old file's; what could be run stays so. */
-static mode_t choose_mode(const update_entry *entry, const char *target)
+/* True for a name that the disk cannot hold: a memory card knows no "a:b". */
+static bool name_is_refused(const char *path)
 {
-    struct stat old;
-    const bool replaces = stat(target, &old) == 0 && S_ISREG(old.st_mode);
-    mode_t mode = entry->mode;
-    if (mode == 0)
-        mode = replaces ? old.st_mode & 0777 : 0644;
-    if (replaces)
-        mode |= old.st_mode & 0111;
-    return mode | 0600;
+    struct stat state;
+    if (lstat(path, &state) == 0)
+        return false;
+    if (mkdir(path, 0755) == 0) {
+        (void)rmdir(path);
+        return false;
+    }
+    return errno == EINVAL || errno == EILSEQ || errno == ENAMETOOLONG;
 }
 
-static int unpack_file(update_package *package, const update_entry *entry)
+/* The name of a folder above may be the reason. */
+static bool path_is_refused(const char *path)
+{
+    char above[1024];
+    str_copy(above, path);
+    for (char *slash = strchr(above, '/'); slash; slash = strchr(slash + 1, '/')) {
+        *slash = '\0';
+        if (name_is_refused(above))
+            return true;
+        *slash = '/';
+    }
+    return name_is_refused(above);
+}
+
+static int place_file(const update_entry *entry)
 {
     placement place;
-    char name[update_name_size];
-    str_copy(name, entry->name);
-    if (!str_format(place.target, "%s/%s", ".", entry->name) ||
-        !str_format(place.parking, "_tmp/%s.%u", file_basename(name), entry->index))
+    if (!plan(entry, &place))
         return -1;
-    place.mode = choose_mode(entry, place.target);
-    if (extract(package, place.mode) != 0)
+    if (put_in_place(&place) == 0)
+        return 0;
+    if (!path_is_refused(place.target))
         return -1;
-    return put_in_place(&place);
+    char text[update_name_size + 64];
+    str_format(text, "update: left out %s, which this disk has no name for", entry->name);
+    program_perror(text);
+    return 0;
 }
 
-static void unpack_folder(const update_entry *entry)
+static int place_entry(update_package *, const update_entry *entry, void *)
 {
+    if (!entry->is_folder)
+        return place_file(entry);
     char path[1024];
     if (str_format(path, "%s/%s", ".", entry->name))
         (void)file_mkdir(path); /* a file that needs it fails by itself */
+    return 0;
 }
 
-int update_unpack(const char *package_path)
+/* The new names themselves reach the disk with their folder. A disk that cannot do this leaves old
+ * or new files after a power cut, which is all that is promised.
+ *   context  the folder that was synced last: entries of one folder mostly follow one another */
+static int sync_folder_of(update_package *, const update_entry *entry, void *context)
 {
-    const owner<update_package, update_package_close> package(update_package_open(package_path));
-    if (!package)
-        return -1;
-    (void)file_mkdir(".");
-    const uint32_t count = update_package_count(package.get());
-    for (uint32_t i = 0; i < count; i++) {
-        update_entry entry;
-        if ((i > 0 && update_package_next(package.get()) != 0) ||
-            update_package_entry(package.get(), &entry) != 0)
-            return -1;
-        if (entry.is_folder)
-            unpack_folder(&entry);
-        else if (unpack_file(package.get(), &entry) != 0)
-            return -1;
+    auto &last = *static_cast<char(*)[1024]>(context);
+    char path[1024];
+    if (!str_format(path, "%s/%s", ".", entry->name))
+        return 0;
+    const char *folder = file_dirname(path);
+    if (strcmp(folder, last) == 0)
+        return 0;
+    str_copy(last, folder);
+    const int fd = open(folder, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd >= 0) {
+        (void)fsync(fd);
+        close(fd);
     }
     return 0;
+}
+
+int update_extract(const char *package_path, bool (*go_on)())
+{
+    if (for_each_entry(package_path, extract_entry, nullptr, go_on) == 0 && sync_scratch() == 0)
+        return 0;
+    /* What stays of it the next check removes. */
+    (void)for_each_entry(package_path, drop_entry, nullptr, nullptr);
+    return -1;
+}
+
+int update_place(const char *package_path)
+{
+    char last[1024] = "";
+    (void)file_mkdir(".");
+    if (for_each_entry(package_path, place_entry, nullptr, nullptr) != 0)
+        return -1;
+    return for_each_entry(package_path, sync_folder_of, last, nullptr);
 }

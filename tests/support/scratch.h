@@ -78,18 +78,22 @@ inline std::vector<std::string> scratch_names(const std::string &folder)
     return names;
 }
 
-/* Runs in a child that is no superuser, to whom folders without permission are closed. Returns
- * what the work returned, which must lie in 0..100. */
-template <typename work_type> int scratch_as_nobody(work_type work)
+/* Runs in a child. Returns what the work returned, which must lie in 0..100. */
+template <typename work_type> int scratch_in_child(work_type work)
 {
     const pid_t child = fork();
-    if (child == 0) {
-        if (getuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0))
-            _exit(101);
+    if (child == 0)
         _exit(work());
-    }
     int status = 0;
     if (child < 0 || waitpid(child, &status, 0) != child || !WIFEXITED(status))
         return 102;
     return WEXITSTATUS(status);
+}
+
+/* Runs in a child that is no superuser, to whom folders without permission are closed. Returns
+ * what the work returned, which must lie in 0..100. */
+template <typename work_type> int scratch_as_nobody(work_type work)
+{
+    return scratch_in_child(
+        [&] { return getuid() == 0 && (setgid(65534) != 0 || setuid(65534) != 0) ? 101 : work(); });
 }

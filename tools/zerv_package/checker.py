@@ -17,6 +17,9 @@ SCRATCH = b"_tmp"
 USERS_OWN = (b"config.txt", b"current.m3u", b"library.db", b"library.db-journal",
              b"library.db-wal", b"library.db-shm")
 
+MISREAD = ("its size stands where only large archives (zip64) have it; players misread that. Pack it "
+           "from a file, not from a pipe")
+
 
 def clean_name(raw):
     """The path below the program folder that a name means; empty for the folder itself. A
@@ -95,9 +98,8 @@ class Checker:
 
     def check_size(self, entry):
         self.total += entry.size
-        if ALL_ONES in (entry.size, entry.packed, entry.offset):
-            self.fault(entry, "its size stands where only large archives (zip64) have it; players "
-                              "misread that. Pack it from a file, not from a pipe")
+        if entry.size == ALL_ONES:
+            self.fault(entry, MISREAD)
 
     def check_entries(self, archive):
         """The entries, as far as they can be read."""
@@ -120,7 +122,8 @@ class Checker:
                 if not entry.is_folder:
                     archive.check_data(entry)
             except Bad as error:
-                self.fault(entry, str(error))
+                self.fault(entry, MISREAD if ALL_ONES in (entry.packed, entry.offset)
+                           else str(error))
 
     def check_bytes(self, data):
         try:

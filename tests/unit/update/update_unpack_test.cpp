@@ -2,8 +2,11 @@
 
 #include "makers/maker_zip.h"
 #include "platform/base/fault.h"
+#include "support/refused_calls.h"
 #include "support/scratch.h"
+#include "support/traced.h"
 
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <gtest/gtest.h>
@@ -22,10 +25,16 @@ struct update_unpack_test : testing::Test {
     {
         ASSERT_EQ(maker_zip_add(zip, name, content.data(), content.size(), maker_zip_deflate), 0);
     }
+    static int unpack_closed()
+    {
+        return update_extract("_tmp/update.zip", [] { return true; }) == 0
+                   ? update_place("_tmp/update.zip")
+                   : -1;
+    }
     int unpack()
     {
         EXPECT_EQ(maker_zip_close(zip), 0);
-        return update_unpack("_tmp/update.zip");
+        return unpack_closed();
     }
     static mode_t mode_of(const char *path)
     {
@@ -72,7 +81,6 @@ TEST_F(update_unpack_test, replaces_files_and_leaves_others)
     EXPECT_EQ(scratch_read("player"), "new");
     EXPECT_EQ(scratch_read("config.txt"), "mine");
     EXPECT_FALSE(scratch_exists("_tmp/player.0")) << "what can be written is not parked";
-    EXPECT_FALSE(scratch_exists("_tmp/.new"));
 }
 
 TEST_F(update_unpack_test, keeps_executables_executable)
@@ -123,7 +131,7 @@ TEST_F(update_unpack_test, parks_a_file_without_permission)
     ASSERT_EQ(maker_zip_close(zip), 0);
     ASSERT_EQ(chmod(".", 0777), 0);
     ASSERT_EQ(chmod("_tmp", 0777), 0);
-    EXPECT_EQ(scratch_as_nobody([] { return update_unpack("_tmp/update.zip") == 0 ? 0 : 1; }), 0);
+    EXPECT_EQ(scratch_as_nobody([] { return unpack_closed() == 0 ? 0 : 1; }), 0);
     EXPECT_EQ(scratch_read("data"), "new");
     EXPECT_EQ(scratch_read("_tmp/data.0"), "old");
 }
@@ -138,7 +146,7 @@ TEST_F(update_unpack_test, writes_in_place_where_nothing_can_be_made)
     ASSERT_EQ(chmod("_tmp", 0777), 0);
     add("closed/data", "new");
     ASSERT_EQ(maker_zip_close(zip), 0);
-    EXPECT_EQ(scratch_as_nobody([] { return update_unpack("_tmp/update.zip") == 0 ? 0 : 1; }), 0);
+    EXPECT_EQ(scratch_as_nobody([] { return unpack_closed() == 0 ? 0 : 1; }), 0);
     EXPECT_EQ(scratch_read("closed/data"), "new");
 }
 
@@ -154,7 +162,7 @@ TEST_F(update_unpack_test, stops_at_a_file_that_nobody_can_replace)
     add("closed/data", "new");
     add("after", "new");
     ASSERT_EQ(maker_zip_close(zip), 0);
-    EXPECT_EQ(scratch_as_nobody([] { return update_unpack("_tmp/update.zip") == -1 ? 0 : 1; }), 0);
+    EXPECT_EQ(scratch_as_nobody([] { return unpack_closed() == -1 ? 0 : 1; }), 0);
     EXPECT_EQ(scratch_read("before"), "new") << "what was placed stays";
     EXPECT_EQ(scratch_read("closed/data"), "old");
     EXPECT_FALSE(scratch_exists("after"));
@@ -181,13 +189,29 @@ TEST_F(update_unpack_test, never_moves_a_folder)
     EXPECT_EQ(scratch_read("music/song"), "dear");
 }
 
-TEST_F(update_unpack_test, stops_at_a_name_that_leaves_the_folder)
+TEST_F(update_unpack_test, replaces_nothing_when_a_name_leaves_the_folder)
 {
+    scratch_write("before", "old");
     add("before", "new");
     add("../outside", "new");
     EXPECT_EQ(unpack(), -1);
-    EXPECT_EQ(scratch_read("before"), "new");
+    EXPECT_EQ(scratch_read("before"), "old");
     EXPECT_FALSE(scratch_exists("../outside"));
+}
+
+TEST_F(update_unpack_test, leaves_nothing_extracted_when_it_gives_up)
+{
+    static int asked;
+    for (int i = 0; i < 600; i++)
+        add(("file" + std::to_string(i)).c_str(), "new");
+    ASSERT_EQ(maker_zip_close(zip), 0);
+    asked = 0;
+    EXPECT_EQ(update_extract("_tmp/update.zip", [] { return ++asked < 550; }), -1);
+    EXPECT_EQ(asked, 550);
+    EXPECT_EQ(scratch_names("_tmp"), std::vector<std::string>{"update.zip"});
+    EXPECT_EQ(scratch_names("."), std::vector<std::string>{"_tmp"});
+    EXPECT_EQ(unpack_closed(), 0);
+    EXPECT_EQ(scratch_read("file599"), "new");
 }
 
 TEST_F(update_unpack_test, replaces_nothing_by_damaged_data)
@@ -210,7 +234,7 @@ TEST_F(update_unpack_test, replaces_nothing_when_the_disk_is_full)
         const rlimit limit = {100000, 100000};
         if (setrlimit(RLIMIT_FSIZE, &limit) != 0)
             _exit(2);
-        _exit(update_unpack("_tmp/update.zip") == -1 ? 0 : 1);
+        _exit(unpack_closed() == -1 ? 0 : 1);
     }
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
@@ -228,7 +252,7 @@ TEST_F(update_unpack_test, fails_cleanly_at_every_file_operation)
         for (int nth = 1; nth < 20; nth++) {
             scratch_write("player", "old");
             fault_set((std::string(operation) + ":" + std::to_string(nth)).c_str());
-            const int result = update_unpack("_tmp/update.zip");
+            const int result = unpack_closed();
             fault_set(nullptr);
             const std::string player = scratch_read("player");
             EXPECT_TRUE(player == "new" || player == "old") << operation << nth << player;
@@ -238,46 +262,99 @@ TEST_F(update_unpack_test, fails_cleanly_at_every_file_operation)
             }
         }
     }
-    EXPECT_EQ(update_unpack("_tmp/update.zip"), 0);
+    EXPECT_EQ(unpack_closed(), 0);
 }
 
-/* A kill at any moment: every file is whole, old or new. */
+/* A kill at any system call: every file is whole, old or new, and new once the last was placed. */
 TEST_F(update_unpack_test, leaves_whole_files_when_it_is_killed)
 {
-    for (int i = 0; i < 8; i++) {
-        const std::string name = "file" + std::to_string(i);
-        add(name.c_str(), std::string(400000, 'n'));
-    }
+    const std::string old(5000, 'o'), fresh(9000, 'n');
+    const std::vector<std::string> names = {"a", "b", "c", "d"};
+    for (const std::string &name : names)
+        add(name.c_str(), fresh);
     ASSERT_EQ(maker_zip_close(zip), 0);
-    const std::string old(300000, 'o'), fresh(400000, 'n');
-    int seen_old = 0, seen_new = 0;
-    for (int round = 0; round < 40; round++) {
-        for (int i = 0; i < 8; i++)
-            scratch_write("file" + std::to_string(i), old);
-        const pid_t child = fork();
-        ASSERT_GE(child, 0);
-        if (child == 0)
-            _exit(update_unpack("_tmp/update.zip") == 0 ? 0 : 1);
-        /* Another moment in each round, by how far it has come. */
-        const std::string watched = "file" + std::to_string(round % 8);
-        struct stat state = {};
-        const auto until = [&](off_t size) {
-            while (waitpid(child, nullptr, WNOHANG) == 0)
-                if (stat(watched.c_str(), &state) == 0 && state.st_size == size)
-                    return true;
-            return false;
-        };
-        if (until(400000)) {
-            (void)kill(child, SIGKILL);
-            (void)waitpid(child, nullptr, 0);
+    int seen_old = 0, seen_new = 0, seen_both = 0;
+    for (int stops = 1;; stops += 3) {
+        for (const std::string &name : names)
+            scratch_write(name, old);
+        const traced_end end = traced_kill([] { return unpack_closed() == 0 ? 0 : 1; }, stops);
+        int count_old = 0, count_new = 0;
+        for (const std::string &name : names) {
+            const std::string content = scratch_read(name);
+            ASSERT_TRUE(content == old || content == fresh) << content.size() << " at " << stops;
+            count_old += content == old;
+            count_new += content == fresh;
         }
-        for (int i = 0; i < 8; i++) {
-            const std::string content = scratch_read("file" + std::to_string(i));
-            EXPECT_TRUE(content == old || content == fresh) << content.size();
-            seen_old += content == old;
-            seen_new += content == fresh;
-        }
+        seen_old += count_new == 0;
+        seen_new += count_old == 0;
+        seen_both += count_old > 0 && count_new > 0;
+        if (end == traced_end::ended)
+            break;
+        ASSERT_EQ(end, traced_end::killed);
     }
     EXPECT_GT(seen_old, 0);
+    EXPECT_GT(seen_both, 0);
     EXPECT_GT(seen_new, 0);
+}
+
+/* A memory card knows neither modes nor second names. */
+TEST_F(update_unpack_test, goes_on_where_a_card_refuses)
+{
+    scratch_write("player", "old");
+    add("player", "new");
+    ASSERT_EQ(maker_zip_add_folder(zip, "bin"), 0);
+    add("bin/data", "new");
+    ASSERT_EQ(maker_zip_close(zip), 0);
+    for (const int error : {EPERM, ENOSYS, EOPNOTSUPP}) {
+        scratch_write("player", "old");
+        const auto work = [error] {
+            refuse_calls({SYS_fchmod, SYS_fchmodat, SYS_fchown, SYS_link, SYS_linkat, SYS_symlink,
+                          SYS_symlinkat, SYS_utimensat},
+                         error);
+            return unpack_closed() == 0 ? 0 : 1;
+        };
+        EXPECT_EQ(scratch_in_child(work), 0) << error;
+        EXPECT_EQ(scratch_read("player"), "new");
+        EXPECT_EQ(scratch_read("bin/data"), "new");
+    }
+}
+
+TEST_F(update_unpack_test, leaves_out_what_a_card_has_no_name_for)
+{
+    ASSERT_EQ(maker_zip_add_folder(zip, "bin"), 0);
+    add("bin/data", "new");
+    add("player", "new");
+    ASSERT_EQ(maker_zip_close(zip), 0);
+    const auto work = [] {
+        if (!freopen("said", "w", stderr) ||
+            update_extract("_tmp/update.zip", [] { return true; }) != 0)
+            return 2;
+        refuse_creating(EINVAL);
+        refuse_calls({SYS_mkdir, SYS_mkdirat, SYS_rename, SYS_renameat, SYS_renameat2}, EINVAL);
+        const int result = update_place("_tmp/update.zip");
+        return fflush(stderr) != 0 ? 3 : -result;
+    };
+    EXPECT_EQ(scratch_in_child(work), 0);
+    const std::string said = scratch_read("said");
+    EXPECT_NE(said.find("left out bin/data,"), std::string::npos) << said;
+    EXPECT_NE(said.find("left out player,"), std::string::npos) << said;
+    EXPECT_FALSE(scratch_exists("player"));
+    /* What has a name already is no such case. */
+    scratch_write("player", "old");
+    EXPECT_EQ(scratch_in_child(work), 1);
+    EXPECT_EQ(scratch_read("player"), "old");
+}
+
+/* Some thousand files reach the disk with one sync and one more for each folder. */
+TEST_F(update_unpack_test, syncs_not_each_file)
+{
+    ASSERT_EQ(maker_zip_add_folder(zip, "bin"), 0);
+    for (int i = 0; i < 50; i++)
+        add(("bin/file" + std::to_string(i)).c_str(), "new");
+    ASSERT_EQ(maker_zip_close(zip), 0);
+    const auto count = [](std::initializer_list<long> numbers) {
+        return traced_count([] { return unpack_closed() == 0 ? 0 : 1; }, numbers);
+    };
+    EXPECT_EQ(count({SYS_syncfs}), 1);
+    EXPECT_EQ(count({SYS_fsync, SYS_fdatasync}), 2);
 }
