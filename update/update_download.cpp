@@ -13,9 +13,10 @@
 
 constexpr uint64_t largest_package = 256ull << 20;
 constexpr uint64_t space_check_bytes = 1ull << 20; /* looked at each time so much was written */
-constexpr size_t longest_answer = 64u << 10;       /* a service that says more says nonsense */
+constexpr uint64_t space_kept_free = 64u << 10;    /* for the settings and the playlist */
+constexpr size_t longest_answer = 64u << 10;       /* nothing behind it is waited for */
 
-/* Reads to the end, keeping the beginning. */
+/* Reads to the end, or as far as makes sense, keeping the beginning. */
 static int read_answer(sock *from, char (&answer)[update_answer_size])
 {
     size_t kept = 0;
@@ -24,25 +25,30 @@ static int read_answer(sock *from, char (&answer)[update_answer_size])
         const int got = sock_read(from, piece, sizeof piece);
         if (got < 0)
             return -1;
-        if (got == 0) {
-            answer[kept] = '\0';
-            return 0;
-        }
+        if (got == 0)
+            break;
         const size_t room = sizeof answer - 1 - kept;
         const size_t taken = (size_t)got < room ? (size_t)got : room;
         memcpy(answer + kept, piece, taken);
         kept += taken;
         total += (size_t)got;
     }
-    return -1;
+    answer[kept] = '\0';
+    return 0;
+}
+
+/* Without an announcement it shows on the way. */
+static bool has_room_for(const sock *from)
+{
+    const int64_t announced = sock_length(from);
+    return announced <= 0 ||
+           ((uint64_t)announced <= largest_package && (uint64_t)announced <= update_free_space());
 }
 
 static int copy_body(sock *from, FILE *to, bool (*go_on)())
 {
     char piece[1024];
     uint64_t total = 0, checked_at = 0;
-    if (update_free_space() < space_check_bytes * 2)
-        return -1;
     while (go_on()) {
         const int got = sock_read(from, piece, sizeof piece);
         if (got <= 0)
@@ -52,7 +58,7 @@ static int copy_body(sock *from, FILE *to, bool (*go_on)())
             return -1;
         if (total - checked_at >= space_check_bytes) {
             checked_at = total;
-            if (update_free_space() < space_check_bytes * 2)
+            if (update_free_space() < space_kept_free)
                 return -1;
         }
     }
@@ -81,7 +87,7 @@ int update_ask(char (&answer)[update_answer_size])
 int update_download(const char *address, const char *folder, const char *path, bool (*go_on)())
 {
     const owner<sock, sock_close> from(http_open(address));
-    if (!from || file_mkdir(folder) != 0)
+    if (!from || !has_room_for(from.get()) || file_mkdir(folder) != 0)
         return -1;
     owner<FILE, fclose> to(file_fopen(path, "wb"));
     if (!to || copy_body(from.get(), to.get(), go_on) != 0)

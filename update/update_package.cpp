@@ -13,7 +13,7 @@
 
 constexpr uint32_t most_entries = 20000;
 constexpr uint64_t largest_content = 1ull << 30;
-constexpr uint64_t reserve = 1ull << 20; /* left free for settings and the playlist */
+constexpr uint64_t reserve = 64u << 10; /* left free for settings and the playlist */
 constexpr uLong made_on_unix = 3;
 constexpr uLong flag_encrypted = 1;
 constexpr uLong method_store = 0, method_deflate = 8;

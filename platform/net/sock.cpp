@@ -323,6 +323,15 @@ int sock_read(sock *from, void *to, uint32_t length)
     return static_cast<int>(given);
 }
 
+int64_t sock_length(const sock *from)
+{
+    curl_off_t length = -1;
+    if (from && from->curl->easy_getinfo(from->easy, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length) !=
+                    CURLE_OK)
+        return -1;
+    return length;
+}
+
 int sock_close(sock *from)
 {
     if (!from)

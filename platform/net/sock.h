@@ -20,5 +20,7 @@ int sock_exit();
 /* Bytes read (> 0), 0 at the end, -1 on an error, on 10 s without progress, or when the body is
  * shorter than announced. */
 int sock_read(sock *from, void *to, uint32_t length);
+/* Bytes of the whole body as the server announced them, -1 when it did not. */
+int64_t sock_length(const sock *from);
 /* Accepts null. */
 int sock_close(sock *from);

@@ -34,6 +34,7 @@ struct update_test : testing::Test {
     {
         ASSERT_EQ(sock_init(), 0);
         ASSERT_EQ(setenv("ZERV_UPDATE_HOST", server.host().c_str(), 1), 0);
+        ASSERT_EQ(unsetenv("ZERV_UPDATE_INSTALLED"), 0);
         program_running = 1;
         program_restarting = 0;
         program_stay_tuned = 0;
@@ -174,6 +175,14 @@ TEST_F(update_test, cuts_the_answer_at_255_bytes)
     answer_check(std::string(300, ' ') + server.url("/p.zip"));
     run();
     EXPECT_FALSE(installed()) << "cut first, stripped then";
+}
+
+TEST_F(update_test, takes_the_beginning_of_a_very_long_answer)
+{
+    serve("/p.zip", package({{"zerv-player", "new"}}));
+    answer_check(server.url("/p.zip") + std::string(300000, ' '));
+    run();
+    EXPECT_TRUE(installed());
 }
 
 TEST_F(update_test, does_not_read_an_endless_answer)

@@ -90,6 +90,23 @@ TEST_F(sock_http, reads_an_answer)
     EXPECT_NE(request.head.find("Host: " + server.host() + "\r\n"), std::string::npos);
 }
 
+TEST_F(sock_http, tells_what_was_announced)
+{
+    const auto length = [this](const maker_http_answer &answer) {
+        server.answer("/a", answer);
+        sock *from = http_open(server.url("/a").c_str());
+        const int64_t announced = sock_length(from);
+        EXPECT_EQ(sock_close(from), 0);
+        return announced;
+    };
+    EXPECT_EQ(length({.body = "hello"}), 5);
+    EXPECT_EQ(length({.body = ""}), 0);
+    EXPECT_EQ(length({.body = "hello", .announce = 5'000'000'000}), 5'000'000'000);
+    EXPECT_EQ(length({.body = "hello", .announce = -2}), -1);
+    EXPECT_EQ(length({.body = "hello", .chunked = true}), -1);
+    EXPECT_EQ(sock_length(nullptr), -1);
+}
+
 TEST_F(sock_http, reads_an_empty_answer)
 {
     EXPECT_EQ(get_of({.body = ""}), (outcome{"", 0}));
