@@ -83,16 +83,20 @@ static void wake_display()
     input_touch_checked = 0;
 }
 
+/* Whoever ends the program at the moment at which an update wants to start it again wants the
+ * end. */
 static void handle_global_keys()
 {
     if (input_key.pressed & key_quit) {
         program_running = 0; /* the view still sees the key */
+        program_restarting = 0;
     } else if (input_key.repeat & key_volume) {
         const bool up = (input_key.repeat & key_vol_up) != 0;
         (void)program_change_volume(up ? volume_step : -volume_step); /* its message tells */
     } else if ((input_key.held & key_back) && (input_key.pressed & key_left)) {
         input_key_checked = 0;
         program_power_off();
+        program_restarting = 0;
     }
 }
 

@@ -39,6 +39,8 @@
 constexpr int32_t screen_width = 320, screen_height = 240;
 constexpr int32_t update_wait_ms = 30000; /* half-replaced files would not start again */
 constexpr int32_t worker_wait_ms = 2000;
+constexpr unsigned patience_s = 20; /* from a signal to the end; the slowest card saves in less */
+constexpr int end_signals[] = {SIGTERM, SIGINT, SIGHUP};
 
 /* Main thread. */
 static constinit const char *config_path = "config.txt";
@@ -173,11 +175,22 @@ static constexpr program_step stop_steps[] = {
 
 /* ---- the process ---- */
 
-/* Only what a signal handler may do: an atomic store and a wake-up. */
+/* Only what a signal handler may do: atomic stores, a wake-up, an alarm. */
 static void end_by_signal(int)
 {
     program_running = 0;
+    program_restarting = 0; /* asked for or not: who sends a signal wants the end */
     clock_wake();
+    (void)alarm(patience_s); /* whatever the main thread hangs on */
+}
+
+/* The patience is over. Files that an update replaces become whole first. */
+static void end_at_once(int)
+{
+    if (program_stay_tuned)
+        (void)alarm(patience_s);
+    else
+        _exit(255);
 }
 
 static void catch_signals()
@@ -186,8 +199,10 @@ static void catch_signals()
     action.sa_handler = end_by_signal;
     action.sa_flags = SA_RESTART; /* files being written are not torn */
     sigemptyset(&action.sa_mask);
-    for (const int each : {SIGTERM, SIGINT, SIGHUP})
+    for (const int each : end_signals)
         (void)sigaction(each, &action, nullptr); /* these can be caught */
+    action.sa_handler = end_at_once;
+    (void)sigaction(SIGALRM, &action, nullptr);
     /* A reader of our output or a server that goes away is an error of that write, no end. */
     (void)signal(SIGPIPE, SIG_IGN);
 }
@@ -236,6 +251,18 @@ static int leave(int status)
     _exit(status & 0xFF);
 }
 
+/* From here on a signal ends the process by itself; one that came before has taken the restart
+ * back. Returns only when there is no restart, or none is possible. */
+static void start_again(char **argv)
+{
+    for (const int each : end_signals)
+        (void)signal(each, SIG_DFL);
+    if (!program_restarting)
+        return;
+    update_hand_over();
+    (void)execv(argv[0], argv);
+}
+
 int main(int argc, char **argv)
 {
     rooms_fill();
@@ -248,6 +275,6 @@ int main(int argc, char **argv)
         status = -1;
     update_wait(update_wait_ms);
     if (program_restarting)
-        (void)execv(argv[0], argv); /* returns only when it failed */
+        start_again(argv);
     return leave(status);
 }

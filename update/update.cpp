@@ -6,6 +6,7 @@
 #include "platform/base/str.h"
 #include "platform/base/thread.h"
 #include "platform/file/file.h"
+#include "update/update_chain.h"
 #include "update/update_download.h"
 #include "update/update_package.h"
 #include "update/update_unpack.h"
@@ -32,7 +33,7 @@ static bool program_goes_on()
 static bool begin_replacing()
 {
     const sys_guard guard(update_lock);
-    is_replacing = !is_closed;
+    is_replacing = !is_closed && program_running != 0;
     return is_replacing;
 }
 
@@ -56,14 +57,18 @@ static int remove_scratch()
 }
 
 /* The restart is asked for while the files still count as being replaced: whoever waits for the
- * end of that then finds it. */
+ * end of that then finds it. A program that was ended meanwhile stays ended; who ends it later
+ * takes the restart back. */
 static void request_restart(const char *address)
 {
     char text[update_answer_size + 64];
-    str_format(text, "update: installed %s, starting again", address);
-    program_perror(text);
+    update_chain_add(address);
     program_restarting = 1;
-    program_running = 0;
+    const bool goes_on = program_running.exchange(0) != 0;
+    if (!goes_on)
+        program_restarting = 0;
+    str_format(text, "update: installed %s%s", address, goes_on ? ", starting again" : "");
+    program_perror(text);
     clock_wake();
 }
 
@@ -87,7 +92,7 @@ static int check_and_install()
     char answer[update_answer_size];
     if (remove_scratch() != 0 || update_ask(answer) != 0)
         return -1;
-    if (strncmp(answer, "http://", 7) != 0)
+    if (strncmp(answer, "http://", 7) != 0 || !update_chain_allows(answer))
         return 0;
     if (update_download(answer, scratch_folder, package_path, program_goes_on) == 0)
         install(answer);
@@ -109,8 +114,14 @@ int update_check()
     if (is_checking)
         return 0;
     is_closed = false;
+    update_chain_begin();
     is_checking = thread_start("update", run_check, nullptr) == 0;
     return is_checking ? 0 : -1;
+}
+
+void update_hand_over()
+{
+    update_chain_hand_over();
 }
 
 void update_wait(int32_t ms)

@@ -7,3 +7,6 @@
 int update_check();
 /* Waits until files are no longer being replaced, at most `ms`. Called by main after shutdown. */
 void update_wait(int32_t ms);
+/* Tells the program that is executed next what was installed, so that it does not install it
+ * again. Called by main right before. */
+void update_hand_over();

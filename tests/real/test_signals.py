@@ -1,8 +1,11 @@
 """Signals: an orderly end, and none at all."""
 
+import array
+import fcntl
 import os
 import random
 import signal
+import termios
 import unittest
 
 from make_flac import make_flac
@@ -74,6 +77,18 @@ class SignalsTest(PlayerTest):
         process.send_signal(signal.SIGTERM)
         self.assertEqual(process.wait(timeout=DEADLINE_S), 0)
         self.assertEqual(process.stderr.read().decode().count("falied"), 0)
+
+    def test_signal_ends_a_program_that_hangs(self):
+        """The main thread waits for somebody to read its answers, and nobody does."""
+        self.write_config()
+        process = self.start()
+        self.say(process, *["state"] * 3000)
+        waiting = array.array("i", [0])
+        while waiting[0] < 60000:
+            fcntl.ioctl(process.stdout, termios.FIONREAD, waiting)
+            self.assertIsNone(process.poll())
+        process.send_signal(signal.SIGTERM)
+        self.assertEqual(process.wait(timeout=DEADLINE_S), 255)
 
     def test_kill_at_any_moment_leaves_a_whole_playlist(self):
         """The program changes its playlist as fast as it can and dies in the middle."""

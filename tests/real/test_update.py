@@ -169,23 +169,48 @@ class RehearsalTest(UpdateTest):
         self.assertEqual(process.returncode, 0)
         self.assertFalse(self.exists("_tmp"))
 
-    def test_quitting_while_files_are_replaced_waits_for_the_last_one(self):
+    def hold_in_the_middle(self):
+        """A player whose update waits, half done, until `release()`."""
         liar = Liar(self)
-        files = [(f"data{i:02}", os.urandom(300000)) for i in range(30)]
+        self.files = [(f"data{i:02}", os.urandom(3000)) for i in range(30)]
+        files = [*self.files[:15], ("hold", b"x"), *self.files[15:], ("zerv-player", self.b)]
         liar.answers = {CHECK_A: f"http://{liar.host}/p.zip".encode(), CHECK_B: b"none",
-                        "/p.zip": pack(*files, ("zerv-player", self.b))}
+                        "/p.zip": pack(*files)}
+        os.mkfifo(self.path("pipe"))
+        os.symlink("pipe", self.path("hold"))  # what is written through it waits for a reader
         process = self.start("song.flac", ZERV_UPDATE_HOST=liar.host)
-        while not self.exists("data00"):
+        self.say(process, "key vol_up", "advance 5", "echo ready")
+        self.listen_for(process, "ready")
+        while not self.exists("data14"):
             self.assertIsNone(process.poll())
-        process.send_signal(signal.SIGTERM)
-        self.say(process, "advance 1", "quit")
-        # The second life reads what is left of the script, or finds its end.
-        process.communicate(timeout=DEADLINE_S)
-        self.assertEqual(process.returncode, 0)
-        for name, content in files:
+        self.liar = liar
+        return process
+
+    def release(self, process):
+        with open(self.path("pipe"), "rb"):
+            process.stdin.close()
+            self.assertEqual(process.wait(timeout=DEADLINE_S), 0)
+        for name, content in self.files:
             self.assertEqual(self.read(name), content, name)
         self.assertEqual(self.read("zerv-player"), self.b)
+        self.assertEqual(self.liar.asked, [CHECK_A, "/p.zip"], "there is no second life")
+        self.assertNotIn(b"starting again", process.stderr.read())
+        self.assertIn(b"<vol>35</vol>", self.read("config.txt"))
 
+    def test_a_signal_while_files_are_replaced_ends_the_program_after_the_last_one(self):
+        for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
+            with self.subTest(signal=number):
+                self.setUp()
+                process = self.hold_in_the_middle()
+                process.send_signal(number)
+                self.release(process)
+
+    def test_the_quit_key_while_files_are_replaced_ends_the_program_after_the_last_one(self):
+        process = self.hold_in_the_middle()
+        self.say(process, "key quit", "advance 5")
+        while b"<vol>35</vol>" not in self.read("config.txt"):
+            self.assertIsNone(process.poll(), "it does not wait for its files")
+        self.release(process)
 
 class InterruptedTest(UpdateTest):
     def setUp(self):
@@ -405,20 +430,35 @@ class LyingServerTest(UpdateTest):
         self.assertEqual(process.returncode, 0)
         self.assertLess(time.monotonic() - begin, 5)
 
-    def test_the_same_version_over_and_over_is_said_every_time(self):
+    def test_the_same_package_over_and_over_is_installed_once(self):
         self.liar.answers["/p.zip"] = pack(("zerv-player", self.a))
-        offered = []
-
-        def offer_three_times(handler):
-            offered.append(1)
-            handler.send(f"http://{self.liar.host}/p.zip".encode() if len(offered) <= 3 else b"none")
-
-        self.liar.answers[CHECK_A] = offer_three_times
         run = self.update(self.liar.host, "song.flac")
         self.assertEqual(run.status, 0, run.err)
         self.assertEqual(run.out.count("state "), 1)
-        self.assertEqual(run.err.count(f"installed http://{self.liar.host}/p.zip"), 3)
-        self.assertEqual(len(offered), 4)
+        self.assertEqual(run.err.count("installed"), 1)
+        self.assertEqual(self.liar.asked, [CHECK_A, "/p.zip", CHECK_A])
+
+    def test_two_packages_by_turns_are_installed_once_each(self):
+        self.liar.answers["/p.zip"] = self.liar.answers["/q.zip"] = pack(("zerv-player", self.a))
+
+        def offer_by_turns(handler):
+            name = "pq"[len(self.liar.asked) // 2 % 2]
+            handler.send(f"http://{self.liar.host}/{name}.zip".encode())
+
+        self.liar.answers[CHECK_A] = offer_by_turns
+        run = self.update(self.liar.host, "song.flac")
+        self.assertEqual(run.status, 0, run.err)
+        self.assertEqual(run.err.count("installed"), 2)
+        self.assertEqual(self.liar.asked, [CHECK_A, "/p.zip", CHECK_A, "/q.zip", CHECK_A])
+
+    def test_a_step_from_version_to_version_is_gone(self):
+        """Each version is offered the next one, at an address of its own."""
+        self.liar.answers.update({
+            "/p.zip": pack(("zerv-player", self.b)), "/q.zip": pack(("news.txt", b"new")),
+            CHECK_B: f"http://{self.liar.host}/q.zip".encode()})
+        run = self.update(self.liar.host, "song.flac")
+        self.assertEqual(run.err.count("installed"), 2)
+        self.assertEqual(self.liar.asked, [CHECK_A, "/p.zip", CHECK_B, "/q.zip", CHECK_B])
 
 
 if __name__ == "__main__":

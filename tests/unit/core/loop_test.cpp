@@ -313,6 +313,21 @@ TEST_F(loop, quit_key_ends_the_program_after_the_view_saw_it)
     EXPECT_EQ(seen.pressed, (std::vector<uint32_t>{key_quit}));
 }
 
+/* An update may ask for a restart in the very pass in which somebody quits. */
+TEST_F(loop, quitting_takes_a_restart_back)
+{
+    program_restarting = 1;
+    test_press(key_quit);
+    loop_pass();
+    EXPECT_EQ(program_restarting, 0);
+    program_restarting = 1;
+    machine.key_downs.push_back({key_back});
+    loop_pass();
+    machine.key_downs.push_back({key_left});
+    loop_pass();
+    EXPECT_EQ(program_restarting, 0);
+}
+
 TEST_F(loop, volume_keys_step_by_five_and_reach_the_view)
 {
     test_press(key_vol_up);

@@ -11,6 +11,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <fcntl.h>
 #include <functional>
 #include <gtest/gtest.h>
 #include <string>
@@ -314,19 +315,37 @@ TEST_F(update_test, asks_for_no_restart_when_unpacking_fails)
     EXPECT_EQ(scratch_read("zerv-player"), "new program");
 }
 
+TEST_F(update_test, wants_the_space_that_the_server_announces)
+{
+    maker_http_answer large;
+    large.body = std::string(1000, 'x');
+    for (const int64_t announced : {(int64_t)1 << 60, ((int64_t)256 << 20) + 1}) {
+        large.announce = announced;
+        server.answer("/p.zip", large);
+        answer_check(server.url("/p.zip"));
+        run();
+        EXPECT_FALSE(installed());
+        EXPECT_FALSE(scratch_exists("_tmp")) << "nothing was fetched";
+    }
+    fault_set("update_free_space"); /* there is none */
+    offer_player();
+    run();
+    EXPECT_FALSE(installed());
+    EXPECT_FALSE(scratch_exists("_tmp"));
+}
+
 TEST_F(update_test, does_not_fill_the_disk)
 {
-    offer_player();
-    fault_set("update_free_space");
+    maker_http_answer open_end;
+    open_end.body = std::string(5 << 20, 'x');
+    open_end.announce = -2;
+    server.answer("/p.zip", open_end);
+    answer_check(server.url("/p.zip"));
+    fault_set("update_free_space:2"); /* asked at each MiB */
     run();
     EXPECT_FALSE(installed());
-    EXPECT_EQ(scratch_read("_tmp/update.zip"), "") << "nothing was fetched";
-
-    serve("/p.zip", std::string(5 << 20, 'x'));
-    fault_set("update_free_space:2"); /* asked again at each MiB */
-    run();
-    EXPECT_FALSE(installed());
-    EXPECT_LT(scratch_read("_tmp/update.zip").size(), 2u << 20);
+    EXPECT_GT(scratch_read("_tmp/update.zip").size(), 1u << 20);
+    EXPECT_LT(scratch_read("_tmp/update.zip").size(), 3u << 20);
 }
 
 static std::atomic<int> times_asked;
@@ -407,6 +426,77 @@ TEST_F(update_test, is_waited_for_while_files_are_replaced)
     EXPECT_EQ(program_restarting, 1) << "known when the wait is over";
     for (int i = 0; i < 200; i++)
         EXPECT_EQ(scratch_read("file" + std::to_string(i)).size(), 20000u) << i;
+}
+
+/* A link to a pipe holds the replacing up until somebody reads. */
+TEST_F(update_test, does_not_start_again_what_was_ended_meanwhile)
+{
+    ASSERT_EQ(mkfifo("pipe", 0666), 0);
+    ASSERT_EQ(symlink("pipe", "hold"), 0);
+    serve("/p.zip", package({{"first", "new"}, {"hold", "x"}, {"last", "new"}}));
+    answer_check(server.url("/p.zip"));
+    ASSERT_EQ(update_check(), 0);
+    ASSERT_TRUE(wait_for([] { return scratch_exists("first"); }));
+    EXPECT_EQ(program_stay_tuned, 1);
+    program_running = 0;
+    const int reader = open("pipe", O_RDONLY);
+    ASSERT_GE(reader, 0);
+    update_wait(30000);
+    EXPECT_EQ(program_restarting, 0);
+    EXPECT_EQ(scratch_read("last"), "new") << "the files are whole";
+    EXPECT_EQ(close(reader), 0);
+}
+
+TEST_F(update_test, begins_to_replace_nothing_once_the_program_ends)
+{
+    scratch_write("zerv-player", "old");
+    maker_http_answer slow;
+    slow.body = package({{"zerv-player", "new"}});
+    slow.head_delay_ms = 200;
+    server.answer("/p.zip", slow);
+    answer_check(server.url("/p.zip"));
+    ASSERT_EQ(update_check(), 0);
+    ASSERT_TRUE(server.wait_for_requests(2));
+    program_running = 0;
+    ASSERT_EQ(thread_settle(10000), 0);
+    EXPECT_EQ(program_restarting, 0);
+    EXPECT_EQ(scratch_read("zerv-player"), "old");
+}
+
+TEST_F(update_test, installs_nothing_that_the_program_before_has_installed)
+{
+    offer_player();
+    const std::string address = server.url("/p.zip");
+    for (const std::string &before : {address, "http://x/a " + address, address + " http://x/a"}) {
+        ASSERT_EQ(setenv("ZERV_UPDATE_INSTALLED", before.c_str(), 1), 0);
+        testing::internal::CaptureStderr();
+        run();
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+        EXPECT_FALSE(installed()) << before;
+        EXPECT_FALSE(scratch_exists("_tmp")) << "nothing was fetched";
+    }
+    ASSERT_EQ(setenv("ZERV_UPDATE_INSTALLED", (address + "x http://x/a").c_str(), 1), 0);
+    run();
+    EXPECT_TRUE(installed()) << "it was another";
+    update_hand_over();
+    EXPECT_EQ(getenv("ZERV_UPDATE_INSTALLED"), address + "x http://x/a " + address);
+}
+
+TEST_F(update_test, ends_a_chain_of_ever_new_addresses)
+{
+    offer_player();
+    ASSERT_EQ(setenv("ZERV_UPDATE_INSTALLED", "a b c d e f g", 1), 0);
+    run();
+    EXPECT_TRUE(installed());
+    program_running = 1;
+    program_restarting = 0;
+    ASSERT_EQ(setenv("ZERV_UPDATE_INSTALLED", "a b c d e f g h", 1), 0);
+    run();
+    EXPECT_FALSE(installed());
+    ASSERT_EQ(setenv("ZERV_UPDATE_INSTALLED", std::string(100000, 'x').c_str(), 1), 0);
+    run();
+    EXPECT_TRUE(installed()) << "none of ours";
+    update_hand_over();
 }
 
 TEST_F(update_test, is_not_waited_for_when_nothing_is_replaced)
