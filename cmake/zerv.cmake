@@ -149,6 +149,14 @@ function(zerv_house plan)
   set(ZERV_FOLDERS ${all} PARENT_SCOPE)
 endfunction()
 
+function(zerv_define_key target)
+  string(LENGTH "${ZERV_UPDATE_KEY}" length)
+  if(NOT ZERV_UPDATE_KEY MATCHES "^[0-9a-fA-F]*$" OR (ZERV_UPDATE_KEY AND NOT length EQUAL 64))
+    message(FATAL_ERROR "ZERV_UPDATE_KEY is no key: 64 hexadecimal digits, as in update.key")
+  endif()
+  target_compile_definitions(${target} PRIVATE ZERV_UPDATE_KEY="${ZERV_UPDATE_KEY}")
+endfunction()
+
 # One program a test file: zerv_test(platform/file/file_test.cpp platform/file) makes the program
 # file_test of the folder's library, run in an empty scratch folder of its own.
 function(zerv_test file folder)
