@@ -9,6 +9,7 @@
 #include "update/update_chain.h"
 #include "update/update_download.h"
 #include "update/update_package.h"
+#include "update/update_signature.h"
 #include "update/update_unpack.h"
 
 #include <cstring>
@@ -17,6 +18,7 @@
 
 constexpr char scratch_folder[] = "_tmp";
 constexpr char package_path[] = "_tmp/update.zip";
+constexpr char key_path[] = "update.key";
 constexpr long wait_step_ns = 10'000'000;
 
 static constinit sys_lock update_lock;
@@ -72,6 +74,28 @@ static void request_restart(const char *address)
     clock_wake();
 }
 
+/* Says why not: whoever put a key there wants to know. */
+static bool is_trusted(const char *address)
+{
+    char text[update_answer_size + 128];
+    uint8_t key[sign_key_size];
+    switch (update_signature_key(ZERV_UPDATE_KEY, key_path, key)) {
+    case update_trust::anybody:
+        return true;
+    case update_trust::key_owner:
+        if (update_signature_holds(package_path, key))
+            return true;
+        str_format(text, "update: %s is not signed with our key as a version above %s", address,
+                   PROGRAM_VERSION);
+        break;
+    case update_trust::nobody:
+        str_format(text, "update: %s holds no key, so no package is good", key_path);
+        break;
+    }
+    program_perror(text);
+    return false;
+}
+
 /* Nothing is replaced unless the whole package can be. */
 static void install(const char *address)
 {
@@ -94,8 +118,11 @@ static int check_and_install()
         return -1;
     if (strncmp(answer, "http://", 7) != 0 || !update_chain_allows(answer))
         return 0;
-    if (update_download(answer, scratch_folder, package_path, program_goes_on) == 0)
-        install(answer);
+    if (update_download(answer, scratch_folder, package_path, program_goes_on) != 0)
+        return 0;
+    if (!is_trusted(answer))
+        return remove_scratch();
+    install(answer);
     return 0;
 }
 

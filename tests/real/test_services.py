@@ -395,6 +395,114 @@ class PackageTest(FolderTest):
         self.assertEqual(self.check().returncode, 1)
 
 
+class SignatureTest(FolderTest):
+    """Keys and signatures, as a keeper uses them."""
+
+    def setUp(self):
+        super().setUp()
+        self.tool("keygen", self.path("update"))
+        self.package = self.path("zerv-player-dingoo-0.5.zip")
+        self.make(self.package, b"program")
+
+    def make(self, path, content):
+        with zipfile.ZipFile(path, "w") as archive:
+            archive.writestr("zerv-player", content)
+
+    def tool(self, *arguments, status=0):
+        result = run_tool("zerv-package", *arguments)
+        self.assertEqual(result.returncode, status, result.stderr)
+        return result.stdout + result.stderr
+
+    def sign(self, *arguments, status=0):
+        return self.tool("sign", self.package, "--secret", self.path("update.secret"), *arguments,
+                         status=status)
+
+    def check(self, *arguments, status=0):
+        return self.tool("check", self.package, "--key", self.path("update.key"), *arguments,
+                         status=status)
+
+    def read(self):
+        with open(self.package, "rb") as file:
+            return file.read()
+
+    def test_a_signed_package_is_good_for_lower_versions(self):
+        self.assertIn("not signed", self.check(status=1))
+        self.assertIn("signed as zerv-player-dingoo 0.5", self.sign())
+        self.assertIn("signed as zerv-player-dingoo 0.5", self.check("--installed", "0.4"))
+        self.assertIn("not above 0.5", self.check("--installed", "0.5", status=1))
+        self.assertIn("not above 0.10", self.check("--installed", "0.10", status=1))
+        self.assertIn("not checked", self.tool("check", self.package))
+        with zipfile.ZipFile(self.package) as archive:
+            self.assertEqual(archive.read("zerv-player"), b"program")
+
+    def test_the_same_key_signs_the_same_again(self):
+        self.sign()
+        first = self.read()
+        self.sign()
+        self.assertEqual(self.read(), first)
+        self.sign("--version", "0.6")
+        self.assertIn("0.6", self.check())
+        self.assertEqual(len(self.read()), len(first))
+
+    def test_no_byte_can_be_changed(self):
+        self.sign()
+        whole = self.read()
+        for at in (0, whole.index(b"zerv-player"), whole.index(b"program"),
+                   whole.rindex(b"zerv-player-dingoo"), whole.rindex(b"0.5"), len(whole) - 5):
+            other = b"x" if whole[at] != 120 else b"y"
+            self.write("zerv-player-dingoo-0.5.zip", whole[:at] + other + whole[at + 1:])
+            self.assertEqual(run_tool("zerv-package", "check", self.package, "--key",
+                                      self.path("update.key")).returncode, 1, at)
+
+    def test_another_key_and_another_package_do_not_fit(self):
+        self.sign()
+        signature = self.read()[-129:]
+        self.tool("keygen", self.path("other"))
+        self.assertIn("another key", self.tool("check", self.package, "--key",
+                                               self.path("other.key"), status=1))
+        self.make(self.package, b"other program")
+        self.sign()
+        self.write("zerv-player-dingoo-0.5.zip", self.read()[:-129] + signature)
+        self.assertIn("changed after it was signed", self.check(status=1))
+
+    def test_keys_are_kept_safe(self):
+        self.assertEqual(stat.S_IMODE(os.stat(self.path("update.secret")).st_mode), 0o600)
+        with open(self.path("update.secret"), "rb") as file:
+            before = file.read()
+        self.assertIn("File exists", self.tool("keygen", self.path("update"), status=1))
+        with open(self.path("update.secret"), "rb") as file:
+            self.assertEqual(file.read(), before)
+        self.write("program/zerv-player", b"program")
+        self.write("program/update.secret", before)
+        self.write("program/update.key", b"key")
+        self.tool("build", self.path("program"), "-o", self.path("built.zip"))
+        with zipfile.ZipFile(self.path("built.zip")) as archive:
+            self.assertEqual(archive.namelist(), ["update.key", "zerv-player"])
+
+    def test_what_is_no_key_is_told(self):
+        self.write("update.key", b"no key")
+        self.assertIn("not 64 hexadecimal digits", self.check(status=1))
+        self.assertIn("not 64 hexadecimal digits",
+                      self.tool("check", self.package, "--folder", self.folder, status=1))
+        self.write("update.secret", b"")
+        before = self.read()
+        self.assertIn("not 128 hexadecimal digits", self.sign(status=1))
+        self.assertEqual(self.read(), before)
+
+    def test_only_good_packages_with_a_version_are_signed(self):
+        os.rename(self.package, self.path("p.zip"))
+        self.package = self.path("p.zip")
+        self.assertIn("--version", self.sign(status=1))
+        self.assertIn("no build and version", self.sign("--build", "a b", "--version", "1", status=1))
+        self.assertIn("no build and version", self.sign("--build", "a", "--version", "x", status=1))
+        self.sign("--build", "zerv-player-dingoo", "--version", "0.5")
+        self.assertIn("0.5", self.check())
+        self.write("p.zip", self.read() + b"x")
+        self.assertIn("bytes follow", self.sign("--build", "a", "--version", "1", status=1))
+        self.write("p.zip", b"no package")
+        self.assertIn("no zip archive", self.sign("--build", "a", "--version", "1", status=1))
+
+
 class LyricsServiceTest(OnlineTest):
     """The player asks the reference server for the words of a song."""
 

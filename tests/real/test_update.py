@@ -8,6 +8,7 @@ import os
 import shutil
 import signal
 import subprocess
+import tempfile
 import threading
 import time
 import unittest
@@ -211,6 +212,92 @@ class RehearsalTest(UpdateTest):
         while b"<vol>35</vol>" not in self.read("config.txt"):
             self.assertIsNone(process.poll(), "it does not wait for its files")
         self.release(process)
+
+class SignedTest(UpdateTest):
+    """Players with a key, packages signed by our tool, and servers that play tricks."""
+
+    def setUp(self):
+        super().setUp()
+        self.keys = tempfile.mkdtemp(prefix="zerv-keys-")
+        self.addCleanup(shutil.rmtree, self.keys)
+        for name in ("update", "other"):
+            self.tool("keygen", os.path.join(self.keys, name))
+        shutil.copy(os.path.join(self.keys, "update.key"), self.path("update.key"))
+        self.liar = Liar(self)
+        self.liar.answers = {CHECK_A: f"http://{self.liar.host}/p.zip".encode(), CHECK_B: b"none"}
+
+    def tool(self, *arguments):
+        result = run_tool("zerv-package", *arguments)
+        self.assertEqual(result.returncode, 0, result.stderr)
+
+    def signed(self, package, version="0.5", key="update"):
+        path = os.path.join(self.keys, f"zerv-player-dingoo-{version}.zip")
+        with open(path, "wb") as file:
+            file.write(package)
+        self.tool("sign", path, "--secret", os.path.join(self.keys, key + ".secret"))
+        with open(path, "rb") as file:
+            return file.read()
+
+    def assert_refused(self, package, why):
+        self.liar.answers["/p.zip"] = package
+        before = sorted(os.listdir(self.folder))
+        run = self.update(self.liar.host, "song.flac")
+        with self.subTest(why):
+            self.assert_alive_as_a(run)
+            self.assertIn("is not signed with our key as a version above 0.4", run.err)
+            after = sorted(os.listdir(self.folder))
+            for own in ("current.m3u", "library.db", "suppressions"):  # what every start makes
+                after = [name for name in after if name != own or own in before]
+            self.assertEqual(after, before, "something is left behind")
+
+    def test_a_package_of_the_owner_is_installed(self):
+        self.liar.answers["/p.zip"] = self.signed(pack(("zerv-player", self.b)))
+        run = self.update(self.liar.host, "song.flac")
+        self.assertIn("installed", run.err)
+        self.assertEqual(self.read("zerv-player"), self.b)
+        self.assertEqual(self.liar.asked, [CHECK_A, "/p.zip", CHECK_B])
+
+    def test_every_other_package_is_refused(self):
+        plain = pack(("zerv-player", self.b), ("news.txt", b"good"))
+        good = self.signed(plain)
+        middle = len(good) // 2
+        other = self.signed(pack(("zerv-player", self.b), ("news.txt", b"evil")))
+        name = good.rindex(b"news.txt")
+        for why, package in (
+                ("not signed", plain),
+                ("changed content", good[:middle] + bytes([good[middle] ^ 1]) + good[middle + 1:]),
+                ("content in front", b"x" + good), ("content behind", good + b"x"),
+                ("changed name", good[:name] + b"nows.txt" + good[name + 8:]),
+                ("swapped signature", other[:-129] + good[-129:]),
+                ("the running version again", self.signed(plain, "0.4")),
+                ("an old version", self.signed(plain, "0.3.9")),
+                ("another key", self.signed(plain, key="other")), ("nothing", b"")):
+            self.assert_refused(package, why)
+
+    def test_a_key_that_is_none_takes_no_package(self):
+        self.liar.answers["/p.zip"] = self.signed(pack(("zerv-player", self.b)))
+        for key in (b"", b"no key", b"0" * 63, b"0" * 65):
+            self.write("update.key", key)
+            run = self.update(self.liar.host, "song.flac")
+            self.assert_alive_as_a(run)
+            self.assertIn("update.key holds no key", run.err)
+
+    def test_without_a_key_any_package_is_installed(self):
+        os.remove(self.path("update.key"))
+        self.liar.answers["/p.zip"] = self.signed(pack(("zerv-player", self.b)), "0.1", "other")
+        run = self.update(self.liar.host, "song.flac")
+        self.assertIn("installed", run.err)
+
+    def test_a_package_may_bring_the_key_of_the_next(self):
+        with open(os.path.join(self.keys, "other.key"), "rb") as file:
+            key = file.read()
+        self.liar.answers["/p.zip"] = self.signed(pack(("zerv-player", self.b), ("update.key", key)))
+        self.liar.answers["/q.zip"] = self.signed(pack(("news.txt", b"new")), "0.6", "other")
+        self.liar.answers[CHECK_B] = f"http://{self.liar.host}/q.zip".encode()
+        run = self.update(self.liar.host, "song.flac")
+        self.assertEqual(run.err.count("installed"), 2)
+        self.assertEqual(self.read("news.txt"), b"new")
+
 
 class InterruptedTest(UpdateTest):
     def setUp(self):

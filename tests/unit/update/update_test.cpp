@@ -2,6 +2,7 @@
 
 #include "core/services/program.h"
 #include "makers/maker_http.h"
+#include "makers/maker_signature.h"
 #include "makers/maker_zip.h"
 #include "platform/base/fault.h"
 #include "platform/base/thread.h"
@@ -304,7 +305,7 @@ TEST_F(update_test, asks_for_no_restart_when_unpacking_fails)
 {
     scratch_write("zerv-player", "old");
     offer_player();
-    fault_set("file_fopen:2"); /* the download is the first */
+    fault_set("file_fopen:3"); /* behind the download and the key */
     run();
     fault_set(nullptr);
     EXPECT_TRUE(scratch_exists("_tmp/update.zip")) << "it was there to be unpacked";
@@ -497,6 +498,52 @@ TEST_F(update_test, ends_a_chain_of_ever_new_addresses)
     run();
     EXPECT_TRUE(installed()) << "none of ours";
     update_hand_over();
+}
+
+TEST_F(update_test, takes_with_a_key_only_what_its_owner_signed)
+{
+    const maker_key key = maker_key_from(1);
+    const std::string plain = package({{"zerv-player", "new"}});
+    scratch_write("zerv-player", "old");
+    scratch_write("update.key", maker_key_text(key));
+    answer_check(server.url("/p.zip"));
+    for (const std::string &bad :
+         {plain, maker_signed(plain, key, "0.4"), maker_signed(plain, maker_key_from(2), "0.5")}) {
+        serve("/p.zip", bad);
+        testing::internal::CaptureStderr();
+        run();
+        const std::string said = testing::internal::GetCapturedStderr();
+        EXPECT_NE(said.find("is not signed with our key"), std::string::npos) << said;
+        EXPECT_FALSE(installed());
+        EXPECT_FALSE(scratch_exists("_tmp")) << "nothing is left of it";
+        EXPECT_EQ(scratch_read("zerv-player"), "old");
+    }
+    serve("/p.zip", maker_signed(plain, key, "0.5"));
+    run();
+    EXPECT_TRUE(installed());
+    EXPECT_EQ(scratch_read("zerv-player"), "new");
+}
+
+TEST_F(update_test, takes_nothing_with_a_key_that_is_none)
+{
+    scratch_write("update.key", "no key");
+    const maker_key key = maker_key_from(1);
+    serve("/p.zip", maker_signed(package({{"zerv-player", "new"}}), key, "0.5"));
+    answer_check(server.url("/p.zip"));
+    testing::internal::CaptureStderr();
+    run();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "update: update.key holds no key, so no package is good\n");
+    EXPECT_FALSE(installed());
+    EXPECT_FALSE(scratch_exists("_tmp"));
+}
+
+TEST_F(update_test, takes_without_a_key_what_anybody_signed)
+{
+    serve("/p.zip", maker_signed(package({{"zerv-player", "new"}}), maker_key_from(1), "0.1"));
+    answer_check(server.url("/p.zip"));
+    run();
+    EXPECT_TRUE(installed());
 }
 
 TEST_F(update_test, is_not_waited_for_when_nothing_is_replaced)
