@@ -9,6 +9,12 @@ struct fb_surface;
 struct image;
 struct stat;
 
+/* What the names of an element mean: places in the tables of skin_table.h, 0 for none of them. */
+struct skin_meaning {
+    bool looked_up; /* by the parser, once. Not in an element that a program made by itself */
+    uint8_t kind, type, action, show, hide;
+};
+
 /* One element of a screen. Texts are owned, null when the attribute is absent. */
 struct skin_element {
     char name[32];                     /* the tag, at most 30 characters */
@@ -27,6 +33,7 @@ struct skin_element {
     uint32_t inactive;   /* hidden on the play screen, which writes it; bars of the list screen do
                             not take a touch while it is set. 0 after loading */
     int32_t value;       /* position of a "scroll", thousandths; set by the screen before a draw */
+    skin_meaning means;
 };
 
 /* One part file: a layout variant. */
@@ -35,8 +42,9 @@ struct skin_page {
     uint32_t element_count;
     char version[10];
     int32_t debug;
-    int32_t variant;   /* the number in the file's name */
-    char *show, *hide; /* condition words, null when absent */
+    int32_t variant;                /* the number in the file's name */
+    char *show, *hide;              /* condition words, null when absent */
+    uint8_t show_means, hide_means; /* as in skin_meaning */
 };
 
 struct skin_part {
@@ -60,6 +68,8 @@ int skin_free_part(skin_part *part);
 /* Draws the kinds that look the same on every screen. 1 for "img" and "button" (finished, also
  * without an image), 0 for all others, drawn ("scroll", "rect") or not. */
 int skin_common_behavior(skin_element *element, fb_surface *surface);
+/* Whether a point lies in the element's box. */
+bool skin_element_holds(const skin_element *element, int32_t x, int32_t y);
 /* Thousandths that a touch means on a bar, not clamped (a 2-pixel bar gives 1001); -1 when it is
  * not on a draggable bar. Reversed bars cannot be dragged. */
 int32_t skin_get_scroll_permillage(const skin_element *element, int32_t touch_x, int32_t touch_y);

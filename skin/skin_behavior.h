@@ -1,11 +1,30 @@
-/* skin_behavior: what kinds of bars there are, for programs that help skin makers. */
+/* skin_behavior: what draws elements and bars that look the same on every screen. The tables of
+ * skin_table.h point at these. Main thread. */
 #pragma once
 
-struct skin_bar_kind {
+#include <cstdint>
+
+struct fb_surface;
+struct skin_element;
+
+/* They return what skin_common_behavior() does. */
+int skin_draw_image(const skin_element *element, fb_surface *surface);
+int skin_draw_bar(const skin_element *element, fb_surface *surface);
+int skin_draw_rect(const skin_element *element, fb_surface *surface);
+
+/* A bar, along the direction it grows in. Sizes are 64 bits wide: a skin may declare any. */
+struct skin_bar {
+    const skin_element *element;
+    fb_surface *surface;
     bool vertical;
-    bool draggable;
-    bool cut_from_end; /* its image should be as long as the bar */
+    int64_t length;       /* of the bar */
+    int64_t image_length; /* of its image */
+    int64_t value;        /* thousandths of the length, truncated towards zero */
 };
 
-/* False for null and for a type that draws nothing. */
-bool skin_find_bar_kind(const char *type, skin_bar_kind *kind);
+void skin_bar_fill(const skin_bar &it);
+void skin_bar_fill_reversed(const skin_bar &it);
+void skin_bar_move(const skin_bar &it);
+void skin_bar_move_reversed(const skin_bar &it);
+void skin_bar_part(const skin_bar &it);
+void skin_bar_part_reversed(const skin_bar &it);

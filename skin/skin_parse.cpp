@@ -5,7 +5,7 @@
 #include "platform/base/str.h"
 #include "platform/image/image.h"
 #include "skin/skin.h"
-#include "skin/skin_value.h"
+#include "skin/skin_table.h"
 #include "skin/skin_watch.h"
 
 #include <algorithm>
@@ -219,7 +219,7 @@ static int start_element(parsing *state, skin_tag *tag)
     if (!element || read_attributes(state, tag, skin_attribute_of_element, element) != 0)
         return -1;
     tag->element = index;
-    if (strcmp(tag->name, "list") == 0)
+    if (skin_find_kind(tag->name) == skin_kind_at("list"))
         return add_rows(state, tag, index);
     return 0;
 }
@@ -320,11 +320,28 @@ static int feed_all(parsing *state)
     }
 }
 
-static void apply_defaults(skin_page *page)
+static void apply_standards(skin_element *element)
 {
-    for (uint32_t i = 0; i < page->element_count; i++)
-        if (page->elements[i].font_size == 0)
-            page->elements[i].font_size = skin_default_font_size;
+    for (const skin_attribute &attribute : skin_element_attributes) {
+        if (attribute.standard == 0)
+            continue;
+        void *field = reinterpret_cast<char *>(element) + attribute.offset;
+        int32_t *number = static_cast<int32_t *>(field);
+        if (*number == 0)
+            *number = attribute.standard;
+    }
+}
+
+/* What is true only once everything has been read: rows take their size from the tag itself, and
+ * of an attribute that stands twice the last value counts. */
+static void finish_page(skin_page *page)
+{
+    for (uint32_t i = 0; i < page->element_count; i++) {
+        apply_standards(&page->elements[i]);
+        page->elements[i].means = skin_look_up(&page->elements[i]);
+    }
+    page->show_means = skin_find_condition(page->show);
+    page->hide_means = skin_find_condition(page->hide);
 }
 
 int skin_parse(const skin_source *source, skin_page *page)
@@ -344,7 +361,7 @@ int skin_parse(const skin_source *source, skin_page *page)
         skin_page_clear(page);
         return -1;
     }
-    apply_defaults(page);
+    finish_page(page);
     return 0;
 }
 

@@ -11,7 +11,6 @@ constexpr uint32_t skin_limit_text = 1024 * 1024; /* bytes of a part file */
  * that the row in their middle, which the cursor is on, is on the screen. */
 constexpr uint32_t skin_plain_rows = 64;
 constexpr uint32_t skin_limit_rows = 480;
-constexpr uint32_t skin_default_font_size = 12;
 
 /* What one part may still take. A package is somebody else's work: a file of a few bytes can stand
  * for any number of elements, and an archive for any number of files. */

@@ -1,7 +1,5 @@
-/* skin_value: attributes of part files and the values they take. Any thread. */
+/* skin_value: the values that attributes of part files take. Any thread. */
 #pragma once
-
-#include <cstddef>
 
 /* A way to read values. */
 struct skin_value_kind {
@@ -11,12 +9,5 @@ struct skin_value_kind {
     int (*read)(void *field, const char *value);
 };
 
-struct skin_attribute {
-    const char *name;
-    const skin_value_kind *kind;
-    size_t offset; /* of the field, in a skin_page or a skin_element */
-};
-
-/* The attribute of the root tag, or of any other tag; null when the name means nothing. */
-const skin_attribute *skin_attribute_of_page(const char *name);
-const skin_attribute *skin_attribute_of_element(const char *name);
+extern const skin_value_kind skin_value_number, skin_value_colour, skin_value_text,
+    skin_value_align, skin_value_version;

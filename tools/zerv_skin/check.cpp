@@ -2,9 +2,9 @@
 #include "tools/zerv_skin/check.h"
 
 #include "platform/base/str.h"
-#include "skin/skin_value.h"
+#include "skin/skin_table.h"
 #include "tools/zerv_skin/check_page.h"
-#include "tools/zerv_skin/words.h"
+#include "tools/zerv_skin/sample.h"
 
 #include <cstdarg>
 #include <cstring>
@@ -75,7 +75,7 @@ static void check_root(const check_page &in, const source_tag &tag)
         if (in.in_list)
             check_warn(in, tag, name, "no-condition",
                        "the list screen always uses its first variant");
-        else if (!words_is_variant_condition(attribute.value.c_str()))
+        else if (!skin_conditions[skin_find_condition(attribute.value.c_str())].of_variant)
             check_warn(in, tag, name, "unknown-condition",
                        "a variant's %s=\"%s\" is neither album_cover nor lyrics", name,
                        attribute.value.c_str());
@@ -103,8 +103,8 @@ static void check_page_rows(const check_page &in)
 {
     uint32_t plain = 0, selected = 0;
     for (uint32_t i = 0; i < in.page->element_count; i++) {
-        plain += strcmp(in.page->elements[i].name, "item") == 0;
-        selected += strcmp(in.page->elements[i].name, "item_sel") == 0;
+        plain += in.page->elements[i].means.kind == skin_kind_at("item");
+        selected += in.page->elements[i].means.kind == skin_kind_at("item_sel");
     }
     const source_tag &root = in.file->tags.front();
     if (plain == 0)
@@ -138,10 +138,10 @@ static void check_variants(const source_part &part, bool in_list, report *found)
 
 /* ---- states of the play screen ---- */
 
-static bool has_usable_variant(const skin_part *part, bool cover, bool lyrics)
+static bool has_usable_variant(const skin_part *part, const sample_track &track)
 {
     for (uint32_t i = 0; i < part->count; i++)
-        if (words_variant_fits(part->pages[i].show, part->pages[i].hide, cover, lyrics))
+        if (sample_page_fits(&part->pages[i], track))
             return true;
     return false;
 }
@@ -150,7 +150,7 @@ static void check_states(const source_part &part, report *found)
 {
     for (int state = 0; state < 4; state++) {
         const bool cover = state & 1, lyrics = state & 2;
-        if (has_usable_variant(part.part.get(), cover, lyrics))
+        if (has_usable_variant(part.part.get(), {cover, lyrics}))
             continue;
         const std::string text = std::string("no variant is meant for a track ") +
                                  (cover ? "with" : "without") + " cover and " +
@@ -160,30 +160,34 @@ static void check_states(const source_part &part, report *found)
     }
 }
 
-static bool is(const char *text, const char *word)
-{
-    return text && strcmp(text, word) == 0;
-}
-
 /* An element that waits for what only itself would ask for waits for ever. */
-static bool asks(const skin_page &page, const char *word)
+static bool asks(const skin_page &page, uint8_t kind, uint8_t condition)
 {
-    for (uint32_t i = 0; i < page.element_count; i++)
-        if (is(page.elements[i].name, word) && !is(page.elements[i].show, word))
+    for (uint32_t i = 0; i < page.element_count; i++) {
+        const skin_meaning &means = page.elements[i].means;
+        if (means.kind == kind && means.show != condition)
             return true;
+    }
     return false;
 }
 
 /* The roots of all variants ask, while one of them is chosen. */
-static check_asked asked_by_roots(const skin_part *part)
+static bool asked_by_roots(const skin_part *part, uint8_t condition)
 {
-    check_asked asked = {false, false};
     for (uint32_t i = 0; i < part->count; i++)
-        for (const char *word : {part->pages[i].show, part->pages[i].hide}) {
-            asked.cover |= is(word, "album_cover");
-            asked.lyrics |= is(word, "lyrics");
-        }
-    return asked;
+        if (part->pages[i].show_means == condition || part->pages[i].hide_means == condition)
+            return true;
+    return false;
+}
+
+static check_asked find_asked(const skin_part *part, const skin_page &page)
+{
+    constexpr uint8_t cover = skin_condition_at("album_cover"),
+                      lyrics = skin_condition_at("lyrics");
+    return {
+        .cover = asked_by_roots(part, cover) || asks(page, skin_kind_at("album_cover"), cover),
+        .lyrics = asked_by_roots(part, lyrics) || asks(page, skin_kind_at("lyrics"), lyrics),
+    };
 }
 
 static void check_one_part(const char *path, const source_package &package, const source_part &part,
@@ -197,13 +201,16 @@ static void check_one_part(const char *path, const source_package &package, cons
     if (!part.part)
         return;
     tell_broken(path, part, found);
-    const check_asked roots = asked_by_roots(part.part.get());
     for (uint32_t i = 0; i < part.part->count; i++) {
         const skin_page &page = part.part->pages[i];
-        const check_asked asked = {roots.cover || asks(page, "album_cover"),
-                                   roots.lyrics || asks(page, "lyrics")};
-        const check_page in = {found, &package, &part, part.pages[i],
-                               &page, in_list,  asked, &texts_left};
+        const check_page in = {found,
+                               &package,
+                               &part,
+                               part.pages[i],
+                               &page,
+                               in_list,
+                               find_asked(part.part.get(), page),
+                               &texts_left};
         check_one_page(in);
         if (in_list)
             check_page_rows(in);

@@ -2,15 +2,12 @@
 #include "tools/zerv_skin/check_page.h"
 
 #include "platform/image/image.h"
-#include "skin/skin_behavior.h"
 #include "skin/skin_parse.h"
-#include "skin/skin_value.h"
-#include "tools/zerv_skin/words.h"
+#include "skin/skin_table.h"
 
 #include <algorithm>
 #include <cctype>
 #include <cinttypes>
-#include <cstring>
 
 constexpr int32_t screen_width = 320, screen_height = 240;
 constexpr int32_t smallest_target = 24; /* pixels a finger can hit */
@@ -20,23 +17,23 @@ struct element_check {
     const check_page &in;
     const source_tag &tag;
     const skin_element &element;
-    unsigned part; /* words_in_list or words_in_play */
+    uint8_t screen; /* skin_on_list or skin_on_play */
+    const skin_kind &kind;
 };
 
-static bool is_named(const element_check &it, const char *name)
+static bool is_kind(const element_check &it, uint8_t place)
 {
-    return it.tag.name == name;
+    return it.element.means.kind == place;
 }
 
 /* ---- names ---- */
 
 static void check_name(const element_check &it)
 {
-    const words_entry *known = words_find_element(it.tag.name.c_str());
-    if (!known)
+    if (it.kind.screens == 0)
         check_warn(it.in, it.tag, "", "unknown-element", "no screen knows the element \"%s\"",
                    it.tag.name.c_str());
-    else if ((known->parts & it.part) == 0)
+    else if ((it.kind.screens & it.screen) == 0)
         check_warn(it.in, it.tag, "", "wrong-part", "the %s screen does not draw \"%s\"",
                    it.in.part->name, it.tag.name.c_str());
 }
@@ -77,9 +74,9 @@ static void check_conditions(const element_check &it)
         const source_attribute *word = source_find(it.tag, name);
         if (!word)
             continue;
-        if (it.part == words_in_list)
+        if (it.screen == skin_on_list)
             check_warn(it.in, it.tag, name, "no-condition", "the list screen hides no elements");
-        else if (!words_is_condition(word->value.c_str()))
+        else if (skin_find_condition(word->value.c_str()) == 0)
             check_warn(it.in, it.tag, name, "unknown-condition",
                        "%s=\"%s\" is none of play, pause, album_cover and lyrics", name,
                        word->value.c_str());
@@ -94,13 +91,11 @@ static void check_action(const element_check &it)
 {
     if (!it.element.action)
         return;
-    const bool bar = is_named(it, "scroll");
-    const words_entry *known =
-        bar ? words_find_bar_action(it.element.action) : words_find_action(it.element.action);
-    if (!known)
+    const skin_word &known = it.kind.actions[it.element.means.action];
+    if (known.screens == 0)
         check_warn(it.in, it.tag, "action", "unknown-action", "%s knows the action \"%s\"",
-                   bar ? "no bar" : "no screen", it.element.action);
-    else if ((known->parts & it.part) == 0)
+                   is_kind(it, skin_kind_at("scroll")) ? "no bar" : "no screen", it.element.action);
+    else if ((known.screens & it.screen) == 0)
         check_warn(it.in, it.tag, "action", "wrong-part",
                    "the action \"%s\" does nothing on the %s screen", it.element.action,
                    it.in.part->name);
@@ -112,8 +107,9 @@ static void check_image(const element_check &it)
 {
     const char *src = it.element.src;
     if (!src) {
-        if (is_named(it, "img"))
-            check_warn(it.in, it.tag, "", "no-image", "an img without src draws nothing");
+        if (it.kind.needs_image)
+            check_warn(it.in, it.tag, "", "no-image", "an %s without src draws nothing",
+                       it.kind.name);
         return;
     }
     const source_package &package = *it.in.package;
@@ -128,41 +124,48 @@ static void check_image(const element_check &it)
 
 /* ---- bars ---- */
 
-static void check_bar_length(const element_check &it, const skin_bar_kind &kind)
+static void check_bar_length(const element_check &it, const skin_bar_type &type)
 {
-    const int32_t length = kind.vertical ? it.element.height : it.element.width;
-    const char *size = kind.vertical ? "height" : "width";
+    const int32_t length = type.vertical ? it.element.height : it.element.width;
+    const char *size = type.vertical ? "height" : "width";
     if (length < 2)
         check_warn(it.in, it.tag, size, "short-bar",
                    "a bar of %d pixels cannot show or take a position", length);
     const image *picture = it.element.image;
-    const int32_t image_length = !picture ? 0 : kind.vertical ? picture->height : picture->width;
-    if (kind.cut_from_end && picture && image_length != length)
+    const int32_t image_length = !picture ? 0 : type.vertical ? picture->height : picture->width;
+    if (type.cut_from_end && picture && image_length != length)
         check_warn(it.in, it.tag, size, "bar-image-length",
                    "the image is %d pixels long and the bar %d: a \"%s\" needs them equal",
                    image_length, length, it.element.type);
 }
 
+/* A bar that a finger moves. */
+static bool is_dragged(const element_check &it)
+{
+    const skin_word &action = it.kind.actions[it.element.means.action];
+    return skin_bar_types[it.element.means.type].draggable && action.dragged &&
+           (action.screens & it.screen) != 0;
+}
+
 static void check_bar(const element_check &it)
 {
-    if (!is_named(it, "scroll"))
+    if (!is_kind(it, skin_kind_at("scroll")))
         return;
-    skin_bar_kind kind = {};
+    const skin_bar_type &type = skin_bar_types[it.element.means.type];
     if (!it.element.type) {
         check_warn(it.in, it.tag, "", "no-type", "a bar without type draws nothing");
         return;
     }
-    if (!skin_find_bar_kind(it.element.type, &kind)) {
+    if (!type.draw) {
         check_warn(it.in, it.tag, "type", "unknown-type", "there is no bar of type \"%s\"",
                    it.element.type);
         return;
     }
     if (!it.element.action)
         check_warn(it.in, it.tag, "", "no-action", "a bar without action always shows 0");
-    else if (!it.element.src &&
-             !(kind.draggable && words_bar_is_dragged(it.element.action, it.part)))
+    else if (!it.element.src && !is_dragged(it))
         check_warn(it.in, it.tag, "", "no-image", "a bar without src draws nothing");
-    check_bar_length(it, kind);
+    check_bar_length(it, type);
 }
 
 /* ---- boxes ---- */
@@ -184,8 +187,7 @@ static void check_box(const element_check &it)
                    "a size below 0 draws nothing");
         return;
     }
-    const bool row = is_named(it, "item") || is_named(it, "item_sel");
-    if (row && is_outside(element, false))
+    if (it.kind.is_row && is_outside(element, false))
         check_warn(it.in, it.tag, "", "row-outside", "the row leaves the screen of %d x %d",
                    screen_width, screen_height);
     else if (element.width > 0 && element.height > 0 && is_outside(element, true))
@@ -196,9 +198,7 @@ static void check_box(const element_check &it)
 /* Boxes that are drawn into, and therefore need a size of their own. */
 static void check_needed_box(const element_check &it)
 {
-    const bool needs = is_named(it, "album_cover") || is_named(it, "lyrics") ||
-                       is_named(it, "rect") || is_named(it, "list");
-    if (needs && (it.element.width == 0 || it.element.height == 0))
+    if (it.kind.needs_box && (it.element.width == 0 || it.element.height == 0))
         check_warn(it.in, it.tag, "", "no-size", "\"%s\" needs a width and a height",
                    it.tag.name.c_str());
 }
@@ -218,7 +218,7 @@ static uint32_t count_rows(const element_check &it)
 
 static void check_list(const element_check &it)
 {
-    if (!is_named(it, "list"))
+    if (!is_kind(it, skin_kind_at("list")))
         return;
     const skin_element &list = it.element;
     const uint32_t rows = count_rows(it);
@@ -242,7 +242,7 @@ static void check_list(const element_check &it)
 static void check_lyrics(const element_check &it)
 {
     const skin_element &element = it.element;
-    if (!is_named(it, "lyrics") || element.height <= 0)
+    if (!is_kind(it, skin_kind_at("lyrics")) || element.height <= 0)
         return;
     const int64_t gaps = static_cast<int64_t>(element.font_size / 2) * (lyrics_bands - 1);
     if ((element.height - gaps) / lyrics_bands < element.font_size)
@@ -255,20 +255,17 @@ static void check_lyrics(const element_check &it)
 
 static bool is_touched(const element_check &it)
 {
-    const skin_element &element = it.element;
-    skin_bar_kind kind = {};
-    if (is_named(it, "scroll"))
-        return element.action && words_bar_is_dragged(element.action, it.part) &&
-               skin_find_bar_kind(element.type, &kind) && kind.draggable;
-    if (it.part == words_in_list)
-        return is_named(it, "item") || is_named(it, "item_sel");
-    return element.action && words_find_action(element.action);
+    if (is_kind(it, skin_kind_at("scroll")))
+        return is_dragged(it);
+    if (it.screen == skin_on_list)
+        return it.kind.is_row;
+    return it.element.means.action != 0;
 }
 
 static void check_touch(const element_check &it)
 {
     const skin_element &element = it.element;
-    if (is_named(it, "list") && element.font_size < smallest_target) {
+    if (is_kind(it, skin_kind_at("list")) && element.font_size < smallest_target) {
         check_warn(it.in, it.tag, "font_size", "small-target",
                    "rows of %d pixels are hard to touch: give them %d", element.font_size,
                    smallest_target);
@@ -292,7 +289,8 @@ static void (*const rules[])(const element_check &it) = {
 
 void check_element(const check_page &in, const source_tag &tag, const skin_element &element)
 {
-    const element_check it = {in, tag, element, in.in_list ? words_in_list : words_in_play};
+    const uint8_t screen = in.in_list ? skin_on_list : skin_on_play;
+    const element_check it = {in, tag, element, screen, skin_kinds[element.means.kind]};
     for (auto rule : rules)
         rule(it);
 }

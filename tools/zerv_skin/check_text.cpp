@@ -3,6 +3,7 @@
 
 #include "platform/base/str.h"
 #include "platform/font/font.h"
+#include "skin/skin_table.h"
 #include "tools/zerv_skin/stage.h"
 #include "view/list/view_list_state.h"
 #include "view/play/play_text.h"
@@ -12,8 +13,8 @@
 #include <set>
 #include <string>
 
-constexpr size_t longest_token = 40; /* bytes, with the "$" and the end */
-constexpr size_t most_told = 16;     /* unknown tokens of a text */
+constexpr size_t longest_told = 40; /* bytes of a token */
+constexpr size_t most_told = 16;    /* unknown tokens of a text */
 
 /* A tag may have any length and ends in an ellipsis; a box that cannot show as much as these tells
  * too little. Times and the battery take their widest values. */
@@ -39,25 +40,15 @@ static void expand(const check_page &in, const char *format, char (&to)[1024])
         play_text_expand(format, 0, to);
 }
 
-/* Whether the text behind a "$" begins with a token: what a token stands for never begins with a
- * "$", and what is no token is drawn as it is. */
-static bool is_token(const check_page &in, const char *at)
-{
-    char piece[longest_token], text[1024];
-    (void)str_copy(piece, at); /* the rest means nothing */
-    expand(in, piece, text);
-    return text[0] != '$';
-}
-
 static void check_tokens(const check_page &in, const source_tag &tag, const char *format)
 {
     std::set<std::string> told;
     const char *at = strchr(format, '$');
     for (; at && told.size() < most_told; at = strchr(at + 1, '$')) {
-        if (is_token(in, at))
+        if (skin_find_token(at + 1, in.in_list ? skin_on_list : skin_on_play) != 0)
             continue;
         const size_t size = 1 + strcspn(at + 1, "$ \t:/-()[],.");
-        const std::string word(at, std::min(size, longest_token));
+        const std::string word(at, std::min(size, longest_told));
         if (told.insert(word).second)
             check_warn(in, tag, "format", "unknown-token", "\"%s\" is no token of the %s screen",
                        word.c_str(), in.part->name);
@@ -107,21 +98,18 @@ static void check_width(const check_page &in, const source_tag &tag, const skin_
 
 void check_text(const check_page &in, const source_tag &tag, const skin_element &element)
 {
-    const bool text = tag.name == "text";
-    const bool row = tag.name == "item" || tag.name == "item_sel";
-    if ((text || row) && element.height > 0 && element.font_size > element.height)
+    const skin_kind &kind = skin_kinds[element.means.kind];
+    if (kind.one_line && element.height > 0 && element.font_size > element.height)
         check_warn(in, tag, "height", "low-box", "a text of %d pixels stands in a height of %d",
                    element.font_size, element.height);
-    if ((text || row || tag.name == "lyrics" || tag.name == "list") && element.font_size < 0)
+    if (skin_kind_reads(kind, "font_size") && element.font_size < 0)
         check_warn(in, tag, "font_size", "negative-size", "a font size below 0 draws nothing");
-    if (!text)
+    if (!skin_kind_reads(kind, "format"))
         return;
     if (!element.format || element.format[0] == '\0') {
         check_warn(in, tag, "", "no-format", "a text without format draws nothing");
         return;
     }
-    stage_set_list(&list_samples[0]);
-    stage_set_play(&play_samples[0]);
     check_tokens(in, tag, element.format);
     if (element.width > 0 && element.font_size > 0 && *in.texts_left > 0) {
         --*in.texts_left;

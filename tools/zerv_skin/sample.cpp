@@ -1,6 +1,8 @@
 /* sample: the states of the two screens, and the data that they are tried with. */
 #include "tools/zerv_skin/sample.h"
 
+#include "skin/skin_table.h"
+
 #include <iterator>
 
 constexpr int32_t low_battery = 4; /* per cent */
@@ -136,6 +138,17 @@ const sample_screen sample_play = {
     .data_name = [](uint32_t data) { return play_datas[data].name; },
     .messages = [](uint32_t state) { return play_states[state].messages; },
 };
+
+static bool holds(uint8_t condition, const void *user)
+{
+    const sample_track *track = static_cast<const sample_track *>(user);
+    return condition == skin_condition_at("album_cover") ? track->cover : track->lyrics;
+}
+
+bool sample_page_fits(const skin_page *page, const sample_track &track)
+{
+    return skin_page_fits(page, holds, &track);
+}
 
 /* ---- both ---- */
 

@@ -7,6 +7,8 @@
 #include <span>
 #include <string>
 
+struct skin_page;
+
 /* What a screen can be shown in. Every state goes with every data; the usual ones come first. */
 struct sample_message {
     const char *text;
@@ -28,5 +30,12 @@ extern const sample_screen sample_list, sample_play;
 std::string sample_name(const sample_screen &of, uint32_t state, uint32_t data);
 
 stage_list_state sample_list_state(uint32_t state, uint32_t data);
+/* What a track comes with. */
+struct sample_track {
+    bool cover, lyrics;
+};
+/* Whether a variant is meant for such a track. */
+bool sample_page_fits(const skin_page *page, const sample_track &track);
+
 /* Without cover and lyrics. */
 stage_play_state sample_play_state(uint32_t state, uint32_t data);

@@ -9,7 +9,6 @@
 #include "skin/skin.h"
 #include "tools/zerv_skin/sample.h"
 #include "tools/zerv_skin/stage.h"
-#include "tools/zerv_skin/words.h"
 #include "view/list/view_list.h"
 #include "view/list/view_list_state.h"
 #include "view/play/play_draw.h"
@@ -51,37 +50,28 @@ static void add_list_scenes(uint32_t variants, std::vector<scene> *to)
     }
 }
 
-struct track_kind {
-    bool cover, lyrics;
-};
-
 /* The kinds of tracks, richest first. */
-static const track_kind track_kinds[] = {
+static const sample_track track_kinds[] = {
     {true, true}, {true, false}, {false, true}, {false, false}};
 
-static bool fits(const skin_page &page, const track_kind &kind)
-{
-    return words_variant_fits(page.show, page.hide, kind.cover, kind.lyrics);
-}
-
 /* The variant that the player takes by itself. */
-static uint32_t first_fitting(const skin_part *part, const track_kind &kind)
+static uint32_t first_fitting(const skin_part *part, const sample_track &kind)
 {
     for (uint32_t i = 0; i < part->count; i++)
-        if (fits(part->pages[i], kind))
+        if (sample_page_fits(&part->pages[i], kind))
             return i;
     return 0;
 }
 
 /* A kind of track for which the player shows a variant by itself; else one for which its layout
  * key reaches it. */
-static const track_kind *find_kind(const skin_part *part, uint32_t variant)
+static const sample_track *find_kind(const skin_part *part, uint32_t variant)
 {
-    for (const track_kind &kind : track_kinds)
+    for (const sample_track &kind : track_kinds)
         if (first_fitting(part, kind) == variant)
             return &kind;
-    for (const track_kind &kind : track_kinds)
-        if (fits(part->pages[variant], kind))
+    for (const sample_track &kind : track_kinds)
+        if (sample_page_fits(&part->pages[variant], kind))
             return &kind;
     return nullptr;
 }
@@ -89,13 +79,14 @@ static const track_kind *find_kind(const skin_part *part, uint32_t variant)
 /* While nothing plays there is no cover and there are no lyrics. */
 static bool fits_state(const skin_part *part, uint32_t variant, bool loaded)
 {
-    const track_kind nothing = {false, false};
-    return loaded || fits(part->pages[variant], nothing) || first_fitting(part, nothing) == variant;
+    const sample_track nothing = {false, false};
+    return loaded || sample_page_fits(&part->pages[variant], nothing) ||
+           first_fitting(part, nothing) == variant;
 }
 
 static void add_play_scenes(const skin_part *part, uint32_t variant, std::vector<scene> *to)
 {
-    const track_kind *kind = find_kind(part, variant);
+    const sample_track *kind = find_kind(part, variant);
     if (!kind)
         return;
     scene pattern = {};

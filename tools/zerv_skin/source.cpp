@@ -3,7 +3,7 @@
 
 #include "skin/skin_package.h"
 #include "skin/skin_read.h"
-#include "skin/skin_value.h"
+#include "skin/skin_table.h"
 
 #include <algorithm>
 #include <cctype>

@@ -1,7 +1,6 @@
 /* What elements draw, call by call, and what a touch on a bar means. The drawing functions below
  * stand in for the platform's and keep what they are asked to do. */
 #include "skin/skin.h"
-#include "skin/skin_behavior.h"
 
 #include "platform/draw/fb.h"
 #include "platform/image/image.h"
@@ -255,31 +254,6 @@ TEST(skin_behavior, tiles_an_image_of_one_pixel)
         values.height = 100;
         EXPECT_EQ(draw(values).size(), 3u) << type;
     }
-}
-
-TEST(skin_behavior, tells_the_kinds_of_bars)
-{
-    const struct {
-        const char *type;
-        bool vertical, draggable, cut_from_end;
-    } kinds[] = {
-        {"fill-x", false, true, false}, {"fill-x-rev", false, false, false},
-        {"fill-y", true, true, false},  {"fill-y-rev", true, false, false},
-        {"move-x", false, true, false}, {"move-x-rev", false, false, false},
-        {"move-y", true, true, false},  {"move-y-rev", true, false, false},
-        {"part-x", false, true, false}, {"part-x-rev", false, false, true},
-        {"part-y", true, true, false},  {"part-y-rev", true, false, true},
-    };
-    for (const auto &it : kinds) {
-        skin_bar_kind kind = {};
-        ASSERT_TRUE(skin_find_bar_kind(it.type, &kind)) << it.type;
-        EXPECT_EQ(kind.vertical, it.vertical) << it.type;
-        EXPECT_EQ(kind.draggable, it.draggable) << it.type;
-        EXPECT_EQ(kind.cut_from_end, it.cut_from_end) << it.type;
-    }
-    skin_bar_kind kind = {};
-    EXPECT_FALSE(skin_find_bar_kind("fill", &kind));
-    EXPECT_FALSE(skin_find_bar_kind(nullptr, &kind));
 }
 
 static element_values drag_bar(const char *type, int32_t width, int32_t height)
