@@ -6,7 +6,7 @@
 #include "core/services/overlay.h"
 #include "platform/base/thread.h"
 #include "platform/draw/fb.h"
-#include "skin/skin.h"
+#include "skin/skin_table.h"
 #include "tools/zerv_skin/sample.h"
 #include "tools/zerv_skin/stage.h"
 #include "view/list/view_list.h"
@@ -15,9 +15,8 @@
 #include "view/play/play_layout.h"
 #include "view/play/play_state.h"
 #include "view/play/view_play.h"
+#include "view/screen/screen.h"
 #include "view/view.h"
-
-#include <cstring>
 
 constexpr uint32_t most_variants = 32; /* more than anybody looks through */
 constexpr int32_t worker_ms = 10000;
@@ -103,15 +102,6 @@ static void add_play_scenes(const skin_part *part, uint32_t variant, std::vector
     }
 }
 
-static int make_surfaces(view *of)
-{
-    if (!of->frame)
-        of->frame = fb_create(stage_width, stage_height);
-    if (!of->surface)
-        of->surface = fb_create(stage_width, stage_height);
-    return of->frame && of->surface ? 0 : -1;
-}
-
 /* Asked first, because the screens would fall back to another package. */
 static scene_part look_at(const char *path, const char *name)
 {
@@ -127,7 +117,7 @@ int scene_open(const char *path, scene_package *to)
     play_layout_want_cover = play_layout_want_lyrics = nullptr; /* the stage has them ready */
     view_list = &view_list_record;
     view_play = &view_play_record;
-    if (make_surfaces(view_list) != 0 || make_surfaces(view_play) != 0)
+    if (screen_open(view_list) != 0 || screen_open(view_play) != 0)
         return -1;
     if (to->list.loads && view_list_load_skin(path) == 0)
         add_list_scenes(view_list_state.part->count, &to->scenes);
@@ -141,11 +131,8 @@ int scene_open(const char *path, scene_package *to)
 
 void scene_close()
 {
-    for (view *each : {view_list, view_play}) {
-        (void)fb_free(each->frame);
-        (void)fb_free(each->surface);
-        each->frame = each->surface = nullptr;
-    }
+    screen_close(view_list);
+    screen_close(view_play);
     (void)skin_free_part(view_list_state.part);
     view_list_state = {};
     const sys_guard guard(play_view_lock);
@@ -169,10 +156,7 @@ static const skin_page *draw_list(const scene &of)
 {
     const stage_list_state state = sample_list_state(of.state, of.data);
     stage_set_list(&state);
-    view_list_state.page = &view_list_state.part->pages[of.variant];
-    view_list_state.rows = 0;
-    for (uint32_t i = 0; i < view_list_state.page->element_count; i++)
-        view_list_state.rows += strcmp(view_list_state.page->elements[i].name, "item") == 0;
+    view_list_use_page(&view_list_state.part->pages[of.variant]);
     view_list_forget_minute();
     draw_now(view_list);
     return view_list_state.page;
@@ -211,7 +195,7 @@ static void write_names(fb_surface *to, const skin_page *page)
 {
     for (uint32_t i = 0; i < page->element_count; i++) {
         const skin_element &element = page->elements[i];
-        if (!element.inactive && strcmp(element.name, "list") != 0)
+        if (!element.inactive && element.means.kind != skin_kind_at("list"))
             (void)fb_draw_text(to, element.name, element.x + 2, element.y + 1, 0, 0, name_size,
                                name_colour, 0);
     }

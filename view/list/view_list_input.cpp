@@ -1,13 +1,13 @@
 /* view_list_input: moves the cursor and hands keys and rows to the current list. */
 #include "lists/record/list.h"
 #include "platform/input/touch.h"
-#include "skin/skin.h"
+#include "skin/skin_table.h"
 #include "view/list/view_list.h"
 #include "view/list/view_list_state.h"
 #include "view/view.h"
 
 #include <algorithm>
-#include <cstring>
+#include <array>
 
 enum { mode_select = 0, mode_right = 1, mode_menu = 2, mode_reload = 3 };
 
@@ -135,18 +135,13 @@ static bool handle_keys(view *self, list *shown)
 
 static bool is_inside(const skin_element *element)
 {
-    const int64_t x = int64_t{input_touch_x} - element->x;
-    const int64_t y = int64_t{input_touch_y} - element->y;
-    return x >= 0 && y >= 0 && x < element->width && y < element->height;
+    return skin_element_holds(element, input_touch_x, input_touch_y);
 }
 
-static void drag_list_bar(view *self, list *shown, const skin_element *bar)
+typedef void (*drag)(view *self, list *shown, int32_t permillage);
+
+static void drag_cursor(view *self, list *shown, int32_t permillage)
 {
-    if (!bar->type || !bar->action)
-        return;
-    const int32_t permillage = skin_get_scroll_permillage(bar, input_touch_x, input_touch_y);
-    if (permillage == -1 || strcmp(bar->action, "list") != 0)
-        return;
     const uint32_t count = view_list_look(shown).count;
     if (count == 0)
         return; /* no row to go to */
@@ -155,16 +150,41 @@ static void drag_list_bar(view *self, list *shown, const skin_element *bar)
     set_cursor(self, shown, (int64_t{permillage} * (count - 1) + 500) / 1000);
 }
 
+/* By the bar's action; null does nothing. */
+static constexpr auto drags = [] {
+    std::array<drag, skin_bar_action_count> all = {};
+    all[skin_bar_action_at("list")] = drag_cursor;
+    return all;
+}();
+
+static void touch_bar(view *self, list *shown, const skin_element *bar)
+{
+    const int32_t permillage = skin_get_scroll_permillage(bar, input_touch_x, input_touch_y);
+    const drag act = drags[bar->means.action];
+    if (permillage != -1 && act)
+        act(self, shown, permillage);
+}
+
+typedef void (*touch_element)(view *self, list *shown, const skin_element *element);
+
+/* By the element's kind: a finger came down on it, or moves into it, and no row gets that finger. */
+static constexpr auto touches = [] {
+    std::array<touch_element, skin_kind_count> all = {};
+    all[skin_kind_at("scroll")] = touch_bar;
+    return all;
+}();
+
 /* Bars may lie over each other: each of them gets the touch. */
 static void press_bars(view *self, list *shown)
 {
     const skin_page *page = view_list_state.page;
     for (uint32_t i = 0; i < page->element_count; i++) {
         const skin_element *element = &page->elements[i];
-        if (strcmp(element->name, "scroll") != 0 || element->inactive || !is_inside(element))
+        const touch_element act = touches[element->means.kind];
+        if (!act || element->inactive || !is_inside(element))
             continue;
         touch.captured = true;
-        drag_list_bar(self, shown, element);
+        act(self, shown, element);
     }
 }
 

@@ -18,6 +18,9 @@ struct view_list_skin {
 };
 extern view_list_skin view_list_state;
 
+/* Shows a page of the part and counts its rows. */
+void view_list_use_page(skin_page *page);
+
 /* A row of the list in a slot of the page. */
 struct view_list_slot {
     int32_t index; /* of the row; may lie outside the list */

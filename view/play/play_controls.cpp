@@ -9,12 +9,12 @@
 #include "platform/input/touch.h"
 #include "platform/sound/sound.h"
 #include "play/play.h"
-#include "skin/skin.h"
+#include "skin/skin_table.h"
 #include "view/list/view_list.h"
 #include "view/play/play_layout.h"
 #include "view/view.h"
 
-#include <cstring>
+#include <array>
 
 constexpr int32_t seek_seconds = 5;
 constexpr int32_t restart_after_ms = 3000; /* later, "previous" means this track's beginning */
@@ -23,9 +23,9 @@ constexpr int32_t volume_step = 5;
 /* The finger that is followed from its press to its release. */
 struct touch_state {
     bool touch_captured;
-    skin_element *touch_pressed_element; /* inside the part; null: none */
-    const skin_element *bar;             /* the position bar it drags; null: none */
-    uint32_t skin_serial;                /* the part that both pointers belong to */
+    const skin_element *touch_pressed_element; /* inside the part; null: none */
+    const skin_element *bar;                   /* the bar it drags; null: none */
+    uint32_t skin_serial;                      /* the part that both pointers belong to */
 };
 
 static constinit touch_state touch = {};
@@ -35,12 +35,6 @@ struct key_action {
     uint32_t key_report::*word;
     uint32_t mask;
     int (*act)(view *self); /* -1: input ends here */
-};
-
-/* What an element's action word does. */
-struct element_action {
-    const char *word;
-    void (*act)(view *self);
 };
 
 static void begin_remembered_file()
@@ -231,10 +225,28 @@ static constexpr key_action key_actions[] = {
     {&key_report::repeat, key_down, key_quieter},
 };
 
-static constexpr element_action element_actions[] = {
-    {"pause", act_pause},   {"play", act_play}, {"stop", act_stop},
-    {"prev", act_previous}, {"next", act_next}, {"list", act_show_playlist},
-};
+typedef void (*press)(view *self);
+
+/* By the element's action; null does nothing. */
+static constexpr auto presses = [] {
+    std::array<press, skin_press_count> all = {};
+    all[skin_press_at("pause")] = act_pause;
+    all[skin_press_at("play")] = act_play;
+    all[skin_press_at("stop")] = act_stop;
+    all[skin_press_at("prev")] = act_previous;
+    all[skin_press_at("next")] = act_next;
+    all[skin_press_at("list")] = act_show_playlist;
+    return all;
+}();
+
+typedef void (*drag)(int32_t permillage);
+
+/* By the bar's action; null does nothing. */
+static constexpr auto drags = [] {
+    std::array<drag, skin_bar_action_count> all = {};
+    all[skin_bar_action_at("play")] = seek_to_permillage;
+    return all;
+}();
 
 static int handle_keys(view *self)
 {
@@ -244,20 +256,9 @@ static int handle_keys(view *self)
     return 0;
 }
 
-static void perform(view *self, const char *action)
-{
-    for (const element_action &known : element_actions) {
-        if (strcmp(known.word, action) == 0) {
-            known.act(self);
-            return;
-        }
-    }
-}
-
 static bool holds_finger(const skin_element *element)
 {
-    return input_touch_x >= element->x && input_touch_x < (int64_t)element->x + element->width &&
-           input_touch_y >= element->y && input_touch_y < (int64_t)element->y + element->height;
+    return skin_element_holds(element, input_touch_x, input_touch_y);
 }
 
 /* A skin that was loaded meanwhile took the elements along that the finger was on. */
@@ -268,51 +269,56 @@ static void forget_other_skin()
         touch = {false, nullptr, nullptr, serial};
 }
 
-static skin_element *find_scroll(skin_page *page)
+/* Only a bar that has something to move follows the finger. */
+static void touch_bar(const skin_element *bar)
+{
+    const int32_t permillage = skin_get_scroll_permillage(bar, input_touch_x, input_touch_y);
+    const drag act = drags[bar->means.action];
+    if (permillage < 0 || !act)
+        return;
+    touch.bar = bar;
+    act(permillage);
+}
+
+typedef void (*touch_element)(const skin_element *element);
+
+/* By the element's kind: a finger came down on it, or moves into it, and nobody else gets that
+ * finger. Where null, only an action can be pressed. */
+static constexpr auto touches = [] {
+    std::array<touch_element, skin_kind_count> all = {};
+    all[skin_kind_at("scroll")] = touch_bar;
+    return all;
+}();
+
+static const skin_element *find_touched(const skin_page *page)
 {
     for (uint32_t i = 0; i < page->element_count; i++) {
-        skin_element *element = &page->elements[i];
-        if (!element->inactive && strcmp(element->name, "scroll") == 0 && holds_finger(element))
+        const skin_element *element = &page->elements[i];
+        if (!element->inactive && touches[element->means.kind] && holds_finger(element))
             return element;
     }
     return nullptr;
 }
 
-static skin_element *find_action(skin_page *page)
+static const skin_element *find_action(const skin_page *page)
 {
     for (uint32_t i = 0; i < page->element_count; i++) {
-        skin_element *element = &page->elements[i];
+        const skin_element *element = &page->elements[i];
         if (!element->inactive && element->action && holds_finger(element))
             return element;
     }
     return nullptr;
 }
 
-/* Captures the finger on any bar; only the position bar follows it. */
-static void touch_scroll(const skin_element *element)
-{
-    touch.touch_captured = true;
-    if (!element->type || !element->action)
-        return;
-    const int32_t permillage = skin_get_scroll_permillage(element, input_touch_x, input_touch_y);
-    if (permillage < 0 || strcmp(element->action, "play") != 0)
-        return;
-    touch.bar = element;
-    seek_to_permillage(permillage);
-}
-
 static void drag_bar()
 {
-    if (!touch.bar || touch.bar->inactive)
-        return;
-    const int32_t permillage = skin_get_scroll_permillage(touch.bar, input_touch_x, input_touch_y);
-    if (permillage >= 0)
-        seek_to_permillage(permillage);
+    if (touch.bar && !touch.bar->inactive)
+        touch_bar(touch.bar);
 }
 
 /* A press is a new finger. The release of the one before may never have come: it went to another
  * screen, or the display was dark. */
-static void follow_finger(skin_page *page)
+static void follow_finger(const skin_page *page)
 {
     if (input_touch_type == touch_type_press)
         touch = {false, nullptr, nullptr, touch.skin_serial};
@@ -321,8 +327,9 @@ static void follow_finger(skin_page *page)
             drag_bar();
         return;
     }
-    if (const skin_element *bar = find_scroll(page)) {
-        touch_scroll(bar);
+    if (const skin_element *touched = find_touched(page)) {
+        touch.touch_captured = true;
+        touches[touched->means.kind](touched);
         return;
     }
     if (input_touch_type != touch_type_press)
@@ -337,8 +344,10 @@ static void release_finger(view *self)
     touch.touch_captured = false;
     touch.touch_pressed_element = nullptr;
     touch.bar = nullptr;
-    if (element && !element->inactive && element->action && holds_finger(element))
-        perform(self, element->action);
+    if (!element || element->inactive || !holds_finger(element))
+        return;
+    if (const press act = presses[element->means.action])
+        act(self);
 }
 
 static void handle_touch(view *self)

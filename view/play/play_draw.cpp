@@ -1,25 +1,21 @@
 #include "view/play/play_draw.h"
 
-#include "config/cfg.h"
-#include "core/services/program.h"
 #include "platform/audio/audio.h"
 #include "platform/base/clock.h"
 #include "platform/draw/fb.h"
 #include "platform/image/image.h"
-#include "skin/skin.h"
+#include "skin/skin_table.h"
 #include "view/play/play_cover.h"
 #include "view/play/play_layout.h"
 #include "view/play/play_lyrics.h"
 #include "view/play/play_text.h"
+#include "view/screen/screen.h"
 #include "view/view.h"
 
-#include <cstring>
-
-constexpr uint16_t background = 0xffff;
-constexpr uint16_t outline_colour = 0xf800;
+#include <array>
 
 /* The playing track and the time, as one frame sees them. */
-struct frame_state {
+struct play_frame {
     bool loaded;
     int64_t length; /* samples, 0 when nothing is loaded */
     int64_t rate;   /* Hz, 0 when nothing is loaded */
@@ -27,12 +23,18 @@ struct frame_state {
     time_t now;
 };
 
+/* What the screen does with a kind of element, besides what every screen draws of it. */
+struct kind_drawing {
+    void (*prepare)(const play_frame &frame, skin_element *element) = nullptr;
+    void (*draw)(fb_surface *to, const skin_element *element, const play_frame &frame) = nullptr;
+};
+
 /* What the last pass saw; main thread. */
 static constinit int64_t draw_seen_track = -1;
 static constinit int32_t draw_seen_second = -1;
 static constinit int64_t draw_seen_minute = -1;
 
-static frame_state read_frame_state()
+static play_frame read_frame()
 {
     const sys_guard guard(play_lock);
     return {
@@ -57,7 +59,7 @@ static void change_track(uint32_t track_id)
 }
 
 /* Raises `redraw` for whatever changed since the last pass. */
-static void notice_changes(view *self, const frame_state &frame)
+static void notice_changes(view *self, const play_frame &frame)
 {
     if (frame.track_id != draw_seen_track) {
         draw_seen_track = frame.track_id;
@@ -80,13 +82,6 @@ static void notice_changes(view *self, const frame_state &frame)
     }
 }
 
-static void draw_text(fb_surface *to, const skin_element *element, const char *text, int32_t y,
-                      int32_t height)
-{
-    (void)fb_draw_text(to, text, element->x, y, element->width, height, element->font_size,
-                       element->font_color, element->text_align);
-}
-
 static int32_t saturate(int64_t value)
 {
     if (value > INT32_MAX)
@@ -95,21 +90,32 @@ static int32_t saturate(int64_t value)
 }
 
 /* The position in thousandths; 0 for a track too short, or not known, to be divided. */
-static int32_t position_value(const frame_state &frame)
+static int32_t position_value(const play_frame &frame)
 {
     if (frame.length < 2)
         return 0;
     return saturate((frame.length / 2 + (int64_t)play_pos * frame.rate) / (frame.length - 1));
 }
 
-static void set_scroll_value(skin_element *element, const frame_state &frame)
+static int32_t battery_value(const play_frame &)
 {
-    if (strcmp(element->name, "scroll") != 0 || !element->action)
-        return;
-    if (strcmp(element->action, "play") == 0)
-        element->value = position_value(frame);
-    else if (strcmp(element->action, "battery") == 0)
-        element->value = program_get_battery_level() * 10;
+    return screen_battery_value();
+}
+
+typedef int32_t (*bar_value)(const play_frame &frame);
+
+/* By the bar's action; null leaves the bar where it is. */
+static constexpr auto bar_values = [] {
+    std::array<bar_value, skin_bar_action_count> all = {};
+    all[skin_bar_action_at("play")] = position_value;
+    all[skin_bar_action_at("battery")] = battery_value;
+    return all;
+}();
+
+static void set_bar(const play_frame &frame, skin_element *bar)
+{
+    if (const bar_value value = bar_values[bar->means.action])
+        bar->value = value(frame);
 }
 
 /* Equal bands with half a letter between them. */
@@ -120,11 +126,12 @@ static void draw_lyrics_lines(fb_surface *to, const skin_element *element,
     const int64_t gap = element->font_size / 2;
     const int64_t height = element->height - gap * (lines - 1);
     for (int64_t i = 0; i < lines; i++)
-        draw_text(to, element, shown.lines[i], saturate(element->y + i * height / lines + i * gap),
-                  saturate(height / lines));
+        screen_draw_band(to, element, shown.lines[i],
+                         saturate(element->y + i * height / lines + i * gap),
+                         saturate(height / lines));
 }
 
-static void draw_lyrics(fb_surface *to, const skin_element *element, const frame_state &frame)
+static void draw_lyrics(fb_surface *to, const skin_element *element, const play_frame &frame)
 {
     start_lyrics_loader();
     if (!frame.loaded)
@@ -133,14 +140,14 @@ static void draw_lyrics(fb_surface *to, const skin_element *element, const frame
     if (play_lyrics_copy_shown(&shown))
         draw_lyrics_lines(to, element, shown);
     else
-        draw_text(to, element, "没有找到歌词", element->y, element->height);
+        screen_draw_text(to, element, "没有找到歌词");
 }
 
-static void draw_template(fb_surface *to, const skin_element *element, const frame_state &frame)
+static void draw_text(fb_surface *to, const skin_element *element, const play_frame &frame)
 {
     char text[1024];
     play_text_expand(element->format ? element->format : "", frame.now, text);
-    draw_text(to, element, text, element->y, element->height);
+    screen_draw_text(to, element, text);
 }
 
 /* Where something of this size begins in the middle of a box. A skin may declare any box. */
@@ -150,7 +157,7 @@ static int32_t centred(int32_t start, int64_t length, int64_t size)
 }
 
 /* The lock stays held while the picture is drawn, because a worker may replace it. */
-static void draw_cover(fb_surface *to, const skin_element *element, const frame_state &frame)
+static void draw_cover(fb_surface *to, const skin_element *element, const play_frame &frame)
 {
     start_cover_loader();
     const sys_guard guard(play_view_lock);
@@ -161,57 +168,49 @@ static void draw_cover(fb_surface *to, const skin_element *element, const frame_
                             picture->height, 0, 0, 255);
 }
 
-static void draw_element(fb_surface *to, skin_element *element, const frame_state &frame)
+static constexpr auto kinds = [] {
+    std::array<kind_drawing, skin_kind_count> all = {};
+    all[skin_kind_at("scroll")] = {.prepare = set_bar};
+    all[skin_kind_at("text")] = {.draw = draw_text};
+    all[skin_kind_at("lyrics")] = {.draw = draw_lyrics};
+    all[skin_kind_at("album_cover")] = {.draw = draw_cover};
+    return all;
+}();
+
+static void draw_element(fb_surface *to, skin_element *element, const play_frame &frame)
 {
-    set_scroll_value(element, frame);
-    if (skin_common_behavior(element, to) != 0)
-        return;
-    if (strcmp(element->name, "lyrics") == 0)
-        draw_lyrics(to, element, frame);
-    else if (strcmp(element->name, "text") == 0)
-        draw_template(to, element, frame);
-    else if (strcmp(element->name, "album_cover") == 0)
-        draw_cover(to, element, frame);
+    const kind_drawing &kind = kinds[element->means.kind];
+    if (kind.prepare)
+        kind.prepare(frame, element);
+    if (skin_common_behavior(element, to) == 0 && kind.draw)
+        kind.draw(to, element, frame);
 }
 
-static void draw_outline(fb_surface *to, const skin_element *element)
-{
-    if (element->inactive || element->width == 0 || element->height == 0)
-        return;
-    const int32_t left = element->x, top = element->y;
-    const int32_t right = saturate((int64_t)left + element->width - 1);
-    const int32_t bottom = saturate((int64_t)top + element->height - 1);
-    (void)fb_draw_line(to, left, top, right, top, outline_colour);
-    (void)fb_draw_line(to, right, top, right, bottom, outline_colour);
-    (void)fb_draw_line(to, right, bottom, left, bottom, outline_colour);
-    (void)fb_draw_line(to, left, bottom, left, top, outline_colour);
-}
-
-static void draw_page(fb_surface *to, skin_page *page, const frame_state &frame)
+static void draw_page(fb_surface *to, skin_page *page, const play_frame &frame)
 {
     play_layout_update_visibility(page);
     for (uint32_t i = 0; i < page->element_count; i++)
         if (!page->elements[i].inactive)
             draw_element(to, &page->elements[i], frame);
-    if (cfg_debug <= 0 && page->debug <= 0)
+    if (!screen_wants_outlines(page))
         return;
     for (uint32_t i = 0; i < page->element_count; i++)
-        draw_outline(to, &page->elements[i]);
+        if (!page->elements[i].inactive)
+            screen_draw_outline(to, &page->elements[i]);
 }
 
 int play_draw(view *self, fb_surface *)
 {
-    const frame_state frame = read_frame_state();
+    const play_frame frame = read_frame();
     notice_changes(self, frame);
     /* Taken before anything is read, so that a worker's wish during this frame gets the next. */
     if (self->redraw.exchange(0) == 0)
         return 0;
-    (void)fb_clear(self->frame, background);
+    screen_begin_frame(self);
     /* A worker may choose another layout meanwhile; this frame keeps to one. */
     if (skin_page *page = play_layout_current())
         draw_page(self->frame, page, frame);
-    (void)fb_copy(self->surface, self->frame, 0, 0, self->frame->width, self->frame->height, 0, 0);
-    self->updated = 1;
+    screen_finish_frame(self);
     return 0;
 }
 

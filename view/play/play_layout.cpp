@@ -1,94 +1,78 @@
 #include "view/play/play_layout.h"
 
 #include "config/cfg.h"
-#include "skin/skin.h"
+#include "skin/skin_table.h"
+#include "view/screen/screen.h"
 
-#include <cstring>
+#include <array>
 
 constinit play_layout_want play_layout_want_cover = nullptr;
 constinit play_layout_want play_layout_want_lyrics = nullptr;
 
-/* What the condition words ask about, taken once for all elements of a frame. */
-struct conditions {
-    bool play, pause, album_cover, lyrics;
-};
-
-struct condition_word {
-    const char *word;
-    bool conditions::*holds;
-};
-
-static constexpr condition_word condition_words[] = {
-    {"play", &conditions::play},
-    {"pause", &conditions::pause},
-    {"album_cover", &conditions::album_cover},
-    {"lyrics", &conditions::lyrics},
-};
+/* What holds at a moment, by the condition's place; taken once for all elements of a frame. */
+using conditions = std::array<bool, skin_condition_count>;
 
 static conditions read_conditions()
 {
     const sys_guard view_guard(play_view_lock);
     const sys_guard play_guard(play_lock);
-    return {
-        .play = play_handle != nullptr,
-        .pause = play_paused != 0,
-        .album_cover = play_view.cover_image != nullptr,
-        .lyrics = play_view.lyrics_texts != nullptr,
-    };
+    conditions now = {};
+    now[skin_condition_at("play")] = play_handle != nullptr;
+    now[skin_condition_at("pause")] = play_paused != 0;
+    now[skin_condition_at("album_cover")] = play_view.cover_image != nullptr;
+    now[skin_condition_at("lyrics")] = play_view.lyrics_texts != nullptr;
+    return now;
 }
 
-/* Null for no word and for one that is not known. */
-static const condition_word *find_condition(const char *word)
-{
-    if (!word)
-        return nullptr;
-    for (const condition_word &known : condition_words)
-        if (strcmp(known.word, word) == 0)
-            return &known;
-    return nullptr;
-}
-
+/* A word that is not known changes nothing. */
 static void update_element(skin_element *element, const conditions &now)
 {
-    if (element->show) {
-        if (const condition_word *show = find_condition(element->show))
-            element->inactive = !(now.*show->holds);
-        if (element->inactive)
-            return;
-    }
-    if (const condition_word *hide = find_condition(element->hide))
-        element->inactive = now.*hide->holds;
+    const skin_meaning &means = element->means;
+    if (means.show)
+        element->inactive = !now[means.show];
+    if (element->show && element->inactive)
+        return;
+    if (means.hide)
+        element->inactive = now[means.hide];
 }
 
-/* Asks for a cover or lyrics when the word names one. False when it names neither. */
-static bool word_is_held_locked(const char *word, bool *held) REQUIRES(play_view_lock)
+/* What a variant may ask about: it starts the search, and tells what was found so far. The lock is
+ * recursive, and held already while a layout is chosen. */
+struct variant_condition {
+    play_layout_want *want;
+    bool (*is_held)();
+};
+
+static bool cover_is_held()
 {
-    if (!word)
-        return false;
-    if (strcmp(word, "album_cover") == 0) {
-        if (play_layout_want_cover)
-            play_layout_want_cover();
-        *held = play_view.cover_image != nullptr;
-        return true;
-    }
-    if (strcmp(word, "lyrics") == 0) {
-        if (play_layout_want_lyrics)
-            play_layout_want_lyrics();
-        *held = play_view.lyrics_texts != nullptr;
-        return true;
-    }
-    return false;
+    const sys_guard guard(play_view_lock);
+    return play_view.cover_image != nullptr;
+}
+
+static bool lyrics_are_held()
+{
+    const sys_guard guard(play_view_lock);
+    return play_view.lyrics_texts != nullptr;
+}
+
+static constexpr auto variant_conditions = [] {
+    std::array<variant_condition, skin_condition_count> all = {};
+    all[skin_condition_at("album_cover")] = {&play_layout_want_cover, cover_is_held};
+    all[skin_condition_at("lyrics")] = {&play_layout_want_lyrics, lyrics_are_held};
+    return all;
+}();
+
+static bool ask_for(uint8_t condition, const void *)
+{
+    const variant_condition &asked = variant_conditions[condition];
+    if (*asked.want)
+        (*asked.want)();
+    return asked.is_held();
 }
 
 static bool page_is_usable_locked(uint32_t index) REQUIRES(play_view_lock)
 {
-    const skin_page *page = &play_view.play_part->pages[index];
-    bool held = false;
-    if (word_is_held_locked(page->show, &held) && !held)
-        return false;
-    if (word_is_held_locked(page->hide, &held) && held)
-        return false;
-    return true;
+    return skin_page_fits(&play_view.play_part->pages[index], ask_for, nullptr);
 }
 
 static uint32_t find_usable_locked(int32_t start, uint32_t count) REQUIRES(play_view_lock)
@@ -103,18 +87,6 @@ static uint32_t find_usable_locked(int32_t start, uint32_t count) REQUIRES(play_
             return index;
     }
     return 0;
-}
-
-static skin_part *read_part_with_fallbacks(const char *package_path)
-{
-    if (skin_part *part = skin_read_part(package_path, "play"))
-        return part;
-    cfg_set_default_skin_part(cfg_skin_play, sizeof cfg_skin_play, "play");
-    if (skin_part *part = skin_read_part(cfg_skin_play, "play"))
-        return part;
-    if (cfg_find_available_skin_part(cfg_skin_play, sizeof cfg_skin_play, "play") != 0)
-        return nullptr;
-    return skin_read_part(cfg_skin_play, "play");
 }
 
 uint32_t choose_layout(int32_t start)
@@ -143,7 +115,7 @@ skin_page *play_layout_current()
 
 int play_layout_load_skin(const char *package_path)
 {
-    skin_part *part = read_part_with_fallbacks(package_path);
+    skin_part *part = screen_read_skin(package_path, "play", cfg_skin_play, sizeof cfg_skin_play);
     if (!part)
         return -1;
     skin_part *old = nullptr;

@@ -1,7 +1,6 @@
 #include "view/play/view_play.h"
 
 #include "config/cfg.h"
-#include "platform/draw/fb.h"
 #include "play/play.h"
 #include "skin/skin.h"
 #include "view/play/play_controls.h"
@@ -9,6 +8,7 @@
 #include "view/play/play_draw.h"
 #include "view/play/play_layout.h"
 #include "view/play/play_lyrics.h"
+#include "view/screen/screen.h"
 #include "view/view.h"
 
 static int play_view_init();
@@ -30,8 +30,6 @@ static void forget_tracks()
 
 static int play_view_init()
 {
-    if (!fb_cur)
-        return -1;
     play_layout_want_cover = start_cover_loader;
     play_layout_want_lyrics = start_lyrics_loader;
     forget_tracks();
@@ -39,15 +37,7 @@ static int play_view_init()
     play_view_open(true);
     if (play_layout_load_skin(cfg_skin_play) != 0)
         return -1;
-    view_play_record.frame = fb_create(fb_cur->width, fb_cur->height);
-    view_play_record.surface = fb_create(fb_cur->width, fb_cur->height);
-    return view_play_record.frame && view_play_record.surface ? 0 : -1;
-}
-
-static void free_surface(fb_surface **surface)
-{
-    (void)fb_free(*surface);
-    *surface = nullptr;
+    return screen_open(&view_play_record);
 }
 
 /* Workers may still run: they find the screen closed and an empty state under a lock that lives as
@@ -64,8 +54,7 @@ static int play_view_exit()
     play_drop_scaled_locked();
     play_drop_cover_locked();
     play_drop_lyrics_locked();
-    free_surface(&view_play_record.frame);
-    free_surface(&view_play_record.surface);
+    screen_close(&view_play_record);
     return 0;
 }
 
