@@ -74,26 +74,31 @@ static int read_version(void *field, const char *value)
 }
 
 constinit const skin_value_kind skin_value_number = {
+    .name = "number",
     .code = "bad-number",
     .reason = "is not a whole decimal number",
     .read = read_number,
 };
 constinit const skin_value_kind skin_value_colour = {
+    .name = "color",
     .code = "bad-color",
     .reason = "is not a \"#\" followed by six hexadecimal digits",
     .read = read_colour,
 };
 constinit const skin_value_kind skin_value_text = {
+    .name = "text",
     .code = "memory",
     .reason = "does not fit into the memory",
     .read = read_text,
 };
 constinit const skin_value_kind skin_value_align = {
+    .name = "words",
     .code = "bad-align",
     .reason = "holds a word other than left, center, right, top, middle and bottom",
     .read = read_align,
 };
 constinit const skin_value_kind skin_value_version = {
+    .name = "version",
     .code = "bad-version",
     .reason = "is not \"0.1\"",
     .read = read_version,

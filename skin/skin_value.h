@@ -3,6 +3,7 @@
 
 /* A way to read values. */
 struct skin_value_kind {
+    const char *name;   /* of the form */
     const char *code;   /* for a watcher: what is wrong with a value that is refused */
     const char *reason; /* the same in words */
     /* Puts the value into its field. -1 when it has not this form, or memory runs out. */

@@ -7,6 +7,7 @@ The guide is its own source. A row of a table that shows `pictures/guide/NAME.pn
 code, the elements that are drawn there, and the words in the brackets of the picture say what the
 player is doing meanwhile (STATES below). So an example and its picture cannot drift apart."""
 
+import json
 import os
 import re
 import shutil
@@ -99,6 +100,12 @@ def read_examples():
         # Several pictures of a row show the same elements in several states.
         examples += [Example(name, state, " ".join(code)) for state, name in pictures]
     return examples
+
+
+def read_words(program):
+    """What a part file may say, as zerv-skin tells it."""
+    told = subprocess.run([program, "words", "--json"], check=True, capture_output=True)
+    return json.loads(told.stdout)
 
 
 def render_images(folder):

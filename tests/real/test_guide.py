@@ -16,35 +16,44 @@ from png_file import read_png  # noqa: E402
 
 PICTURES = ROOT / "docs" / "pictures" / "guide"
 
-# The tables of the guide, by the heading of their first column, and what must stand in it.
-WORDS = {
-    "attribute": "version debug show hide x y width height src type font_size font_color font_color_2 "
-                 "color origin_x origin_y format text_align action",
-    "word of `text_align`": "left center right top middle bottom",
-    "element": "img button rect scroll text list item item_sel album_cover lyrics",
-    "type": " ".join(kind + axis + end for kind in ("fill", "move", "part") for axis in ("-x", "-y")
-                     for end in ("", "-rev")),
-    "action of a bar": "battery list play",
-    "token": "$program_name $program_version $path $title $time $battery $Time $Battery $artist $album "
-             "$mins $secs $02mins $02secs $stopped $标题 $艺术家 $Album",
-    "action": "play pause stop prev next list",
-    "word": "play pause album_cover lyrics",
+# The tables of the guide, by the section and the heading of their first column, and the table of
+# `zerv-skin words` that must stand in it, with the screen whose words these are.
+TABLES = {
+    ("Attributes of the root", "attribute"): ("root_attributes", None),
+    ("Attributes of elements", "attribute"): ("attributes", None),
+    ("Attributes of elements", "word of `text_align`"): ("align", None),
+    ("Elements", "element"): ("elements", None),
+    ("Bars", "type"): ("types", None),
+    ("Bars", "action of a bar"): ("bar_actions", None),
+    ("Tokens of the list part", "token"): ("tokens", "list"),
+    ("Tokens of the play part", "token"): ("tokens", "play"),
+    ("Actions of the play part", "action"): ("actions", "play"),
+    ("Show and hide", "word"): ("conditions", "play"),
 }
 
 
 def read_tables():
-    """The words of the first columns that have a picture in their row, by the column's heading."""
-    tables, heading, rule = {}, None, re.compile(r"\|[-|]+\|")
+    """The rows that have a picture, by section and heading of the first column: the words of the
+    first cell, and all cells by their headings."""
+    tables, section, headings, rule = {}, None, None, re.compile(r"\|[-|]+\|")
     lines = guide.GUIDE.read_text(encoding="utf-8").splitlines()
     for line, following in zip(lines, lines[1:] + [""]):
         cells = [cell.strip() for cell in line.split("|")[1:-1]]
+        if line.startswith("#"):
+            section = line.strip("# ")
         if not line.startswith("|"):
-            heading = None
+            headings = None
         elif rule.fullmatch(following):
-            heading = cells[0]
-        elif heading and guide.PICTURE.search(line):
-            tables.setdefault(heading, set()).update(re.findall(r"`([^`]+)`", cells[0]))
+            headings = cells
+        elif headings and guide.PICTURE.search(line):
+            rows = tables.setdefault((section, headings[0]), {})
+            for word in re.findall(r"`([^`]+)`", cells[0]):
+                rows[word] = dict(zip(headings, cells))
     return tables
+
+
+def part_cell(screens):
+    return "both" if len(screens) == 2 else screens[0]
 
 
 # What the table of limits must say, by the constant of the skin engine.
@@ -75,10 +84,43 @@ class GuideTest(unittest.TestCase):
             value = constants[name]
             self.assertIn(form.format(value, less=value - 1, mib=value >> 20), limits, name)
 
+    @classmethod
+    def setUpClass(cls):
+        cls.words = guide.read_words(os.environ["ZERV_SKIN"])
+        cls.tables = read_tables()
+
     def test_every_word_has_a_row_with_a_picture(self):
-        tables = read_tables()
-        for heading, words in WORDS.items():
-            self.assertEqual(tables.get(heading), set(words.split()), heading)
+        self.assertLessEqual(set(TABLES), set(self.tables))
+        for place, (name, screen) in TABLES.items():
+            words = [entry["name"] for entry in self.words[name]
+                     if screen is None or screen in entry["screens"]]
+            self.assertEqual(sorted(self.tables[place]), sorted(words), place)
+
+    def test_every_table_of_words_stands_in_the_guide(self):
+        self.assertEqual({name for name, _ in TABLES.values()}, set(self.words))
+
+    def test_the_columns_say_what_the_program_does(self):
+        elements, types = self.tables["Elements", "element"], self.tables["Bars", "type"]
+        actions = self.tables["Bars", "action of a bar"]
+        attributes = self.tables["Attributes of elements", "attribute"]
+        for entry in self.words["elements"]:
+            self.assertEqual(elements[entry["name"]]["part"], part_cell(entry["screens"]), entry)
+        for entry in self.words["types"]:
+            dragged = "yes" if entry["draggable"] else "no"
+            self.assertEqual(types[entry["name"]]["can be dragged"], dragged, entry)
+        for entry in self.words["bar_actions"]:
+            row = actions[entry["name"]]
+            self.assertEqual(row["part"], part_cell(entry["screens"]), entry)
+            self.assertEqual("can be dragged" in row["shows"], entry["dragged"], entry)
+        for entry in self.words["attributes"]:
+            if "standard" in entry:
+                self.assertIn(f"{entry['standard']} when left out", attributes[entry["name"]]["value"])
+
+    def test_examples_say_only_what_their_elements_read(self):
+        reads = {entry["name"]: entry["attributes"] for entry in self.words["elements"]}
+        for example in guide.read_examples():
+            for element in example.root:
+                self.assertLessEqual(set(element.keys()), set(reads[element.tag]), example.name)
 
     def test_every_picture_is_what_the_player_draws(self):
         build = Path(os.environ["ZERV_PLAYER"]).resolve().parents[1]

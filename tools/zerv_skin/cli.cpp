@@ -17,6 +17,7 @@ constexpr int status_usage = 2;
 struct command {
     const char *name, *arguments, *help;
     int (*run)(const cli_options *options);
+    bool has_subject = true; /* it wants one argument */
 };
 
 static constexpr command commands[] = {
@@ -48,19 +49,27 @@ static constexpr command commands[] = {
      "  -o FILE      the zip (default NAME.zip)\n"
      "  --force      pack in spite of errors\n",
      cli_pack},
+    {.name = "words",
+     .arguments = "",
+     .help = "Lists everything that a part file may say: elements with their attributes, types of\n"
+             "bars, actions, conditions and tokens.\n"
+             "  --json       the same as JSON, for editors\n",
+     .run = cli_words,
+     .has_subject = false},
 };
 
 static void print_usage(FILE *to)
 {
     fputs("Usage: zerv-skin COMMAND ...\nHelps to make skins for " PROGRAM_NAME ".\n\n", to);
     for (const command &each : commands)
-        fprintf(to, "  zerv-skin %s %s\n", each.name, each.arguments);
+        fprintf(to, "  zerv-skin %s%s%s\n", each.name, *each.arguments ? " " : "", each.arguments);
     fputs("\nzerv-skin COMMAND --help tells more. The manual is zerv-skin(1).\n", to);
 }
 
 static void print_command(const command &of, FILE *to)
 {
-    fprintf(to, "Usage: zerv-skin %s %s\n%s", of.name, of.arguments, of.help);
+    fprintf(to, "Usage: zerv-skin %s%s%s\n%s", of.name, *of.arguments ? " " : "", of.arguments,
+            of.help);
 }
 
 enum option_code {
@@ -82,7 +91,7 @@ static const option long_options[] = {
 
 enum class parse_result { run, help, wrong };
 
-static parse_result parse_options(int argc, char **argv, cli_options *to)
+static parse_result parse_options(const command &of, int argc, char **argv, cli_options *to)
 {
     optind = 0; /* starts over, also after an earlier call */
     for (int code = 0; (code = getopt_long(argc, argv, "ho:", long_options, nullptr)) != -1;) {
@@ -105,9 +114,9 @@ static parse_result parse_options(int argc, char **argv, cli_options *to)
             return parse_result::wrong; /* getopt has said why */
         }
     }
-    if (argc - optind != 1)
+    if (argc - optind != (of.has_subject ? 1 : 0))
         return parse_result::wrong;
-    to->subject = argv[optind];
+    to->subject = of.has_subject ? argv[optind] : nullptr;
     return parse_result::run;
 }
 
@@ -116,7 +125,7 @@ static int run_command(const command &of, int argc, char **argv)
     cli_options options = {};
     options.colours = isatty(STDOUT_FILENO) && !getenv("NO_COLOR");
     options.progress = isatty(STDERR_FILENO);
-    switch (parse_options(argc, argv, &options)) {
+    switch (parse_options(of, argc, argv, &options)) {
     case parse_result::help:
         print_command(of, stdout);
         return 0;

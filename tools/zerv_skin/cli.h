@@ -5,7 +5,8 @@
 int cli_main(int argc, char **argv);
 
 struct cli_options {
-    const char *subject;    /* the package, folder or name that the command is about */
+    const char
+        *subject; /* the package, folder or name that the command is about; null for "words" */
     const char *output;     /* -o, null when absent */
     const char *font;       /* --font, null when absent */
     bool json;              /* --json */
@@ -19,6 +20,7 @@ int cli_preview(const cli_options *options);
 int cli_watch(const cli_options *options);
 int cli_new(const cli_options *options);
 int cli_pack(const cli_options *options);
+int cli_words(const cli_options *options);
 
 /* The last name of a path, without the ends "/" and ".zip". */
 struct cli_name {

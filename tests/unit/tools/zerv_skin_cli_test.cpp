@@ -1,6 +1,7 @@
 /* The commands of zerv-skin as their users meet them: exit status, output and files. */
 #include "tools/zerv_skin/cli.h"
 
+#include "skin/skin_table.h"
 #include "unit/skin/skin_fixture.h"
 
 #include <chrono>
@@ -99,6 +100,23 @@ TEST_F(zerv_skin_cli, tells_its_usage)
     const outcome unknown = run({"paint", "a"});
     EXPECT_EQ(unknown.status, 2);
     EXPECT_TRUE(has(unknown.err, "\"paint\""));
+}
+
+TEST_F(zerv_skin_cli, lists_everything_that_a_part_file_may_say)
+{
+    const outcome text = run({"words"}), json = run({"words", "--json"});
+    EXPECT_EQ(text.status, 0);
+    EXPECT_EQ(json.status, 0);
+    for (const skin_kind &kind : skin_kinds)
+        EXPECT_TRUE(has(text.out, ("\n  " + std::string(kind.name)).c_str())) << kind.name;
+    EXPECT_TRUE(has(text.out, "part-y-rev - vertical: yes; draggable: no\n")) << text.out;
+    EXPECT_TRUE(has(json.out, "{\"name\": \"font_size\", \"value\": \"number\", "
+                              "\"standard\": \"12\"}"))
+        << json.out;
+    EXPECT_TRUE(has(json.out, "{\"name\": \"list\", \"screens\": [\"list\"], \"dragged\": true}"));
+    EXPECT_TRUE(has(json.out, "{\"name\": \"$标题\", \"screens\": [\"play\"]}"));
+    EXPECT_EQ(run({"words", "a"}).status, 2);
+    EXPECT_EQ(run({"words", "--help"}).status, 0);
 }
 
 TEST_F(zerv_skin_cli, makes_a_skin_that_has_no_fault)
