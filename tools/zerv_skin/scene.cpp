@@ -117,6 +117,7 @@ int scene_open(const char *path, scene_package *to)
     play_layout_want_cover = play_layout_want_lyrics = nullptr; /* the stage has them ready */
     view_list = &view_list_record;
     view_play = &view_play_record;
+    overlay_msg = &overlay_msg_record;
     if (screen_open(view_list) != 0 || screen_open(view_play) != 0)
         return -1;
     if (to->list.loads && view_list_load_skin(path) == 0)
