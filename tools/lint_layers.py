@@ -68,6 +68,9 @@ def resolve(path, name):
 def fault_of_own(path, target, layers):
     """What is wrong with an include of a header of ours, or None."""
     home, there = home_of(path, layers), home_of(target, layers)
+    if home and home == there and os.path.basename(path) in home.public \
+            and os.path.basename(target) not in home.public:
+        return f"{path} is public and must not include {target}, which is private"
     if there is None or mirrored(path) == there.folder:
         return f"{path} must not include {target} of the workshop" if home and not there else None
     if home and there.folder not in home.below:

@@ -1,0 +1,102 @@
+"""The lint of the house notices each fault once: a circle, an include that points up, a call that points
+up, a private header. A small house of two floors is made for it, sound first."""
+
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+PLAN = "cellar | | open.h\nroof | cellar | roof.h\n<zlib.h> | cellar\n"
+FILES = {
+    "cellar/open.h": "#pragma once\nint cellar_ask();\n",
+    "cellar/hidden.h": "#pragma once\n",
+    "cellar/cellar.cpp": '#include "cellar/open.h"\n#include "cellar/hidden.h"\n'
+                         "int cellar_ask() { return 1; }\n",
+    "roof/roof.h": "#pragma once\nint roof_ask();\n",
+    "roof/roof.cpp": '#include "roof/roof.h"\n#include "cellar/open.h"\n'
+                     "int roof_ask() { return cellar_ask(); }\n",
+}
+
+
+class Lint(unittest.TestCase):
+    def setUp(self):
+        self.house = tempfile.mkdtemp()
+        self.addCleanup(shutil.rmtree, self.house)
+        os.mkdir(os.path.join(self.house, "tools"))
+        self.write("tools/layers.txt", PLAN)
+        for name, text in FILES.items():
+            self.write(name, text)
+        subprocess.run(["git", "init", "-q"], cwd=self.house, check=True)
+
+    def write(self, name, text):
+        path = os.path.join(self.house, name)
+        os.makedirs(os.path.dirname(path), exist_ok=True)
+        with open(path, "w", encoding="utf-8") as file:
+            file.write(text)
+
+    def run_tool(self, *words):
+        return subprocess.run([sys.executable, "-B", os.path.join(ROOT, "tools", words[0]), *words[1:]],
+                              cwd=self.house, capture_output=True, text=True)
+
+    def includes(self):
+        return self.run_tool("lint_layers.py")
+
+    def links(self):
+        for folder in ("cellar", "roof"):
+            place = os.path.join(self.house, "build/CMakeFiles", folder + ".dir", folder)
+            os.makedirs(place, exist_ok=True)
+            subprocess.run(["g++", "-I.", "-c", f"{folder}/{folder}.cpp", "-o", f"{place}/{folder}.cpp.o"],
+                           cwd=self.house, check=True)
+        return self.run_tool("lint_links.py", "build")
+
+    def assert_fault(self, run, words):
+        self.assertNotEqual(run.returncode, 0)
+        self.assertIn(words, run.stderr)
+
+    def test_a_sound_house_passes(self):
+        for run in (self.includes(), self.links()):
+            self.assertEqual((run.returncode, run.stderr), (0, ""))
+
+    def test_a_circle_of_folders_is_refused(self):
+        self.write("tools/layers.txt", "cellar | roof | open.h\nroof | cellar | roof.h\n")
+        self.assert_fault(self.includes(), "cellar names roof, which does not stand below it")
+
+    def test_a_circle_of_files_is_refused(self):
+        self.write("cellar/hidden.h", '#pragma once\n#include "cellar/deep.h"\n')
+        self.write("cellar/deep.h", '#pragma once\n#include "cellar/hidden.h"\n')
+        self.assert_fault(self.includes(), "circle: ")
+
+    def test_an_include_that_points_up_is_refused(self):
+        self.write("cellar/cellar.cpp", '#include "roof/roof.h"\n')
+        self.assert_fault(self.includes(), "cellar must not include roof/roof.h")
+
+    def test_a_private_header_of_another_folder_is_refused(self):
+        self.write("roof/roof.cpp", '#include "cellar/hidden.h"\n')
+        self.assert_fault(self.includes(), "cellar/hidden.h is private to cellar")
+
+    def test_a_public_header_shows_no_private_one(self):
+        self.write("cellar/open.h", '#pragma once\n#include "cellar/hidden.h"\nint cellar_ask();\n')
+        self.assert_fault(self.includes(), "cellar/open.h is public")
+
+    def test_a_library_stays_in_its_folder(self):
+        self.write("roof/roof.cpp", "#include <zlib.h>\n")
+        self.assert_fault(self.includes(), "roof/roof.cpp must not include <zlib.h>")
+
+    def test_a_folder_outside_the_plan_is_refused(self):
+        self.write("shed/shed.cpp", "int shed;\n")
+        self.assert_fault(self.includes(), "its folder is not in tools/layers.txt")
+
+    def test_a_call_that_points_up_is_refused(self):
+        self.write("cellar/cellar.cpp", "int roof_ask();\nint cellar_ask();\n"
+                   "int cellar_ask() { return roof_ask(); }\n")
+        self.assert_fault(self.links(), "cellar must not call roof_ask() of roof")
+
+    def test_a_build_without_objects_proves_nothing(self):
+        self.assert_fault(self.run_tool("lint_links.py", "nowhere"), "build it first")
+
+
+if __name__ == "__main__":
+    unittest.main()
