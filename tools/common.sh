@@ -47,17 +47,37 @@ install_packages() {
     rm -f "$log"
 }
 
+# configure PRESET: prepares the build; quiet when it succeeds.
+configure() {
+    local log=build/$1/build.log
+    mkdir -p "build/$1"
+    if ! cmake --preset "$1" ${ZERV_CMAKE_OPTIONS:-} >"$log" 2>&1; then
+        cat "$log" >&2
+        fail "Configuring failed. Repeat with: cmake --preset $1"
+    fi
+}
+
+# targets_of PRESET FILTER: what has to be built for the tests whose names match.
+targets_of() {
+    local name
+    ctest --test-dir "build/$1" -N -R "$2" | sed -n 's/^ *Test *#[0-9]*: *//p' |
+        while read -r name; do
+            case $name in
+            unit/demo_music_test) printf '%s\n' demo_music_test demo-music ;;
+            unit/*) echo "${name#unit/}" ;;
+            fuzz/*) echo "fuzz_${name#fuzz/}" ;;
+            *) printf '%s\n' zerv-player zerv-skin player-folder demo-music media ;;
+            esac
+        done | sort -u
+}
+
 # build PRESET [TARGET ...]: configures and builds; shows progress on a terminal, and the whole
 # output when something fails.
 build() {
     local preset=$1
     shift
     local log=build/$preset/build.log
-    mkdir -p "build/$preset"
-    if ! cmake --preset "$preset" ${ZERV_CMAKE_OPTIONS:-} >"$log" 2>&1; then
-        cat "$log" >&2
-        fail "Configuring failed. Repeat with: cmake --preset $preset"
-    fi
+    configure "$preset"
     # A warm build takes a second; only a longer one says what it does.
     local targets=()
     [ $# -gt 0 ] && targets=(--target "$@")
