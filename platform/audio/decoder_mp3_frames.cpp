@@ -9,8 +9,12 @@
 #include <cstring>
 
 constexpr uint32_t same_stream_mask = 0xFFFE0C00; /* sync, version, layer, rate */
+constexpr uint32_t mono = 3;                      /* of the four kinds of channels */
 constexpr int64_t search_limit = 256 << 10;       /* rubbish in front of the first frame */
-constexpr int run_length = 3;                     /* frames in a row that make a stream */
+/* Frames in a row that make a stream. Plain samples are full of patterns that look like headers: here
+ * and there three of them stand where frames would. */
+constexpr int run_length = 8;
+constexpr int free_format_tries = 64; /* headers whose frame size has to be searched for */
 constexpr uint32_t free_bytes_limit = 8192;
 constexpr size_t part_bytes = 65536;
 constexpr uint32_t index_limit = 16384; /* places; then every other one goes */
@@ -53,8 +57,8 @@ int mp3_header_read(mp3_header *header, const unsigned char bytes[4])
     const uint32_t slot = layer == 1 ? 4 : 1, padding = word >> 9 & 1;
     const uint32_t bits = bitrates[header->lower_rates][layer - 1][bitrate_index] * 1000u;
     header->bytes = (header->samples / 8 / slot * bits / header->rate + padding) * slot;
-    const bool mono = (word >> 6 & 3) == 3;
-    header->side_info = header->lower_rates ? (mono ? 9 : 17) : (mono ? 17 : 32);
+    const bool is_mono = (word >> 6 & 3) == mono;
+    header->side_info = header->lower_rates ? (is_mono ? 9 : 17) : (is_mono ? 17 : 32);
     return 0;
 }
 
@@ -82,22 +86,49 @@ static uint32_t find_free_bytes(audio_file *file, int64_t at, const mp3_header *
     return 0;
 }
 
+/* The part of a file in which a run is searched. */
+struct search {
+    audio_file *file;
+    const unsigned char *bytes;
+    int64_t from;
+    size_t size;
+};
+
+static int read_header(const search *in, int64_t at, mp3_header *header)
+{
+    unsigned char bytes[4];
+    const int64_t offset = at - in->from;
+    if (offset + 4 <= int64_t(in->size))
+        return mp3_header_read(header, in->bytes + offset);
+    return audio_file_peek(in->file, at, bytes, sizeof bytes) == sizeof bytes
+               ? mp3_header_read(header, bytes)
+               : -1;
+}
+
+/* Frames of one stream may differ in how they join two channels, but not in having two. */
+static bool same_kind(uint32_t a, uint32_t b)
+{
+    return same_stream(a, b) && ((a >> 6 & 3) == mono) == ((b >> 6 & 3) == mono);
+}
+
 /* Whether a run of frames begins here. */
-static bool is_run(audio_file *file, int64_t at, const mp3_layout *layout, uint32_t free_bytes)
+static bool is_run(const search *in, int64_t at, const mp3_layout *layout)
 {
     mp3_header header = layout->header;
-    const int64_t start = at;
+    const bool from_the_start = at == layout->first;
+    /* What looks like layer 1, two bytes of ones, is all over quiet samples. */
+    if (header.layer == 1 && !from_the_start)
+        return false;
     for (int i = 0; i < run_length; i++) {
-        unsigned char bytes[4];
-        const uint32_t size = frame_bytes(&header, free_bytes);
+        const uint32_t size = frame_bytes(&header, layout->free_bytes);
         if (size < 24)
             return false;
         at += size;
-        /* A short file: what is there must be frames from the very start. */
+        /* A short file: what is there must be frames from the very start, the last one cut at
+         * most. */
         if (at + 4 > layout->end)
-            return at <= layout->end && (i > 0 || start == layout->first);
-        if (audio_file_peek(file, at, bytes, sizeof bytes) != sizeof bytes ||
-            mp3_header_read(&header, bytes) || !same_stream(header.word, layout->header.word))
+            return from_the_start && (at <= layout->end || i > 0);
+        if (read_header(in, at, &header) || !same_kind(header.word, layout->header.word))
             return false;
     }
     return true;
@@ -111,13 +142,17 @@ static int find_run(audio_file *file, mp3_layout *layout, int64_t limit)
     if (!bytes)
         return -1;
     const size_t n = audio_file_peek(file, layout->first, bytes.get(), wanted);
+    const search in = {file, bytes.get(), layout->first, n};
+    int tries = 0;
     for (size_t i = 0; i + 4 <= n; i++) {
         if (bytes.get()[i] != 0xFF || mp3_header_read(&layout->header, bytes.get() + i))
             continue;
         const int64_t at = layout->first + int64_t(i);
-        layout->free_bytes =
-            layout->header.free_format ? find_free_bytes(file, at, &layout->header) : 0;
-        if (!is_run(file, at, layout, layout->free_bytes))
+        const bool free_format = layout->header.free_format;
+        if (free_format && tries++ >= free_format_tries)
+            continue;
+        layout->free_bytes = free_format ? find_free_bytes(file, at, &layout->header) : 0;
+        if (!is_run(&in, at, layout))
             continue;
         layout->first = at;
         return 0;

@@ -28,7 +28,8 @@ struct mp3_layout {
 
 /* -1 when these four bytes begin no frame. */
 int mp3_header_read(mp3_header *header, const unsigned char bytes[4]);
-/* -1 when the file holds no run of frames: a single pattern that looks like one is not enough. */
+/* Reads 256 KiB behind the tags in front at most, and the last blocks of the file. -1 when no run of
+ * frames begins there: a few patterns that look like some are not enough. */
 int mp3_find_frames(audio_file *file, mp3_layout *layout);
 
 /* Places of every `step`th sound frame, grown while the file is walked through. */

@@ -2,6 +2,7 @@
 #include "platform/audio/decoder_mp3_frames.h"
 #include "unit/platform/audio/audio_measure.h"
 
+#include <cmath>
 #include <cstring>
 #include <unistd.h>
 
@@ -134,4 +135,41 @@ TEST(decoder_mp3_frames, free_format_frames_are_measured)
     ASSERT_NE(file.stream, nullptr);
     EXPECT_EQ(file.stream->length, 40 * 1152);
     EXPECT_EQ(hear(file).frames(), 40u * 1152);
+}
+
+/* A wave of 16 bits, as files without any head have it. */
+static std::string plain_samples(double frequency, double level, bool noisy)
+{
+    std::string bytes;
+    uint32_t random = 1;
+    for (int i = 0; i < 100000; i++) {
+        random = random * 1664525 + 1013904223;
+        const double noise = noisy ? (random >> 16) / 65536.0 - 0.5 : 0;
+        const auto value =
+            int16_t(level * (std::sin(i * frequency * 2 * M_PI / 44100) + 0.3 * noise));
+        bytes += char(value);
+        bytes += char(value >> 8);
+    }
+    return bytes;
+}
+
+TEST(decoder_mp3_frames, plain_samples_are_none)
+{
+    for (const double level : {2, 8, 40, 300, 20000})
+        for (const double frequency : {50.0, 341.9, 536.5, 1120.3})
+            for (const bool noisy : {false, true}) {
+                ASSERT_EQ(maker_audio_save("pcm.mp3", plain_samples(frequency, level, noisy)), 0);
+                EXPECT_EQ(laid_out("pcm.mp3").result, -1) << level << " " << frequency << noisy;
+            }
+}
+
+TEST(decoder_mp3_frames, a_short_stream_is_one_from_the_very_start_only)
+{
+    const std::string frames = maker_mp3_bytes(maker_sine(440, 0.06), {.header = false});
+    ASSERT_EQ(maker_audio_save("s.mp3", frames), 0);
+    EXPECT_EQ(laid_out("s.mp3").result, 0);
+    ASSERT_EQ(maker_audio_save("s.mp3", frames.substr(0, frames.size() - 100)), 0);
+    EXPECT_EQ(laid_out("s.mp3").result, 0) << "with its last frame cut";
+    ASSERT_EQ(maker_audio_save("s.mp3", std::string(1000, 'x') + frames), 0);
+    EXPECT_EQ(laid_out("s.mp3").result, -1) << "a few frames behind rubbish";
 }
