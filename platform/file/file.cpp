@@ -86,6 +86,7 @@ static FILE *file_open_reading(const char *path, const char *mode)
 
 FILE *file_fopen(const char *path, const char *mode)
 {
+    errno = EIO; /* what a fault on request looks like */
     if (!path || !mode || fault_hit("file_fopen"))
         return nullptr;
     if (strcmp(mode, "r") == 0 || strcmp(mode, "rb") == 0)

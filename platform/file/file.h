@@ -22,8 +22,9 @@ struct file_listing {
     uint32_t dir_count; /* folders, ".." included */
 };
 
-/* fopen() that closes on exec and does not wait for the writer of a pipe. Null when it fails. A
- * "w" mode empties the file at once: small state files go through file_replace_open() instead. */
+/* fopen() that closes on exec and does not wait for the writer of a pipe. Null when it fails, and
+ * errno says why: only ENOENT means that there is no such file. A "w" mode empties the file at
+ * once: small state files go through file_replace_open() instead. */
 [[nodiscard]] FILE *file_fopen(const char *path, const char *mode);
 
 /* A writer whose target holds the whole old or the whole new content at any moment: written to a
@@ -37,10 +38,25 @@ FILE *file_replace_stream(file_replacement *replacement);
 int file_replace_commit(file_replacement *replacement);
 /* Drops the new content and frees the record. Accepts null. */
 void file_replace_cancel(file_replacement *replacement);
+/* All of it in one go. -1 leaves the old content. */
+[[nodiscard]] int file_replace_all(const char *path, const void *data, size_t size);
+/* Removes what writers of that file that were killed have left beside it. */
+void file_replace_sweep(const char *path);
+/* Keeps a file that is about to be replaced as "NAME.old" beside it, or as "NAME.old2" to
+ * "NAME.old9" where older ones are kept. 0 also when there is nothing to keep; -1 when it could
+ * not be kept and must not be replaced. */
+[[nodiscard]] int file_keep_old(const char *path);
 
 /* Lists regular files and folders; null filter keeps all. ".." is always listed, for "/" too. An
- * entry that cannot be looked at is left out. -1: `out` is zeroed. */
+ * entry that cannot be looked at is left out. -1: `out` is zeroed, and errno says why. */
 [[nodiscard]] int file_list_dir(file_listing *out, const char *dir, file_filter filter);
+/* The same for a folder of any size: `go_on` is asked every few entries, and false ends it with
+ * ECANCELED. */
+[[nodiscard]] int file_list_dir_while(file_listing *out, const char *dir, file_filter filter,
+                                      bool (*go_on)(void *user), void *user);
+/* Whether a folder, which stat() has told of, belongs to a file system that the kernel makes up
+ * (processes, devices, settings): its folders have no end, and no music. */
+bool file_is_kernels_own(const char *dir, const struct stat *about);
 /* Zeroes the record; a second call is harmless. */
 int file_free_dir(file_listing *listing);
 

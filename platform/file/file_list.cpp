@@ -20,7 +20,11 @@ struct list_entry {
     bool is_dir;
 };
 
+constexpr uint32_t list_ask_every = 32;
+
 struct list_reader {
+    bool (*go_on)(void *user); /* null: to the end */
+    void *user;
     const char *dir;
     size_t dir_length; /* with the "/" that belongs before a name */
     list_entry *entries;
@@ -150,11 +154,20 @@ static int list_take(list_reader *reader, int folder, const char *name, file_fil
     return list_add_name(reader, name, S_ISDIR(entry.st_mode));
 }
 
+static bool list_goes_on(const list_reader *reader, uint32_t number)
+{
+    return !reader->go_on || number % list_ask_every != 0 || reader->go_on(reader->user);
+}
+
 static int list_read(list_reader *reader, DIR *dir, file_filter filter)
 {
     if (list_add_parent(reader) != 0)
         return -1;
-    for (;;) {
+    for (uint32_t number = 0;; number++) {
+        if (!list_goes_on(reader, number)) {
+            errno = ECANCELED;
+            return -1;
+        }
         errno = 0;
         const dirent *entry = readdir(dir);
         if (!entry)
@@ -190,18 +203,22 @@ static int list_publish(list_reader *reader, file_listing *out)
     return 0;
 }
 
-int file_list_dir(file_listing *out, const char *dir, file_filter filter)
+int file_list_dir_while(file_listing *out, const char *dir, file_filter filter,
+                        bool (*go_on)(void *user), void *user)
 {
     if (!out)
         return -1;
     *out = {};
+    errno = EIO; /* what a fault on request looks like */
     if (!dir || !*dir || fault_hit("file_list_dir"))
         return -1;
     owner<DIR, closedir> folder(opendir(dir));
     if (!folder)
         return -1;
     const size_t length = strlen(dir);
-    list_reader reader = {.dir = dir,
+    list_reader reader = {.go_on = go_on,
+                          .user = user,
+                          .dir = dir,
                           .dir_length = dir[length - 1] == '/' ? length : length + 1,
                           .entries = nullptr,
                           .count = 0,
@@ -211,8 +228,16 @@ int file_list_dir(file_listing *out, const char *dir, file_filter filter)
         if (list_publish(&reader, out) == 0)
             return 0;
     }
+    const int why = errno;
     list_drop(&reader);
+    folder.reset();
+    errno = why;
     return -1;
+}
+
+int file_list_dir(file_listing *out, const char *dir, file_filter filter)
+{
+    return file_list_dir_while(out, dir, filter, nullptr, nullptr);
 }
 
 int file_free_dir(file_listing *listing)

@@ -18,6 +18,7 @@
 #include <unistd.h>
 
 constexpr int replace_names = 16;
+constexpr int replace_links = 40; /* as many as the system follows */
 
 struct file_replacement {
     FILE *stream;
@@ -135,7 +136,9 @@ static int replace_open_in_place(file_replacement *replacement)
 {
     replacement->in_place = true;
     replacement->beside[0] = '\0';
-    replacement->target_fd = open(replacement->target, O_WRONLY | O_CLOEXEC | O_NOCTTY);
+    /* A pipe that nobody reads, or that is full, refuses instead of waiting. */
+    replacement->target_fd =
+        open(replacement->target, O_WRONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
     if (replacement->target_fd < 0)
         return -1;
     replacement->stream = open_memstream(&replacement->memory, &replacement->memory_size);
@@ -145,16 +148,34 @@ static int replace_open_in_place(file_replacement *replacement)
     return -1;
 }
 
-/* A link keeps pointing where it points: the file behind it is replaced. */
+/* Goes on to what the link at `path` names. 0, 1 when there is no link, or -1. */
+static int replace_follow(char (&path)[PATH_MAX])
+{
+    char named[PATH_MAX];
+    char folder[PATH_MAX];
+    const ssize_t length = readlink(path, named, sizeof(named));
+    if (length < 0)
+        return errno == EINVAL || errno == ENOENT ? 1 : -1;
+    if (length == sizeof(named))
+        return -1;
+    named[length] = '\0';
+    (void)str_copy(folder, path); /* same size */
+    const bool fits = file_is_absolute_path(named)
+                          ? str_copy(path, named)
+                          : str_format(path, "%s/%s", file_dirname(folder), named);
+    return fits ? 0 : -1;
+}
+
+/* A link keeps pointing where it points: the file behind it is replaced, or made. */
 static int replace_find_target(file_replacement *replacement, const char *path)
 {
     char *real = realpath(path, nullptr);
     const bool fits = str_copy(replacement->target, real ? real : path);
     free(real);
-    struct stat link;
-    if (!real && lstat(path, &link) == 0 && S_ISLNK(link.st_mode))
-        return -1;
-    return fits ? 0 : -1;
+    int followed = real || !fits ? 1 : 0;
+    for (int links = 0; followed == 0; links++)
+        followed = links < replace_links ? replace_follow(replacement->target) : -1;
+    return fits && followed > 0 ? 0 : -1;
 }
 
 static bool replace_is_refused(int error)
@@ -313,4 +334,14 @@ void file_replace_cancel(file_replacement *replacement)
         close(replacement->target_fd);
     free(replacement->memory);
     free(replacement);
+}
+
+void file_replace_sweep(const char *path)
+{
+    file_replacement left = {};
+    if (!path || !*path || replace_find_target(&left, path) != 0)
+        return;
+    for (int number = 0; number < replace_names; number++)
+        if (replace_name(&left, number))
+            (void)replace_sweep(left.beside);
 }

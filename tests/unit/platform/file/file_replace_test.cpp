@@ -82,12 +82,43 @@ TEST(file_replace, replaces_what_a_link_points_at)
     EXPECT_TRUE(S_ISLNK(entry.st_mode));
 }
 
-TEST(file_replace, refuses_folders_missing_folders_and_broken_links)
+TEST(file_replace, makes_the_file_that_a_link_names)
+{
+    const scratch folder;
+    ASSERT_EQ(system("mkdir -p d/e && ln -s d/first link && ln -s e/../e/real d/first"), 0);
+    EXPECT_EQ(replace("link", "new"), 0);
+    EXPECT_EQ(scratch_read("d/e/real"), "new");
+    struct stat entry;
+    ASSERT_EQ(lstat("link", &entry), 0);
+    EXPECT_TRUE(S_ISLNK(entry.st_mode));
+    ASSERT_EQ(lstat("d/first", &entry), 0);
+    EXPECT_TRUE(S_ISLNK(entry.st_mode));
+    EXPECT_EQ(scratch_names("d/e"), texts{"real"});
+}
+
+TEST(file_replace, waits_for_no_reader_of_a_pipe)
+{
+    const scratch folder;
+    ASSERT_EQ(mkfifo("pipe", 0600), 0);
+    EXPECT_EQ(replace("pipe", "for nobody"), -1);
+    const int reader = open("pipe", O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_GE(reader, 0);
+    EXPECT_EQ(replace("pipe", "for you"), 0);
+    char said[8] = "";
+    EXPECT_EQ(read(reader, said, 7), 7);
+    EXPECT_STREQ(said, "for you");
+    EXPECT_EQ(replace("pipe", std::string(1 << 20, 'x')), -1) << "more than a pipe holds";
+    close(reader);
+}
+
+TEST(file_replace, refuses_folders_missing_folders_and_links_to_nowhere)
 {
     const scratch folder;
     ASSERT_EQ(mkdir("d", 0755), 0);
-    ASSERT_EQ(symlink("nowhere", "link"), 0);
+    ASSERT_EQ(symlink("nowhere/file", "link"), 0);
+    ASSERT_EQ(symlink("loop", "loop"), 0);
     EXPECT_EQ(file_replace_open("d"), nullptr);
+    EXPECT_EQ(file_replace_open("loop"), nullptr);
     EXPECT_EQ(file_replace_open("missing/a"), nullptr);
     EXPECT_EQ(file_replace_open("link"), nullptr);
     EXPECT_EQ(file_replace_open(""), nullptr);
