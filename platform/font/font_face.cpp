@@ -9,6 +9,7 @@
 #include <ft2build.h>
 #include FT_FREETYPE_H
 #include <hb.h>
+#include <sys/stat.h>
 
 /* Symbols and scripts that the chosen font may lack, in the order tried; then letters that a Latin
  * font chosen by the user lacks. */
@@ -62,9 +63,16 @@ static int open_outlines(FT_Library library, face *made)
     return FT_IS_SCALABLE(made->outlines) && made->outlines->units_per_EM > 0 ? 0 : -1;
 }
 
+/* Opening a pipe waits for somebody to write into it. */
+static bool is_file(const char *path)
+{
+    struct stat about;
+    return stat(path, &about) == 0 && S_ISREG(about.st_mode);
+}
+
 static int face_open(FT_Library library, face *made, const char *path)
 {
-    made->blob = hb_blob_create_from_file_or_fail(path);
+    made->blob = is_file(path) ? hb_blob_create_from_file_or_fail(path) : nullptr;
     if (!made->blob)
         return -1;
     hb_face_t *tables = hb_face_create(made->blob, 0);

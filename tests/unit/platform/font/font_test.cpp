@@ -5,6 +5,7 @@
 #include "platform/draw/fb.h"
 #include "tests/makers/maker_font.h"
 #include "tests/makers/maker_picture.h"
+#include "support/scratch.h"
 #include "unit/platform/draw/guarded_surface.h"
 
 #include <algorithm>
@@ -465,6 +466,13 @@ TEST_F(font, open_refuses_what_is_no_font_and_keeps_the_old_one)
         EXPECT_EQ(font_open(path), -1) << path;
     EXPECT_EQ(font_open(nullptr), -1);
     EXPECT_EQ(pixels_of("Text", 16), before);
+}
+
+TEST_F(font, open_waits_for_nobody_at_a_pipe)
+{
+    const scratch folder;
+    ASSERT_EQ(mkfifo("pipe.ttf", 0600), 0);
+    EXPECT_EQ(font_open("pipe.ttf"), -1);
 }
 
 TEST_F(font, open_again_replaces_the_font)
