@@ -24,7 +24,8 @@ extern uint8_t cfg_modified;       /* settings differ from the file */
 void cfg_load_default();
 /* 0 when the whole file was read (clears cfg_modified), else -1; values read so far stay. */
 [[nodiscard]] int cfg_load(const char *path);
-/* Replaces the file. -1 when it cannot be opened; else clears cfg_modified. */
+/* Replaces the file. One that is there but was not read whole is kept beside the new one, as
+ * "NAME.old". -1 when it cannot be opened or kept; else clears cfg_modified. */
 int cfg_save(const char *path);
 /* The default package for part "play" or "list", "" for any other name. */
 void cfg_set_default_skin_part(char *to, size_t size, const char *part_name);

@@ -7,9 +7,11 @@
 #include "platform/file/file.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <expat.h>
+#include <sys/stat.h>
 
 constexpr size_t chunk_size = 1024;
 
@@ -24,6 +26,10 @@ static const order_word orders[] = {
     {"repeat", cfg_order_repeat},
     {"shuffle", cfg_order_shuffle},
 };
+
+/* What stands in the file is the user's, although it could not be read: it is kept when it is
+ * replaced. Main thread. */
+static constinit bool unread = false;
 
 /* One file being read. */
 struct cfg_reading {
@@ -206,10 +212,19 @@ static int read_all(cfg_reading *reading, FILE *file)
     }
 }
 
+/* Whoever holds the other end of a pipe may never say a word. */
+static bool is_pipe(FILE *file)
+{
+    struct stat about;
+    return fstat(fileno(file), &about) == 0 && S_ISFIFO(about.st_mode);
+}
+
 int cfg_load(const char *path)
 {
+    file_replace_sweep(path);
     owner<FILE, fclose> file(file_fopen(path, "rb"));
-    if (!file)
+    unread = file || errno != ENOENT;
+    if (!file || is_pipe(file.get()))
         return -1;
     parser_owner parser(XML_ParserCreate(nullptr));
     if (!parser)
@@ -222,14 +237,18 @@ int cfg_load(const char *path)
     if (read_all(&reading, file.get()) != 0 || fclose(file.release()) != 0)
         return -1;
     cfg_modified = 0;
+    unread = false;
     return 0;
 }
 
 int cfg_save(const char *path)
 {
+    if (unread && file_keep_old(path) != 0)
+        return -1;
     file_replacement *replacement = file_replace_open(path);
     if (!replacement)
         return -1;
+    unread = false; /* kept, or replaced by what is known */
     FILE *file = file_replace_stream(replacement);
     (void)fprintf(file, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n\r\n");
     (void)fprintf(file, "<cfg version=\"%s\">\r\n", cfg_version);

@@ -7,6 +7,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/stat.h>
@@ -17,7 +18,13 @@ static const char file_name[] = "cfg_file_test.txt";
 
 struct cfg_file : testing::Test {
     void SetUp() override { cfg_load_default(); }
-    void TearDown() override { (void)remove(file_name); }
+    void TearDown() override
+    {
+        fault_set(nullptr);
+        (void)remove(file_name);
+        for (const char *kept : {".old", ".old2", ".old3"})
+            (void)remove((std::string(file_name) + kept).c_str());
+    }
 };
 
 static void write_file(const std::string &content)
@@ -28,10 +35,10 @@ static void write_file(const std::string &content)
     ASSERT_EQ(fclose(file), 0);
 }
 
-static std::string read_file()
+static std::string read_file(const std::string &path = file_name)
 {
     std::string content;
-    FILE *file = fopen(file_name, "rb");
+    FILE *file = fopen(path.c_str(), "rb");
     EXPECT_NE(file, nullptr);
     for (int c = 0; file && (c = fgetc(file)) != EOF;)
         content += static_cast<char>(c);
@@ -341,6 +348,89 @@ TEST_F(cfg_file, keeps_the_old_file_when_the_new_one_cannot_be_put_in_place)
     EXPECT_EQ(cfg_save(file_name), 0);
     fault_set(nullptr);
     EXPECT_EQ(read_file(), before);
+}
+
+/* ---- files that could not be read ---- */
+
+static const std::string old_name = std::string(file_name) + ".old";
+static const char user_settings[] = "<cfg version=\"0.1\"><vol>71</vol></cfg>";
+
+TEST_F(cfg_file, keeps_a_broken_file_beside_the_one_that_replaces_it)
+{
+    for (const char *broken : {"<cfg version=\"0.1\"><vol>50</vol><x>", "no settings at all",
+                               "<cfg version=\"0.2\"></cfg>"}) {
+        EXPECT_EQ(load(broken), -1);
+        EXPECT_NE(access(old_name.c_str(), F_OK), 0) << "nothing is replaced yet";
+        EXPECT_EQ(cfg_save(file_name), 0);
+        EXPECT_EQ(read_file(old_name), broken);
+        EXPECT_NE(read_file().find("</cfg>"), std::string::npos);
+        ASSERT_EQ(remove(old_name.c_str()), 0);
+        cfg_load_default();
+    }
+    EXPECT_EQ(load(user_settings), 0);
+    EXPECT_EQ(cfg_save(file_name), 0);
+    EXPECT_NE(access(old_name.c_str(), F_OK), 0) << "a good one is simply replaced";
+}
+
+TEST_F(cfg_file, keeps_a_file_that_could_not_be_opened)
+{
+    write_file(user_settings);
+    fault_set("file_fopen:1");
+    EXPECT_EQ(cfg_load(file_name), -1);
+    EXPECT_EQ(cfg_save(file_name), 0);
+    EXPECT_EQ(read_file(old_name), user_settings);
+}
+
+TEST_F(cfg_file, replaces_nothing_that_it_kept_before)
+{
+    EXPECT_EQ(load("first"), -1);
+    EXPECT_EQ(cfg_save(file_name), 0);
+    EXPECT_EQ(load("second"), -1);
+    EXPECT_EQ(cfg_save(file_name), 0);
+    EXPECT_EQ(read_file(old_name), "first");
+    EXPECT_EQ(read_file(old_name + "2"), "second");
+}
+
+TEST_F(cfg_file, writes_nothing_when_the_old_file_cannot_be_kept)
+{
+    EXPECT_EQ(load("broken"), -1);
+    fault_set("file_keep_old");
+    EXPECT_EQ(cfg_save(file_name), -1);
+    fault_set(nullptr);
+    EXPECT_EQ(read_file(), "broken");
+    EXPECT_EQ(cfg_modified, 1);
+}
+
+TEST_F(cfg_file, keeps_nothing_of_a_file_that_was_not_there)
+{
+    EXPECT_EQ(cfg_load(file_name), -1);
+    EXPECT_EQ(cfg_save(file_name), 0);
+    EXPECT_NE(access(old_name.c_str(), F_OK), 0);
+}
+
+TEST_F(cfg_file, waits_for_no_pipe)
+{
+    ASSERT_EQ(mkfifo(file_name, 0600), 0);
+    const int silent = open(file_name, O_RDWR | O_CLOEXEC);
+    ASSERT_GE(silent, 0);
+    EXPECT_EQ(cfg_load(file_name), -1);
+    close(silent);
+    EXPECT_EQ(cfg_load(file_name), -1);
+    EXPECT_EQ(cfg_save(file_name), -1) << "nobody reads it";
+}
+
+TEST_F(cfg_file, removes_what_an_interrupted_save_left)
+{
+    const std::string left = std::string(".") + file_name + ".new";
+    for (const std::string &each : {left, left + "7"}) {
+        FILE *half = fopen(each.c_str(), "wb");
+        ASSERT_NE(half, nullptr);
+        ASSERT_EQ(fclose(half), 0);
+    }
+    EXPECT_EQ(load(user_settings), 0);
+    EXPECT_NE(access(left.c_str(), F_OK), 0);
+    EXPECT_NE(access((left + "7").c_str(), F_OK), 0);
+    EXPECT_EQ(read_file(), user_settings);
 }
 
 /* Saves again and again until it is killed. */
