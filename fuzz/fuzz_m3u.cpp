@@ -7,26 +7,28 @@
 #include <string>
 #include <vector>
 
-constexpr size_t longest_line = 1023;
+constexpr size_t longest_line = 4095;
 
 using paths = std::vector<std::string>;
 
-static void collect(void *user, const char *path)
-{
-    if (path[0] != '/' || strpbrk(path, "\r\n"))
-        abort();
-    static_cast<paths *>(user)->push_back(path);
-}
-
-static paths read_all(const void *bytes, size_t size)
+static paths read_all(const void *bytes, size_t size, bool is_own)
 {
     const fuzz_file file(static_cast<const uint8_t *>(bytes), size);
     FILE *from = fopen(file.path, "rb");
     if (!from)
         abort();
-    paths found;
-    list_cur_playlist_m3u_read(from, "some/folder", collect, &found);
+    playlist_paths read = {};
+    if (list_cur_playlist_m3u_parse(from, "some/folder", is_own, &read) < m3u_reading::read)
+        abort();
     fclose(from);
+    paths found;
+    const char *path = read.text;
+    for (uint32_t i = 0; i < read.count; i++, path += strlen(path) + 1) {
+        if (path[0] != '/' || strpbrk(path, "\r\n"))
+            abort();
+        found.push_back(path);
+    }
+    list_cur_playlist_paths_free(&read);
     return found;
 }
 
@@ -61,7 +63,7 @@ static paths queue(const paths &found)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    const paths found = read_all(data, size);
+    const paths found = read_all(data, size, size % 2 != 0);
     const paths queued = queue(found);
     std::string saved;
     bool fits = true;
@@ -69,7 +71,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         fits = fits && path.size() <= longest_line;
         saved += path + "\r\n";
     }
-    if (fits && read_all(saved.data(), saved.size()) != queued)
+    if (fits && read_all(saved.data(), saved.size(), true) != queued)
         abort();
     return 0;
 }

@@ -13,10 +13,8 @@
 #include "view/list/view_list.h"
 #include "view/view.h"
 
-#include <climits>
 #include <cstdlib>
 #include <cstring>
-#include <sys/stat.h>
 
 constexpr char saved_path[] = "current.m3u";
 constexpr char heading[] = "Current Playlist";
@@ -25,14 +23,12 @@ enum { mode_remove = 2, mode_clear = 3 };
 
 using db_result_owner = owner<db_result, db_free_res>;
 using db_text_owner = owner<char, db_free>;
-using file_owner = owner<FILE, fclose>;
+using paths_owner = owner<playlist_paths, list_cur_playlist_paths_free>;
 using text_owner = owner<char, free>;
 
-/* Where an M3U file's paths go. */
-struct load_job {
-    char *first_out; /* null, or still empty until the first path */
-    size_t first_out_size;
-};
+/* What stands on the disk is the user's, although it could not be read: it is kept when it is
+ * replaced. Main thread. */
+static constinit bool saved_is_unread = false;
 
 /* ---- adding ---- */
 
@@ -99,18 +95,80 @@ static char **copy_names(uint32_t *count)
     return rows;
 }
 
-static int update(view *, list *)
+static void show_rows()
 {
     uint32_t count = 0;
     char **rows = copy_names(&count);
-    {
-        sys_guard guard(list_lock);
-        list_set_rows(list_cur_playlist, rows, count);
-        (void)str_copy(list_cur_playlist->title, heading);
-        (void)str_format(list_cur_playlist->subtitle, "%s (%u 曲目)", heading, count);
-    }
-    (void)list_cur_playlist_m3u_save(saved_path); /* a read-only folder keeps it in memory only */
+    sys_guard guard(list_lock);
+    list_set_rows(list_cur_playlist, rows, count);
+    (void)str_copy(list_cur_playlist->title, heading);
+    (void)str_format(list_cur_playlist->subtitle, "%s (%u 曲目)", heading, count);
+}
+
+/* A read-only folder keeps the change in memory only. */
+static void save()
+{
+    if (saved_is_unread && file_keep_old(saved_path) != 0)
+        return;
+    saved_is_unread = false;
+    (void)list_cur_playlist_m3u_save(saved_path);
+}
+
+static int update(view *, list *)
+{
+    show_rows();
+    save();
     return 0;
+}
+
+static void clear_entries()
+{
+    {
+        sys_guard guard(list_cur_playlist_lock);
+        list_cur_playlist_entries_clear_locked();
+    }
+    list_set_cursor(list_cur_playlist, -1);
+}
+
+/* ---- loading ---- */
+
+/* False when memory ran out before the last of them. A file that is queued already stays once. */
+static bool add_all(const playlist_paths *paths)
+{
+    bool whole = true;
+    const char *path = paths->text;
+    for (uint32_t i = 0; i < paths->count; i++, path += strlen(path) + 1)
+        if (list_cur_playlist_add(path, nullptr, nullptr) != 0)
+            whole = whole && is_queued(path);
+    return whole;
+}
+
+static uint32_t entry_count()
+{
+    sys_guard guard(list_cur_playlist_lock);
+    return list_cur_playlist_cur.count;
+}
+
+static bool replace_entries(const playlist_paths *paths)
+{
+    clear_entries();
+    const bool whole = add_all(paths);
+    if (entry_count() > 0)
+        list_set_cursor(list_cur_playlist, 0);
+    return whole;
+}
+
+/* A start that changes nothing writes nothing. */
+static void load_saved()
+{
+    playlist_paths paths = {};
+    const paths_owner freed(&paths);
+    const m3u_reading got = list_cur_playlist_m3u_read(saved_path, true, &paths);
+    const bool whole = got == m3u_reading::absent || replace_entries(&paths);
+    saved_is_unread = got == m3u_reading::failed || !whole;
+    show_rows();
+    if (!saved_is_unread && (got != m3u_reading::saved || entry_count() != paths.count))
+        save();
 }
 
 static int init()
@@ -120,8 +178,8 @@ static int init()
         if (list_cur_playlist_entries_init_locked() != 0)
             return -1;
     }
-    if (list_cur_playlist_load(saved_path, 0, nullptr, 0) != 0)
-        return update(nullptr, nullptr);
+    file_replace_sweep(saved_path);
+    load_saved();
     return 0;
 }
 
@@ -158,15 +216,6 @@ static void remove_row(uint32_t index)
     if (int64_t{list_cursor(list_cur_playlist)} >= count)
         list_set_cursor(list_cur_playlist, static_cast<int32_t>(count) - 1);
     (void)update(nullptr, nullptr);
-}
-
-static void clear_entries()
-{
-    {
-        sys_guard guard(list_cur_playlist_lock);
-        list_cur_playlist_entries_clear_locked();
-    }
-    list_set_cursor(list_cur_playlist, -1);
 }
 
 static text_owner copy_path(uint32_t index)
@@ -223,45 +272,18 @@ int list_cur_playlist_select(const char *path)
     return 0;
 }
 
-/* ---- loading ---- */
-
-static void add_loaded(void *user, const char *path)
-{
-    auto *job = static_cast<load_job *>(user);
-    (void)list_cur_playlist_add(path, nullptr, nullptr); /* a repeated file counts once */
-    if (!job->first_out)
-        return;
-    if (job->first_out[0] == '\0')
-        (void)str_copy_to(job->first_out, job->first_out_size, path);
-    job->first_out = nullptr;
-}
-
-/* A folder opens but reads as nothing, and a pipe waits for ever for its other end: neither is a
- * playlist. */
-static FILE *open_playlist(const char *path)
-{
-    struct stat about;
-    if (stat(path, &about) != 0 || !S_ISREG(about.st_mode))
-        return nullptr;
-    return file_fopen(path, "rb");
-}
-
 int list_cur_playlist_load(const char *path, uint8_t append, char *first_out, size_t first_out_size)
 {
-    char own_path[PATH_MAX];
-    if (!str_copy(own_path, path))
+    playlist_paths paths = {};
+    const paths_owner freed(&paths);
+    const m3u_reading got = list_cur_playlist_m3u_read(path, false, &paths);
+    if (got == m3u_reading::absent || got == m3u_reading::failed)
         return -1;
-    const file_owner from(open_playlist(path));
-    if (!from)
-        return -1;
-    if (!append)
-        clear_entries();
-    load_job job = {.first_out = first_out, .first_out_size = first_out_size};
-    list_cur_playlist_m3u_read(from.get(), file_dirname(own_path), add_loaded, &job);
-    if (!append) {
-        sys_guard guard(list_cur_playlist_lock);
-        if (list_cur_playlist_cur.count > 0)
-            list_set_cursor(list_cur_playlist, 0);
-    }
+    if (append)
+        (void)add_all(&paths); /* what finds no memory is left out */
+    else
+        (void)replace_entries(&paths);
+    if (first_out && first_out[0] == '\0' && paths.count > 0)
+        (void)str_copy_to(first_out, first_out_size, paths.text);
     return update(nullptr, nullptr);
 }

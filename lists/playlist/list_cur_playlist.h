@@ -30,6 +30,6 @@ int list_cur_playlist_go(int32_t delta);
 /* Reads an M3U file.
  *   append     0 replaces the playlist
  *   first_out  null, or an empty text that receives the first entry's path
- * -1 when it cannot be opened; the playlist is untouched. */
+ * -1 when it cannot be opened or read to its end; the playlist is untouched. */
 int list_cur_playlist_load(const char *path, uint8_t append, char *first_out,
                            size_t first_out_size);

@@ -4,6 +4,7 @@
 #include "unit/lists/fake_program.h"
 
 #include "lists/playlist/list_cur_playlist_m3u.h"
+#include "platform/base/fault.h"
 
 #include <csignal>
 #include <dirent.h>
@@ -235,6 +236,142 @@ TEST_F(list_cur_playlist_m3u, keeps_a_change_in_memory_when_its_folder_is_gone)
     ASSERT_EQ(chdir(folder), 0);
     EXPECT_EQ(list_cur_playlist_m3u_save("current.m3u"), 0);
     EXPECT_EQ(read_file("current.m3u"), "/a.mp3\r\n");
+}
+
+/* ---- what a start does to the file ---- */
+
+static std::string many_lines(int count)
+{
+    std::string bytes;
+    for (int i = 0; i < count; i++)
+        bytes += "/music/" + std::to_string(i) + ".mp3\r\n";
+    return bytes;
+}
+
+/* Ends the list, and starts it on this file. */
+static void start_again_with(const std::string &bytes)
+{
+    (void)list_cur_playlist->exit();
+    write_file("current.m3u", bytes);
+    EXPECT_EQ(list_cur_playlist->init(), 0);
+}
+
+static ino_t file_number(const char *path)
+{
+    struct stat about = {};
+    EXPECT_EQ(stat(path, &about), 0);
+    return about.st_ino;
+}
+
+TEST_F(list_cur_playlist_m3u, writes_nothing_at_a_start_that_changes_nothing)
+{
+    for (const std::string &bytes : {many_lines(300), std::string()}) {
+        (void)list_cur_playlist->exit();
+        write_file("current.m3u", bytes);
+        const ino_t before = file_number("current.m3u");
+        EXPECT_EQ(list_cur_playlist->init(), 0);
+        EXPECT_EQ(file_number("current.m3u"), before) << bytes.size();
+        EXPECT_EQ(read_file("current.m3u"), bytes);
+    }
+}
+
+TEST_F(list_cur_playlist_m3u, tidies_its_file_at_a_start)
+{
+    const std::string tidy = "/a.mp3\r\n/b.mp3\r\n";
+    for (const char *bytes :
+         {"#EXTM3U\r\n/a.mp3\r\n/b.mp3\r\n", "/a.mp3\r\n\r\n/b.mp3\r\n", "/a.mp3\n/b.mp3\n",
+          "/a.mp3\r\n/b.mp3", "/a.mp3\r\n/a.mp3\r\n/b.mp3\r\n", "/a.mp3\r/c\r\n/b.mp3\r\n"}) {
+        start_again_with(bytes);
+        EXPECT_EQ(read_file("current.m3u"), tidy) << bytes;
+    }
+    start_again_with("a.mp3\r\n");
+    EXPECT_EQ(read_file("current.m3u"), at("a.mp3") + "\r\n");
+}
+
+TEST_F(list_cur_playlist_m3u, leaves_a_file_that_could_not_be_opened_as_it_is)
+{
+    const std::string bytes = many_lines(2000);
+    (void)list_cur_playlist->exit();
+    write_file("current.m3u", bytes);
+    fault_set("file_fopen:1");
+    EXPECT_EQ(list_cur_playlist->init(), 0);
+    fault_set(nullptr);
+    EXPECT_EQ(queued_paths(), texts{});
+    EXPECT_EQ(read_file("current.m3u"), bytes);
+    EXPECT_EQ(read_file("current.m3u.old"), "(no file)");
+
+    /* A change is kept, and so is what could not be read. */
+    EXPECT_EQ(list_cur_playlist_add("/new.mp3", nullptr, nullptr), 0);
+    (void)list_cur_playlist->update(nullptr, nullptr);
+    EXPECT_EQ(read_file("current.m3u"), "/new.mp3\r\n");
+    EXPECT_EQ(read_file("current.m3u.old"), bytes);
+    EXPECT_EQ(list_cur_playlist_add("/newer.mp3", nullptr, nullptr), 0);
+    (void)list_cur_playlist->update(nullptr, nullptr);
+    EXPECT_EQ(read_file("current.m3u.old"), bytes);
+}
+
+TEST_F(list_cur_playlist_m3u, leaves_a_file_that_could_not_be_read_to_its_end_as_it_is)
+{
+    const std::string bytes = many_lines(2000);
+    (void)list_cur_playlist->exit();
+    write_file("current.m3u", bytes);
+    fault_set("list_cur_playlist_read:373");
+    EXPECT_EQ(list_cur_playlist->init(), 0);
+    fault_set(nullptr);
+    EXPECT_EQ(queued_paths().size(), 372u);
+    EXPECT_EQ(read_file("current.m3u"), bytes);
+    (void)choose(list_cur_playlist, 0, 2);
+    EXPECT_EQ(read_file("current.m3u.old"), bytes);
+}
+
+TEST_F(list_cur_playlist_m3u, changes_nothing_for_a_playlist_that_breaks_off)
+{
+    (void)load("/a.mp3\n");
+    write_file("more.m3u", many_lines(20));
+    char first[512] = "";
+    fault_set("list_cur_playlist_read:5");
+    EXPECT_EQ(list_cur_playlist_load("more.m3u", 0, first, sizeof first), -1);
+    fault_set(nullptr);
+    EXPECT_STREQ(first, "");
+    EXPECT_EQ(queued_paths(), texts{"/a.mp3"});
+    EXPECT_EQ(read_file("current.m3u"), "/a.mp3\r\n");
+}
+
+TEST_F(list_cur_playlist_m3u, makes_the_file_behind_its_link)
+{
+    (void)list_cur_playlist->exit();
+    ASSERT_EQ(remove("current.m3u"), 0);
+    make_dir("card");
+    ASSERT_EQ(symlink("card/list.m3u", "current.m3u"), 0);
+    EXPECT_EQ(list_cur_playlist->init(), 0);
+    EXPECT_EQ(read_file("card/list.m3u"), "");
+    EXPECT_EQ(list_cur_playlist_add("/a.mp3", nullptr, nullptr), 0);
+    (void)list_cur_playlist->update(nullptr, nullptr);
+    EXPECT_EQ(read_file("card/list.m3u"), "/a.mp3\r\n");
+    struct stat about;
+    ASSERT_EQ(lstat("current.m3u", &about), 0);
+    EXPECT_TRUE(S_ISLNK(about.st_mode));
+}
+
+TEST_F(list_cur_playlist_m3u, waits_for_nobody_at_a_pipe)
+{
+    (void)list_cur_playlist->exit();
+    ASSERT_EQ(remove("current.m3u"), 0);
+    ASSERT_EQ(mkfifo("current.m3u", 0600), 0);
+    EXPECT_EQ(list_cur_playlist->init(), 0);
+    EXPECT_EQ(list_cur_playlist_add("/a.mp3", nullptr, nullptr), 0);
+    EXPECT_EQ(list_cur_playlist->update(nullptr, nullptr), 0);
+    EXPECT_EQ(queued_paths(), texts{"/a.mp3"});
+}
+
+TEST_F(list_cur_playlist_m3u, removes_what_an_interrupted_save_left)
+{
+    write_file(".current.m3u.new", "half of");
+    write_file(".current.m3u.new3", "half of");
+    start_again_with("/a.mp3\r\n");
+    EXPECT_EQ(read_file(".current.m3u.new"), "(no file)");
+    EXPECT_EQ(read_file(".current.m3u.new3"), "(no file)");
+    EXPECT_EQ(queued_paths(), texts{"/a.mp3"});
 }
 
 /* ---- kills ---- */
