@@ -1,10 +1,11 @@
 #include "view/lyrics/lyrics_fetch.h"
 
-#include "platform/base/owner.h"
-#include "platform/base/str.h"
 #include "platform/file/file.h"
+#include "platform/base/owner.h"
 #include "platform/net/sock.h"
+#include "platform/base/str.h"
 #include "view/lyrics/lyrics_key.h"
+#include "view/lyrics/lyrics_parse.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -63,18 +64,40 @@ static int read_answer(sock *from, answer *received, bool (*go_on)(void *), void
     }
 }
 
-/* A file that could not be written whole, on a full disk, would pass for the track's lyrics. */
-static int store(const answer *received, const char *path)
+/* Whether a line begins a page in HTML. */
+static bool is_page(const char *line)
 {
-    owner<FILE, fclose> file(file_fopen(path, "w"));
-    if (!file)
+    line += strspn(line, "\xef\xbb\xbf \t\r");
+    return str_starts_nocase(line, "<html") || str_starts_nocase(line, "<!doctype html");
+}
+
+/* Whether some line has a time and none of it is a page for people, as the log-in of a hotel's
+ * network sends it to whatever was asked. */
+static bool is_lyrics(const answer *received)
+{
+    bool timed = false;
+    uint32_t time = 0;
+    const char *text = nullptr;
+    size_t length = 0;
+    for (const char *line = received->text; *line;
+         line += strcspn(line, "\n"), line += *line != 0) {
+        if (is_page(line))
+            return false;
+        timed = timed || lyrics_parse_line(line, &time, &text, &length);
+    }
+    return timed;
+}
+
+/* Whole or not at all, even when the program ends meanwhile: half of it would pass for the track's
+ * lyrics for good. An empty answer is one: there are none. */
+static int store(answer *received, const char *path)
+{
+    if (append(received, "", 1) != 0)
         return -1;
-    const bool written =
-        received->size == 0 || fwrite(received->text, received->size, 1, file.get()) == 1;
-    if (fclose(file.release()) == 0 && written)
-        return 0;
-    (void)file_remove(path);
-    return -1;
+    received->size--;
+    if (received->size > 0 && !is_lyrics(received))
+        return -1;
+    return file_replace_all(path, received->text, received->size);
 }
 
 bool lyrics_host_is_known()

@@ -3,8 +3,9 @@
 
 /* Whether a host is configured, by the environment or by the build. Any thread. */
 bool lyrics_host_is_known();
-/* Asks for a track's lyrics and stores the answer as a file. An answer that breaks off leaves what
- * came so far; one that never began leaves no file.
+/* Asks for a track's lyrics and stores the answer as a file, whole or not at all. Of an answer that
+ * breaks off, what came so far counts as the answer. One without a line that has a time, and a page
+ * in HTML, leave no file; nothing at all leaves an empty one.
  *   track_path   the sound file
  *   lyrics_path  the file to make
  *   go_on        asked before the request, between reads and several times a second while the

@@ -9,6 +9,7 @@
 #include "view/play/play_layout.h"
 #include "view/play/play_worker.h"
 
+#include <cerrno>
 #include <cstring>
 #include <new>
 #include <sys/stat.h>
@@ -61,14 +62,15 @@ static bool is_no_file(const char *path)
     return stat(path, &entry) == 0 && !S_ISREG(entry.st_mode);
 }
 
-/* -1 when there is nothing of that name. */
+/* -1 when there is nothing of that name: only then the service may be asked, and its answer be put
+ * there. A file that cannot be opened is the user's all the same. */
 static int load_file(const lyrics_job *job)
 {
     if (is_no_file(job->path))
         return 0;
     owner<FILE, fclose> file(file_fopen(job->path, "rb"));
     if (!file)
-        return -1;
+        return errno == ENOENT ? -1 : 0;
     if (!play_track_is_current(job->track_id))
         return 0;
     lyrics_lines lines;

@@ -136,7 +136,7 @@ TEST_F(lyrics_fetch_test, keeps_what_came_of_an_answer_that_breaks_off)
 
 TEST_F(lyrics_fetch_test, reads_no_more_than_a_mebibyte)
 {
-    answer_body(std::string(10 << 20, 'x'));
+    answer_body(song + std::string(10 << 20, 'x'));
     EXPECT_EQ(fetch(), -1);
     const std::string kept = scratch_read("song.lrc");
     EXPECT_GE(kept.size(), (size_t)1 << 20);
@@ -147,6 +147,41 @@ TEST_F(lyrics_fetch_test, reads_no_more_than_a_mebibyte)
     answer(endless);
     EXPECT_EQ(fetch(), -1);
     EXPECT_TRUE(server.wait_until_idle());
+}
+
+TEST_F(lyrics_fetch_test, keeps_nothing_that_is_no_lyrics)
+{
+    for (const char *body : {"<!DOCTYPE html><html><body>Please log in</body></html>",
+                             "\xef\xbb\xbf\r\n <HTML>\n[00:01.00]a page\n</HTML>\n",
+                             "nothing was found", "\n", "[ar:somebody]\n[1:02.50]no time\n"}) {
+        answer_body(body);
+        EXPECT_EQ(fetch(), -1) << body;
+        EXPECT_FALSE(scratch_exists("song.lrc")) << body;
+    }
+    answer_body(std::string("\0\0", 2) + song);
+    EXPECT_EQ(fetch(), -1);
+    EXPECT_FALSE(scratch_exists("song.lrc"));
+    answer_body("<3 is no page\n[00:01.00]one\n");
+    EXPECT_EQ(fetch(), 0);
+}
+
+TEST_F(lyrics_fetch_test, replaces_what_a_kill_left)
+{
+    scratch_write(".song.lrc.new", "[00:01.00]ha");
+    answer_body(song);
+    EXPECT_EQ(fetch(), 0);
+    EXPECT_EQ(scratch_read("song.lrc"), song);
+    EXPECT_FALSE(scratch_exists(".song.lrc.new"));
+}
+
+TEST_F(lyrics_fetch_test, is_seen_whole_while_it_is_written)
+{
+    scratch_write("song.lrc", "[00:09.00]mine\n");
+    answer_body(song);
+    fault_set("file_replace_commit");
+    EXPECT_EQ(fetch(), -1);
+    fault_set(nullptr);
+    EXPECT_EQ(scratch_read("song.lrc"), "[00:09.00]mine\n");
 }
 
 TEST_F(lyrics_fetch_test, asks_nobody_without_a_host)
@@ -178,7 +213,7 @@ TEST_F(lyrics_fetch_test, survives_a_folder_that_takes_no_file)
 
 TEST_F(lyrics_fetch_test, leaves_no_file_on_a_full_disk)
 {
-    answer_body(std::string(300000, 'x'));
+    answer_body(song + std::string(300000, 'x'));
     const auto before = signal(SIGXFSZ, SIG_IGN);
     rlimit limit = {};
     ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
@@ -238,6 +273,18 @@ TEST_F(lyrics_fetch_test, does_not_ask_for_a_track_that_has_its_file)
     ASSERT_EQ(thread_settle(10000), 0);
     EXPECT_TRUE(server.requests().empty());
     EXPECT_FALSE(held());
+}
+
+TEST_F(lyrics_fetch_test, leaves_a_file_that_cannot_be_opened_to_the_user)
+{
+    scratch_write("song.lrc", "[00:09.00]mine\n");
+    answer_body(song);
+    fault_set("file_fopen:1");
+    play();
+    ASSERT_EQ(thread_settle(10000), 0);
+    fault_set(nullptr);
+    EXPECT_EQ(scratch_read("song.lrc"), "[00:09.00]mine\n");
+    EXPECT_TRUE(server.requests().empty());
 }
 
 TEST_F(lyrics_fetch_test, asks_again_after_a_refusal)
