@@ -6,6 +6,7 @@
 #include "library/library_ahead.h"
 #include "library/library_tags.h"
 #include "library/library_walk.h"
+#include "library/media.h"
 #include "platform/base/str.h"
 #include "platform/db/db.h"
 #include "platform/file/file.h"
@@ -26,6 +27,7 @@ static const char *const scan_opening[] = {
 struct scan_job {
     db_handle *handle;
     bool whole; /* inside the transaction of library_scan() */
+    library_ahead ahead;
     char dir[PATH_MAX];
     char artist[1024], album[1024], album_artist[1024], genre[1024], year[1024];
 };
@@ -144,18 +146,30 @@ static int scan_take(void *user, const char *path, const char *dir, const librar
 
 static int scan_visit(void *user, const char *path, const char *dir)
 {
-    return library_ahead_add(static_cast<library_ahead *>(user), path, dir);
+    return library_ahead_add(&static_cast<scan_job *>(user)->ahead, path, dir);
 }
 
-static void scan_folder(db_handle *handle, bool whole, const char *dir)
+static bool scan_goes_on(void *user)
+{
+    return scan_is_wanted(static_cast<scan_job *>(user));
+}
+
+static library_walk_end scan_folder(db_handle *handle, bool whole, const char *dir)
 {
     scan_job job = {};
     job.handle = handle;
     job.whole = whole;
-    library_ahead ahead = {};
-    library_ahead_begin(&ahead, scan_take, &job);
-    library_walk(dir, scan_visit, &ahead);
-    library_ahead_end(&ahead);
+    const library_walk_plan plan = {
+        .order = library_walk_order::files_first,
+        .filter = media_file_filter,
+        .visit = scan_visit,
+        .go_on = scan_goes_on,
+        .user = &job,
+    };
+    library_ahead_begin(&job.ahead, scan_take, &job);
+    const library_walk_end end = library_walk(dir, &plan);
+    library_ahead_end(&job.ahead);
+    return end;
 }
 
 int library_add_file(const char *path, const char *dir)
@@ -172,7 +186,7 @@ int library_add_file(const char *path, const char *dir)
 
 int library_scan_dir(const char *dir)
 {
-    scan_folder(library_handle(), false, dir);
+    (void)scan_folder(library_handle(), false, dir);
     return 0;
 }
 
@@ -182,9 +196,13 @@ int library_scan()
     for (const char *sql : scan_opening)
         if (scan_exec(handle, db_mprintf("%s", sql)) != 0)
             return -1;
-    char root[512];
+    char root[PATH_MAX];
     /* An empty or endless path leaves an empty text, and with it an empty library. */
     (void)file_get_absolute_path(cfg_library_path, root, sizeof(root));
-    scan_folder(handle, true, root);
+    if (scan_folder(handle, true, root) == library_walk_end::failed) {
+        /* A card that was pulled is no reason to forget what is on it. */
+        (void)scan_exec(handle, db_mprintf("ROLLBACK TRANSACTION;"));
+        return -1;
+    }
     return scan_exec(handle, db_mprintf("COMMIT TRANSACTION;"));
 }

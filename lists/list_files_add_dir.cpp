@@ -1,64 +1,68 @@
 /* list_files_add_dir: queues a folder with everything below it. */
+#include "core/services/program.h"
+#include "library/library_walk.h"
 #include "library/media.h"
 #include "lists/list_files.h"
 #include "lists/playlist/list_cur_playlist.h"
-#include "platform/base/owner.h"
+#include "platform/base/clock.h"
 #include "platform/base/str.h"
-#include "platform/file/file.h"
+#include "platform/input/key.h"
 
-#include <sys/stat.h>
+/* So long a folder may take before somebody who waits for its end is asked again. */
+constexpr int32_t look_every_ms = 100;
+/* The volume keys mean the sound that plays. */
+constexpr uint32_t keys_that_stop = ~(key_vol_up | key_vol_down);
 
-/* The folders that are being walked, innermost first. A link that leads back into one of them
- * would otherwise repeat its files until the path gets too long for the system. */
-struct open_folder {
-    dev_t device;
-    ino_t inode;
-    const open_folder *outer;
+/* A folder on its way into the playlist. */
+struct add_job {
+    char *first_out; /* null, or empty until the first file */
+    size_t first_size;
+    int32_t looked_ms; /* when the keys were looked at */
 };
 
-/* Where the walk puts the path to play first. */
-struct first_path {
-    char *out; /* null, or empty until the first file */
-    size_t size;
-};
-
-using listing_owner = owner<file_listing, file_free_dir>;
-
-static bool is_open(const open_folder *inner, const struct stat &about)
+static int add_file(void *user, const char *path, const char *)
 {
-    for (; inner; inner = inner->outer)
-        if (inner->device == about.st_dev && inner->inode == about.st_ino)
-            return true;
-    return false;
+    const auto *job = static_cast<const add_job *>(user);
+    (void)list_cur_playlist_add(path, nullptr, nullptr); /* queued before: fine */
+    if (job->first_out && job->first_out[0] == '\0')
+        (void)str_copy_to(job->first_out, job->first_size, path);
+    return program_running ? 0 : -1;
 }
 
-static void add_files(const file_listing &listing, const first_path &first)
+/* The keys, which the main loop cannot look at meanwhile. What ends the walk does nothing else,
+ * except for the key that ends the program. */
+static bool is_stopped_by_key()
 {
-    for (uint32_t i = listing.dir_count; i < listing.count; i++) {
-        (void)list_cur_playlist_add(listing.paths[i], nullptr, nullptr); /* queued before: fine */
-        if (first.out && first.out[0] == '\0')
-            (void)str_copy_to(first.out, first.size, listing.paths[i]);
-    }
+    key_report keys;
+    if (!key_check(&keys))
+        return false;
+    if (keys.pressed & key_quit)
+        program_running = 0;
+    return (keys.pressed & keys_that_stop) != 0;
 }
 
-static int add_dir(const char *dir, const first_path &first, const open_folder *outer)
+static bool goes_on(void *user)
 {
-    struct stat about;
-    if (stat(dir, &about) != 0 || is_open(outer, about))
-        return -1;
-    const open_folder here = {.device = about.st_dev, .inode = about.st_ino, .outer = outer};
-    file_listing listing;
-    const int result = file_list_dir(&listing, dir, audio_file_filter);
-    if (result != 0)
-        return result;
-    const listing_owner held(&listing);
-    for (uint32_t i = 1; i < listing.dir_count; i++)   /* 0 leads to the parent */
-        (void)add_dir(listing.paths[i], first, &here); /* an unreadable one is left out */
-    add_files(listing, first);
-    return 0;
+    auto *job = static_cast<add_job *>(user);
+    const int32_t now = clock_msec();
+    if (!program_running)
+        return false;
+    if (static_cast<uint32_t>(now) - static_cast<uint32_t>(job->looked_ms) < look_every_ms)
+        return true;
+    job->looked_ms = now;
+    return !is_stopped_by_key();
 }
 
 int list_files_add_dir(const char *dir, char *first_out, size_t size)
 {
-    return add_dir(dir, {.out = first_out, .size = size}, nullptr);
+    add_job job = {.first_out = first_out, .first_size = size, .looked_ms = clock_msec()};
+    const library_walk_plan plan = {
+        .order = library_walk_order::folders_first,
+        .filter = audio_file_filter,
+        .visit = add_file,
+        .go_on = goes_on,
+        .user = &job,
+    };
+    const library_walk_end end = library_walk(dir, &plan);
+    return end == library_walk_end::absent || end == library_walk_end::failed ? -1 : 0;
 }

@@ -250,6 +250,28 @@ TEST_F(scan, of_a_folder_that_is_not_there_succeeds_with_an_empty_library)
     }
 }
 
+TEST_F(scan, keeps_the_old_library_when_the_folder_cannot_be_read)
+{
+    make("a.mp3", "a");
+    ASSERT_EQ(mkdir("m/sub", 0755), 0);
+    make("sub/b.mp3", "b");
+    EXPECT_EQ(scan_errors(0), "");
+    const auto before = library_tables();
+    for (const char *gone : {"file_list_dir", "file_list_dir:2,file_list_dir:3"}) {
+        fault_set(gone);
+        EXPECT_EQ(scan_errors(-1), "");
+        fault_set(nullptr);
+        EXPECT_EQ(library_tables(), before) << gone;
+    }
+    /* One bad subfolder is no reason to keep the rest from the library. */
+    fault_set("file_list_dir:2");
+    EXPECT_EQ(scan_errors(0), "");
+    fault_set(nullptr);
+    EXPECT_EQ(titles(), rows{"a"});
+    EXPECT_EQ(scan_errors(0), "");
+    EXPECT_EQ(library_tables(), before);
+}
+
 TEST_F(scan, makes_a_relative_folder_absolute)
 {
     make("a.mp3", "a");

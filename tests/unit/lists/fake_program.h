@@ -3,6 +3,7 @@
 #pragma once
 
 #include "config/cfg.h"
+#include "core/services/program.h"
 #include "library/library.h"
 #include "lists/playlist/list_cur_playlist.h"
 #include "lists/record/list.h"
@@ -96,12 +97,38 @@ inline list main_menu = {};
 static const hung hang_list_cur_playlist(list_cur_playlist, &list_cur_playlist_record);
 static const hung hang_list_main(list_main, &main_menu);
 
+std::atomic<uint8_t> program_running{1};
+
 int32_t cfg_playback_order = 0;
 char cfg_library_path[512] = "";
 
 void clock_msleep(int32_t)
 {
     the_seen.sleeps++;
+}
+
+/* Goes on by as much with each look at it. */
+inline int32_t clock_now_ms = 1000;
+inline int32_t clock_step_ms = 0;
+
+int32_t clock_msec()
+{
+    clock_now_ms += clock_step_ms;
+    return clock_now_ms;
+}
+
+/* The key that is found pressed at one of the looks to come. */
+inline uint32_t key_to_come = 0;
+inline int key_looks_before = 0;
+
+int key_check(key_report *report)
+{
+    *report = {};
+    if (key_to_come == 0 || key_looks_before-- > 0)
+        return 0;
+    report->pressed = key_to_come;
+    key_to_come = 0;
+    return 1;
 }
 
 /* ---- files ---- */

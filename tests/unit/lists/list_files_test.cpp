@@ -298,6 +298,61 @@ TEST_F(list_files_browser, queues_each_file_of_a_circle_of_links_once)
     EXPECT_EQ(first, at("m/a/x.mp3"));
 }
 
+TEST_F(list_files_browser, lets_a_key_end_a_queueing_that_takes_long)
+{
+    for (int i = 0; i < 30; i++) {
+        make_dir("d" + std::to_string(i));
+        write_file("d" + std::to_string(i) + "/x.mp3", "");
+    }
+    ASSERT_EQ(list_files->init(), 0);
+    const struct {
+        uint32_t key;
+        size_t most;
+    } cases[] = {{key_back, 10}, {key_vol_up, 30}, {key_quit, 10}};
+    for (const auto &it : cases) {
+        (void)list_cur_playlist->init();
+        clock_step_ms = 60;
+        key_to_come = it.key;
+        key_looks_before = 2;
+        EXPECT_EQ(list_files_add_dir(folder, nullptr, 0), 0);
+        EXPECT_GE(queued_paths().size(), 1u) << it.key;
+        EXPECT_LE(queued_paths().size(), it.most) << it.key;
+        EXPECT_EQ(program_running, it.key != key_quit);
+    }
+    program_running = 1;
+    clock_step_ms = 0;
+    key_to_come = key_back;
+    key_looks_before = 0;
+    (void)list_cur_playlist->init();
+    EXPECT_EQ(list_files_add_dir(folder, nullptr, 0), 0);
+    EXPECT_EQ(queued_paths().size(), 30u) << "no time has passed";
+    key_to_come = 0;
+}
+
+TEST_F(list_files_browser, ends_queueing_with_the_program_and_keeps_what_it_has)
+{
+    make_dir("m");
+    write_file("m/x.mp3", "");
+    write_file("y.mp3", "");
+    ASSERT_EQ(list_files->init(), 0);
+    program_running = 0;
+    EXPECT_EQ(choose_row("[m]", 2), 0);
+    program_running = 1;
+    EXPECT_EQ(queued_paths(), texts{});
+    EXPECT_EQ(choose_row("[m]", 2), 0);
+    EXPECT_EQ(queued_paths(), texts{at("m/x.mp3")});
+}
+
+TEST_F(list_files_browser, queues_nothing_that_the_kernel_makes_up)
+{
+    make_dir("m");
+    write_file("m/x.mp3", "");
+    ASSERT_EQ(symlink("/proc", "m/processes"), 0);
+    ASSERT_EQ(symlink("/sys", "m/system"), 0);
+    EXPECT_EQ(list_files_add_dir(at("m").c_str(), nullptr, 0), 0);
+    EXPECT_EQ(queued_paths(), texts{at("m/x.mp3")});
+}
+
 TEST_F(list_files_browser, refuses_to_queue_a_folder_that_is_not_there)
 {
     char first[512] = "";
