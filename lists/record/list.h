@@ -22,11 +22,13 @@ struct list {
     int (*select)(view *screen, list *self, int32_t index, int32_t mode);
     int (*update)(view *screen, list *self);      /* rebuilds the rows; both may be null */
     int32_t cursor GUARDED_BY(list_lock) = 0;     /* selected row, -1 for none */
-    char **items GUARDED_BY(list_lock) = nullptr; /* `count` heap texts, or null */
+    char **items GUARDED_BY(list_lock) = nullptr; /* `count` texts, or null */
     uint32_t count GUARDED_BY(list_lock) = 0;
     char title[100] GUARDED_BY(list_lock) = "";
     char subtitle[100] GUARDED_BY(list_lock) = "";
     int32_t reserved = 0;
+    /* The texts belong to somebody else, the array does not. */
+    bool items_are_lent GUARDED_BY(list_lock) = false;
 };
 
 /* Null until start-up hangs in the records of the folders that fill them. Main thread. */
@@ -43,3 +45,7 @@ int view_list_free(list *self);
 void list_set_cursor(list *of, int32_t cursor);
 /* Swaps in new rows under the lock and frees the old ones. Takes ownership of `items`. */
 void list_set_rows(list *self, char **items, uint32_t count);
+/* The same for texts that stay the caller's, who takes the rows away before he frees them. */
+void list_lend_rows(list *self, char **items, uint32_t count);
+/* Takes one row of lent ones away; the others stay where they are in memory. */
+void list_drop_lent_row(list *self, uint32_t index);

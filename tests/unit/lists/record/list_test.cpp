@@ -86,3 +86,27 @@ TEST(list, rows_are_swapped_under_the_lock_that_readers_hold)
     EXPECT_EQ(list_count(&shared), 4999u % 7);
     view_list_free(&shared);
 }
+
+TEST(list, lent_rows_stay_their_owners)
+{
+    char first[] = "first", second[] = "second", third[] = "third";
+    list one = {};
+    char **rows = list_items_new(3);
+    rows[0] = first;
+    rows[1] = second;
+    rows[2] = third;
+    list_lend_rows(&one, rows, 3);
+    list_drop_lent_row(&one, 3); /* there is none */
+    list_drop_lent_row(&one, 1);
+    ASSERT_EQ(one.count, 2u);
+    EXPECT_EQ(one.items[0], first);
+    EXPECT_EQ(one.items[1], third);
+    list_drop_lent_row(&one, 1);
+    list_drop_lent_row(&one, 0);
+    EXPECT_EQ(one.count, 0u);
+    EXPECT_EQ(one.items, nullptr);
+    list_set_rows(&one, make_rows(2), 2);
+    list_drop_lent_row(&one, 0); /* these are the list's own */
+    EXPECT_EQ(one.count, 2u);
+    EXPECT_EQ(view_list_free(&one), 0);
+}
