@@ -3,6 +3,7 @@
 #include "platform/base/thread.h"
 #include "platform/device/virtual/device_virtual.h"
 #include "platform/device/virtual/device_virtual_lines.h"
+#include "platform/file/file_later.h"
 #include "platform/input/key.h"
 #include "platform/input/touch.h"
 
@@ -286,7 +287,8 @@ static bool go_on()
 static bool run_next()
 {
     char *line = nullptr;
-    fflush(stdout); /* whoever writes the next line may be waiting for this answer */
+    file_later_settle(); /* a script sees the files that its commands changed */
+    fflush(stdout);      /* whoever writes the next line may be waiting for this answer */
     const virtual_line got = virtual_lines_next(&line, !virtual_is_realtime());
     if (got == virtual_line::none)
         return false;
