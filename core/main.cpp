@@ -17,6 +17,7 @@
 #include "platform/base/thread.h"
 #include "platform/device/sys.h"
 #include "platform/draw/fb.h"
+#include "platform/file/file_later.h"
 #include "platform/font/font.h"
 #include "platform/input/key.h"
 #include "platform/input/touch.h"
@@ -79,6 +80,12 @@ static int open_screen()
     return fb_open(screen_width, screen_height);
 }
 
+static int begin_saving()
+{
+    file_later_begin();
+    return 0;
+}
+
 static constexpr program_step start_steps[] = {
     {.name = "sys_init", .message = "sys_init falied", .run = sys_init},
     {.name = "program_init",
@@ -101,6 +108,7 @@ static constexpr program_step start_steps[] = {
      .asks_fault = true,
      .subject = subject_library},
     {.name = "fb_open", .message = "fb_open failed", .run = open_screen},
+    {.name = "file_later_begin", .message = nullptr, .run = begin_saving},
     {.name = "view_init",
      .message = "view_init falied",
      .run = view_init,
@@ -150,7 +158,14 @@ static int save_settings()
     return 0;
 }
 
+static int end_saving()
+{
+    file_later_end();
+    return 0;
+}
+
 static constexpr program_step stop_steps[] = {
+    {.name = "file_later_end", .message = nullptr, .run = end_saving},
     {.name = "view_exit", .message = "view_exit falied", .run = view_exit, .asks_fault = true},
     {.name = "library_close",
      .message = "library_close falied",

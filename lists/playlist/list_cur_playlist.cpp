@@ -4,15 +4,18 @@
 #include "library/library.h"
 #include "lists/playlist/list_cur_playlist_entries.h"
 #include "lists/playlist/list_cur_playlist_m3u.h"
+#include "lists/playlist/list_cur_playlist_names.h"
 #include "lists/record/list.h"
 #include "platform/base/owner.h"
 #include "platform/base/str.h"
 #include "platform/db/db.h"
 #include "platform/file/file.h"
+#include "platform/file/file_later.h"
 #include "play/play.h"
 #include "view/list/view_list.h"
 #include "view/view.h"
 
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 
@@ -27,8 +30,8 @@ using paths_owner = owner<playlist_paths, list_cur_playlist_paths_free>;
 using text_owner = owner<char, free>;
 
 /* What stands on the disk is the user's, although it could not be read: it is kept when it is
- * replaced. Main thread. */
-static constinit bool saved_is_unread = false;
+ * replaced. */
+static std::atomic<bool> saved_is_unread{false};
 
 /* ---- adding ---- */
 
@@ -44,19 +47,6 @@ static db_result_owner ask_library(const char *path)
     if (db_exec(library_db, sql.get(), &result) != 0)
         return nullptr;
     return db_result_owner(result);
-}
-
-static void format_display(char (&to)[1024], const char *path, const char *name, const char *artist)
-{
-    char base[512];
-    if (!name) {
-        (void)str_copy(base, path); /* a name to look at: may be cut */
-        (void)str_copy(to, file_basename(base));
-    } else if (artist) {
-        (void)str_format(to, "%s (%s)", name, artist);
-    } else {
-        (void)str_copy(to, name);
-    }
 }
 
 static bool is_queued(const char *path)
@@ -77,52 +67,61 @@ int list_cur_playlist_add(const char *path, const char *name, const char *artist
         artist = artist ? artist : found->rows[0][1];
     }
     char display[1024];
-    format_display(display, path, name, artist);
+    list_cur_playlist_names_format(display, path, name, artist);
     sys_guard guard(list_cur_playlist_lock);
     return list_cur_playlist_entries_append_locked(display, path);
 }
 
 /* ---- the list ---- */
 
-/* New rows for the list, null when there are none; `count` rows. */
-static char **copy_names(uint32_t *count)
+/* Rows for the list, null when there are none: the entries' own names, which change on this thread
+ * only. */
+static char **lend_names(uint32_t *count)
 {
     sys_guard guard(list_cur_playlist_lock);
     *count = list_cur_playlist_cur.count;
     char **rows = list_items_new(*count);
     for (uint32_t i = 0; rows && i < *count; i++)
-        rows[i] = strdup(list_cur_playlist_entries_at_locked(i)->name);
+        rows[i] = list_cur_playlist_entries_at_locked(i)->name;
     return rows;
+}
+
+static void show_titles(uint32_t count)
+{
+    sys_guard guard(list_lock);
+    (void)str_copy(list_cur_playlist->title, heading);
+    (void)str_format(list_cur_playlist->subtitle, "%s (%u 曲目)", heading, count);
 }
 
 static void show_rows()
 {
     uint32_t count = 0;
-    char **rows = copy_names(&count);
-    sys_guard guard(list_lock);
-    list_set_rows(list_cur_playlist, rows, count);
-    (void)str_copy(list_cur_playlist->title, heading);
-    (void)str_format(list_cur_playlist->subtitle, "%s (%u 曲目)", heading, count);
+    char **rows = lend_names(&count);
+    list_lend_rows(list_cur_playlist, rows, count);
+    show_titles(count);
 }
 
 /* A read-only folder keeps the change in memory only. */
-static void save()
+static int save_now()
 {
     if (saved_is_unread && file_keep_old(saved_path) != 0)
-        return;
+        return -1;
     saved_is_unread = false;
-    (void)list_cur_playlist_m3u_save(saved_path);
+    return list_cur_playlist_m3u_save(saved_path);
 }
+
+static constinit file_later saved = {.save = save_now};
 
 static int update(view *, list *)
 {
     show_rows();
-    save();
+    file_later_want(&saved);
     return 0;
 }
 
 static void clear_entries()
 {
+    list_set_rows(list_cur_playlist, nullptr, 0); /* they are the entries' own */
     {
         sys_guard guard(list_cur_playlist_lock);
         list_cur_playlist_entries_clear_locked();
@@ -132,27 +131,37 @@ static void clear_entries()
 
 /* ---- loading ---- */
 
-/* False when memory ran out before the last of them. A file that is queued already stays once. */
-static bool add_all(const playlist_paths *paths)
-{
-    bool whole = true;
-    const char *path = paths->text;
-    for (uint32_t i = 0; i < paths->count; i++, path += strlen(path) + 1)
-        if (list_cur_playlist_add(path, nullptr, nullptr) != 0)
-            whole = whole && is_queued(path);
-    return whole;
-}
-
 static uint32_t entry_count()
 {
     sys_guard guard(list_cur_playlist_lock);
     return list_cur_playlist_cur.count;
 }
 
+/* Adds a file under its base name. False when memory ran out; one that is queued stays once. */
+static bool append(const char *path)
+{
+    char name[1024];
+    list_cur_playlist_names_format(name, path, nullptr, nullptr);
+    sys_guard guard(list_cur_playlist_lock);
+    return list_cur_playlist_entries_append_locked(name, path) == 0 ||
+           list_cur_playlist_entries_has_locked(path);
+}
+
+int list_cur_playlist_add_paths(const playlist_paths *paths)
+{
+    const uint32_t first = entry_count();
+    bool whole = true;
+    const char *path = paths->text;
+    for (uint32_t i = 0; i < paths->count; i++, path += strlen(path) + 1)
+        whole = append(path) && whole;
+    list_cur_playlist_names_ask(first);
+    return whole ? 0 : -1;
+}
+
 static bool replace_entries(const playlist_paths *paths)
 {
     clear_entries();
-    const bool whole = add_all(paths);
+    const bool whole = list_cur_playlist_add_paths(paths) == 0;
     if (entry_count() > 0)
         list_set_cursor(list_cur_playlist, 0);
     return whole;
@@ -168,11 +177,12 @@ static void load_saved()
     saved_is_unread = got == m3u_reading::failed || !whole;
     show_rows();
     if (!saved_is_unread && (got != m3u_reading::saved || entry_count() != paths.count))
-        save();
+        file_later_want(&saved);
 }
 
 static int init()
 {
+    list_set_rows(list_cur_playlist, nullptr, 0);
     {
         sys_guard guard(list_cur_playlist_lock);
         if (list_cur_playlist_entries_init_locked() != 0)
@@ -185,6 +195,8 @@ static int init()
 
 static int exit_list()
 {
+    file_later_settle(); /* what is on its way to the disk is taken from the entries */
+    list_set_rows(list_cur_playlist, nullptr, 0);
     sys_guard guard(list_cur_playlist_lock);
     list_cur_playlist_entries_free_locked();
     return 0;
@@ -209,13 +221,16 @@ static void remove_row(uint32_t index)
     uint32_t count = 0;
     {
         sys_guard guard(list_cur_playlist_lock);
-        if (list_cur_playlist_entries_remove_locked(index) != 0)
+        if (index >= list_cur_playlist_cur.count)
             return;
+        list_drop_lent_row(list_cur_playlist, index);
+        (void)list_cur_playlist_entries_remove_locked(index);
         count = list_cur_playlist_cur.count;
     }
     if (int64_t{list_cursor(list_cur_playlist)} >= count)
         list_set_cursor(list_cur_playlist, static_cast<int32_t>(count) - 1);
-    (void)update(nullptr, nullptr);
+    show_titles(count);
+    file_later_want(&saved);
 }
 
 static text_owner copy_path(uint32_t index)
@@ -280,7 +295,7 @@ int list_cur_playlist_load(const char *path, uint8_t append, char *first_out, si
     if (got == m3u_reading::absent || got == m3u_reading::failed)
         return -1;
     if (append)
-        (void)add_all(&paths); /* what finds no memory is left out */
+        (void)list_cur_playlist_add_paths(&paths); /* what finds no memory is left out */
     else
         (void)replace_entries(&paths);
     if (first_out && first_out[0] == '\0' && paths.count > 0)

@@ -1,6 +1,7 @@
 /* list_cur_playlist: the set of files that playback walks through, and M3U files. */
 #pragma once
 
+#include "lists/playlist/list_cur_playlist_paths.h"
 #include "platform/base/dynamic.h"
 #include "platform/base/lock.h"
 
@@ -12,7 +13,7 @@ struct list;
 extern list list_cur_playlist_record; /* start-up hangs it to `list_cur_playlist` */
 
 struct playlist_entry {
-    char *name; /* display text, owned */
+    char *name; /* display text; in the block of the path, often the end of the path itself */
     char *path; /* as it was added; the entry's identity; owned */
 };
 
@@ -22,6 +23,8 @@ extern dynamic list_cur_playlist_cur GUARDED_BY(list_cur_playlist_lock);
 /* Adds one file. `name` and `artist` may be null and then come from the library. Neither rebuilds
  * the rows nor saves: run the list's update. 0, or -1 when the path is already there. */
 int list_cur_playlist_add(const char *path, const char *name, const char *artist);
+/* Adds many files, whose names come from the library. -1 when memory ran out before the last. */
+int list_cur_playlist_add_paths(const playlist_paths *paths);
 /* Puts the cursor on the entry of that path. -1 when there is none. */
 int list_cur_playlist_select(const char *path);
 /* Starts the entry `delta` (1 or -1) steps from the playing one, by the playback order. 0, or -1

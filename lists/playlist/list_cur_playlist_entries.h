@@ -15,6 +15,10 @@ void list_cur_playlist_entries_clear_locked() REQUIRES(list_cur_playlist_lock);
 /* Copies both texts. -1, and nothing changes, when the path is there or memory runs out. */
 [[nodiscard]] int list_cur_playlist_entries_append_locked(const char *name, const char *path)
     REQUIRES(list_cur_playlist_lock);
+/* Gives an entry that is there another display text. No row may be lent meanwhile. -1 when memory
+ * runs out. */
+int list_cur_playlist_entries_name_locked(uint32_t index, const char *name)
+    REQUIRES(list_cur_playlist_lock);
 /* -1 past the end. */
 int list_cur_playlist_entries_remove_locked(uint32_t index) REQUIRES(list_cur_playlist_lock);
 bool list_cur_playlist_entries_has_locked(const char *path) REQUIRES(list_cur_playlist_lock);

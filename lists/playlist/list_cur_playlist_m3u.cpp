@@ -3,9 +3,9 @@
 
 #include "lists/playlist/list_cur_playlist_entries.h"
 #include "platform/base/fault.h"
-#include "platform/file/file.h"
 #include "platform/base/owner.h"
 #include "platform/base/str.h"
+#include "platform/file/file.h"
 
 #include <cerrno>
 #include <climits>
@@ -15,6 +15,7 @@
 #include <sys/stat.h>
 
 using file_owner = owner<FILE, fclose>;
+using text_owner = owner<char, free>;
 
 constexpr size_t line_size = 1024;
 constexpr size_t own_line_size = PATH_MAX + 2; /* CR LF */
@@ -87,41 +88,27 @@ m3u_reading list_cur_playlist_m3u_read(const char *path, bool is_own, playlist_p
     return list_cur_playlist_m3u_parse(from.get(), file_dirname(own_path), is_own, to);
 }
 
-/* The caller owns it; null past the end or when memory runs out. */
-static char *copy_path(uint32_t index)
+/* What the file is to hold. The caller owns it; null when memory runs out. */
+static char *make_content(size_t *size)
 {
     sys_guard guard(list_cur_playlist_lock);
-    const playlist_entry *entry = list_cur_playlist_entries_at_locked(index);
-    return entry ? strdup(entry->path) : nullptr;
-}
-
-static uint32_t entry_count()
-{
-    sys_guard guard(list_cur_playlist_lock);
-    return list_cur_playlist_cur.count;
-}
-
-/* The lock is held for one entry at a time: a slow disk must not keep the sound thread from the
- * next track. Entries change on this thread only, so they stay where they are. */
-static int write_entries(FILE *to)
-{
-    const uint32_t count = entry_count();
-    for (uint32_t i = 0; i < count; i++) {
-        const owner<char, free> path(copy_path(i));
-        if (!path || fprintf(to, "%s\r\n", path.get()) < 0)
-            return -1;
+    *size = 0;
+    for (uint32_t i = 0; i < list_cur_playlist_cur.count; i++)
+        *size += strlen(list_cur_playlist_entries_at_locked(i)->path) + 2;
+    char *content = static_cast<char *>(malloc(*size + 1));
+    char *end = content;
+    for (uint32_t i = 0; content && i < list_cur_playlist_cur.count; i++) {
+        end = stpcpy(end, list_cur_playlist_entries_at_locked(i)->path);
+        end = stpcpy(end, "\r\n");
     }
-    return 0;
+    return content;
 }
 
+/* The lock is held for the copy only: a slow disk must not keep the sound thread from the next
+ * track. */
 int list_cur_playlist_m3u_save(const char *path)
 {
-    file_replacement *replacement = file_replace_open(path);
-    if (!replacement)
-        return -1;
-    if (write_entries(file_replace_stream(replacement)) != 0) {
-        file_replace_cancel(replacement);
-        return -1;
-    }
-    return file_replace_commit(replacement);
+    size_t size = 0;
+    const text_owner content(make_content(&size));
+    return content ? file_replace_all(path, content.get(), size) : -1;
 }
