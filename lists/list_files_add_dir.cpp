@@ -5,6 +5,7 @@
 #include "lists/list_files.h"
 #include "lists/playlist/list_cur_playlist.h"
 #include "platform/base/clock.h"
+#include "platform/base/owner.h"
 #include "platform/base/str.h"
 #include "platform/input/key.h"
 
@@ -13,17 +14,32 @@ constexpr int32_t look_every_ms = 100;
 /* The volume keys mean the sound that plays. */
 constexpr uint32_t keys_that_stop = ~(key_vol_up | key_vol_down);
 
+/* Files that are added in one go: their names cost one question. */
+constexpr uint32_t files_at_once = 512;
+
+using paths_owner = owner<playlist_paths, list_cur_playlist_paths_free>;
+
 /* A folder on its way into the playlist. */
 struct add_job {
-    char *first_out; /* null, or empty until the first file */
+    playlist_paths found; /* not yet added */
+    char *first_out;      /* null, or empty until the first file */
     size_t first_size;
     int32_t looked_ms; /* when the keys were looked at */
 };
 
+static void add_found(add_job *job)
+{
+    (void)list_cur_playlist_add_paths(&job->found); /* what finds no memory is left out */
+    (void)list_cur_playlist_paths_free(&job->found);
+}
+
 static int add_file(void *user, const char *path, const char *)
 {
-    const auto *job = static_cast<const add_job *>(user);
-    (void)list_cur_playlist_add(path, nullptr, nullptr); /* queued before: fine */
+    auto *job = static_cast<add_job *>(user);
+    if (list_cur_playlist_paths_add(&job->found, path) != 0)
+        return -1;
+    if (job->found.count == files_at_once)
+        add_found(job);
     if (job->first_out && job->first_out[0] == '\0')
         (void)str_copy_to(job->first_out, job->first_size, path);
     return program_running ? 0 : -1;
@@ -55,7 +71,8 @@ static bool goes_on(void *user)
 
 int list_files_add_dir(const char *dir, char *first_out, size_t size)
 {
-    add_job job = {.first_out = first_out, .first_size = size, .looked_ms = clock_msec()};
+    add_job job = {
+        .found = {}, .first_out = first_out, .first_size = size, .looked_ms = clock_msec()};
     const library_walk_plan plan = {
         .order = library_walk_order::folders_first,
         .filter = audio_file_filter,
@@ -63,6 +80,8 @@ int list_files_add_dir(const char *dir, char *first_out, size_t size)
         .go_on = goes_on,
         .user = &job,
     };
+    const paths_owner freed(&job.found);
     const library_walk_end end = library_walk(dir, &plan);
+    add_found(&job);
     return end == library_walk_end::absent || end == library_walk_end::failed ? -1 : 0;
 }
