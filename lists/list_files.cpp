@@ -15,6 +15,7 @@
 #include "view/play/view_play.h"
 #include "view/view.h"
 
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -23,7 +24,7 @@ enum { mode_queue = 2, mode_ignored = 3 };
 enum class folder_change { enter, up };
 
 /* Main thread, like everything here. */
-constinit char list_files_dpath[512] = "";
+constinit char list_files_dpath[PATH_MAX] = "";
 
 /* The folder behind the rows. After a folder that could not be opened the rows stay and nothing
  * is behind them: `listing` is zeroed then. */
@@ -134,7 +135,7 @@ static int select_up(view *screen)
 
 static int queue_folder(const char *path)
 {
-    char first[512] = "";
+    char first[PATH_MAX] = "";
     (void)list_files_add_dir(path, first, sizeof first); /* an unreadable folder queues nothing */
     (void)list_cur_playlist->update(nullptr, list_cur_playlist);
     if (first[0] != '\0')
@@ -173,7 +174,7 @@ static int select_audio(const char *path, int32_t mode)
 
 static int select_playlist(const char *path, int32_t mode)
 {
-    char first[512] = "";
+    char first[PATH_MAX] = "";
     if (list_cur_playlist_load(path, 1, first, sizeof first) != 0)
         return 0;
     if (mode == mode_queue) {

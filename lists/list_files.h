@@ -1,9 +1,10 @@
 /* list_files: the file browser. Main thread. */
 #pragma once
 
+#include <climits>
 #include <cstddef>
 
-extern char list_files_dpath[512]; /* the folder that is shown, absolute */
+extern char list_files_dpath[PATH_MAX]; /* the folder that is shown, absolute */
 
 /* Shows the music folder, or "/". -1 when neither can be listed. */
 int list_files_set_default_dpath();

@@ -89,10 +89,17 @@ int list_main_on_update_library()
 
 /* ---- rows ---- */
 
+/* False when nothing plays. */
+static bool copy_playing(char (&to)[PATH_MAX])
+{
+    char cut[512];
+    return play_copy_path(cut) && play_copy_last_path(to);
+}
+
 static void choose_cur_playlist()
 {
-    char playing[512];
-    if (!play_copy_path(playing))
+    char playing[PATH_MAX];
+    if (!copy_playing(playing))
         list_set_cursor(list_cur_playlist, 0);
     else
         (void)list_cur_playlist_select(playing); /* not queued: the cursor stays */
@@ -101,8 +108,8 @@ static void choose_cur_playlist()
 
 static void choose_files()
 {
-    char playing[512];
-    if (play_copy_path(playing))
+    char playing[PATH_MAX];
+    if (copy_playing(playing))
         (void)list_files_select_file(playing); /* its folder may be gone: the rows stay */
     else
         (void)list_files_set_default_dpath();

@@ -25,6 +25,8 @@ constinit std::atomic<int32_t> play_pos{0};
 constinit std::atomic<uint8_t> play_paused{1};
 constinit std::atomic<uint32_t> play_handle_id{0};
 int (*play_ended)(int32_t delta) = nullptr;
+/* What play_fpath is the beginning of. */
+static constinit char whole_path[PATH_MAX] GUARDED_BY(play_lock) = "";
 
 /* Held from the closing of one stream until the next one plays. Without it two begins could meet
  * between their two looks at play_lock and lose a stream, and a stop could come between the end
@@ -46,17 +48,22 @@ static void close_locked() REQUIRES(play_lock)
 
 static int open_locked(const char *path) REQUIRES(play_lock)
 {
-    if (!path || strlen(path) >= sizeof play_fpath)
+    /* Whoever starts the last track again may have the cut copy of its path only. */
+    const bool is_cut = strlen(play_fpath) == sizeof play_fpath - 1;
+    const char *whole = path && is_cut && strcmp(path, play_fpath) == 0 ? whole_path : path;
+    if (!whole || strlen(whole) >= sizeof whole_path)
         return -1;
-    const audio_decoder *decoder = audio_get_decoder(path);
-    audio_stream *stream = decoder ? decoder->open(path) : nullptr;
+    const audio_decoder *decoder = audio_get_decoder(whole);
+    audio_stream *stream = decoder ? decoder->open(whole) : nullptr;
     if (!stream)
         return -1;
     play_decoder = decoder;
     play_handle = stream;
     ++play_handle_id;
-    if (path != play_fpath)
-        (void)str_copy(play_fpath, path); /* fits, see above */
+    if (path != play_fpath && whole != whole_path) {
+        (void)str_copy(whole_path, whole); /* fits, see above */
+        (void)str_copy(play_fpath, whole); /* cut */
+    }
     play_paused = 0;
     return 0;
 }
@@ -177,12 +184,12 @@ void play_sound_callback(void *user, void *buffer, uint32_t length)
         finish(id, result == 1 ? track_end::natural : track_end::error);
 }
 
-bool play_copy_last_path(char (&to)[512])
+bool play_copy_last_path(char (&to)[PATH_MAX])
 {
     sys_guard guard(play_lock);
     if (play_fpath[0] == '\0')
         return false;
-    (void)str_copy(to, play_fpath); /* same size */
+    (void)str_copy(to, whole_path); /* same size */
     return true;
 }
 

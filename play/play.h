@@ -8,6 +8,7 @@
 #include "platform/base/lock.h"
 
 #include <atomic>
+#include <climits>
 #include <cstdint>
 
 struct audio_decoder;
@@ -17,7 +18,7 @@ struct audio_stream;
 extern sys_lock play_lock;
 extern const audio_decoder *play_decoder GUARDED_BY(play_lock); /* null: none */
 extern audio_stream *play_handle GUARDED_BY(play_lock);         /* null: nothing plays */
-extern char play_fpath[512] GUARDED_BY(play_lock);              /* the current or last track */
+extern char play_fpath[512] GUARDED_BY(play_lock);              /* the current or last track, cut */
 extern std::atomic<int32_t> play_pos;        /* ms, what the listener hears now */
 extern std::atomic<uint8_t> play_paused;     /* also set while nothing is open */
 extern std::atomic<uint32_t> play_handle_id; /* grows with every open and close */
@@ -30,7 +31,7 @@ extern int (*play_ended)(int32_t delta);
 [[nodiscard]] int play_init();
 int play_exit();
 /* Plays a file from its beginning. 0, or -1 with nothing playing. Any thread, play_lock not held.
- *   path  may be play_fpath itself; one of 512 bytes or more is not found */
+ *   path  may be play_fpath itself, or a copy of it: then the last track starts again */
 int play_begin(const char *path);
 /* Stops. Always 0. Any thread, play_lock not held. */
 int play_end();
@@ -38,8 +39,8 @@ int play_end();
  *   id  receives play_handle_id as it was under the lock */
 int play_next(void *buffer, uint32_t length, uint32_t *id);
 void play_sound_callback(void *user, void *buffer, uint32_t length);
-/* A copy of play_fpath under the lock, the track loaded or not; false, and `to` as it was, when
- * nothing was ever played. */
-[[nodiscard]] bool play_copy_last_path(char (&to)[512]);
+/* The whole path of the current or last track, of which play_fpath may be the beginning only, under
+ * the lock; false, and `to` as it was, when nothing was ever played. */
+[[nodiscard]] bool play_copy_last_path(char (&to)[PATH_MAX]);
 /* A copy of play_fpath under the lock, when a track is loaded: true, else false and "". */
 bool play_copy_path(char (&to)[512]);

@@ -53,7 +53,7 @@ static text_owner next_path(const char *playing, int32_t delta)
 int list_cur_playlist_go(int32_t delta)
 {
     /* The last track counts too: at the end of a track nothing is open any more. */
-    char playing[sizeof play_fpath];
+    char playing[PATH_MAX];
     if (!play_copy_last_path(playing))
         return -1;
     const text_owner path = next_path(playing, delta);

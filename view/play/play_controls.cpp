@@ -39,7 +39,7 @@ struct key_action {
 
 static void begin_remembered_file()
 {
-    char path[512];
+    char path[PATH_MAX];
     if (play_copy_last_path(path))
         (void)play_begin(path);
 }
@@ -110,8 +110,9 @@ static void act_next(view *)
 static void act_show_playlist(view *)
 {
     (void)view_list_select(list_cur_playlist);
-    char path[512];
-    if (play_copy_path(path) && list_page_selected == list_cur_playlist)
+    char cut[512];
+    char path[PATH_MAX];
+    if (play_copy_path(cut) && list_page_selected == list_cur_playlist && play_copy_last_path(path))
         (void)list_cur_playlist_select(path);
     view_select(view_list);
 }

@@ -54,7 +54,7 @@ inline std::string playing()
     return play_fpath;
 }
 
-bool play_copy_last_path(char (&to)[512])
+bool play_copy_last_path(char (&to)[PATH_MAX])
 {
     (void)str_copy(to, play_fpath);
     return to[0] != '\0';

@@ -55,6 +55,12 @@ int play_end()
     return 0;
 }
 
+bool play_copy_last_path(char (&to)[PATH_MAX])
+{
+    (void)str_copy(to, playing.c_str());
+    return to[0] != '\0';
+}
+
 bool play_copy_path(char (&to)[512])
 {
     return str_copy(to, playing.c_str()) && !playing.empty();

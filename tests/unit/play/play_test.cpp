@@ -3,6 +3,7 @@
 
 #include "platform/base/fault.h"
 
+#include <climits>
 #include <gtest/gtest.h>
 #include <thread>
 
@@ -156,17 +157,28 @@ TEST_F(play, leaves_nothing_playing_when_a_begin_fails)
     }
 }
 
-TEST_F(play, refuses_a_path_that_it_cannot_keep_whole)
+TEST_F(play, shows_the_beginning_of_a_long_path_and_knows_the_rest)
 {
     const std::string fits = std::string(507, 'a') + ".mp3";
     ASSERT_EQ(fits.size(), 511u);
     EXPECT_EQ(play_begin(fits.c_str()), 0);
     EXPECT_EQ(path(), fits);
 
-    const std::string too_long = std::string(508, 'a') + ".mp3";
+    const std::string longest = std::string(PATH_MAX - 5, 'b') + ".mp3";
+    EXPECT_EQ(play_begin(longest.c_str()), 0);
+    EXPECT_EQ(path(), longest.substr(0, 511));
+    char whole[PATH_MAX];
+    EXPECT_TRUE(play_copy_last_path(whole));
+    EXPECT_EQ(whole, longest);
+    /* What remembers the beginning only starts the same track again. */
+    EXPECT_EQ(play_begin(path().c_str()), 0);
+    EXPECT_EQ(play_begin(play_fpath), 0);
+    EXPECT_EQ(opened, (std::vector<std::string>{fits, longest, longest, longest}));
+
+    const std::string too_long = std::string(PATH_MAX - 4, 'c') + ".mp3";
     EXPECT_EQ(play_begin(too_long.c_str()), -1);
     EXPECT_FALSE(is_open()); /* the old one is closed, as for any file that is not there */
-    EXPECT_EQ(path(), fits);
+    EXPECT_EQ(path(), longest.substr(0, 511));
 }
 
 TEST_F(play, restarts_the_current_track_from_its_own_path)

@@ -131,7 +131,7 @@ int play_end()
     return 0;
 }
 
-bool play_copy_last_path(char (&to)[512])
+bool play_copy_last_path(char (&to)[PATH_MAX])
 {
     const sys_guard guard(play_lock);
     str_copy(to, play_fpath);
