@@ -1,9 +1,9 @@
 #include "view/lyrics/lyrics_fetch.h"
 
-#include "platform/file/file.h"
 #include "platform/base/owner.h"
-#include "platform/net/sock.h"
 #include "platform/base/str.h"
+#include "platform/file/file.h"
+#include "platform/net/sock.h"
 #include "view/lyrics/lyrics_key.h"
 #include "view/lyrics/lyrics_parse.h"
 

@@ -3,9 +3,9 @@
 
 #include "platform/base/fault.h"
 #include "platform/draw/fb.h"
+#include "support/scratch.h"
 #include "tests/makers/maker_font.h"
 #include "tests/makers/maker_picture.h"
-#include "support/scratch.h"
 #include "unit/platform/draw/guarded_surface.h"
 
 #include <algorithm>
