@@ -14,8 +14,6 @@
 #include <cstring>
 
 constexpr char heading[] = "设置";
-enum { mode_menu = 2 }; /* from here on a choice is ignored */
-
 /* Main thread, like everything here but the rows. */
 constinit const list_cfg_setting *list_cfg_cur = nullptr;
 static constinit int32_t top_cursor = 0; /* row of the setting that is open */
@@ -152,9 +150,10 @@ static void close_setting()
     list_set_cursor(list_cfg, top_cursor);
 }
 
+/* The menu key and those behind it do nothing here. */
 static int select(view *screen, list *self, int32_t index, int32_t mode)
 {
-    if (mode >= mode_menu)
+    if (mode >= list_mode_menu)
         return 0;
     if (index == -1 && !list_cfg_cur) {
         (void)view_list_select(list_main);

@@ -20,7 +20,6 @@
 #include <cstdlib>
 #include <cstring>
 
-enum { mode_queue = 2, mode_ignored = 3 };
 enum class folder_change { enter, up };
 
 /* Main thread, like everything here. */
@@ -146,7 +145,7 @@ static int queue_folder(const char *path)
 static int select_folder(view *screen, uint32_t row, int32_t mode)
 {
     const bool is_parent = strcmp(listing.names[row], "..") == 0;
-    if (mode == mode_queue && !is_parent)
+    if (mode == list_mode_menu && !is_parent)
         return queue_folder(listing.paths[row]);
     screen->redraw = 1;
     return change_folder(listing.paths[row], is_parent ? folder_change::up : folder_change::enter);
@@ -160,7 +159,7 @@ static void queue_file(const char *path)
 
 static int select_audio(const char *path, int32_t mode)
 {
-    if (mode == mode_queue) {
+    if (mode == list_mode_menu) {
         queue_file(path);
         (void)view_play_begin(path); /* stays in the browser either way */
         return 0;
@@ -177,7 +176,7 @@ static int select_playlist(const char *path, int32_t mode)
     char first[PATH_MAX] = "";
     if (list_cur_playlist_load(path, 1, first, sizeof first) != 0)
         return 0;
-    if (mode == mode_queue) {
+    if (mode == list_mode_menu) {
         (void)view_play_begin(first); /* stays in the browser either way */
         return 0;
     }
@@ -187,9 +186,10 @@ static int select_playlist(const char *path, int32_t mode)
     return -1;
 }
 
+/* The menu key queues what the select key plays. */
 static int select(view *screen, list *, int32_t index, int32_t mode)
 {
-    if (mode == mode_ignored)
+    if (mode == list_mode_reload)
         return 0;
     if (index == -1)
         return select_up(screen);

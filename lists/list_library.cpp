@@ -19,8 +19,6 @@
 constexpr uint32_t most_levels = 4; /* genre, artist, album, track */
 constexpr int32_t all_rows = -1;
 
-enum { mode_queue = 2, mode_ignored = 3 };
-
 using db_result_owner = owner<db_result, db_free_res>;
 using db_text_owner = owner<char, db_free>;
 
@@ -293,15 +291,16 @@ static void queue_and_play(int32_t mode)
             (void)list_cur_playlist_add(columns[0], columns[1], columns[2]); /* queued: fine */
     }
     (void)list_cur_playlist->update(nullptr, list_cur_playlist);
-    if (mode == mode_queue)
+    if (mode == list_mode_menu)
         play_in_background(tracks.get());
     else if (play_first(tracks.get()))
         view_select(view_play);
 }
 
+/* The menu key queues what the select key plays. */
 static int select(view *screen, list *self, int32_t index, int32_t mode)
 {
-    if (mode == mode_ignored)
+    if (mode == list_mode_reload)
         return 0;
     if (index == -1)
         return select_back(screen);
@@ -314,7 +313,7 @@ static int select(view *screen, list *self, int32_t index, int32_t mode)
         (void)list_library_set_cond(all_rows, "");
     else
         (void)list_library_set_cond(row_id(row - 1), text_or_empty(rows->rows[row - 1][0]));
-    if (strcmp(top()->key, "track") != 0 && mode != mode_queue)
+    if (strcmp(top()->key, "track") != 0 && mode != list_mode_menu)
         open_next(screen);
     else
         queue_and_play(mode);

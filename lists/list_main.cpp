@@ -25,8 +25,6 @@ constexpr uint16_t progress_colour = 0x001F;
 constexpr uint16_t failure_colour = 0xF800;
 constexpr int32_t failure_shown_ms = 3000;
 
-enum { mode_menu = 2 }; /* from here on the menu ignores a choice */
-
 struct menu_row {
     const char *text;
     void (*choose)();
@@ -219,9 +217,10 @@ static int input(view *screen, list *)
     return 0;
 }
 
+/* The menu key and those behind it do nothing here. */
 static int select(view *screen, list *, int32_t index, int32_t mode)
 {
-    if (mode >= mode_menu)
+    if (mode >= list_mode_menu)
         return 0;
     if (index == -1)
         return go_home(screen);

@@ -17,8 +17,6 @@
 
 constexpr int32_t main_menu_row = 6;
 
-enum { mode_queue = 2, mode_ignored = 3 };
-
 using db_text_owner = owner<char, db_free>;
 using text_owner = owner<char, free>;
 
@@ -102,17 +100,18 @@ static text_owner copy_path(int32_t row)
     return text_owner(strdup(row_path(list_playlists_res, static_cast<uint32_t>(row))));
 }
 
+/* The menu key queues what the select key plays. */
 static int select(view *, list *, int32_t index, int32_t mode)
 {
-    if (mode == mode_ignored)
+    if (mode == list_mode_reload)
         return 0;
     if (index == -1)
-        return mode == mode_queue ? 0 : leave();
+        return mode == list_mode_menu ? 0 : leave();
     const text_owner path = copy_path(index);
     char first[1024] = "";
     if (!path || list_cur_playlist_load(path.get(), 1, first, sizeof first) != 0)
         return 0;
-    if (mode == mode_queue) {
+    if (mode == list_mode_menu) {
         (void)view_play_begin(first); /* stays in the list either way */
         return 0;
     }

@@ -13,7 +13,6 @@
 #include <cstring>
 
 enum { step_language = 0, step_library = 1, step_done = 2 };
-enum { mode_menu = 2 }; /* from here on a choice is ignored */
 enum { row_yes = 0 };
 
 /* Main thread. */
@@ -104,9 +103,10 @@ static void enter_step(view *screen, list *self)
     screen->redraw = 1;
 }
 
+/* The menu key and those behind it do nothing here. */
 static int select(view *screen, list *self, int32_t index, int32_t mode)
 {
-    if (mode >= mode_menu)
+    if (mode >= list_mode_menu)
         return 0;
     if (index == -1) {
         if (step == step_language)

@@ -22,8 +22,6 @@
 constexpr char saved_path[] = "current.m3u";
 constexpr char heading[] = "Current Playlist";
 
-enum { mode_remove = 2, mode_clear = 3 };
-
 using db_result_owner = owner<db_result, db_free_res>;
 using db_text_owner = owner<char, db_free>;
 using paths_owner = owner<playlist_paths, list_cur_playlist_paths_free>;
@@ -249,8 +247,8 @@ static int select(view *screen, list *self, int32_t index, int32_t mode)
     if (index < 0 || int64_t{index} >= list_count(self))
         return 0;
     const uint32_t row = static_cast<uint32_t>(index);
-    if (mode == mode_remove || mode == mode_clear) {
-        if (mode == mode_remove) {
+    if (mode == list_mode_menu || mode == list_mode_reload) {
+        if (mode == list_mode_menu) {
             remove_row(row);
         } else {
             clear_entries();

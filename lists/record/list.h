@@ -12,13 +12,21 @@ struct view;
 
 extern sys_lock list_lock; /* leaf: nothing else is taken while it is held */
 
+/* The key by which a row is chosen; what it does is up to the list. A touch counts as the first. */
+enum : int32_t {
+    list_mode_select = 0,
+    list_mode_right = 1, /* and "back" */
+    list_mode_menu = 2,
+    list_mode_reload = 3,
+};
+
 /* Record and operations of one list, made by the room that fills it: it names the operations, the
  * rest starts empty. */
 struct list {
     int (*init)();
     int (*exit)();
     int (*input)(view *screen, list *self); /* -1: consumed */
-    /* index: the row, or -1 for "back"; mode: 0 to 3, by the key. -1: stop handling this event. */
+    /* index: the row, or -1 for "back"; mode: list_mode_*. -1: stop handling this event. */
     int (*select)(view *screen, list *self, int32_t index, int32_t mode);
     int (*update)(view *screen, list *self);      /* rebuilds the rows; both may be null */
     int32_t cursor GUARDED_BY(list_lock) = 0;     /* selected row, -1 for none */

@@ -9,8 +9,6 @@
 #include <algorithm>
 #include <array>
 
-enum { mode_select = 0, mode_right = 1, mode_menu = 2, mode_reload = 3 };
-
 /* One finger at a time. */
 struct finger {
     bool captured;               /* it did something; moves are ignored until it lifts */
@@ -85,10 +83,10 @@ struct choice {
 };
 
 static constexpr choice choices[] = {
-    {key_select, mode_select},
-    {key_right, mode_right},
-    {key_menu, mode_menu},
-    {key_reload, mode_reload},
+    {key_select, list_mode_select},
+    {key_right, list_mode_right},
+    {key_menu, list_mode_menu},
+    {key_reload, list_mode_reload},
 };
 
 /* An operation of a list may have shown another list or another screen. */
@@ -123,7 +121,7 @@ static bool handle_keys(view *self, list *shown)
     if (choose_row(self, shown))
         return true;
     if (input_key.pressed & key_left)
-        return select_row(self, shown, -1, mode_right);
+        return select_row(self, shown, -1, list_mode_right);
     if (input_key.pressed & key_switch) {
         view_select(view_play);
         return true;
@@ -229,7 +227,8 @@ static void touch_up(view *self, list *shown)
     if (static_cast<uint32_t>(lifted.index) >= view_list_look(shown).count)
         return; /* the rows have changed under the finger */
     set_cursor(self, shown, lifted.index);
-    (void)shown->select(self, shown, lifted.index, mode_select); /* what changed is seen below */
+    (void)shown->select(self, shown, lifted.index,
+                        list_mode_select); /* what changed is seen below */
 }
 
 static void handle_touch(view *self, list *shown)
