@@ -37,7 +37,6 @@
 #include <string_view>
 #include <unistd.h>
 
-constexpr int32_t screen_width = 320, screen_height = 240;
 constexpr int32_t update_wait_ms = 30000; /* half-replaced files would not start again */
 constexpr int32_t worker_wait_ms = 2000;
 constexpr unsigned patience_s = 20; /* from a signal to the end; the slowest card saves in less */
@@ -77,7 +76,7 @@ static int apply_settings()
 
 static int open_screen()
 {
-    return fb_open(screen_width, screen_height);
+    return fb_open(device_width, device_height);
 }
 
 static int begin_saving()

@@ -7,6 +7,9 @@
 struct fb_surface;
 struct sound_speaker;
 
+/* The screen that everything is drawn for, in pixels; a device fits it into what it has. */
+constexpr int32_t device_width = 320, device_height = 240;
+
 /* Main thread unless said otherwise. Operations return 0 or -1. The closing ones accept a part
  * that was never opened. */
 struct device {

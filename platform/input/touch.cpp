@@ -7,7 +7,6 @@
 
 #include <algorithm>
 
-constexpr int32_t panel_width = 320, panel_height = 240;
 constexpr uint32_t queue_size = 128;
 
 struct touch_point {
@@ -94,8 +93,8 @@ void touch_event(int32_t type, int32_t x, int32_t y)
 {
     clock_note_input();
     sound_wake();
-    x = std::clamp(x, 0, panel_width - 1);
-    y = std::clamp(y, 0, panel_height - 1);
+    x = std::clamp(x, 0, device_width - 1);
+    y = std::clamp(y, 0, device_height - 1);
     if (type == touch_type_press && finger_down)
         type = touch_type_move;
     if (type == touch_type_press) {

@@ -1,6 +1,7 @@
 /* check_element: words, images, boxes and touch targets of one element. */
 #include "tools/zerv_skin/check_page.h"
 
+#include "platform/base/device.h"
 #include "platform/image/image.h"
 #include "skin/skin_parse.h"
 #include "skin/skin_table.h"
@@ -9,7 +10,6 @@
 #include <cctype>
 #include <cinttypes>
 
-constexpr int32_t screen_width = 320, screen_height = 240;
 constexpr int32_t smallest_target = 24; /* pixels a finger can hit */
 constexpr int32_t lyrics_bands = 3;
 
@@ -175,8 +175,8 @@ static bool is_outside(const skin_element &element, bool wholly)
     const int64_t right = static_cast<int64_t>(element.x) + element.width;
     const int64_t bottom = static_cast<int64_t>(element.y) + element.height;
     if (wholly)
-        return element.x >= screen_width || element.y >= screen_height || right <= 0 || bottom <= 0;
-    return element.x < 0 || element.y < 0 || right > screen_width || bottom > screen_height;
+        return element.x >= device_width || element.y >= device_height || right <= 0 || bottom <= 0;
+    return element.x < 0 || element.y < 0 || right > device_width || bottom > device_height;
 }
 
 static void check_box(const element_check &it)
@@ -189,10 +189,10 @@ static void check_box(const element_check &it)
     }
     if (it.kind.is_row && is_outside(element, false))
         check_warn(it.in, it.tag, "", "row-outside", "the row leaves the screen of %d x %d",
-                   screen_width, screen_height);
+                   device_width, device_height);
     else if (element.width > 0 && element.height > 0 && is_outside(element, true))
         check_warn(it.in, it.tag, "", "outside", "the element lies outside the screen of %d x %d",
-                   screen_width, screen_height);
+                   device_width, device_height);
 }
 
 /* Boxes that are drawn into, and therefore need a size of their own. */
@@ -230,7 +230,7 @@ static void check_list(const element_check &it)
     const skin_element &last = it.in.page->elements[it.tag.element + 2 * rows];
     if (is_outside(last, false) || is_outside(it.in.page->elements[it.tag.element + 1], false))
         check_warn(it.in, it.tag, "", "row-outside", "rows leave the screen of %d x %d",
-                   screen_width, screen_height);
+                   device_width, device_height);
     const skin_row_count count = skin_count_rows(list.y, list.height, list.font_size);
     if (count.made < count.wanted)
         check_warn(it.in, it.tag, "height", "many-rows",

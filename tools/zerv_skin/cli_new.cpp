@@ -1,4 +1,5 @@
 /* cli_new: zerv-skin new, a small working skin to start from. */
+#include "platform/base/device.h"
 #include "platform/base/owner.h"
 #include "platform/file/file.h"
 #include "tools/zerv_skin/cli.h"
@@ -92,7 +93,7 @@ static uint32_t list_pixel(int32_t x, int32_t y)
 }
 
 static const new_picture pictures[] = {
-    {"back.png", 320, 240, back_pixel},
+    {"back.png", device_width, device_height, back_pixel},
     {"row.png", 288, 32, row_pixel},
     {"knob.png", 24, 24, knob_pixel},
     {"bar.png", 8, 24, knob_pixel},

@@ -1,6 +1,7 @@
 /* preview: pictures of a skin, one a scene, and a sheet of them all. */
 #include "tools/zerv_skin/preview.h"
 
+#include "platform/base/device.h"
 #include "platform/base/owner.h"
 #include "platform/draw/fb.h"
 #include "platform/file/file.h"
@@ -15,7 +16,7 @@
 #include <string>
 
 /* The sheet: half-size pictures in columns, each with its name below. */
-constexpr int32_t thumb_width = stage_width / 2, thumb_height = stage_height / 2;
+constexpr int32_t thumb_width = device_width / 2, thumb_height = device_height / 2;
 constexpr int32_t gap = 8, label_height = 18, label_size = 12;
 constexpr int32_t columns = 6;
 constexpr int32_t cell_width = thumb_width + gap, cell_height = thumb_height + label_height + gap;

@@ -130,7 +130,7 @@ int stage_open()
     (void)str_copy(lang_selected, "en"); /* times as every reader knows them */
     play_view_open(true);
     list_page_selected = &rows;
-    return fb_open(stage_width, stage_height);
+    return fb_open(device_width, device_height);
 }
 
 void stage_close()

@@ -3,8 +3,6 @@
 
 #include <cstdint>
 
-constexpr int32_t stage_width = 320, stage_height = 240;
-
 struct stage_play_state {
     bool loaded;
     bool paused;

@@ -1,6 +1,7 @@
 /* watch_window: a window that shows one scene of a skin and follows its changes. */
 #include "tools/zerv_skin/watch.h"
 
+#include "platform/base/device.h"
 #include "tools/zerv_skin/cli.h"
 
 #ifdef ZERV_SDL
@@ -131,16 +132,17 @@ static int open_window(window_state *state)
     if (!has_display() || SDL_Init(SDL_INIT_VIDEO) != 0)
         return -1;
     state->window = SDL_CreateWindow("zerv-skin", SDL_WINDOWPOS_CENTERED, SDL_WINDOWPOS_CENTERED,
-                                     stage_width * first_scale, stage_height * first_scale,
+                                     device_width * first_scale, device_height * first_scale,
                                      SDL_WINDOW_RESIZABLE);
     if (state->window)
         state->renderer = SDL_CreateRenderer(state->window, -1, SDL_RENDERER_SOFTWARE);
     if (state->renderer)
-        state->texture = SDL_CreateTexture(state->renderer, SDL_PIXELFORMAT_RGB565,
-                                           SDL_TEXTUREACCESS_STREAMING, stage_width, stage_height);
+        state->texture =
+            SDL_CreateTexture(state->renderer, SDL_PIXELFORMAT_RGB565, SDL_TEXTUREACCESS_STREAMING,
+                              device_width, device_height);
     if (!state->texture)
         return -1;
-    SDL_RenderSetLogicalSize(state->renderer, stage_width, stage_height);
+    SDL_RenderSetLogicalSize(state->renderer, device_width, device_height);
     SDL_RenderSetIntegerScale(state->renderer, SDL_TRUE);
     return 0;
 }

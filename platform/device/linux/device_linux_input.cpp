@@ -1,4 +1,5 @@
 /* device_linux_input: buttons, pads and touch panels, as records of the kernel's event devices. */
+#include "platform/base/device.h"
 #include "platform/base/owner.h"
 #include "platform/base/str.h"
 #include "platform/device/linux/device_linux.h"
@@ -19,7 +20,6 @@
 
 constexpr int sources_most = 32;
 constexpr char events_folder[] = "/dev/input";
-constexpr int32_t panel_width = 320, panel_height = 240;
 constexpr int32_t no_slot = -1; /* more fingers than the first are not followed */
 
 struct key_code {
@@ -128,8 +128,8 @@ static void end_report(source *from)
 {
     if (!has_panel(from) || (!from->moved && from->down == from->shown_down))
         return;
-    const int32_t x = scaled(from->raw_x, from->ranges.x, panel_width);
-    const int32_t y = scaled(from->raw_y, from->ranges.y, panel_height);
+    const int32_t x = scaled(from->raw_x, from->ranges.x, device_width);
+    const int32_t y = scaled(from->raw_y, from->ranges.y, device_height);
     if (from->down != from->shown_down)
         touch_event(from->down ? touch_type_press : touch_type_release, x, y);
     else if (from->down)

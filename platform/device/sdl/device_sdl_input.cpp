@@ -1,4 +1,5 @@
 /* device_sdl_input: keyboard, mouse and game controllers of the desktop window. */
+#include "platform/base/device.h"
 #include "platform/device/sdl/device_sdl.h"
 #include "platform/input/key.h"
 #include "platform/input/touch.h"
@@ -110,7 +111,8 @@ static void on_motion(const SDL_MouseMotionEvent *event)
 static void on_button(const SDL_MouseButtonEvent *event)
 {
     const bool down = event->state == SDL_PRESSED;
-    const bool inside = event->x >= 0 && event->x < 320 && event->y >= 0 && event->y < 240;
+    const bool inside =
+        event->x >= 0 && event->x < device_width && event->y >= 0 && event->y < device_height;
     if (event->button != SDL_BUTTON_LEFT || (down && !inside))
         return;
     (void)SDL_CaptureMouse(down ? SDL_TRUE : SDL_FALSE); /* a drag may leave the window */
