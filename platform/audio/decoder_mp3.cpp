@@ -5,13 +5,13 @@
 #include "platform/audio/audio_tags.h"
 #include "platform/audio/decoder.h"
 #include "platform/audio/decoder_mp3_frames.h"
+#include "platform/base/clock.h"
 #include "platform/sound/sound.h"
 
 #include <algorithm>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <mpg123.h>
 
 constexpr uint32_t buffer_bytes = 8192;
@@ -52,14 +52,6 @@ static ssize_t on_read(void *user, void *to, size_t size)
 static off_t on_seek(void *user, off_t offset, int whence)
 {
     return off_t(audio_file_seek(static_cast<audio_file *>(user), offset, whence));
-}
-
-/* Not the player's clock: that one stands still between two passes of a scripted device. */
-static int64_t now_ms()
-{
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return int64_t(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
 }
 
 /* The whole length when the index is complete, else an estimate that never lies behind it. */
@@ -234,10 +226,11 @@ static void find_length(mp3_state *state)
     state->length = state->told;
     if (state->trusted)
         return;
-    const int64_t until = now_ms() + open_ms;
+    /* Not the player's clock: that one stands still between two passes of a scripted device. */
+    const int64_t until = clock_real_msec() + open_ms;
     do {
         mp3_index_extend(&state->index, state->file, &state->layout, INT64_MAX, open_bytes);
-    } while (!state->index.complete && now_ms() < until);
+    } while (!state->index.complete && clock_real_msec() < until);
     state->length = indexed_length(state);
     use_index(state);
 }

@@ -1,5 +1,6 @@
 #include "platform/base/thread.h"
 
+#include "platform/base/clock.h"
 #include "platform/base/fault.h"
 #include "platform/base/lock.h"
 #include "platform/base/str.h"
@@ -7,7 +8,6 @@
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
-#include <ctime>
 #include <pthread.h>
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
@@ -96,16 +96,7 @@ int32_t thread_running()
 
 int thread_settle_to(int32_t left, int32_t ms)
 {
-    timespec until = {};
-    clock_gettime(CLOCK_MONOTONIC, &until);
-    if (ms > 0) {
-        until.tv_sec += ms / 1000;
-        until.tv_nsec += static_cast<long>(ms % 1000) * 1000000;
-        if (until.tv_nsec >= 1000000000) {
-            until.tv_sec++;
-            until.tv_nsec -= 1000000000;
-        }
-    }
+    const timespec until = clock_real_after(ms);
     sys_guard guard(running_lock);
     while (running > left) {
         if (pthread_cond_clockwait(&running_fewer, &running_lock.mutex, CLOCK_MONOTONIC, &until))

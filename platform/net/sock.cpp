@@ -5,6 +5,7 @@
  * costs the same memory, and a reader that stops early reads no further than it keeps. */
 #include "platform/net/sock.h"
 
+#include "platform/base/clock.h"
 #include "platform/base/fault.h"
 #include "platform/base/lock.h"
 #include "platform/net/sock_curl.h"
@@ -12,7 +13,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <sys/socket.h>
 
 constexpr size_t sock_address_longest = 1023;
@@ -46,16 +46,9 @@ static constinit sock *sock_first GUARDED_BY(sock_lock) = nullptr;
 static constinit bool sock_ready GUARDED_BY(sock_lock) = false;
 
 /* Not the device's clock, which a script may stop. */
-static int64_t sock_now_ms()
-{
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
-}
-
 static int64_t sock_deadline_ms()
 {
-    return sock_now_ms() + sock_patience_ms;
+    return clock_real_msec() + sock_patience_ms;
 }
 
 /* ---- The list of open requests, which sock_exit() cuts short ---- */
@@ -202,7 +195,7 @@ static void sock_perform(sock *from)
  * reader that gave up end the transfer. */
 static void sock_wait(sock *from, int64_t deadline_ms)
 {
-    int64_t left = deadline_ms - sock_now_ms();
+    int64_t left = deadline_ms - clock_real_msec();
     if (from->go_on) {
         left = left < sock_ask_ms ? left : sock_ask_ms;
         if (!from->go_on(from->context))

@@ -12,7 +12,6 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <iterator>
 #include <pthread.h>
 #include <sys/resource.h>
@@ -164,20 +163,10 @@ static int32_t play_round(const sound_speaker *to, bool *sleeps)
     return busy ? busy_ms() : idle_ms(clock_real_msec() - attention_ms);
 }
 
-static timespec time_after(int32_t ms)
-{
-    timespec at = {};
-    clock_gettime(CLOCK_MONOTONIC, &at);
-    at.tv_nsec += (long)(ms % 1000) * 1000000;
-    at.tv_sec += ms / 1000 + at.tv_nsec / 1000000000;
-    at.tv_nsec %= 1000000000;
-    return at;
-}
-
 /* False when the thread has to end. */
 static bool wait_for_time(int32_t ms)
 {
-    const timespec until = time_after(ms);
+    const timespec until = clock_real_after(ms);
     sys_guard guard(queue_lock);
     while (!closing && !woken) {
         if (pthread_cond_clockwait(&thread_work, &queue_lock.mutex, CLOCK_MONOTONIC, &until))

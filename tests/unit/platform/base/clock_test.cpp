@@ -29,6 +29,18 @@ TEST(clock_of_machine, moves_forward_without_a_device)
     EXPECT_EQ(clock_sec(), (int32_t)(clock_real_msec() / 1000));
 }
 
+TEST(clock_of_machine, tells_a_moment_to_wait_for)
+{
+    for (int32_t ms : {0, 1, 999, 1000, 1001, 61999}) {
+        const timespec now = clock_real_after(-1), then = clock_real_after(ms);
+        EXPECT_GE(then.tv_nsec, 0) << ms;
+        EXPECT_LT(then.tv_nsec, 1000000000) << ms;
+        const int64_t ahead = (static_cast<int64_t>(then.tv_sec) - now.tv_sec) * 1000000000 +
+                              then.tv_nsec - now.tv_nsec;
+        EXPECT_GE(ahead, static_cast<int64_t>(ms) * 1000000) << ms;
+    }
+}
+
 TEST_F(clock_of_device, counts_seconds_and_milliseconds_from_one_base)
 {
     manual_ms = 1234567;
