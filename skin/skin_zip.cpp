@@ -89,8 +89,16 @@ static int zip_walk(skin_package *package, bool, skin_visit visit, void *user)
     return 0;
 }
 
+/* The library does not look for the true sizes of such an entry where they stand. */
+static bool is_of_large_archive(const unz_file_info64 &info)
+{
+    return info.uncompressed_size == UINT32_MAX || info.compressed_size == UINT32_MAX;
+}
+
 static const char *why_closed(const unz_file_info64 &info)
 {
+    if (is_of_large_archive(info))
+        return "the file's size is that of a large archive (zip64)";
     if (info.uncompressed_size > skin_limit_member)
         return "the file is too large";
     if ((info.flag & encrypted) != 0)

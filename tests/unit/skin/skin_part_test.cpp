@@ -506,6 +506,18 @@ TEST_F(skin_part_test, tells_a_watcher_why_a_member_does_not_open)
     }
 }
 
+/* As archivers write it that are fed by a pipe. */
+TEST_F(skin_part_test, tells_a_watcher_of_sizes_that_only_large_archives_have)
+{
+    make_zip("s.zip", {{"list.xml", skin_xml("")}});
+    for (size_t byte = 0; byte < 4; byte++)
+        patch_entries("s.zip", 24 + byte, 22 + byte, '\xff');
+    fault_list notes;
+    EXPECT_EQ(skin_read_part_watched("s.zip", "list", &notes.watcher), nullptr);
+    ASSERT_EQ(notes.faults.size(), 1u);
+    EXPECT_EQ(notes.faults[0].reason, "the file's size is that of a large archive (zip64)");
+}
+
 TEST_F(skin_part_test, does_not_wait_at_a_pipe)
 {
     ASSERT_EQ(mkfifo("s.zip", 0644), 0);
