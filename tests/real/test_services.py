@@ -395,6 +395,17 @@ class PackageTest(FolderTest):
         self.assertEqual(self.check().returncode, 1)
 
 
+    def test_a_program_of_another_version_is_told(self):
+        folder = self.program_folder()
+        package = self.path("zerv-player-dingoo-0.5.zip")
+        for content, told in ((b"x\x000.4\0", True), (b"x\x000.50\0", True), (b"x\x000.5\0", False)):
+            self.write("program/zerv-player", content, 0o755)
+            for arguments in (("build", folder, "-o", package), ("check", package)):
+                result = run_tool("zerv-package", *arguments)
+                self.assertEqual(result.returncode, 0)
+                self.assertEqual("does not seem to call itself 0.5" in result.stderr, told, content)
+
+
 class SignatureTest(FolderTest):
     """Keys and signatures, as a keeper uses them."""
 

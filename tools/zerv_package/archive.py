@@ -135,11 +135,14 @@ class Archive:
             at += len(chunk)
             left -= len(chunk)
 
+    def pieces(self, entry):
+        """The content, unpacked as far as it goes."""
+        return self.inflated(entry) if entry.method == DEFLATE else self.stored(entry)
+
     def check_data(self, entry):
         """Raises Bad unless a player gets the whole content, with the checksum it declares."""
-        unpack = self.inflated if entry.method == DEFLATE else self.stored
         crc = size = 0
-        for piece in unpack(entry):
+        for piece in self.pieces(entry):
             crc = zlib.crc32(piece, crc)
             size += len(piece)
         if size != entry.size:
