@@ -23,6 +23,8 @@ struct device {
     int (*screen_close)();
     int (*screen_show)(const fb_surface *frame); /* one finished frame */
     int (*screen_power)(int on);
+    /* What is shown beside the picture, as by the frame of a window. Null: nothing is. */
+    void (*screen_title)(const char *text) = nullptr;
     int (*key_open)();
     int (*key_close)();
     int (*touch_open)();

@@ -57,3 +57,9 @@ int fb_flip()
         return -1;
     return device_current->screen_show(fb_cur);
 }
+
+void fb_set_title(const char *text)
+{
+    if (fb_cur && device_current && device_current->screen_title)
+        device_current->screen_title(text);
+}

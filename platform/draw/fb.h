@@ -41,6 +41,8 @@ int fb_set_power(int on);
 int fb_clear(fb_surface *surface, uint16_t colour);
 /* Shows fb_cur. */
 int fb_flip();
+/* What the frame of a window says; a screen without one ignores it. */
+void fb_set_title(const char *text);
 
 /* Makes a surface filled with 0. Null when the size is below 1 or above 4096, or memory runs
  * out. */

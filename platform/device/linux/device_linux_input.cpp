@@ -51,6 +51,11 @@ static const key_code key_codes[] = {
     {KEY_MINUS, key_vol_down},
     {KEY_KPMINUS, key_vol_down},
     {KEY_VOLUMEDOWN, key_vol_down},
+    {KEY_PLAYPAUSE, key_media_play},
+    {KEY_PLAYCD, key_media_play},
+    {KEY_STOPCD, key_media_stop},
+    {KEY_PREVIOUSSONG, key_media_prev},
+    {KEY_NEXTSONG, key_media_next},
     {BTN_DPAD_UP, key_up},
     {BTN_DPAD_DOWN, key_down},
     {BTN_DPAD_LEFT, key_left},
@@ -61,7 +66,10 @@ static const key_code key_codes[] = {
     {BTN_WEST, key_switch},
     {BTN_TL, key_page_up},
     {BTN_TR, key_page_down},
-    {BTN_SELECT, key_reload},
+    {BTN_TL2, key_vol_down},
+    {BTN_TR2, key_vol_up},
+    {BTN_SELECT, key_switch},
+    {BTN_START, key_media_play},
     {BTN_MODE, key_quit},
 };
 

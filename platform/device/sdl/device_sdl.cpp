@@ -128,6 +128,7 @@ static int open_window(int32_t width, int32_t height)
     if (!window)
         return -1;
     SDL_SetWindowMinimumSize(window, width, height);
+    sdl_show_icon(window);
     renderer = SDL_CreateRenderer(window, -1, SDL_RENDERER_SOFTWARE);
     if (!renderer || SDL_RenderSetLogicalSize(renderer, width, height) != 0 ||
         SDL_RenderSetIntegerScale(renderer, SDL_TRUE) != 0)
@@ -164,6 +165,25 @@ void sdl_screen_repeat()
         (void)present(); /* the next frame tells whether the window still works */
 }
 
+void sdl_screen_toggle_full()
+{
+    if (!window)
+        return;
+    const bool full = (SDL_GetWindowFlags(window) & SDL_WINDOW_FULLSCREEN_DESKTOP) != 0;
+    /* A window system that refuses leaves the window as it is. */
+    (void)SDL_SetWindowFullscreen(window, full ? 0 : SDL_WINDOW_FULLSCREEN_DESKTOP);
+}
+
+/* Tags and file names may hold anything; some window systems end a program that hands them bytes
+ * which are no UTF-8. */
+static void sdl_screen_title(const char *text)
+{
+    char *clean = SDL_iconv_string("UTF-8", "UTF-8", text, SDL_strlen(text) + 1);
+    if (window)
+        SDL_SetWindowTitle(window, clean ? clean : window_title);
+    SDL_free(clean);
+}
+
 static int sdl_screen_show(const fb_surface *frame)
 {
     if (!texture || SDL_UpdateTexture(texture, nullptr, frame->pixels, frame->stride * 2) != 0)
@@ -197,6 +217,7 @@ constinit const device device_sdl = {
     .screen_close = sdl_screen_close,
     .screen_show = sdl_screen_show,
     .screen_power = sdl_screen_power,
+    .screen_title = sdl_screen_title,
     .key_open = sdl_succeed,
     .key_close = sdl_succeed,
     .touch_open = sdl_succeed,

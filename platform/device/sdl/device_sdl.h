@@ -3,12 +3,20 @@
 
 #include <cstdint>
 
+struct SDL_Window;
 struct sound_speaker;
 
 /* ---- device_sdl.cpp ---- */
 
 /* Draws the last frame again, after the window system lost it. */
 void sdl_screen_repeat();
+/* From the window to the whole screen, or back. */
+void sdl_screen_toggle_full();
+
+/* ---- device_sdl_icon.cpp ---- */
+
+/* A program folder without a picture leaves the window without one. */
+void sdl_show_icon(SDL_Window *window);
 
 /* ---- device_sdl_input.cpp ---- */
 

@@ -1,20 +1,24 @@
 /* device_sdl_input: keyboard, mouse and game controllers of the desktop window. */
 #include "platform/base/device.h"
 #include "platform/device/sdl/device_sdl.h"
+#include "platform/input/drop.h"
 #include "platform/input/key.h"
 #include "platform/input/touch.h"
 
 #include <SDL.h>
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <pthread.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
 constexpr int controllers_most = 4;
+constexpr int32_t wheel_steps_most = 5; /* of one event: a touch pad reports dozens */
 constexpr int32_t stick_far = 16000, stick_near = 12000; /* apart, so that a key does not flutter */
 constexpr uint64_t wake_end = 1u << 30; /* tells the helper to end; a wake adds 1 */
 
@@ -43,6 +47,13 @@ static const key_of keyboard[] = {
     {SDLK_KP_PLUS, key_vol_up},
     {SDLK_MINUS, key_vol_down},
     {SDLK_KP_MINUS, key_vol_down},
+    {SDLK_AC_BACK, key_back},
+    {SDLK_VOLUMEUP, key_vol_up},
+    {SDLK_VOLUMEDOWN, key_vol_down},
+    {SDLK_AUDIOPLAY, key_media_play},
+    {SDLK_AUDIOSTOP, key_media_stop},
+    {SDLK_AUDIOPREV, key_media_prev},
+    {SDLK_AUDIONEXT, key_media_next},
 };
 
 static const key_of buttons[] = {
@@ -56,7 +67,8 @@ static const key_of buttons[] = {
     {SDL_CONTROLLER_BUTTON_Y, key_switch},
     {SDL_CONTROLLER_BUTTON_LEFTSHOULDER, key_page_up},
     {SDL_CONTROLLER_BUTTON_RIGHTSHOULDER, key_page_down},
-    {SDL_CONTROLLER_BUTTON_BACK, key_reload},
+    {SDL_CONTROLLER_BUTTON_BACK, key_switch}, /* labelled SELECT by many: harmless everywhere */
+    {SDL_CONTROLLER_BUTTON_START, key_media_play},
     {SDL_CONTROLLER_BUTTON_GUIDE, key_quit},
 };
 
@@ -107,10 +119,25 @@ static void on_motion(const SDL_MouseMotionEvent *event)
         touch_event(touch_type_move, event->x, event->y);
 }
 
+static void tap(uint32_t mask)
+{
+    key_event(mask, true);
+    key_event(mask, false);
+}
+
+static void on_wheel(const SDL_MouseWheelEvent *event)
+{
+    const int32_t steps = std::min(std::abs(event->y), wheel_steps_most);
+    for (int32_t i = 0; i < steps; i++)
+        tap(event->y > 0 ? key_up : key_down);
+}
+
 /* A press on the black bars beside the picture is none; a release there ends a drag. */
 static void on_button(const SDL_MouseButtonEvent *event)
 {
     const bool down = event->state == SDL_PRESSED;
+    if (down && (event->button == SDL_BUTTON_RIGHT || event->button == SDL_BUTTON_X1))
+        tap(key_back);
     const bool inside =
         event->x >= 0 && event->x < device_width && event->y >= 0 && event->y < device_height;
     if (event->button != SDL_BUTTON_LEFT || (down && !inside))
@@ -169,13 +196,40 @@ static void on_window(const SDL_WindowEvent *event)
         sdl_screen_repeat();
 }
 
+/* Keys repeat at the player's own pace, see key.h. */
+static void on_key(const SDL_KeyboardEvent *event)
+{
+    const bool down = event->type == SDL_KEYDOWN;
+    if (event->repeat)
+        return;
+    if (event->keysym.sym == SDLK_F11 && down)
+        sdl_screen_toggle_full();
+    send(find_mask(keyboard, event->keysym.sym), down);
+}
+
+static void on_drop(const SDL_DropEvent *event)
+{
+    if (event->type == SDL_DROPFILE && event->file)
+        drop_event(event->file);
+    if (event->type == SDL_DROPCOMPLETE)
+        drop_end();
+    SDL_free(event->file);
+}
+
 static void on_event(const SDL_Event *event)
 {
     switch (event->type) {
     case SDL_KEYDOWN:
     case SDL_KEYUP:
-        if (!event->key.repeat)
-            send(find_mask(keyboard, event->key.keysym.sym), event->type == SDL_KEYDOWN);
+        on_key(&event->key);
+        break;
+    case SDL_MOUSEWHEEL:
+        on_wheel(&event->wheel);
+        break;
+    case SDL_DROPFILE:
+    case SDL_DROPTEXT:
+    case SDL_DROPCOMPLETE:
+        on_drop(&event->drop);
         break;
     case SDL_MOUSEMOTION:
         on_motion(&event->motion);
@@ -212,10 +266,8 @@ void sdl_input_poll()
     while (SDL_PollEvent(&event))
         on_event(&event);
     /* In every pass: the first press may do no more than light a dark display. */
-    if (closing) {
-        key_event(key_quit, true);
-        key_event(key_quit, false);
-    }
+    if (closing)
+        tap(key_quit);
 }
 
 void sdl_input_wait(int32_t ms)

@@ -138,6 +138,7 @@ constinit const device device_virtual = {
     .screen_close = virtual_screen_close,
     .screen_show = virtual_screen_show,
     .screen_power = virtual_screen_power,
+    .screen_title = virtual_screen_title,
     .key_open = virtual_succeed,
     .key_close = virtual_succeed,
     .touch_open = virtual_succeed,

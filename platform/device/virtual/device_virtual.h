@@ -38,13 +38,16 @@ int virtual_answer_pixel(int32_t x, int32_t y);
 int virtual_answer_screenshot(const char *path);
 void virtual_answer_text();
 void virtual_answer_state();
+void virtual_answer_title();
 
 /* ---- device_virtual_screen.cpp: the frame shown last, and its texts ---- */
 
 int virtual_screen_open(int32_t width, int32_t height);
 int virtual_screen_close();
 int virtual_screen_show(const fb_surface *frame);
+void virtual_screen_title(const char *text);
 uint32_t virtual_screen_flips();
+const char *virtual_screen_title_now();
 /* Null outside the screen. */
 const uint16_t *virtual_screen_pixel(int32_t x, int32_t y);
 uint32_t virtual_screen_text_count();

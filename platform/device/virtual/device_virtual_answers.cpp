@@ -61,3 +61,10 @@ void virtual_answer_state()
     printf(" paused=%d pos=%d volume=%d queued=%d\n", program.paused, program.pos_ms,
            sound_volume_now(), sound_get_buffer_remaining());
 }
+
+void virtual_answer_title()
+{
+    printf("title ");
+    print_text(virtual_screen_title_now());
+    printf("\n");
+}

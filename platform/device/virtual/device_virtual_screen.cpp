@@ -1,5 +1,6 @@
 /* device_virtual_screen: the frame shown last, in memory, and the texts that stand on it. */
 #include "platform/base/owner.h"
+#include "platform/base/str.h"
 #include "platform/device/virtual/device_virtual.h"
 #include "platform/draw/fb.h"
 
@@ -15,6 +16,7 @@ static constinit uint32_t flips = 0;
 static constinit fb_text *texts =
     nullptr; /* text_count records in one block with their strings, ours */
 static constinit uint32_t text_count = 0;
+static constinit char title[1024] = "";
 
 static void drop_texts()
 {
@@ -53,7 +55,18 @@ int virtual_screen_open(int32_t width, int32_t height)
     shown_width = width;
     shown_height = height;
     flips = 0;
+    title[0] = '\0';
     return 0;
+}
+
+void virtual_screen_title(const char *text)
+{
+    (void)str_copy(title, text); /* may be cut */
+}
+
+const char *virtual_screen_title_now()
+{
+    return title;
 }
 
 int virtual_screen_close()

@@ -4,6 +4,7 @@
 #include "platform/device/virtual/device_virtual.h"
 #include "platform/device/virtual/device_virtual_lines.h"
 #include "platform/file/file_later.h"
+#include "platform/input/drop.h"
 #include "platform/input/key.h"
 #include "platform/input/touch.h"
 
@@ -116,6 +117,25 @@ static outcome run_touch(char *const *words, int)
     return outcome::pass;
 }
 
+/* Several may follow one another before the pass that takes them as one drop. */
+static outcome run_drop(char *const *words, int)
+{
+    drop_event(words[0]);
+    return outcome::done;
+}
+
+static outcome run_dropped(char *const *, int)
+{
+    drop_end();
+    return outcome::pass;
+}
+
+static outcome run_title(char *const *, int)
+{
+    virtual_answer_title();
+    return outcome::done;
+}
+
 static outcome run_battery(char *const *words, int)
 {
     int32_t percent = 0;
@@ -207,7 +227,8 @@ static const command commands[] = {
     {"wait", 1, -1, run_wait},      {"screenshot", 1, -1, run_screenshot},
     {"pixel", 2, 2, run_pixel},     {"text", 0, 0, run_text},
     {"state", 0, 0, run_state},     {"echo", 0, -1, run_echo},
-    {"quit", 0, 0, run_quit},
+    {"drop", 1, -1, run_drop},      {"dropped", 0, 0, run_dropped},
+    {"title", 0, 0, run_title},     {"quit", 0, 0, run_quit},
 };
 
 /* Cuts the first word off `text` and returns what follows it, without leading blanks. */

@@ -14,11 +14,24 @@ struct key_name {
 };
 
 static const key_name key_names[] = {
-    {"up", key_up},         {"down", key_down},         {"left", key_left},
-    {"right", key_right},   {"page_up", key_page_up},   {"page_down", key_page_down},
-    {"select", key_select}, {"menu", key_menu},         {"reload", key_reload},
-    {"switch", key_switch}, {"back", key_back},         {"quit", key_quit},
-    {"vol_up", key_vol_up}, {"vol_down", key_vol_down},
+    {"up", key_up},
+    {"down", key_down},
+    {"left", key_left},
+    {"right", key_right},
+    {"page_up", key_page_up},
+    {"page_down", key_page_down},
+    {"select", key_select},
+    {"menu", key_menu},
+    {"reload", key_reload},
+    {"switch", key_switch},
+    {"back", key_back},
+    {"quit", key_quit},
+    {"vol_up", key_vol_up},
+    {"vol_down", key_vol_down},
+    {"media_play", key_media_play},
+    {"media_stop", key_media_stop},
+    {"media_prev", key_media_prev},
+    {"media_next", key_media_next},
 };
 
 static uint32_t find_key(const char *name, size_t length)

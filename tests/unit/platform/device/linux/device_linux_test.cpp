@@ -192,9 +192,12 @@ TEST_F(linux_input_of, buttons_are_keys)
     const struct {
         uint16_t code;
         uint32_t mask;
-    } codes[] = {{KEY_UP, key_up},        {KEY_ENTER, key_select}, {KEY_ESC, key_back},
-                 {BTN_SOUTH, key_select}, {BTN_TL, key_page_up},   {KEY_VOLUMEUP, key_vol_up},
-                 {KEY_POWER, key_quit},   {KEY_TAB, key_switch},   {KEY_F5, key_reload}};
+    } codes[] = {
+        {KEY_UP, key_up},         {KEY_ENTER, key_select},       {KEY_ESC, key_back},
+        {BTN_SOUTH, key_select},  {BTN_TL, key_page_up},         {KEY_VOLUMEUP, key_vol_up},
+        {KEY_POWER, key_quit},    {KEY_TAB, key_switch},         {KEY_F5, key_reload},
+        {BTN_SELECT, key_switch}, {BTN_START, key_media_play},   {BTN_TL2, key_vol_down},
+        {BTN_TR2, key_vol_up},    {KEY_NEXTSONG, key_media_next}};
     for (const auto &each : codes) {
         send(buttons, EV_KEY, each.code, 1);
         report(buttons);

@@ -1,10 +1,10 @@
 /* The desktop window on a display in memory, and events that the test posts. */
-#if __has_include(<SDL.h>)
 #include "platform/base/clock.h"
 #include "platform/base/device.h"
 #include "platform/base/fault.h"
 #include "platform/device/sys.h"
 #include "platform/draw/fb.h"
+#include "platform/input/drop.h"
 #include "platform/input/key.h"
 #include "platform/input/touch.h"
 #include "platform/sound/sound.h"
@@ -156,13 +156,32 @@ TEST_F(device_sdl_window, knows_every_key)
     const struct {
         SDL_Keycode code;
         uint32_t mask;
-    } keys[] = {{SDLK_UP, 0x1},         {SDLK_DOWN, 0x10},       {SDLK_LEFT, 0x4},
-                {SDLK_RIGHT, 0x40},     {SDLK_PAGEUP, 0x400},    {SDLK_PAGEDOWN, 0x800},
-                {SDLK_RETURN, 0x2000},  {SDLK_SPACE, 0x1000},    {SDLK_TAB, 0x4000},
-                {SDLK_F5, 0x8000},      {SDLK_ESCAPE, 0x200},    {SDLK_BACKSPACE, 0x200},
-                {SDLK_q, 0x100},        {SDLK_PLUS, 0x10000},    {SDLK_EQUALS, 0x10000},
-                {SDLK_MINUS, 0x20000},  {SDLK_KP_PLUS, 0x10000}, {SDLK_KP_MINUS, 0x20000},
-                {SDLK_KP_ENTER, 0x2000}};
+    } keys[] = {{SDLK_UP, 0x1},
+                {SDLK_DOWN, 0x10},
+                {SDLK_LEFT, 0x4},
+                {SDLK_RIGHT, 0x40},
+                {SDLK_PAGEUP, 0x400},
+                {SDLK_PAGEDOWN, 0x800},
+                {SDLK_RETURN, 0x2000},
+                {SDLK_SPACE, 0x1000},
+                {SDLK_TAB, 0x4000},
+                {SDLK_F5, 0x8000},
+                {SDLK_ESCAPE, 0x200},
+                {SDLK_BACKSPACE, 0x200},
+                {SDLK_q, 0x100},
+                {SDLK_PLUS, 0x10000},
+                {SDLK_EQUALS, 0x10000},
+                {SDLK_MINUS, 0x20000},
+                {SDLK_KP_PLUS, 0x10000},
+                {SDLK_KP_MINUS, 0x20000},
+                {SDLK_KP_ENTER, 0x2000},
+                {SDLK_VOLUMEUP, 0x10000},
+                {SDLK_VOLUMEDOWN, 0x20000},
+                {SDLK_AUDIOPLAY, key_media_play},
+                {SDLK_AUDIOSTOP, key_media_stop},
+                {SDLK_AUDIOPREV, key_media_prev},
+                {SDLK_AUDIONEXT, key_media_next},
+                {SDLK_AC_BACK, 0x200}};
     for (const auto &each : keys) {
         post_key(each.code, true);
         const key_report down = pass();
@@ -202,11 +221,99 @@ TEST_F(device_sdl_window, the_mouse_is_a_finger)
     EXPECT_EQ(type, touch_type_release);
     EXPECT_EQ(x, 319);
     EXPECT_EQ(y, 0);
-    post_mouse(SDL_MOUSEBUTTONDOWN, 10, 20, SDL_BUTTON_RIGHT);
+    post_mouse(SDL_MOUSEBUTTONDOWN, 10, 20, SDL_BUTTON_MIDDLE);
     post_mouse(SDL_MOUSEBUTTONDOWN, -1, 20);
     post_mouse(SDL_MOUSEBUTTONDOWN, 5, 240);
     pass();
     EXPECT_EQ(touch_check(&x, &y, &type), 0) << "another button, or beside the picture";
+}
+
+TEST_F(device_sdl_window, the_right_and_the_back_button_go_back)
+{
+    int32_t x = 0, y = 0, type = 0;
+    for (const uint8_t button : {SDL_BUTTON_RIGHT, SDL_BUTTON_X1}) {
+        post_mouse(SDL_MOUSEBUTTONDOWN, 10, 20, button);
+        const key_report report = pass();
+        EXPECT_EQ(report.pressed, key_back);
+        EXPECT_EQ(report.held, 0u) << "held, it would be half of the power combination";
+        post_mouse(SDL_MOUSEBUTTONUP, 10, 20, button);
+        EXPECT_EQ(pass().pressed, 0u);
+        EXPECT_EQ(touch_check(&x, &y, &type), 0) << "no finger";
+    }
+}
+
+TEST_F(device_sdl_window, the_wheel_moves_up_and_down)
+{
+    SDL_Event event = {};
+    event.type = SDL_MOUSEWHEEL;
+    event.wheel.y = 2;
+    SDL_PushEvent(&event);
+    EXPECT_EQ(pass().pressed, key_up);
+    EXPECT_EQ(pass().pressed, key_up);
+    EXPECT_EQ(pass().pressed, 0u);
+    event.wheel.y = -1;
+    SDL_PushEvent(&event);
+    EXPECT_EQ(pass().pressed, key_down);
+    event.wheel.y = INT32_MIN + 1;
+    SDL_PushEvent(&event);
+    int steps = 0;
+    while (pass().pressed == key_down)
+        steps++;
+    EXPECT_EQ(steps, 5) << "one event moves a few rows, whatever it says";
+}
+
+TEST_F(device_sdl_window, f11_fills_the_screen_and_comes_back)
+{
+    const auto is_full = [] {
+        SDL_Window *window = nullptr;
+        for (uint32_t id = 1; !window && id < 1000; id++)
+            window = SDL_GetWindowFromID(id);
+        return (SDL_GetWindowFlags(window) & SDL_WINDOW_FULLSCREEN_DESKTOP) != 0;
+    };
+    EXPECT_FALSE(is_full());
+    post_key(SDLK_F11, true);
+    EXPECT_EQ(pass().pressed, 0u);
+    EXPECT_TRUE(is_full());
+    post_key(SDLK_F11, true, true);
+    pass();
+    EXPECT_TRUE(is_full()) << "a held key does not flicker";
+    post_key(SDLK_F11, false);
+    post_key(SDLK_F11, true);
+    pass();
+    EXPECT_FALSE(is_full());
+}
+
+TEST_F(device_sdl_window, a_drop_is_handed_on_when_it_is_whole)
+{
+    const auto post_drop = [](uint32_t type, const char *file) {
+        SDL_Event event = {};
+        event.type = type;
+        event.drop.file = file ? SDL_strdup(file) : nullptr;
+        SDL_PushEvent(&event);
+    };
+    post_drop(SDL_DROPBEGIN, nullptr);
+    post_drop(SDL_DROPFILE, "/music/a.mp3");
+    post_drop(SDL_DROPTEXT, "words");
+    pass();
+    EXPECT_EQ(drop_count(), 0u);
+    post_drop(SDL_DROPFILE, "/music/b.mp3");
+    post_drop(SDL_DROPCOMPLETE, nullptr);
+    pass();
+    ASSERT_EQ(drop_count(), 2u);
+    EXPECT_STREQ(drop_path(0), "/music/a.mp3");
+    EXPECT_STREQ(drop_path(1), "/music/b.mp3");
+    drop_forget();
+}
+
+TEST_F(device_sdl_window, the_title_is_made_fit_for_any_window_system)
+{
+    SDL_Window *window = nullptr;
+    for (uint32_t id = 1; !window && id < 1000; id++)
+        window = SDL_GetWindowFromID(id);
+    fb_set_title("노래 - Zerv Player");
+    EXPECT_STREQ(SDL_GetWindowTitle(window), "노래 - Zerv Player");
+    fb_set_title("caf\xe9 - Zerv Player");
+    EXPECT_STREQ(SDL_GetWindowTitle(window), "caf - Zerv Player");
 }
 
 TEST_F(device_sdl_window, closing_the_window_presses_quit_until_the_program_ends)
@@ -229,8 +336,30 @@ TEST_F(device_sdl_window, buttons_and_sticks_of_a_controller_are_keys)
     SDL_PushEvent(&event);
     EXPECT_EQ(pass().released, key_select);
 
+    const struct {
+        uint8_t button;
+        uint32_t mask;
+    } others[] = {{SDL_CONTROLLER_BUTTON_BACK, key_switch},
+                  {SDL_CONTROLLER_BUTTON_START, key_media_play}};
+    for (const auto &each : others) {
+        event.cbutton.button = each.button;
+        event.type = SDL_CONTROLLERBUTTONDOWN;
+        SDL_PushEvent(&event);
+        EXPECT_EQ(pass().pressed, each.mask);
+        event.type = SDL_CONTROLLERBUTTONUP;
+        SDL_PushEvent(&event);
+        pass();
+    }
+
     event = {};
     event.type = SDL_CONTROLLERAXISMOTION;
+    event.caxis.axis = SDL_CONTROLLER_AXIS_TRIGGERRIGHT;
+    event.caxis.value = 30000;
+    SDL_PushEvent(&event);
+    EXPECT_EQ(pass().held, key_vol_up);
+    event.caxis.value = 0;
+    SDL_PushEvent(&event);
+    EXPECT_EQ(pass().held, 0u);
     event.caxis.axis = SDL_CONTROLLER_AXIS_LEFTY;
     const struct {
         int16_t value;
@@ -348,4 +477,3 @@ TEST(device_sdl_start, a_display_that_is_gone_is_not_replaced_by_an_unseen_one)
     EXPECT_EQ(told.find("there is no window"), 0u) << told;
     EXPECT_EQ(told.find('\n'), told.size() - 1) << "one line: " << told;
 }
-#endif
