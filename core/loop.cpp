@@ -20,6 +20,7 @@ constexpr int32_t pass_sleep_ms = 1;
 /* Main thread. */
 constinit int32_t main_last_input_time = -1;
 constinit int32_t main_last_battery_second = -1;
+constinit loop_hook loop_desktop = nullptr;
 
 /* Signed, so that it is right across the clock's wrap. */
 static int32_t since(int32_t now, int32_t then)
@@ -119,6 +120,8 @@ void loop_pass()
     loop_check_auto_off(now);
     loop_check_battery(now);
     loop_handle_input(now);
+    if (loop_desktop)
+        loop_desktop();
     if (fb_power)
         view_run();
 }

@@ -16,6 +16,10 @@ void loop_check_auto_off(int32_t now);
 void loop_check_battery(int32_t now);
 void loop_handle_input(int32_t now);
 
+/* What a desktop adds, seen to once a pass after the input; start-up sets it. May be null. */
+using loop_hook = void (*)();
+extern loop_hook loop_desktop;
+
 /* One pass without its sleep. */
 void loop_pass();
 /* True when a pass is followed by a sleep: no slide runs that anybody could see. */

@@ -1,5 +1,6 @@
 /* main: brings the program up, runs it, takes it down. With rooms.cpp the one place that knows every room. */
 #include "config/cfg.h"
+#include "core/desktop.h"
 #include "core/lang/lang.h"
 #include "core/loop.h"
 #include "core/rooms.h"
@@ -281,6 +282,7 @@ int main(int argc, char **argv)
 {
     rooms_fill();
     device_ask_program = describe_program;
+    loop_desktop = desktop_pass;
     catch_signals();
     int status = start(argc, argv);
     if (status == 0)

@@ -5,8 +5,9 @@ import sys
 import time
 import unittest
 
+from make_flac import make_flac
 from player import DEADLINE_S, PlayerTest
-from x_display import Display
+from x_display import RIGHT_BUTTON, WHEEL_DOWN, Display
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "scenarios"))
 from run_scenarios import read_png  # noqa: E402
@@ -38,14 +39,14 @@ class WindowTest(PlayerTest):
             self.assertLess(time.monotonic(), deadline, what)
             time.sleep(0.02)
 
-    def open_window(self, **environment):
+    def open_window(self, *arguments, title=TITLE, **environment):
         environment.setdefault("ZERV_DEVICE", "sdl")
         # In sanitized builds: what the message bus keeps to its end is not ours to free.
         self.write("leaks.txt", b"leak:libdbus-1\n")
         environment["LSAN_OPTIONS"] = f"suppressions={self.path('leaks.txt')}:print_suppressions=0"
-        process = self.start(DISPLAY=self.display.name, SDL_VIDEODRIVER="x11", HOME=self.folder,
-                             SDL_AUDIODRIVER="dummy", **environment)
-        window = self.wait_until("no window", lambda: self.display.find_window(TITLE))
+        process = self.start(*arguments, DISPLAY=self.display.name, SDL_VIDEODRIVER="x11",
+                             HOME=self.folder, SDL_AUDIODRIVER="dummy", **environment)
+        window = self.wait_until("no window", lambda: self.display.find_window(title))
         return process, window
 
     def scripted(self, script):
@@ -102,6 +103,55 @@ class WindowTest(PlayerTest):
         process, window = self.open_window()
         self.display.click(window, 60 * 3, 155 * 3)
         self.wait_until("tap", lambda: self.shown(window) == tapped)
+        self.leave(process, window)
+
+    def test_the_wheel_moves_and_the_right_button_goes_back(self):
+        self.write_config()
+        top = self.scripted("advance 100\n")
+        self.write_config()
+        second = self.scripted("key down\nkey down\nadvance 100\n")
+        self.write_config()
+        process, window = self.open_window()
+        self.wait_until("first screen", lambda: self.shown(window) == top)
+        for _ in range(2):
+            self.display.click(window, 200, 200, WHEEL_DOWN)
+        self.wait_until("wheel", lambda: self.shown(window) == second)
+        self.display.click(window, 200, 200, RIGHT_BUTTON)
+        self.wait_until("back", lambda: self.shown(window) == top)
+        self.leave(process, window)
+
+    def test_media_keys_and_the_title(self):
+        for name in ("a.flac", "b.flac"):
+            self.write(name, make_flac(10))
+        self.write_config(playback_order="normal", vol=0)
+        process, window = self.open_window("a.flac", "b.flac", title="b.flac - Zerv Player")
+        for key, title in (("XF86AudioPrev", "a.flac"), ("XF86AudioNext", "b.flac")):
+            self.display.key(window, key)
+            self.wait_until(key, lambda: self.display.find_window(title + " - Zerv Player"))
+        self.display.key(window, "XF86AudioStop")
+        self.wait_until("stop", lambda: self.display.find_window(TITLE))
+        self.display.key(window, "XF86AudioPlay")
+        self.wait_until("play", lambda: self.display.find_window("b.flac - Zerv Player"))
+        self.leave(process, window)
+
+    def test_dropped_files_and_folders_are_queued_and_the_last_one_plays(self):
+        self.write_config(playback_order="normal", vol=0)
+        os.mkdir(self.path("an album"))
+        for name in ("an album/1.flac", "an album/2.flac", "50% more & 한글.flac"):
+            self.write(name, make_flac(10))
+        self.write("cover.jpg", b"no music")
+        process, window = self.open_window()
+        self.display.drop(window, [self.path("50% more & 한글.flac"), self.path("an album"),
+                                   self.path("cover.jpg")])
+        self.wait_until("title", lambda: self.display.find_window("1.flac - Zerv Player"))
+        lines = self.read("current.m3u").decode().splitlines()
+        self.assertEqual(lines, [self.path(name) for name in (
+            "50% more & 한글.flac", "an album/1.flac", "an album/2.flac")])
+        self.leave(process, window)
+
+    def test_the_window_has_an_icon(self):
+        process, window = self.open_window()
+        self.assertEqual(self.display.numbers(window, "_NET_WM_ICON", 2), [64, 64])
         self.leave(process, window)
 
     def test_the_window_is_taken_on_a_desktop_without_being_asked_for(self):

@@ -6,8 +6,11 @@ import shutil
 import struct
 import subprocess
 import tempfile
+import urllib.parse
 
 KEY_PRESS, KEY_RELEASE, BUTTON_PRESS, BUTTON_RELEASE, MOTION, CLIENT_MESSAGE = 2, 3, 4, 5, 6, 33
+SELECTION_REQUEST, SELECTION_NOTIFY = 30, 31
+LEFT_BUTTON, RIGHT_BUTTON, WHEEL_UP, WHEEL_DOWN = 1, 3, 4, 5
 MASKS = {KEY_PRESS: 1, KEY_RELEASE: 2, BUTTON_PRESS: 4, BUTTON_RELEASE: 8, MOTION: 64}
 
 
@@ -26,8 +29,25 @@ class MessageEvent(ctypes.Structure):
                 ("format", ctypes.c_int), ("data", ctypes.c_long * 5)]
 
 
+class RequestEvent(ctypes.Structure):
+    """A program asks for what a selection holds."""
+    _fields_ = [("type", ctypes.c_int), ("serial", ctypes.c_ulong), ("sent", ctypes.c_int),
+                ("display", ctypes.c_void_p), ("owner", ctypes.c_ulong), ("requestor", ctypes.c_ulong),
+                ("selection", ctypes.c_ulong), ("target", ctypes.c_ulong),
+                ("property", ctypes.c_ulong), ("time", ctypes.c_ulong)]
+
+
+class NotifyEvent(ctypes.Structure):
+    """The answer to it."""
+    _fields_ = [("type", ctypes.c_int), ("serial", ctypes.c_ulong), ("sent", ctypes.c_int),
+                ("display", ctypes.c_void_p), ("requestor", ctypes.c_ulong),
+                ("selection", ctypes.c_ulong), ("target", ctypes.c_ulong),
+                ("property", ctypes.c_ulong), ("time", ctypes.c_ulong)]
+
+
 class AnyEvent(ctypes.Union):
-    _fields_ = [("pointer", PointerEvent), ("message", MessageEvent), ("room", ctypes.c_long * 24)]
+    _fields_ = [("type", ctypes.c_int), ("pointer", PointerEvent), ("message", MessageEvent),
+                ("request", RequestEvent), ("notify", NotifyEvent), ("room", ctypes.c_long * 24)]
 
 
 @ctypes.CFUNCTYPE(ctypes.c_int, ctypes.c_void_p, ctypes.c_void_p)
@@ -51,7 +71,8 @@ class Display:
             self.name = ":" + answer.readline().strip()
         self.x = ctypes.CDLL("libX11.so.6")
         self.x.XSetErrorHandler(ignore_error)
-        for function in ("XOpenDisplay", "XDefaultRootWindow", "XInternAtom", "XStringToKeysym"):
+        for function in ("XOpenDisplay", "XDefaultRootWindow", "XInternAtom", "XStringToKeysym",
+                         "XCreateSimpleWindow"):
             getattr(self.x, function).restype = ctypes.c_ulong
         self.connection = ctypes.c_void_p(self.x.XOpenDisplay(self.name.encode()))
         if not self.connection:
@@ -105,18 +126,65 @@ class Display:
         self.pointer(window, KEY_PRESS, code)
         self.pointer(window, KEY_RELEASE, code)
 
-    def click(self, window, x, y):
+    def click(self, window, x, y, button=LEFT_BUTTON):
         self.pointer(window, MOTION, 0, x, y)
-        self.pointer(window, BUTTON_PRESS, 1, x, y)
-        self.pointer(window, BUTTON_RELEASE, 1, x, y)
+        self.pointer(window, BUTTON_PRESS, button, x, y)
+        self.pointer(window, BUTTON_RELEASE, button, x, y)
+
+    def atom(self, name):
+        return self.x.XInternAtom(self.connection, name.encode(), 0)
+
+    def message(self, window, kind, *data):
+        event = AnyEvent()
+        event.message = MessageEvent(type=CLIENT_MESSAGE, window=window, kind=self.atom(kind), format=32)
+        for i, value in enumerate(data):
+            event.message.data[i] = value
+        self.send(window, event, 0)
 
     def close_window(self, window):
-        protocols = self.x.XInternAtom(self.connection, b"WM_PROTOCOLS", 0)
-        delete = self.x.XInternAtom(self.connection, b"WM_DELETE_WINDOW", 0)
+        self.message(window, "WM_PROTOCOLS", self.atom("WM_DELETE_WINDOW"))
+
+    def drop(self, window, paths):
+        """Drags files from a window of another program, and lets them go over this one."""
+        source = self.x.XCreateSimpleWindow(self.connection, self.root, 0, 0, 9, 9, 0,
+                                            ctypes.c_ulong(0), ctypes.c_ulong(0))
+        files = self.atom("text/uri-list")
+        selection = ctypes.c_ulong(self.atom("XdndSelection"))
+        self.x.XSetSelectionOwner(self.connection, selection, ctypes.c_ulong(source), ctypes.c_ulong(0))
+        self.message(window, "XdndEnter", source, 5 << 24, files, 0, 0)
+        self.message(window, "XdndPosition", source, 0, 20 << 16 | 20, 0, self.atom("XdndActionCopy"))
+        self.message(window, "XdndDrop", source, 0, 0)
+        text = b"".join(b"file://" + urllib.parse.quote(path).encode() + b"\r\n" for path in paths)
+        self.answer_request(text)
+
+    def answer_request(self, data):
+        """Waits until somebody asks for the selection, and hands the data over."""
         event = AnyEvent()
-        event.message = MessageEvent(type=CLIENT_MESSAGE, window=window, kind=protocols, format=32)
-        event.message.data[0] = delete
-        self.send(window, event, 0)
+        while event.type != SELECTION_REQUEST:
+            self.x.XNextEvent(self.connection, ctypes.byref(event))
+        asked = event.request
+        self.x.XChangeProperty(self.connection, ctypes.c_ulong(asked.requestor),
+                               ctypes.c_ulong(asked.property), ctypes.c_ulong(asked.target), 8, 0, data,
+                               len(data))
+        answer = AnyEvent()
+        answer.notify = NotifyEvent(type=SELECTION_NOTIFY, requestor=asked.requestor,
+                                    selection=asked.selection, target=asked.target,
+                                    property=asked.property, time=asked.time)
+        self.send(asked.requestor, answer, 0)
+
+    def numbers(self, window, name, count):
+        """The first numbers of a window's property; fewer when it has fewer."""
+        kind, size = ctypes.c_ulong(), ctypes.c_int()
+        found, left = ctypes.c_ulong(), ctypes.c_ulong()
+        values = ctypes.POINTER(ctypes.c_ulong)()
+        self.x.XGetWindowProperty(
+            self.connection, ctypes.c_ulong(window), ctypes.c_ulong(self.atom(name)), ctypes.c_long(0),
+            ctypes.c_long(count), 0, ctypes.c_ulong(0), ctypes.byref(kind), ctypes.byref(size),
+            ctypes.byref(found), ctypes.byref(left), ctypes.byref(values))
+        result = [values[i] for i in range(found.value)] if values else []
+        if values:
+            self.x.XFree(values)
+        return result
 
     def rows(self):
         """What the display shows: rows of 3 bytes a pixel, red first."""

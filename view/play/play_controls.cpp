@@ -226,6 +226,23 @@ static constexpr key_action key_actions[] = {
     {&key_report::repeat, key_down, key_quieter},
 };
 
+struct media_key {
+    uint32_t mask;
+    void (*act)(view *self);
+};
+
+static void act_toggle_pause(view *self)
+{
+    (void)key_toggle_pause(self);
+}
+
+static constexpr media_key media_keys[] = {
+    {key_media_play, act_toggle_pause},
+    {key_media_stop, act_stop},
+    {key_media_prev, act_previous},
+    {key_media_next, act_next},
+};
+
 typedef void (*press)(view *self);
 
 /* By the element's action; null does nothing. */
@@ -374,4 +391,11 @@ int play_input(view *self)
     forget_other_skin();
     handle_touch(self);
     return view_selected == self ? 0 : -1;
+}
+
+void play_controls_media(uint32_t pressed)
+{
+    for (const media_key &known : media_keys)
+        if (pressed & known.mask)
+            known.act(view_play);
 }
