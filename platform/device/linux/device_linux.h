@@ -41,7 +41,12 @@ struct linux_range {
 /* Raw values at the edges of a touch panel; least == most: the source has no panel. */
 struct linux_touch_ranges {
     linux_range x, y;
+    bool by_button = false;       /* the left button is the contact: tablets, emulated machines */
+    int32_t x_now = 0, y_now = 0; /* the kernel reports an axis only when it changes */
 };
+
+/* The folder of the event devices; a test puts its own here before key_open(). */
+extern const char *linux_input_folder;
 
 /* Reads `input_event` records from a descriptor from now on, and closes it at the end. 0, or -1
  * when there are too many (it stays the caller's). */

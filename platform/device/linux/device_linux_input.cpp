@@ -15,11 +15,11 @@
 #include <linux/input.h>
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <sys/inotify.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 constexpr int sources_most = 32;
-constexpr char events_folder[] = "/dev/input";
 constexpr int32_t no_slot = -1; /* more fingers than the first are not followed */
 
 struct key_code {
@@ -75,6 +75,7 @@ static const key_code key_codes[] = {
 
 struct source {
     int fd;
+    int32_t number; /* of /dev/input/eventN; -1: of a test */
     linux_touch_ranges ranges;
     uint32_t hat;  /* keys that a direction hat holds */
     uint32_t held; /* all keys that this source holds */
@@ -88,6 +89,9 @@ struct source {
 /* Main thread. */
 static constinit source sources[sources_most] = {};
 static constinit int source_count = 0;
+
+constinit const char *linux_input_folder = "/dev/input";
+static constinit int arrivals = -1; /* tells of devices that are plugged in; main thread */
 
 /* Never closed: a worker may call for attention while the program goes down. */
 static constinit int wake_event = -1;
@@ -181,7 +185,7 @@ static void on_axis(source *from, uint16_t code, int32_t value)
 /* Values: 0 released, 1 pressed, 2 repeated by the kernel, whose pace is not ours. */
 static void on_key(source *from, uint16_t code, int32_t value)
 {
-    if (code == BTN_TOUCH)
+    if (code == (from->ranges.by_button ? BTN_LEFT : BTN_TOUCH))
         from->down = value != 0;
     else if (value == 0 || value == 1)
         set_keys(from, key_mask(code), value == 1);
@@ -241,15 +245,16 @@ static bool has_bit(const unsigned char *bits, unsigned bit)
     return bits[bit / 8] >> (bit % 8) & 1;
 }
 
-static linux_range axis_range(int fd, unsigned axis)
+static linux_touch_ranges axis_ranges(int fd, unsigned x_axis, unsigned y_axis, bool by_button)
 {
-    input_absinfo info = {};
-    if (ioctl(fd, EVIOCGABS(axis), &info) != 0)
-        return {0, 0};
-    return {info.minimum, info.maximum};
+    input_absinfo x = {}, y = {};
+    if (ioctl(fd, EVIOCGABS(x_axis), &x) != 0 || ioctl(fd, EVIOCGABS(y_axis), &y) != 0)
+        return {};
+    return {{x.minimum, x.maximum}, {y.minimum, y.maximum}, by_button, x.value, y.value};
 }
 
-/* A pad's sticks have the same axes as a panel, but nothing on it can be touched. */
+/* Any pointer with axes of its own and something that says when it is down. A pad's sticks have
+ * the same axes, but nothing on it can be touched. */
 static linux_touch_ranges panel_ranges(int fd)
 {
     unsigned char keys[KEY_MAX / 8 + 1] = {}, axes[ABS_MAX / 8 + 1] = {};
@@ -257,24 +262,65 @@ static linux_touch_ranges panel_ranges(int fd)
         ioctl(fd, EVIOCGBIT(EV_ABS, sizeof axes), axes) < 0)
         return {};
     if (has_bit(axes, ABS_MT_POSITION_X) && has_bit(axes, ABS_MT_POSITION_Y))
-        return {axis_range(fd, ABS_MT_POSITION_X), axis_range(fd, ABS_MT_POSITION_Y)};
-    if (has_bit(keys, BTN_TOUCH) && has_bit(axes, ABS_X) && has_bit(axes, ABS_Y))
-        return {axis_range(fd, ABS_X), axis_range(fd, ABS_Y)};
+        return axis_ranges(fd, ABS_MT_POSITION_X, ABS_MT_POSITION_Y, false);
+    const bool touched = has_bit(keys, BTN_TOUCH);
+    if ((touched || has_bit(keys, BTN_LEFT)) && has_bit(axes, ABS_X) && has_bit(axes, ABS_Y))
+        return axis_ranges(fd, ABS_X, ABS_Y, !touched);
     return {};
+}
+
+static bool is_open(int32_t number)
+{
+    return std::any_of(sources, sources + source_count,
+                       [=](const source &each) { return each.number == number; });
 }
 
 static void open_source(const char *name)
 {
     char path[300];
-    if (strncmp(name, "event", 5) != 0 || !str_format(path, "%s/%s", events_folder, name))
+    const char *rest = nullptr;
+    const int32_t number = strncmp(name, "event", 5) == 0 ? str_to_int32(name + 5, &rest) : -1;
+    if (number < 0 || *rest || is_open(number) ||
+        !str_format(path, "%s/%s", linux_input_folder, name))
         return;
     const int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0)
-        return; /* one that is not ours to read */
+        return; /* one that is not ours to read, or not yet: its rights may follow */
     const linux_touch_ranges ranges = panel_ranges(fd);
     (void)ioctl(fd, EVIOCGRAB, 1); /* so that a shell behind the picture does not type along */
     if (linux_input_add(fd, &ranges) != 0)
         close(fd);
+    else
+        sources[source_count - 1].number = number;
+}
+
+/* A folder that cannot be watched keeps the devices that it has. */
+static void watch_folder()
+{
+    arrivals = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    if (arrivals >= 0 &&
+        inotify_add_watch(arrivals, linux_input_folder, IN_CREATE | IN_ATTRIB) >= 0)
+        return;
+    if (arrivals >= 0)
+        close(arrivals);
+    arrivals = -1;
+}
+
+static void open_folder()
+{
+    owner<DIR, closedir> folder(opendir(linux_input_folder));
+    while (const dirent *entry = folder ? readdir(folder.get()) : nullptr)
+        open_source(entry->d_name);
+}
+
+static void open_arrivals()
+{
+    alignas(inotify_event) char events[4096];
+    bool any = false;
+    while (arrivals >= 0 && read(arrivals, events, sizeof events) > 0)
+        any = true;
+    if (any)
+        open_folder(); /* names in the events may be gone again: the folder itself is right */
 }
 
 int linux_input_add(int fd, const linux_touch_ranges *ranges)
@@ -286,6 +332,9 @@ int linux_input_add(int fd, const linux_touch_ranges *ranges)
         return -1;
     sources[source_count] = {};
     sources[source_count].fd = fd;
+    sources[source_count].number = -1;
+    sources[source_count].raw_x = ranges->x_now;
+    sources[source_count].raw_y = ranges->y_now;
     sources[source_count++].ranges = *ranges;
     return 0;
 }
@@ -297,9 +346,8 @@ int linux_input_open()
         wake_event = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
     if (wake_event < 0)
         return -1;
-    owner<DIR, closedir> folder(opendir(events_folder));
-    while (const dirent *entry = folder ? readdir(folder.get()) : nullptr)
-        open_source(entry->d_name);
+    watch_folder(); /* first: what arrives in between is found twice and opened once */
+    open_folder();
     return 0;
 }
 
@@ -307,11 +355,15 @@ int linux_input_close()
 {
     while (source_count > 0)
         close(sources[--source_count].fd);
+    if (arrivals >= 0)
+        close(arrivals);
+    arrivals = -1;
     return 0;
 }
 
 void linux_input_poll()
 {
+    open_arrivals();
     for (int i = source_count - 1; i >= 0; i--) {
         if (!read_source(&sources[i]))
             remove_source(i);
@@ -320,12 +372,13 @@ void linux_input_poll()
 
 void linux_input_wait(int32_t ms)
 {
-    pollfd waiting[sources_most + 1] = {};
+    pollfd waiting[sources_most + 2] = {};
     for (int i = 0; i < source_count; i++)
         waiting[i] = {sources[i].fd, POLLIN, 0};
     waiting[source_count] = {wake_event, POLLIN, 0};
+    waiting[source_count + 1] = {arrivals, POLLIN, 0}; /* -1 is passed over */
     uint64_t calls = 0;
-    if (poll(waiting, static_cast<nfds_t>(source_count) + 1, ms) > 0 &&
+    if (poll(waiting, static_cast<nfds_t>(source_count) + 2, ms) > 0 &&
         waiting[source_count].revents && read(wake_event, &calls, sizeof calls) < 0)
         return; /* somebody else emptied it: awake all the same */
 }

@@ -5,13 +5,15 @@
 #include "platform/draw/fb.h"
 #include "platform/input/key.h"
 #include "platform/input/touch.h"
-#include "platform/sound/sound.h"
+#include "support/scratch.h"
 
 #include <atomic>
 #include <chrono>
 #include <cstring>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <linux/input.h>
+#include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -250,6 +252,27 @@ TEST_F(linux_input_of, a_panel_reports_whole_points)
     expect_touch(touch_type_release, 319, 239);
 }
 
+TEST_F(linux_input_of, the_left_button_of_a_tablet_is_a_finger)
+{
+    const int tablet = attach({{0, 32767}, {0, 32767}, true, 32767, 0});
+    send(tablet, EV_KEY, BTN_TOUCH, 1);
+    report(tablet);
+    pass();
+    expect_touch(0, 0, 0);
+    send(tablet, EV_KEY, BTN_LEFT, 1);
+    report(tablet);
+    pass();
+    expect_touch(touch_type_press, 319, 0);
+    send(tablet, EV_ABS, ABS_Y, 32767);
+    report(tablet);
+    pass();
+    expect_touch(touch_type_move, 319, 239);
+    send(tablet, EV_KEY, BTN_LEFT, 0);
+    report(tablet);
+    pass();
+    expect_touch(touch_type_release, 319, 239);
+}
+
 TEST_F(linux_input_of, the_first_of_several_fingers_counts)
 {
     const int panel = attach({{0, 319}, {0, 239}});
@@ -348,6 +371,33 @@ TEST_F(linux_input_of, a_record_and_a_call_end_a_long_sleep)
     clock_msleep(30);
     EXPECT_GE(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(29))
         << "one call wakes once";
+}
+
+TEST_F(linux_input_of, what_is_plugged_in_and_out_while_it_runs_comes_and_goes)
+{
+    const scratch here;
+    const char *kept = linux_input_folder;
+    key_close();
+    linux_input_folder = here.path.c_str();
+    EXPECT_EQ(key_open(), 0);
+    ASSERT_EQ(mkfifo("mouse0", 0600), 0);
+    for (const char *name : {"event4", "event17", "event4"}) {
+        ASSERT_EQ(mkfifo(name, 0600), 0);
+        const int buttons = open(name, O_RDWR);
+        ASSERT_GE(buttons, 0);
+        pass();
+        EXPECT_EQ(chmod(name, 0666), 0);
+        pass();
+        send(buttons, EV_KEY, KEY_UP, 1);
+        EXPECT_EQ(pass().pressed, key_up) << name;
+        close(buttons);
+        EXPECT_EQ(pass().released, key_up) << "unplugged: nothing stays held";
+        EXPECT_EQ(unlink(name), 0);
+    }
+    EXPECT_EQ(unlink("mouse0"), 0);
+    key_close();
+    linux_input_folder = kept;
+    EXPECT_EQ(key_open(), 0);
 }
 
 TEST_F(linux_input_of, takes_no_more_sources_than_it_has_room_for)
