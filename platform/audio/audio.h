@@ -14,7 +14,8 @@ struct audio_tags {
 struct audio_stream {
     uint32_t sample_rate; /* Hz, of the stream itself, 1..384000 */
     /* Samples per channel, 0 when unknown. Of a very large MP3 without header an estimate at first,
-     * which read and seek make exact: it may change with each of them. */
+     * which read and seek make exact: it may change with each of them. It grows with a stream that
+     * plays on behind it. */
     int64_t length;
     const audio_tags *tags; /* owned by the stream; null only when memory ran out */
     void *priv;

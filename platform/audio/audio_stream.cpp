@@ -234,6 +234,26 @@ static uint32_t produce(stream_state *state, int16_t *to, uint32_t frames)
     }
 }
 
+/* Samples by which the end of the output may miss that of the stream: output frames do not hit the
+ * last sample exactly when the rates differ. */
+static int64_t end_tolerance(const stream_state *state)
+{
+    return state->shown.sample_rate / sound_rate + 1;
+}
+
+static int64_t heard(const stream_state *state)
+{
+    const int64_t rate = state->shown.sample_rate;
+    return state->base + (state->delivered * rate + sound_rate / 2) / sound_rate;
+}
+
+/* A stream that plays on behind the length it told is longer. */
+static void grow_length(stream_state *state)
+{
+    if (state->shown.length > 0 && heard(state) > state->shown.length + end_tolerance(state))
+        state->shown.length = heard(state);
+}
+
 int32_t audio_stream_read(audio_stream *stream, void *to, uint32_t bytes)
 {
     stream_state *state = state_of(stream);
@@ -247,6 +267,7 @@ int32_t audio_stream_read(audio_stream *stream, void *to, uint32_t bytes)
     }
     const uint32_t made = produce(state, out, frames);
     state->delivered += made;
+    grow_length(state);
     if (made > 0)
         return int32_t(made * sound_frame_bytes);
     return state->end == end_error ? -1 : 0;
@@ -255,13 +276,11 @@ int32_t audio_stream_read(audio_stream *stream, void *to, uint32_t bytes)
 int64_t audio_stream_tell(audio_stream *stream)
 {
     const stream_state *state = state_of(stream);
-    const int64_t rate = stream->sample_rate;
-    const int64_t now = state->base + (state->delivered * rate + sound_rate / 2) / sound_rate;
+    const int64_t now = heard(state);
     if (stream->length <= 0)
         return now;
-    /* Output frames do not hit the last sample exactly when the rates differ. */
     const bool over = state->end == end_clean && !state->resampler && !state->block.frames;
-    if (over && llabs(now - stream->length) <= rate / sound_rate + 1)
+    if (over && llabs(now - stream->length) <= end_tolerance(state))
         return stream->length;
     return std::min(now, stream->length);
 }

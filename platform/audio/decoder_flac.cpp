@@ -1,10 +1,10 @@
 /* decoder_flac: FLAC through libFLAC. */
 #include "platform/audio/audio_file.h"
-#include "platform/audio/audio_id3.h"
 #include "platform/audio/audio_mix.h"
 #include "platform/audio/audio_stream.h"
 #include "platform/audio/audio_tags.h"
 #include "platform/audio/decoder.h"
+#include "platform/audio/decoder_flac_head.h"
 
 #include <FLAC/stream_decoder.h>
 #include <algorithm>
@@ -13,15 +13,21 @@
 #include <cstring>
 #include <iterator>
 
-constexpr int block_count_limit = 1024;    /* metadata blocks looked at for comments */
 constexpr size_t pending_limit = 32 << 20; /* bytes of sound between two reads */
 /* Bytes of a frame besides its samples, generously. */
 constexpr int64_t frame_extra_bytes = 8192;
+/* Searched for the first frame of a stream whose head does not tell what it is. */
+constexpr int64_t first_frame_bytes = 1 << 20;
+constexpr uint32_t largest_block = 65535;
 
-enum { metadata_info = 0, metadata_comment = 4, metadata_invalid = 127, metadata_last = 0x80 };
-
+/* What the library sees is a made head and then the frames. */
 struct flac_state {
-    audio_file *file;
+    audio_file *file; /* its window begins with the frames */
+    flac_head head;
+    unsigned char made[flac_head_most];
+    size_t made_size, made_at;
+    int64_t read_left; /* bytes that may still be read */
+    int64_t total;     /* samples as the made head tells, 0 when it does not */
     FLAC__StreamDecoder *decoder;
     FLAC__StreamMetadata_StreamInfo info; /* sample_rate 0 until it was read */
     bool measuring;                       /* frames are only counted */
@@ -37,10 +43,24 @@ static flac_state *state_of(void *user)
     return static_cast<flac_state *>(user);
 }
 
+static size_t read_made(flac_state *state, FLAC__byte to[], size_t size)
+{
+    const size_t part = std::min(size, state->made_size - state->made_at);
+    memcpy(to, state->made + state->made_at, part);
+    state->made_at += part;
+    return part;
+}
+
 static FLAC__StreamDecoderReadStatus on_read(const FLAC__StreamDecoder *, FLAC__byte to[],
                                              size_t *size, void *user)
 {
-    const int64_t n = audio_file_read(state_of(user)->file, to, *size);
+    flac_state *state = state_of(user);
+    const size_t wanted = size_t(std::min(int64_t(*size), state->read_left));
+    int64_t n = int64_t(read_made(state, to, *size));
+    if (n == 0) {
+        n = audio_file_read(state->file, to, wanted);
+        state->read_left -= std::max<int64_t>(n, 0);
+    }
     *size = n > 0 ? size_t(n) : 0;
     if (n > 0)
         return FLAC__STREAM_DECODER_READ_STATUS_CONTINUE;
@@ -51,7 +71,10 @@ static FLAC__StreamDecoderReadStatus on_read(const FLAC__StreamDecoder *, FLAC__
 static FLAC__StreamDecoderSeekStatus on_seek(const FLAC__StreamDecoder *, FLAC__uint64 to,
                                              void *user)
 {
-    return audio_file_seek(state_of(user)->file, int64_t(to), SEEK_SET) < 0
+    flac_state *state = state_of(user);
+    const int64_t frames = int64_t(to) - int64_t(state->made_size);
+    state->made_at = frames < 0 ? size_t(to) : state->made_size;
+    return audio_file_seek(state->file, std::max<int64_t>(frames, 0), SEEK_SET) < 0
                ? FLAC__STREAM_DECODER_SEEK_STATUS_ERROR
                : FLAC__STREAM_DECODER_SEEK_STATUS_OK;
 }
@@ -59,21 +82,24 @@ static FLAC__StreamDecoderSeekStatus on_seek(const FLAC__StreamDecoder *, FLAC__
 static FLAC__StreamDecoderTellStatus on_tell(const FLAC__StreamDecoder *, FLAC__uint64 *at,
                                              void *user)
 {
-    *at = FLAC__uint64(audio_file_tell(state_of(user)->file));
+    const flac_state *state = state_of(user);
+    *at = FLAC__uint64(state->made_at) + FLAC__uint64(audio_file_tell(state->file));
     return FLAC__STREAM_DECODER_TELL_STATUS_OK;
 }
 
 static FLAC__StreamDecoderLengthStatus on_length(const FLAC__StreamDecoder *, FLAC__uint64 *length,
                                                  void *user)
 {
-    *length = FLAC__uint64(audio_file_length(state_of(user)->file));
+    const flac_state *state = state_of(user);
+    *length = FLAC__uint64(state->made_size) + FLAC__uint64(audio_file_length(state->file));
     return FLAC__STREAM_DECODER_LENGTH_STATUS_OK;
 }
 
 static FLAC__bool on_eof(const FLAC__StreamDecoder *, void *user)
 {
-    const audio_file *file = state_of(user)->file;
-    return audio_file_tell(file) >= audio_file_length(file);
+    const flac_state *state = state_of(user);
+    return state->made_at == state->made_size &&
+           audio_file_tell(state->file) >= audio_file_length(state->file);
 }
 
 static void on_metadata(const FLAC__StreamDecoder *, const FLAC__StreamMetadata *metadata,
@@ -135,6 +161,12 @@ static FLAC__StreamDecoderWriteStatus on_write(const FLAC__StreamDecoder *,
 {
     flac_state *state = state_of(user);
     const FLAC__FrameHeader *header = &frame->header;
+    if (!state->info.sample_rate) {
+        state->info.sample_rate = header->sample_rate;
+        state->info.channels = header->channels;
+        state->info.bits_per_sample = header->bits_per_sample;
+        state->info.max_blocksize = largest_block;
+    }
     if (state->measuring) {
         state->measured = first_sample(header) + header->blocksize;
         return FLAC__STREAM_DECODER_WRITE_STATUS_CONTINUE;
@@ -176,10 +208,25 @@ static int flac_read(void *user, audio_block *block, int16_t *, uint32_t)
     return 1;
 }
 
+/* Begins anew with a head that tells that length. 0 or -1. */
+static int tell_total(flac_state *state, int64_t total)
+{
+    state->total = total;
+    state->made_size = flac_head_make(&state->head, total, state->made);
+    state->block = {};
+    return FLAC__stream_decoder_reset(state->decoder) &&
+                   FLAC__stream_decoder_process_until_end_of_metadata(state->decoder)
+               ? 0
+               : -1;
+}
+
 static int flac_seek(void *user, int64_t sample)
 {
     flac_state *state = state_of(user);
     state->block = {};
+    /* The stream plays on behind what its head tells. */
+    if (state->total > 0 && sample >= state->total && tell_total(state, 0) != 0)
+        return -1;
     if (FLAC__stream_decoder_seek_absolute(state->decoder, FLAC__uint64(sample)))
         return 0;
     /* After a failed search the library reads no further until it is told to. */
@@ -204,24 +251,22 @@ static constexpr audio_source flac_source = {
     .close = flac_close,
 };
 
-/* Decodes the last frames of a stream whose header does not tell its length. */
+/* Decodes the last frames, whose numbers tell the length of the stream, and goes back to the
+ * first. */
 static int64_t measure(flac_state *state)
 {
-    FLAC__uint64 start;
-    if (!FLAC__stream_decoder_get_decode_position(state->decoder, &start))
-        return 0;
-    const int64_t length = audio_file_length(state->file);
     const int64_t frame_bytes = int64_t(state->info.max_blocksize) * state->info.channels *
                                     ((state->info.bits_per_sample + 8) / 8) +
                                 frame_extra_bytes;
-    const int64_t from = std::max(int64_t(start), length - 2 * frame_bytes);
+    const int64_t from = std::max<int64_t>(0, audio_file_length(state->file) - 2 * frame_bytes);
     state->measuring = true;
+    state->block = {};
     FLAC__stream_decoder_flush(state->decoder);
     if (audio_file_seek(state->file, from, SEEK_SET) >= 0)
         FLAC__stream_decoder_process_until_end_of_stream(state->decoder);
     state->measuring = false;
     FLAC__stream_decoder_flush(state->decoder);
-    (void)audio_file_seek(state->file, int64_t(start), SEEK_SET); /* was there before */
+    (void)audio_file_seek(state->file, 0, SEEK_SET); /* was there before */
     return state->measured;
 }
 
@@ -232,71 +277,46 @@ static bool is_playable(const FLAC__StreamMetadata_StreamInfo *info)
            info->bits_per_sample >= 4 && info->bits_per_sample <= 32;
 }
 
+/* Where no head tells, the first frame does. */
+static int find_first_frame(flac_state *state)
+{
+    state->read_left = first_frame_bytes;
+    while (!state->block.frames && !state->failed &&
+           FLAC__stream_decoder_get_state(state->decoder) < FLAC__STREAM_DECODER_END_OF_STREAM)
+        if (!FLAC__stream_decoder_process_single(state->decoder))
+            break;
+    state->read_left = INT64_MAX;
+    return state->block.frames ? 0 : -1;
+}
+
 static int start_decoder(flac_state *state)
 {
+    audio_file_window(state->file, state->head.frames, audio_file_size(state->file));
+    state->read_left = INT64_MAX;
     state->decoder = FLAC__stream_decoder_new();
     if (!state->decoder)
         return -1;
     if (FLAC__stream_decoder_init_stream(state->decoder, on_read, on_seek, on_tell, on_length,
                                          on_eof, on_write, on_metadata, on_error,
-                                         state) != FLAC__STREAM_DECODER_INIT_STATUS_OK)
+                                         state) != FLAC__STREAM_DECODER_INIT_STATUS_OK ||
+        !FLAC__stream_decoder_process_until_end_of_metadata(state->decoder))
         return -1;
-    return FLAC__stream_decoder_process_until_end_of_metadata(state->decoder) &&
-                   is_playable(&state->info)
-               ? 0
-               : -1;
-}
-
-/* Place of the first metadata block, -1 when this is no FLAC file. */
-static int64_t find_metadata(audio_file *file)
-{
-    unsigned char head[8];
-    audio_file_window(file, 0, audio_file_size(file));
-    const int64_t at = audio_id3_size(file);
-    if (audio_file_peek(file, at, head, sizeof head) != sizeof head || memcmp(head, "fLaC", 4) ||
-        (head[4] & ~metadata_last) != metadata_info)
+    if (!state->head.has_info && find_first_frame(state) != 0)
         return -1;
-    return at + 4;
+    return is_playable(&state->info) ? 0 : -1;
 }
 
-struct comment_range {
-    audio_file *file;
-    int64_t left;
-};
-
-static size_t next_bytes(void *user, void *to, size_t size)
+/* A head may tell less than there is; more bytes than the samples it tells could take show it. */
+static int64_t find_length(flac_state *state)
 {
-    comment_range *range = static_cast<comment_range *>(user);
-    const size_t part = size_t(std::min<int64_t>(int64_t(size), range->left));
-    range->left -= int64_t(part);
-    if (!to)
-        return audio_file_seek(range->file, int64_t(part), SEEK_CUR) < 0 ? 0 : part;
-    return size_t(std::max<int64_t>(audio_file_read(range->file, to, part), 0));
-}
-
-static audio_tags_found read_tags(audio_file *file, int64_t at, audio_tags **out)
-{
-    *out = nullptr;
-    for (int i = 0; i < block_count_limit; i++) {
-        unsigned char head[4];
-        if (audio_file_peek(file, at, head, sizeof head) != sizeof head)
-            return audio_tags_broken;
-        const int type = head[0] & ~metadata_last;
-        const int64_t size = int64_t(head[1]) << 16 | int64_t(head[2]) << 8 | head[3];
-        if (type == metadata_invalid)
-            return audio_tags_broken;
-        if (type == metadata_comment) {
-            comment_range range = {file, size};
-            if (audio_file_seek(file, at + 4, SEEK_SET) < 0)
-                return audio_tags_broken;
-            return audio_tags_comments(next_bytes, &range, out);
-        }
-        if (head[0] & metadata_last)
-            break;
-        at += 4 + size;
-    }
-    *out = audio_tags_empty();
-    return *out ? audio_tags_read : audio_tags_no_memory;
+    const int64_t told = int64_t(state->info.total_samples);
+    const int64_t frame = int64_t(state->info.channels) * ((state->info.bits_per_sample + 7) / 8);
+    if (told > 0 && audio_file_length(state->file) / frame <= told)
+        return told;
+    const int64_t length = std::max(measure(state), told);
+    if (told > 0 && length > told)
+        (void)tell_total(state, length); /* a stream that cannot begin anew ends at once */
+    return length;
 }
 
 static audio_stream *flac_open(const char *path)
@@ -308,17 +328,18 @@ static audio_stream *flac_open(const char *path)
         return nullptr;
     }
     state->file = file;
-    const int64_t at = find_metadata(file);
     audio_tags *tags = nullptr;
-    if (at >= 0 && read_tags(file, at, &tags) == audio_tags_broken)
+    const bool is_flac = flac_head_read(&state->head, file) == 0;
+    if (is_flac && flac_head_tags(&state->head, file, &tags) == audio_tags_broken)
         tags = audio_tags_empty();
-    if (at < 0 || audio_file_seek(file, 0, SEEK_SET) < 0 || start_decoder(state)) {
+    state->made_size = flac_head_make(&state->head, -1, state->made);
+    if (!is_flac || start_decoder(state)) {
         audio_tags_free(tags);
         flac_close(state);
         return nullptr;
     }
-    const int64_t length =
-        state->info.total_samples ? int64_t(state->info.total_samples) : measure(state);
+    state->total = int64_t(state->info.total_samples);
+    const int64_t length = find_length(state);
     return audio_stream_new(&flac_source, state, state->info.sample_rate, length, tags);
 }
 
@@ -334,14 +355,18 @@ static audio_tags *tags_if_it_plays(const char *path)
 
 static audio_info *flac_read_info(const char *path)
 {
+    flac_head head;
     audio_file *file = audio_file_open(path, audio_file_look);
-    const int64_t at = file ? find_metadata(file) : -1;
     audio_tags *tags = nullptr;
-    const audio_tags_found found = at >= 0 ? read_tags(file, at, &tags) : audio_tags_none;
+    const bool is_flac = file && flac_head_read(&head, file) == 0;
+    const audio_tags_found found = is_flac ? flac_head_tags(&head, file, &tags) : audio_tags_none;
     audio_file_close(file);
-    if (at < 0 || found == audio_tags_no_memory)
+    if (!is_flac || found == audio_tags_no_memory)
         return nullptr;
-    return audio_info_new(found == audio_tags_broken ? tags_if_it_plays(path) : tags);
+    if (found != audio_tags_broken)
+        return audio_info_new(tags);
+    tags = tags_if_it_plays(path);
+    return tags || head.has_info ? audio_info_new(tags) : nullptr;
 }
 
 constinit const audio_decoder decoder_flac = {

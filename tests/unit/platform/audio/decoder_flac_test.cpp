@@ -1,4 +1,5 @@
 /* FLAC: what was encoded comes out, to the last bit where 16 bits allow. */
+#include "support/bytes_read.h"
 #include "unit/platform/audio/audio_measure.h"
 
 #include <unistd.h>
@@ -210,6 +211,111 @@ TEST(decoder_flac, a_length_that_the_header_does_not_tell_is_found)
         for (const int64_t at : {0, 100000, 5, 141000, 70001})
             expect_same_after_seek(file, whole, at);
     }
+}
+
+/* Sets the 36 bits of the length in the head. */
+static void set_total(std::string *bytes, uint32_t total)
+{
+    (*bytes)[21] = char((*bytes)[21] & 0xF0);
+    for (int i = 0; i < 4; i++)
+        (*bytes)[size_t(22 + i)] = char(total >> (24 - 8 * i));
+}
+
+TEST(decoder_flac, a_stream_longer_than_its_head_tells_shows_its_real_place)
+{
+    const maker_sound noise = maker_noise(4.56);
+    const maker_sound quiet = maker_sine(440, 4.56, 44100, 2, 0.001);
+    for (const maker_sound &sound : {noise, quiet}) {
+        std::string bytes = maker_flac_bytes(sound);
+        set_total(&bytes, 73206);
+        ASSERT_EQ(maker_audio_save("longer.flac", bytes), 0);
+        opened file("longer.flac");
+        ASSERT_NE(file.stream, nullptr);
+        const heard whole = hear(file);
+        EXPECT_EQ(whole.frames(), size_t(sound.frames));
+        EXPECT_EQ(file.tell(), sound.frames);
+        EXPECT_EQ(file.stream->length, sound.frames);
+        for (const int64_t at : {180000, 1000, 73206, 150000})
+            expect_same_after_seek(file, whole, at);
+    }
+    /* As many bytes show it before it plays. */
+    std::string bytes = maker_flac_bytes(noise);
+    set_total(&bytes, 73206);
+    ASSERT_EQ(maker_audio_save("longer.flac", bytes), 0);
+    opened file("longer.flac");
+    ASSERT_NE(file.stream, nullptr);
+    EXPECT_EQ(file.stream->length, noise.frames);
+}
+
+/* The blocks of a file: the mark, the stream info, all others, the frames. */
+struct flac_parts {
+    std::string info, others, frames;
+
+    explicit flac_parts(const std::string &bytes)
+    {
+        size_t at = 4;
+        for (bool last = false; !last;) {
+            last = bytes[at] & 0x80;
+            const size_t size = 4 + (size_t(uint8_t(bytes[at + 1])) << 16 |
+                                     size_t(uint8_t(bytes[at + 2])) << 8 | uint8_t(bytes[at + 3]));
+            std::string block = bytes.substr(at, size);
+            block[0] = char(block[0] & 0x7F);
+            (at == 4 ? info : others) += block;
+            at += size;
+        }
+        frames = bytes.substr(at);
+    }
+};
+
+static std::string last_block(std::string block)
+{
+    block[0] = char(block[0] | 0x80);
+    return block;
+}
+
+TEST(decoder_flac, a_stream_info_that_is_missing_or_late_stops_nothing)
+{
+    const maker_sound noise = maker_noise(1.5);
+    const flac_parts parts(maker_flac_bytes(noise, {}, {.title = "Title"}));
+    const std::string others = parts.others;
+    for (const std::string &bytes :
+         {"fLaC" + others + last_block(parts.info) + parts.frames,
+          "fLaC" + others + last_block(std::string("\1\0\0\0", 4)) + parts.frames,
+          "fLaC" + last_block(std::string("\1\0\0\0", 4)) + parts.frames, parts.frames}) {
+        ASSERT_EQ(maker_audio_save("late.flac", bytes), 0);
+        opened file("late.flac");
+        ASSERT_NE(file.stream, nullptr);
+        EXPECT_EQ(file.stream->sample_rate, 44100u);
+        EXPECT_EQ(file.stream->length, noise.frames);
+        const heard whole = hear(file);
+        expect_exact(whole, noise);
+        expect_same_after_seek(file, whole, 40000);
+        audio_info *info = file.decoder->read_info("late.flac");
+        ASSERT_NE(info, nullptr);
+        ASSERT_NE(info->tags, nullptr);
+        EXPECT_EQ(info->tags->title != nullptr, bytes.find("Title") != std::string::npos);
+        file.decoder->release_info(info);
+    }
+}
+
+TEST(decoder_flac, a_mark_without_frames_is_refused_soon)
+{
+    ASSERT_EQ(maker_audio_save("mark.flac", "fLaC" + last_block(std::string("\1\0\0\0", 4))), 0);
+    ASSERT_EQ(truncate("mark.flac", 200 << 20), 0);
+    const int64_t before = bytes_read();
+    EXPECT_EQ(opened("mark.flac").stream, nullptr);
+    EXPECT_EQ(audio_get_decoder("mark.flac")->read_info("mark.flac"), nullptr);
+    EXPECT_LT(bytes_read() - before, 4 << 20);
+    unlink("mark.flac");
+}
+
+TEST(decoder_flac, pictures_are_not_read_through)
+{
+    const maker_file pictured = {.seconds = 0.3, .cover = std::string(5 << 20, 'c')};
+    ASSERT_EQ(maker_track("p.flac", pictured), 0);
+    const int64_t before = bytes_read();
+    EXPECT_NE(opened("p.flac").stream, nullptr);
+    EXPECT_LT(bytes_read() - before, 256 << 10);
 }
 
 TEST(decoder_flac, six_channels_are_mixed_without_clipping)
