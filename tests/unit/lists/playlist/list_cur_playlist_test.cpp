@@ -33,8 +33,8 @@ class list_cur_playlist_model : public lists_test
         set_playing(from.c_str());
         the_seen = {};
         EXPECT_EQ(list_cur_playlist_go(delta), 0);
-        EXPECT_EQ(the_seen.in_background.size(), 1u);
-        return the_seen.in_background.empty() ? "" : the_seen.in_background[0];
+        EXPECT_EQ(the_seen.begun.size(), 1u);
+        return the_seen.begun.empty() ? "" : the_seen.begun[0];
     }
 };
 
@@ -270,7 +270,7 @@ TEST_F(list_cur_playlist_model, has_stepped_even_when_the_next_file_does_not_pla
     add({"/a.mp3", "/broken.mp3"});
     set_playing("/a.mp3");
     EXPECT_EQ(list_cur_playlist_go(1), 0);
-    EXPECT_EQ(the_seen.in_background, texts{"/broken.mp3"});
+    EXPECT_EQ(the_seen.begun, texts{"/broken.mp3"});
 }
 
 TEST_F(list_cur_playlist_model, steps_nowhere_after_its_exit)
