@@ -101,6 +101,14 @@ def replace_file(path, content, mode):
     os.replace(beside, path)
 
 
+def free_name(path):
+    """Where the player, too, keeps settings that could not be read."""
+    for name in (path + b".old" + end for end in (b"", *(b"%d" % i for i in range(2, 10)))):
+        if not os.path.lexists(name):
+            return name
+    sys.exit(f"The settings cannot be read, and there is no name left to keep them: {os.fsdecode(path)}")
+
+
 def read_file(path):
     """Content and mode; None for a file that does not exist."""
     try:
@@ -138,7 +146,7 @@ def set_library(config, folder, unless_set):
         return "changed"  # the link has moved
     changed = with_setting(content if content is not None else NEW_FILE, path)
     if changed is None:
-        aside = config + b".damaged"
+        aside = free_name(config)
         replace_file(aside, content, mode)
         print(f"The settings could not be read; they are kept as {os.fsdecode(aside)}.", file=sys.stderr)
         changed = with_setting(NEW_FILE, path)

@@ -98,7 +98,7 @@ class FolderTest(PlayerTest):
         self.write("config.txt", b'<cfg version="0.1"><vol>9</vol')
         folder = music_folder(self.path("music"))
         self.assertEqual(self.set_to(folder), "new")
-        self.assertEqual(self.read("config.txt.damaged"), b'<cfg version="0.1"><vol>9</vol')
+        self.assertEqual(self.read("config.txt.old"), b'<cfg version="0.1"><vol>9</vol')
         self.assertIn("主菜单", self.run_script("advance 2\ntext\n").texts())
 
     def test_full_disk_leaves_the_old_settings(self):
