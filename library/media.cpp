@@ -1,22 +1,15 @@
 /* media: which files are music or playlists. */
 #include "library/media.h"
 
+#include "platform/audio/audio.h"
 #include "platform/base/str.h"
 #include "platform/file/file.h"
 
 #include <sys/stat.h>
 
-static const char *const audio_extensions[] = {".mp3", ".ogg", ".flac"};
-
 int is_audio_file(const char *name)
 {
-    const char *extension = file_get_ext(name);
-    if (!extension)
-        return 0;
-    for (const char *known : audio_extensions)
-        if (str_equal_nocase(extension, known))
-            return 1;
-    return 0;
+    return audio_get_decoder(name) != nullptr;
 }
 
 int is_playlist_file(const char *name)
