@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <arpa/inet.h>
-#include <chrono>
 #include <cstring>
 #include <fcntl.h>
 #include <netinet/in.h>
@@ -15,12 +14,8 @@
 #include <thread>
 #include <unistd.h>
 
-typedef std::chrono::steady_clock steady;
-
-static int64_t ms_since(steady::time_point begin)
-{
-    return std::chrono::duration_cast<std::chrono::milliseconds>(steady::now() - begin).count();
-}
+/* Longer than the limit of the test program: who waits for it is noticed there. */
+constexpr int32_t never_ms = 1000000;
 
 /* What a whole request gives: "(null)" when it does not open, the body and how it ended. */
 struct outcome {
@@ -164,7 +159,7 @@ TEST_F(sock_http, waits_for_a_head_that_comes_slowly)
 
 TEST_F(sock_http, opens_before_the_body_comes)
 {
-    server.answer("/x", {.body = "late", .piece_delay_ms = 100000});
+    server.answer("/x", {.body = "late", .piece_delay_ms = never_ms});
     sock *from = http_open(server.url("/x").c_str());
     EXPECT_NE(from, nullptr);
     sock_close(from);
@@ -180,10 +175,7 @@ TEST_F(sock_http, waits_for_a_body_that_drips)
 TEST_F(sock_http, gives_up_on_a_silent_server)
 {
     sock_patience_ms = 200;
-    const auto begin = steady::now();
     EXPECT_EQ(get_of({.silent = true}), not_opened);
-    EXPECT_GE(ms_since(begin), 190);
-    EXPECT_LT(ms_since(begin), 5000);
 }
 
 TEST_F(sock_http, gives_up_on_a_head_without_end)
@@ -192,9 +184,7 @@ TEST_F(sock_http, gives_up_on_a_head_without_end)
     maker_http_answer answer = {.body = "x", .line_delay_ms = 50};
     for (int i = 0; i < 1000; i++)
         answer.headers.push_back({"X-Slow", "x"});
-    const auto begin = steady::now();
     EXPECT_EQ(get_of(answer), not_opened);
-    EXPECT_LT(ms_since(begin), 5000);
 }
 
 TEST_F(sock_http, says_a_failure_again_and_again)
@@ -218,13 +208,10 @@ TEST_F(sock_http, waits_anew_after_each_piece)
 TEST_F(sock_http, gives_up_in_the_middle_of_a_body)
 {
     sock_patience_ms = 200;
-    server.answer("/x", {.body = "0123456789", .piece = 4, .piece_delay_ms = 3000});
+    server.answer("/x", {.body = "0123456789", .piece = 4, .piece_delay_ms = never_ms});
     sock *from = http_open(server.url("/x").c_str());
     ASSERT_NE(from, nullptr);
-    const auto begin = steady::now();
     EXPECT_EQ(read_rest(from, 8), (outcome{"", -1}));
-    EXPECT_GE(ms_since(begin), 190);
-    EXPECT_LT(ms_since(begin), 2500);
     sock_close(from);
 }
 
@@ -280,9 +267,8 @@ TEST_F(sock_http, refuses_every_answer_but_200)
 
 TEST_F(sock_http, does_not_wait_for_the_page_of_a_refusal)
 {
-    const auto begin = steady::now();
-    EXPECT_EQ(get_of({.status = 500, .body = "slow page", .piece_delay_ms = 8000}), not_opened);
-    EXPECT_LT(ms_since(begin), 5000);
+    sock_patience_ms = never_ms;
+    EXPECT_EQ(get_of({.status = 500, .body = "slow page", .piece_delay_ms = never_ms}), not_opened);
 }
 
 TEST_F(sock_http, skips_an_interim_answer)
@@ -338,10 +324,8 @@ TEST_F(sock_http, gives_up_on_a_redirect_whose_page_never_ends)
     maker_http_answer answer = redirect_to("/b");
     answer.endless = true;
     answer.piece_delay_ms = 10;
-    const auto begin = steady::now();
     server.answer("/x", answer);
     (void)get(server.url("/x"));
-    EXPECT_LT(ms_since(begin), 5000);
 }
 
 TEST_F(sock_http, gives_each_server_on_the_way_its_time)
@@ -380,19 +364,16 @@ TEST_F(sock_http, takes_addresses_of_1023_bytes_and_no_more)
 
 TEST_F(sock_http, is_told_that_nobody_listens)
 {
+    sock_patience_ms = never_ms;
     const std::string url = server.url("/x");
     server.stop();
-    const auto begin = steady::now();
     EXPECT_EQ(get(url), not_opened);
-    EXPECT_LT(ms_since(begin), 5000);
 }
 
 TEST_F(sock_http, gives_up_on_a_name_that_nobody_knows)
 {
     sock_patience_ms = 3000;
-    const auto begin = steady::now();
     EXPECT_EQ(get("http://no-such-host.invalid/"), not_opened);
-    EXPECT_LT(ms_since(begin), 8000);
 }
 
 TEST_F(sock_http, gives_up_on_a_server_that_does_not_take_the_connection)
@@ -412,9 +393,7 @@ TEST_F(sock_http, gives_up_on_a_server_that_does_not_take_the_connection)
         (void)connect(fd, reinterpret_cast<sockaddr *>(&address), size);
     }
     sock_patience_ms = 300;
-    const auto begin = steady::now();
     EXPECT_EQ(get("http://127.0.0.1:" + std::to_string(ntohs(address.sin_port)) + "/"), not_opened);
-    EXPECT_LT(ms_since(begin), 5000);
     for (int fd : waiting)
         close(fd);
     close(listener);
@@ -422,17 +401,17 @@ TEST_F(sock_http, gives_up_on_a_server_that_does_not_take_the_connection)
 
 TEST_F(sock_http, is_cut_short_by_the_exit_while_it_waits_for_a_head)
 {
+    sock_patience_ms = never_ms;
     server.answer("/x", {.silent = true});
     std::thread worker([&] { EXPECT_EQ(get(server.url("/x")), not_opened); });
     ASSERT_TRUE(server.wait_for_requests(1));
-    const auto begin = steady::now();
     EXPECT_EQ(sock_exit(), 0);
     worker.join();
-    EXPECT_LT(ms_since(begin), 3000);
 }
 
 TEST_F(sock_http, is_cut_short_by_the_exit_while_it_reads)
 {
+    sock_patience_ms = never_ms;
     server.answer("/slow", {.body = "ab", .piece = 1, .piece_delay_ms = 500});
     server.answer("/fast", {.body = std::string(1000, 'e'), .endless = true});
     std::atomic<int> opened = 0;
@@ -465,29 +444,27 @@ static bool goes_on(void *context)
 
 TEST_F(sock_http, is_cut_short_by_a_reader_that_gives_up_waiting_for_a_head)
 {
+    sock_patience_ms = never_ms;
     server.answer("/x", {.silent = true});
     std::atomic<bool> wanted = true;
     std::thread worker(
         [&] { EXPECT_EQ(http_open_while(server.url("/x").c_str(), goes_on, &wanted), nullptr); });
     ASSERT_TRUE(server.wait_for_requests(1));
-    const auto begin = steady::now();
     wanted = false;
     worker.join();
-    EXPECT_LT(ms_since(begin), 3000);
 }
 
 TEST_F(sock_http, is_cut_short_by_a_reader_that_gives_up_waiting_for_a_body)
 {
-    server.answer("/x", {.body = "ab", .piece = 1, .piece_delay_ms = 60000});
+    sock_patience_ms = never_ms;
+    server.answer("/x", {.body = "ab", .piece = 1, .piece_delay_ms = never_ms});
     std::atomic<bool> wanted = true;
     sock *from = http_open_while(server.url("/x").c_str(), goes_on, &wanted);
     ASSERT_NE(from, nullptr);
     std::thread loses_interest([&] { wanted = false; });
-    const auto begin = steady::now();
     char byte = 0;
     EXPECT_EQ(sock_read(from, &byte, 1), -1);
     EXPECT_EQ(sock_read(from, &byte, 1), -1);
-    EXPECT_LT(ms_since(begin), 3000);
     loses_interest.join();
     EXPECT_EQ(sock_close(from), 0);
 }
