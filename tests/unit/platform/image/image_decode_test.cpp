@@ -101,6 +101,27 @@ TEST(image_gif, only_the_first_frame_counts)
     expect_picture(image_of(maker_gif(picture, {.frames = 5})).get(), picture);
 }
 
+/* So many empty comments stand before the first frame. */
+static maker_bytes gif_with_comments(int count)
+{
+    maker_bytes bytes = maker_gif(maker_plain(2, 2, 0xFFFF0000));
+    const size_t palette = 3u << ((bytes[10] & 7) + 1);
+    const uint8_t comment[] = {0x21, 0xFE, 0x00};
+    maker_bytes comments;
+    for (int i = 0; i < count; i++)
+        comments.insert(comments.end(), comment, comment + sizeof comment);
+    bytes.insert(bytes.begin() + 13 + static_cast<ptrdiff_t>(palette), comments.begin(),
+                 comments.end());
+    return bytes;
+}
+
+TEST(image_gif, a_thousand_records_may_come_up_to_the_first_frame_and_no_more)
+{
+    EXPECT_TRUE(image_of(gif_with_comments(0)));
+    EXPECT_TRUE(image_of(gif_with_comments(999)));
+    EXPECT_FALSE(image_of(gif_with_comments(1000)));
+}
+
 TEST(image_gif, a_transparent_colour_stays_empty)
 {
     const maker_picture picture = maker_squares(12, 12, 3, 0xFF123456, 0xFFFFFFFF);
