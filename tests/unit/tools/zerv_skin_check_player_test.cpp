@@ -1,4 +1,5 @@
 /* zerv-skin check against the player: mutated, odd and hostile packages. */
+#include "support/seed.h"
 #include "unit/tools/zerv_skin_check_fixture.h"
 
 /* ---- agreement with the player ---- */
@@ -96,7 +97,7 @@ static members rich_skin()
 
 TEST_F(zerv_skin_check, agrees_with_the_player_about_mutated_files)
 {
-    std::mt19937 random(20260109);
+    std::mt19937 random(seed_or(20260109));
     int refused = 0;
     for (int round = 0; round < 500; round++) {
         members files = rich_skin();
@@ -118,7 +119,7 @@ TEST_F(zerv_skin_check, agrees_with_the_player_about_mutated_files)
 
 TEST_F(zerv_skin_check, agrees_with_the_player_about_mutated_archives)
 {
-    std::mt19937 random(4711);
+    std::mt19937 random(seed_or(4711));
     make_zip("whole.zip", rich_skin());
     const std::string whole = read_whole("whole.zip");
     for (int round = 0; round < 400; round++) {

@@ -4,6 +4,7 @@
 #include "platform/base/fault.h"
 #include "platform/draw/fb.h"
 #include "support/scratch.h"
+#include "support/seed.h"
 #include "tests/makers/maker_font.h"
 #include "tests/makers/maker_picture.h"
 #include "unit/platform/draw/guarded_surface.h"
@@ -278,7 +279,7 @@ TEST_F(font, broken_text_draws_a_replacement_sign_and_goes_on)
 
 TEST_F(font, any_bytes_are_survived)
 {
-    uint32_t state = 31;
+    uint32_t state = seed_or(31);
     guarded_surface target(120, 40);
     for (int round = 0; round < 3000; round++) {
         char text[40] = {};
@@ -294,7 +295,7 @@ TEST_F(font, any_bytes_are_survived)
 
 TEST_F(font, any_characters_are_survived)
 {
-    uint32_t state = 77;
+    uint32_t state = seed_or(77);
     guarded_surface target(120, 40);
     for (int round = 0; round < 1500; round++) {
         std::string text;

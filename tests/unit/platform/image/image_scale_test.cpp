@@ -2,6 +2,7 @@
 #include "platform/image/image.h"
 
 #include "platform/base/fault.h"
+#include "support/seed.h"
 #include "unit/platform/image/image_fixture.h"
 
 #include <climits>
@@ -211,7 +212,7 @@ TEST(image_copy_resampled, enormous_targets_show_their_visible_part)
 
 TEST(image_copy_resampled, works_at_random_sizes)
 {
-    uint32_t state = 4711;
+    uint32_t state = seed_or(4711);
     const auto below = [&state](uint32_t limit) {
         state = state * 1664525u + 1013904223u;
         return (int32_t)((state >> 8) % limit);
