@@ -28,8 +28,8 @@ justified = {
 }
 
 
-def flags_of(build):
-    """The flags that matter to a check of each source, as the build knows them."""
+def flags_of(build, root="."):
+    """The flags that matter to a check of each source of `root`, as its build knows them."""
     with open(os.path.join(build, "compile_commands.json"), encoding="utf-8") as commands:
         entries = json.load(commands)
     flags = {}
@@ -43,7 +43,7 @@ def flags_of(build):
             elif word == "-isystem":
                 kept.append(word)
                 take_next = True
-        flags[os.path.relpath(entry["file"])] = kept
+        flags[os.path.relpath(entry["file"], root)] = kept
     return flags
 
 
