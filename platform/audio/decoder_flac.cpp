@@ -277,7 +277,7 @@ static bool is_playable(const FLAC__StreamMetadata_StreamInfo *info)
            info->bits_per_sample >= 4 && info->bits_per_sample <= 32;
 }
 
-/* Where no head tells, the first frame does. */
+/* Where no head tells what the stream is, or that there is one, the first frame does. */
 static int find_first_frame(flac_state *state)
 {
     state->read_left = first_frame_bytes;
@@ -301,7 +301,7 @@ static int start_decoder(flac_state *state)
                                          state) != FLAC__STREAM_DECODER_INIT_STATUS_OK ||
         !FLAC__stream_decoder_process_until_end_of_metadata(state->decoder))
         return -1;
-    if (!state->head.has_info && find_first_frame(state) != 0)
+    if ((!state->head.has_info || state->head.broken) && find_first_frame(state) != 0)
         return -1;
     return is_playable(&state->info) ? 0 : -1;
 }

@@ -40,8 +40,10 @@ static void walk_blocks(flac_head *head, audio_file *file)
         const int64_t size = int64_t(bytes[1]) << 16 | int64_t(bytes[2]) << 8 | bytes[3];
         take_block(head, file, type, head->frames + 4, size);
         head->frames += 4 + size;
-        if (bytes[0] & metadata_last)
+        if (bytes[0] & metadata_last) {
+            head->broken = head->frames > audio_file_size(file);
             return;
+        }
     }
     head->broken = true;
 }

@@ -16,7 +16,7 @@ struct flac_head {
     unsigned char info[flac_info_bytes]; /* the first stream info, wherever it stands */
     bool has_comments;
     int64_t comments, comments_size; /* place and bytes of the first comments */
-    bool broken;                     /* the blocks end in something that is none */
+    bool broken;                     /* the blocks end in something that is none, or not at all */
     int64_t frames;                  /* place behind the blocks */
 };
 
