@@ -2,13 +2,12 @@
  * something to save: an idle program has none. */
 #include "platform/file/file_later.h"
 
+#include "platform/base/clock.h"
 #include "platform/base/lock.h"
 #include "platform/base/thread.h"
 
-#include <ctime>
-
 /* What is changed so soon after the first change is written with it. */
-constexpr long later_gather_ns = 20000000;
+constexpr int32_t later_gather_ms = 20;
 
 static constinit sys_lock later_lock;
 static constinit pthread_cond_t later_hurry = PTHREAD_COND_INITIALIZER;
@@ -21,13 +20,7 @@ static constinit int later_waiting GUARDED_BY(later_lock) = 0; /* threads that w
 /* Gives the next change a moment to come, unless somebody waits. */
 static void later_gather_locked() REQUIRES(later_lock)
 {
-    timespec until = {};
-    clock_gettime(CLOCK_MONOTONIC, &until);
-    until.tv_nsec += later_gather_ns;
-    if (until.tv_nsec >= 1000000000) {
-        until.tv_sec++;
-        until.tv_nsec -= 1000000000;
-    }
+    const timespec until = clock_real_after(later_gather_ms);
     while (later_waiting == 0)
         if (pthread_cond_clockwait(&later_hurry, &later_lock.mutex, CLOCK_MONOTONIC, &until) != 0)
             return;

@@ -8,6 +8,7 @@
 #include "lists/playlist/list_cur_playlist.h"
 #include "lists/record/list.h"
 #include "platform/base/clock.h"
+#include "platform/base/device.h"
 #include "platform/base/str.h"
 #include "platform/db/db.h"
 #include "platform/file/file.h"
@@ -102,20 +103,35 @@ std::atomic<uint8_t> program_running{1};
 int32_t cfg_playback_order = 0;
 char cfg_library_path[512] = "";
 
-void clock_msleep(int32_t)
-{
-    the_seen.sleeps++;
-}
-
-/* Goes on by as much with each look at it. */
+/* The clock goes on by as much with each look at it. */
 inline int32_t clock_now_ms = 1000;
 inline int32_t clock_step_ms = 0;
 
-int32_t clock_msec()
+inline int nothing()
 {
-    clock_now_ms += clock_step_ms;
-    return clock_now_ms;
+    return 0;
 }
+
+/* A device that has a clock and notes who sleeps. */
+inline const device clock_only = {
+    .name = "clock",
+    .open = nothing,
+    .close = nothing,
+    .screen_open = [](int32_t, int32_t) { return -1; },
+    .screen_close = nothing,
+    .screen_show = [](const fb_surface *) { return -1; },
+    .screen_power = [](int) { return -1; },
+    .key_open = nothing,
+    .key_close = nothing,
+    .touch_open = nothing,
+    .touch_close = nothing,
+    .poll = [] {},
+    .speaker = []() -> const sound_speaker * { return nullptr; },
+    .battery = [] { return 100; },
+    .msec = []() -> int64_t { return clock_now_ms += clock_step_ms; },
+    .wall = [] { return time(nullptr); },
+    .msleep = [](int32_t) { the_seen.sleeps++; },
+};
 
 /* The key that is found pressed at one of the looks to come. */
 inline uint32_t key_to_come = 0;
@@ -239,6 +255,7 @@ class lists_test : public testing::Test
         ASSERT_NE(mkdtemp(folder), nullptr);
         ASSERT_EQ(chdir(folder), 0);
         ASSERT_NE(getcwd(folder, sizeof folder), nullptr);
+        device_current = &clock_only;
         the_seen = {};
         input_key = {};
         main_menu.cursor = 3;
