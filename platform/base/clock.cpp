@@ -3,8 +3,6 @@
 #include "platform/base/device.h"
 
 #include <atomic>
-#include <cerrno>
-#include <unistd.h>
 
 /* A pass of an idle main loop may come this late: 50 wake-ups a second instead of 930, and still
  * no slower than a frame. */
@@ -14,47 +12,9 @@ constexpr int32_t attentive_ms = 2000;
 static constinit std::atomic<int32_t> input_last{0};
 static constinit thread_local bool *sleeps_noted = nullptr;
 
-static bool is_main_thread()
-{
-    return gettid() == getpid();
-}
-
 static int64_t now_msec()
 {
     return device_current ? device_current->msec() : clock_real_msec();
-}
-
-static timespec real_now()
-{
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return now;
-}
-
-int64_t clock_real_msec()
-{
-    const timespec now = real_now();
-    return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
-}
-
-timespec clock_real_after(int32_t ms)
-{
-    timespec at = real_now();
-    if (ms <= 0)
-        return at;
-    at.tv_nsec += static_cast<long>(ms % 1000) * 1000000;
-    at.tv_sec += ms / 1000 + at.tv_nsec / 1000000000;
-    at.tv_nsec %= 1000000000;
-    return at;
-}
-
-void clock_real_msleep(int32_t ms)
-{
-    if (ms <= 0)
-        return;
-    timespec left = {ms / 1000, static_cast<long>(ms % 1000) * 1000000};
-    while (clock_nanosleep(CLOCK_MONOTONIC, 0, &left, &left) == EINTR && !is_main_thread()) {
-    }
 }
 
 int32_t clock_stretch(int32_t ms, int32_t since_input_ms)
@@ -100,7 +60,7 @@ void clock_msleep(int32_t ms)
         clock_real_msleep(ms);
         return;
     }
-    if (device_current->wait && is_main_thread()) {
+    if (device_current->wait && clock_on_main_thread()) {
         const uint32_t since = static_cast<uint32_t>(clock_msec()) -
                                static_cast<uint32_t>(input_last.load(std::memory_order_relaxed));
         device_current->wait(

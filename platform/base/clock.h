@@ -25,6 +25,8 @@ int32_t clock_stretch(int32_t ms, int32_t since_input_ms);
 void clock_note_sleeps(bool *noted);
 /* The machine's own clock, in milliseconds from an arbitrary base, and a sleep on it. */
 int64_t clock_real_msec();
+/* Whether the caller is the thread that main() runs on, the one that signals interrupt. */
+bool clock_on_main_thread();
 /* The moment `ms` from now, for waits on CLOCK_MONOTONIC. A negative `ms` is now. */
 timespec clock_real_after(int32_t ms);
 void clock_real_msleep(int32_t ms);
