@@ -27,6 +27,8 @@ constexpr uint32_t fb_align_center = 0x01;
 constexpr uint32_t fb_align_right = 0x02;
 constexpr uint32_t fb_align_middle = 0x10;
 constexpr uint32_t fb_align_bottom = 0x20;
+/* A text that is wider than its box stands in two lines where the box has room for them. */
+constexpr uint32_t fb_align_two_lines = 0x100;
 
 extern fb_surface
     *fb_cur;             /* the screen's surface, null while closed; read it anew after fb_flip() */

@@ -5,8 +5,10 @@
 #include "platform/font/font_glyph.h"
 #include "platform/font/font_line.h"
 #include "platform/font/font_state.h"
+#include "platform/font/font_wrap.h"
 
 #include <algorithm>
+#include <cstring>
 
 /* Half-open, in pixels of the surface. */
 struct clip {
@@ -91,18 +93,47 @@ static int64_t start_of(int64_t box_start, int64_t box_length, int64_t length, b
     return far ? box_start + box_length - length : box_start;
 }
 
+/* Two lines stand a quarter of a letter apart. False when the box has no room for them, or the text
+ * no place to part it. */
+static bool draw_two_lines(fb_surface *surface, const clip &area, const char *text,
+                           const fb_text &box, int32_t size)
+{
+    const int32_t pitch = size + size / 4, height = size + pitch;
+    font_wrap at = {};
+    if (box.w < 1 || box.h < height ||
+        !font_wrap_find(font_current.lines, font_current.faces, text, size, box.w, &at))
+        return false;
+    char first[font_wrap_max];
+    memcpy(first, text, at.first_end);
+    first[at.first_end] = '\0';
+    int64_t top =
+        start_of(box.y, box.h, height, box.align & fb_align_middle, box.align & fb_align_bottom);
+    for (const char *part : {(const char *)first, text + at.second_begin}) {
+        const font_line line =
+            font_line_get(font_current.lines, font_current.faces, part, size, box.w);
+        const int64_t left = start_of(box.x, line.width > box.w ? 0 : box.w, line.width,
+                                      box.align & fb_align_center, box.align & fb_align_right);
+        draw_line(surface, area, line, left, top + font_face_ascent(font_current.faces, size), size,
+                  box.colour);
+        top += pitch;
+    }
+    return true;
+}
+
 int fb_draw_text(fb_surface *surface, const char *text, int32_t x, int32_t y, int32_t w, int32_t h,
                  int32_t size, uint16_t colour, uint32_t align)
 {
     if (!surface || !text || !*text || w < 0 || h < 0 || size < 1)
         return 0;
-    const fb_text note = {x, y, w, h, size, colour, align, text};
+    const fb_text note = {x, y, w, h, size, colour, align & ~fb_align_two_lines, text};
     fb_text_note(surface, &note);
     if (!font_current.faces)
         return -1;
     const int32_t drawn_size = std::min(size, font_size_max);
     const clip area = clip_of(surface, x, y, w, h, drawn_size);
     if (area.left >= area.right || area.top >= area.bottom)
+        return 0;
+    if ((align & fb_align_two_lines) && draw_two_lines(surface, area, text, note, drawn_size))
         return 0;
     const font_line line =
         font_line_get(font_current.lines, font_current.faces, text, drawn_size, w);

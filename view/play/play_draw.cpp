@@ -82,6 +82,14 @@ static void notice_changes(view *self, const play_frame &frame)
     }
 }
 
+/* A line that is too long stands in two where its band has room for them. */
+static void draw_lyric(fb_surface *to, const skin_element *element, const char *text, int32_t y,
+                       int32_t height)
+{
+    (void)fb_draw_text(to, text, element->x, y, element->width, height, element->font_size,
+                       element->font_color, element->text_align | fb_align_two_lines);
+}
+
 static int32_t saturate(int64_t value)
 {
     if (value > INT32_MAX)
@@ -126,9 +134,8 @@ static void draw_lyrics_lines(fb_surface *to, const skin_element *element,
     const int64_t gap = element->font_size / 2;
     const int64_t height = element->height - gap * (lines - 1);
     for (int64_t i = 0; i < lines; i++)
-        screen_draw_band(to, element, shown.lines[i],
-                         saturate(element->y + i * height / lines + i * gap),
-                         saturate(height / lines));
+        draw_lyric(to, element, shown.lines[i], saturate(element->y + i * height / lines + i * gap),
+                   saturate(height / lines));
 }
 
 static void draw_lyrics(fb_surface *to, const skin_element *element, const play_frame &frame)
