@@ -58,7 +58,7 @@ class SkinWatchTest(unittest.TestCase):
         self.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)
         self.run_tool("new", "Mine")
         self.play = self.read("Mine/play.xml")
-        self.write("Mine/play-1.xml", self.play.replace("#d8e0e8", "#00ff00"))
+        self.write("Mine/play-1.xml", self.play.replace("#c8d4de", "#00ff00"))
 
     def path(self, name):
         return os.path.join(self.folder, name)
@@ -184,7 +184,7 @@ class WindowTest(SkinWatchTest):
         self.press("o")
         self.wait_until("outlines", lambda: self.shown() != plain)
         outlined = self.wait_until("whole rows", lambda: all(rows := self.shown()) and rows)
-        for x, y in ((10, 160), (259, 160), (10, 183), (259, 183), (100, 160)):
+        for x, y in ((10, 128), (259, 128), (10, 159), (259, 159), (100, 128)):
             self.assertEqual(pixel(outlined, x, y), RED, f"the position bar at {x}, {y}")
         self.press("n")
         self.wait_until("names", lambda: pixels(self.shown()).count(MAGENTA) > 100)
@@ -198,7 +198,7 @@ class WindowTest(SkinWatchTest):
         self.press("Tab")
         self.press("Down")
         self.wait_for_scene("play-0-paused")
-        changed = self.play.replace("#d8e0e8", "#ff0000")
+        changed = self.play.replace("#c8d4de", "#ff0000")
         self.write("Mine/play.xml", changed)
         began = time.monotonic()
         before = self.expected["play-0-paused"]
@@ -219,9 +219,17 @@ class WindowTest(SkinWatchTest):
 
         self.press("Tab")  # nothing to go to either
         self.write("Mine/play.xml", changed)
-        self.wait_until("the repair", lambda: "play-1.xml" in self.read("out.txt").split("play.xml:")[-1])
+        self.wait_for_scene("play-0-paused")  # back where the fault was made
+        self.leave(self.process.terminate)
+
+    def test_a_part_that_breaks_before_any_key_comes_back_too(self):
+        good = self.read("Mine/list.xml")
+        self.write("Mine/list.xml", "<skin")
+        self.wait_for_title(REFUSED)
         self.press("Tab")
         self.wait_for_scene("play-0-playing")
+        self.write("Mine/list.xml", good)
+        self.wait_for_scene("list-0-menu")
         self.leave(self.process.terminate)
 
     def test_the_scene_comes_back_with_the_repair(self):
@@ -259,7 +267,7 @@ class NoDisplayTest(SkinWatchTest):
         self.wait_until("pictures", lambda: self.written() == 1)
         self.preview("first")
         self.assertEqual(self.files("out"), self.files("first"))
-        self.write("Mine/play.xml", self.play.replace("#d8e0e8", "#ff0000"))
+        self.write("Mine/play.xml", self.play.replace("#c8d4de", "#ff0000"))
         began = time.monotonic()
         self.wait_until("new pictures", lambda: self.written() == 2)
         print(f"a change was written after {(time.monotonic() - began) * 1000:.0f} ms")

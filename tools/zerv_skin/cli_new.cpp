@@ -28,9 +28,12 @@ struct new_text {
 constexpr uint32_t clear = 0, ink = 0xFF203040, paper = 0xFFFFFFFF, accent = 0xFF2878B4;
 constexpr int32_t button_side = 40;
 
+/* A head, the page, and the light strip where messages appear. */
 static uint32_t back_pixel(int32_t, int32_t y)
 {
-    return y < 40 ? accent : 0xFFF4F7FA;
+    if (y < 40)
+        return accent;
+    return y < 203 ? 0xFFE6EEF4 : y < 204 ? accent : paper;
 }
 
 static uint32_t row_pixel(int32_t, int32_t)
@@ -96,7 +99,7 @@ static const new_picture pictures[] = {
     {"back.png", device_width, device_height, back_pixel},
     {"row.png", 288, 32, row_pixel},
     {"knob.png", 24, 24, knob_pixel},
-    {"bar.png", 8, 24, knob_pixel},
+    {"bar.png", 8, 8, knob_pixel},
     {"play.png", button_side, button_side, play_pixel},
     {"pause.png", button_side, button_side, pause_pixel},
     {"prev.png", button_side, button_side, prev_pixel},
@@ -104,58 +107,61 @@ static const new_picture pictures[] = {
     {"list.png", button_side, button_side, list_pixel},
 };
 
-/* Six rows: the one under the cursor is always the third, where row.png lies. */
+/* Five rows: the one under the cursor is always the third, where row.png lies. */
 static std::string list_content()
 {
     std::string text =
         "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-        "<!-- The list screen. The row under the cursor is always the third of the six. -->\n"
+        "<!-- The list screen. The row under the cursor is always the third of the five. The "
+        "lowest\n"
+        "     36 pixels stay free for messages. -->\n"
         "<skin version=\"0.1\">\n"
         "  <img src=\"back.png\" x=\"0\" y=\"0\"/>\n"
         "  <text format=\"$title\" x=\"10\" y=\"4\" width=\"230\" height=\"32\" font_size=\"18\" "
         "font_color=\"#ffffff\" text_align=\"left middle\"/>\n"
         "  <text format=\"$time\" x=\"250\" y=\"4\" width=\"60\" height=\"32\" font_size=\"16\" "
         "font_color=\"#ffffff\" text_align=\"right middle\"/>\n"
-        "  <img src=\"row.png\" x=\"0\" y=\"106\"/>\n";
-    for (int row = 0; row < 6; row++) {
-        const std::string place = "x=\"10\" y=\"" + std::to_string(42 + 32 * row) +
+        "  <img src=\"row.png\" x=\"0\" y=\"107\"/>\n";
+    for (int row = 0; row < 5; row++) {
+        const std::string place = "x=\"10\" y=\"" + std::to_string(43 + 32 * row) +
                                   "\" width=\"272\" height=\"32\" font_size=\"16\" ";
         text += "  <item " + place + "font_color=\"#203040\" text_align=\"left middle\"/>\n";
         text += "  <item_sel " + place + "font_color=\"#ffffff\" text_align=\"left middle\"/>\n";
     }
-    return text + "  <scroll action=\"list\" type=\"move-y\" src=\"knob.png\" x=\"292\" y=\"54\" "
-                  "width=\"24\" height=\"168\" origin_y=\"12\"/>\n"
+    return text + "  <scroll action=\"list\" type=\"move-y\" src=\"knob.png\" x=\"288\" y=\"56\" "
+                  "width=\"32\" height=\"132\" origin_x=\"-4\" origin_y=\"12\"/>\n"
                   "</skin>\n";
 }
 
 static const char play_content[] =
     "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-    "<!-- The play screen. More variants: play-1.xml, ... with show and hide at their root. -->\n"
+    "<!-- The play screen. More variants: play-1.xml, ... with show and hide at their root.\n"
+    "     The lowest 36 pixels stay free for messages. -->\n"
     "<skin version=\"0.1\">\n"
     "  <img src=\"back.png\" x=\"0\" y=\"0\"/>\n"
     "  <text format=\"$title\" x=\"10\" y=\"4\" width=\"230\" height=\"32\" font_size=\"18\" "
     "font_color=\"#ffffff\" text_align=\"left middle\"/>\n"
     "  <text format=\"$time\" x=\"250\" y=\"4\" width=\"60\" height=\"32\" font_size=\"16\" "
     "font_color=\"#ffffff\" text_align=\"right middle\"/>\n"
-    "  <album_cover x=\"10\" y=\"48\" width=\"100\" height=\"100\"/>\n"
-    "  <text format=\"$artist\" x=\"120\" y=\"48\" width=\"190\" height=\"24\" font_size=\"16\" "
+    "  <album_cover x=\"10\" y=\"46\" width=\"80\" height=\"80\"/>\n"
+    "  <text format=\"$artist\" x=\"100\" y=\"44\" width=\"212\" height=\"22\" font_size=\"16\" "
     "font_color=\"#203040\" text_align=\"left middle\"/>\n"
-    "  <text format=\"$album\" x=\"120\" y=\"72\" width=\"190\" height=\"20\" font_size=\"14\" "
+    "  <text format=\"$album\" x=\"100\" y=\"66\" width=\"212\" height=\"18\" font_size=\"14\" "
     "font_color=\"#506070\" text_align=\"left middle\"/>\n"
-    "  <lyrics x=\"120\" y=\"94\" width=\"190\" height=\"56\" font_size=\"12\" "
+    "  <lyrics x=\"100\" y=\"86\" width=\"212\" height=\"50\" font_size=\"12\" "
     "font_color=\"#203040\" text_align=\"left middle\"/>\n"
-    "  <rect x=\"10\" y=\"160\" width=\"250\" height=\"24\" color=\"#d8e0e8\"/>\n"
-    "  <scroll action=\"play\" type=\"fill-x\" src=\"bar.png\" x=\"10\" y=\"160\" width=\"250\" "
-    "height=\"24\"/>\n"
-    "  <text format=\"$02mins:$02secs\" x=\"264\" y=\"160\" width=\"50\" height=\"24\" "
+    "  <rect x=\"10\" y=\"140\" width=\"250\" height=\"8\" color=\"#c8d4de\"/>\n"
+    "  <scroll action=\"play\" type=\"fill-x\" src=\"bar.png\" x=\"10\" y=\"128\" width=\"250\" "
+    "height=\"32\" origin_y=\"-12\"/>\n"
+    "  <text format=\"$02mins:$02secs\" x=\"264\" y=\"128\" width=\"50\" height=\"32\" "
     "font_size=\"14\" font_color=\"#203040\" text_align=\"right middle\" show=\"play\"/>\n"
     "  <text format=\"$stopped\" x=\"10\" y=\"4\" width=\"230\" height=\"32\" font_size=\"18\" "
     "font_color=\"#ffffff\" text_align=\"left middle\" hide=\"play\"/>\n"
-    "  <button action=\"prev\" src=\"prev.png\" x=\"60\" y=\"194\"/>\n"
-    "  <button action=\"pause\" src=\"pause.png\" x=\"120\" y=\"194\" hide=\"pause\"/>\n"
-    "  <button action=\"play\" src=\"play.png\" x=\"120\" y=\"194\" show=\"pause\"/>\n"
-    "  <button action=\"next\" src=\"next.png\" x=\"180\" y=\"194\"/>\n"
-    "  <button action=\"list\" src=\"list.png\" x=\"270\" y=\"194\"/>\n"
+    "  <button action=\"prev\" src=\"prev.png\" x=\"60\" y=\"162\"/>\n"
+    "  <button action=\"pause\" src=\"pause.png\" x=\"120\" y=\"162\" hide=\"pause\"/>\n"
+    "  <button action=\"play\" src=\"play.png\" x=\"120\" y=\"162\" show=\"pause\"/>\n"
+    "  <button action=\"next\" src=\"next.png\" x=\"180\" y=\"162\"/>\n"
+    "  <button action=\"list\" src=\"list.png\" x=\"270\" y=\"162\"/>\n"
     "</skin>\n";
 
 static int complain(const std::string &path)

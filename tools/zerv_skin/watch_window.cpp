@@ -1,5 +1,6 @@
 /* watch_window: a window that shows one scene of a skin and follows its changes. */
 #include "tools/zerv_skin/watch.h"
+#include "tools/zerv_skin/watch_choice.h"
 
 #include "platform/base/device.h"
 #include "tools/zerv_skin/cli.h"
@@ -26,7 +27,7 @@ struct window_state {
     SDL_Texture *texture;
     scene_package package;
     size_t shown; /* index of the scene; behind the last one while there is none to show */
-    scene wanted; /* what was stepped to: a fault may take it away for a while */
+    watch_choice choice;
     bool outlines, names, leaves;
     uint64_t fingerprint;
 };
@@ -58,28 +59,12 @@ static void present(window_state *state)
     SDL_RenderPresent(state->renderer);
 }
 
-/* The wanted scene, else the first of its part. */
-static size_t find_wanted(const window_state *state)
-{
-    const std::vector<scene> &all = state->package.scenes;
-    if (state->wanted.name.empty())
-        return 0;
-    size_t found = all.size();
-    for (size_t i = 0; i < all.size(); i++) {
-        if (all[i].name == state->wanted.name)
-            return i;
-        if (found == all.size() && all[i].in_list == state->wanted.in_list)
-            found = i;
-    }
-    return found;
-}
-
 static int reload(window_state *state)
 {
     watch_tell(state->options);
     if (scene_open(state->options->subject, &state->package) != 0)
         return -1;
-    state->shown = find_wanted(state);
+    state->shown = watch_choose(&state->choice, state->package);
     present(state);
     return 0;
 }
@@ -91,7 +76,7 @@ static void step(window_state *state, scene_axis axis, int direction)
     else if (axis == scene_axis::part)
         state->shown = 0; /* the part that was looked at is refused, the other one may be not */
     if (const scene *of = current(state))
-        state->wanted = *of;
+        watch_note(&state->choice, *of);
 }
 
 struct window_key {

@@ -56,7 +56,7 @@ inline members good_skin(const std::string &play = "", const std::string &list =
     return {
         {"list.xml", "<?xml version=\"1.0\"?>\n"
                      "<skin version=\"0.1\">\n"
-                     "<list x=\"0\" y=\"0\" width=\"280\" height=\"240\" font_size=\"24\"/>\n" +
+                     "<list x=\"0\" y=\"0\" width=\"280\" height=\"200\" font_size=\"24\"/>\n" +
                          list + "\n</skin>\n"},
         {"play.xml", "<?xml version=\"1.0\"?>\n"
                      "<skin version=\"0.1\">\n"

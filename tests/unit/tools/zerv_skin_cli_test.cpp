@@ -132,6 +132,10 @@ TEST_F(zerv_skin_cli, makes_a_skin_that_has_no_fault)
         for (uint32_t i = 0; i < part->pages[0].element_count; i++)
             EXPECT_EQ(part->pages[0].elements[i].src != nullptr,
                       part->pages[0].elements[i].image != nullptr);
+    for (const skin_part *part : {list.get(), play.get()})
+        for (uint32_t i = 1; i < part->pages[0].element_count; i++)
+            EXPECT_LE(part->pages[0].elements[i].y + part->pages[0].elements[i].height, 204)
+                << "messages hide nothing";
 }
 
 TEST_F(zerv_skin_cli, makes_no_skin_over_another)
