@@ -5,6 +5,7 @@
 #include "platform/base/str.h"
 #include "platform/image/image.h"
 #include "skin/skin.h"
+#include "skin/skin_parse_error.h"
 #include "skin/skin_table.h"
 #include "skin/skin_watch.h"
 
@@ -283,7 +284,12 @@ static int feed(parsing *state, const char *text, int size, bool final)
     if (state->refused)
         return -1;
     const XML_Error error = XML_GetErrorCode(state->parser);
-    refuse_text(state, "xml", error_place(state, error), XML_ErrorString(error));
+    int at = 0, known = 0;
+    const char *context = XML_GetInputContext(state->parser, &at, &known);
+    const bool whole = context && at >= 0 && at <= known;
+    refuse_text(state, "xml", error_place(state, error),
+                skin_parse_error(error, whole ? context : nullptr, static_cast<size_t>(at),
+                                 static_cast<size_t>(known)));
     return -1;
 }
 

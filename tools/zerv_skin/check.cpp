@@ -5,6 +5,7 @@
 #include "skin/skin_table.h"
 #include "tools/zerv_skin/check_page.h"
 #include "tools/zerv_skin/sample.h"
+#include "tools/zerv_skin/suggest.h"
 
 #include <cstdarg>
 #include <cstring>
@@ -67,7 +68,8 @@ static void check_root(const check_page &in, const source_tag &tag)
         const char *name = attribute.name.c_str();
         if (!skin_attribute_of_page(name)) {
             check_warn_at(in, tag, attribute, "unknown-attribute",
-                          "the attribute \"%s\" of the root means nothing", name);
+                          "the attribute \"%s\" of the root means nothing%s", name,
+                          suggest_text(suggest_kind::root_attribute, name).c_str());
             continue;
         }
         if (strcmp(name, "show") != 0 && strcmp(name, "hide") != 0)
@@ -77,8 +79,9 @@ static void check_root(const check_page &in, const source_tag &tag)
                        "the list screen always uses its first variant");
         else if (!skin_conditions[skin_find_condition(attribute.value.c_str())].of_variant)
             check_warn(in, tag, name, "unknown-condition",
-                       "a variant's %s=\"%s\" is neither album_cover nor lyrics", name,
-                       attribute.value.c_str());
+                       "a variant's %s=\"%s\" is neither album_cover nor lyrics%s", name,
+                       attribute.value.c_str(),
+                       suggest_text(suggest_kind::variant_condition, attribute.value).c_str());
     }
     if (in.page->debug > 0)
         check_warn(in, tag, "debug", "debug", "every element will be outlined in red");
@@ -97,6 +100,8 @@ static void check_one_page(const check_page &in)
         check_element(in, tag, element);
         check_text(in, tag, element);
     }
+    check_overlap(in);
+    check_look(in);
 }
 
 static void check_page_rows(const check_page &in)

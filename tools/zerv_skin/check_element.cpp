@@ -5,12 +5,13 @@
 #include "platform/image/image.h"
 #include "skin/skin_parse.h"
 #include "skin/skin_table.h"
+#include "tools/zerv_skin/suggest.h"
 
 #include <algorithm>
 #include <cctype>
 #include <cinttypes>
 
-constexpr int32_t smallest_target = 24; /* pixels a finger can hit */
+constexpr int32_t smallest_target = 32; /* pixels a finger can hit */
 constexpr int32_t lyrics_bands = 3;
 
 struct element_check {
@@ -31,8 +32,8 @@ static bool is_kind(const element_check &it, uint8_t place)
 static void check_name(const element_check &it)
 {
     if (it.kind.screens == 0)
-        check_warn(it.in, it.tag, "", "unknown-element", "no screen knows the element \"%s\"",
-                   it.tag.name.c_str());
+        check_warn(it.in, it.tag, "", "unknown-element", "no screen knows the element \"%s\"%s",
+                   it.tag.name.c_str(), suggest_text(suggest_kind::element, it.tag.name).c_str());
     else if ((it.kind.screens & it.screen) == 0)
         check_warn(it.in, it.tag, "", "wrong-part", "the %s screen does not draw \"%s\"",
                    it.in.part->name, it.tag.name.c_str());
@@ -43,7 +44,24 @@ static void check_attributes(const element_check &it)
     for (const source_attribute &attribute : it.tag.attributes)
         if (!skin_attribute_of_element(attribute.name.c_str()))
             check_warn_at(it.in, it.tag, attribute, "unknown-attribute",
-                          "the attribute \"%s\" means nothing", attribute.name.c_str());
+                          "the attribute \"%s\" means nothing%s", attribute.name.c_str(),
+                          suggest_text(suggest_kind::attribute, attribute.name).c_str());
+}
+
+/* Letters have a font_color, and a rect is filled with its color. */
+static void check_colour_names(const element_check &it)
+{
+    const bool filled = source_find(it.tag, "color") != nullptr;
+    if (filled && skin_kind_reads(it.kind, "font_color"))
+        check_warn(it.in, it.tag, "color", "other-color",
+                   "\"color\" fills a rect; letters have a \"font_color\"");
+    if (filled || !skin_kind_reads(it.kind, "color"))
+        return;
+    if (source_find(it.tag, "font_color"))
+        check_warn(it.in, it.tag, "font_color", "other-color",
+                   "\"font_color\" is for letters; a rect is filled with its \"color\"");
+    else
+        check_warn(it.in, it.tag, "", "no-color", "a rect without color is black");
 }
 
 static bool is_plain_colour(const std::string &value)
@@ -78,8 +96,9 @@ static void check_conditions(const element_check &it)
             check_warn(it.in, it.tag, name, "no-condition", "the list screen hides no elements");
         else if (skin_find_condition(word->value.c_str()) == 0)
             check_warn(it.in, it.tag, name, "unknown-condition",
-                       "%s=\"%s\" is none of play, pause, album_cover and lyrics", name,
-                       word->value.c_str());
+                       "%s=\"%s\" is none of play, pause, album_cover and lyrics%s", name,
+                       word->value.c_str(),
+                       suggest_text(suggest_kind::condition, word->value).c_str());
         else if (!is_asked(it.in.asked, word->value))
             check_warn(it.in, it.tag, name, "never-asked",
                        "%s=\"%s\" never holds: no visible %s element and no variant asks for it",
@@ -92,9 +111,12 @@ static void check_action(const element_check &it)
     if (!it.element.action)
         return;
     const skin_word &known = it.kind.actions[it.element.means.action];
+    const bool bar = is_kind(it, skin_kind_at("scroll"));
+    const suggest_kind meant = bar ? suggest_kind::bar_action : suggest_kind::action;
     if (known.screens == 0)
-        check_warn(it.in, it.tag, "action", "unknown-action", "%s knows the action \"%s\"",
-                   is_kind(it, skin_kind_at("scroll")) ? "no bar" : "no screen", it.element.action);
+        check_warn(it.in, it.tag, "action", "unknown-action", "%s knows the action \"%s\"%s",
+                   bar ? "no bar" : "no screen", it.element.action,
+                   suggest_text(meant, it.element.action).c_str());
     else if ((known.screens & it.screen) == 0)
         check_warn(it.in, it.tag, "action", "wrong-part",
                    "the action \"%s\" does nothing on the %s screen", it.element.action,
@@ -157,8 +179,8 @@ static void check_bar(const element_check &it)
         return;
     }
     if (!type.draw) {
-        check_warn(it.in, it.tag, "type", "unknown-type", "there is no bar of type \"%s\"",
-                   it.element.type);
+        check_warn(it.in, it.tag, "type", "unknown-type", "there is no bar of type \"%s\"%s",
+                   it.element.type, suggest_text(suggest_kind::bar_type, it.element.type).c_str());
         return;
     }
     if (!it.element.action)
@@ -262,13 +284,31 @@ static bool is_touched(const element_check &it)
     return it.element.means.action != 0;
 }
 
+/* What a finger is to hit: `the button "next"`. */
+static std::string target_name(const element_check &it)
+{
+    const std::string kind = is_kind(it, skin_kind_at("scroll")) ? "bar" : it.tag.name;
+    return it.element.action ? kind + " \"" + it.element.action + "\"" : kind;
+}
+
+/* The gap below a row of a list belongs to no other row: who misses one hits nothing wrong. */
+static void check_list_touch(const element_check &it)
+{
+    const int32_t size = it.element.font_size;
+    const int64_t pitch = int64_t{size} + size / 2;
+    if (pitch < smallest_target)
+        check_warn(
+            it.in, it.tag, "font_size", "small-target",
+            "rows of %d pixels, %d with the gap below, are hard to touch; a finger needs %d: "
+            "give them a font_size of 22",
+            size, static_cast<int>(pitch), smallest_target);
+}
+
 static void check_touch(const element_check &it)
 {
     const skin_element &element = it.element;
-    if (is_kind(it, skin_kind_at("list")) && element.font_size < smallest_target) {
-        check_warn(it.in, it.tag, "font_size", "small-target",
-                   "rows of %d pixels are hard to touch: give them %d", element.font_size,
-                   smallest_target);
+    if (is_kind(it, skin_kind_at("list"))) {
+        check_list_touch(it);
         return;
     }
     if (!is_touched(it) || element.width < 0 || element.height < 0)
@@ -278,13 +318,14 @@ static void check_touch(const element_check &it)
         check_warn(it.in, it.tag, "", "no-size", "without a size it cannot be touched");
     else if (std::min(element.width, element.height) < smallest_target)
         check_warn(it.in, it.tag, narrow ? "width" : "height", "small-target",
-                   "%d x %d pixels are hard to touch: give it %d", element.width, element.height,
-                   smallest_target);
+                   "the %s is %d x %d pixels; a finger needs %d x %d", target_name(it).c_str(),
+                   element.width, element.height, smallest_target, smallest_target);
 }
 
 static void (*const rules[])(const element_check &it) = {
-    check_name, check_attributes, check_colours,    check_conditions, check_action, check_image,
-    check_bar,  check_box,        check_needed_box, check_list,       check_lyrics, check_touch,
+    check_name,   check_attributes, check_colour_names, check_colours, check_conditions,
+    check_action, check_image,      check_bar,          check_box,     check_needed_box,
+    check_list,   check_lyrics,     check_touch,
 };
 
 void check_element(const check_page &in, const source_tag &tag, const skin_element &element)

@@ -31,10 +31,28 @@ __attribute__((format(printf, 5, 6))) void check_warn_at(const check_page &in,
                                                          const source_attribute &attribute,
                                                          const char *code, const char *format, ...);
 
+/* A piece of the screen. */
+struct check_box_of {
+    int32_t x, y, width, height;
+};
+
+/* The tag that each element of a page comes from; a row comes from its list. */
+std::vector<const source_tag *> check_tags(const check_page &in);
+
+/* check_text.cpp: lets the player stand at a moment with long titles, or with nothing loaded, and
+ * tells what a text covers then: its letters where a font is open, else its box. Empty when it says
+ * nothing. The box of an element that is no text is its own. */
+void check_set_moment(const check_page &in, bool loaded);
+check_box_of check_text_box(const check_page &in, const skin_element &element);
+
 /* check_element.cpp: words, images, boxes, touch. */
 void check_element(const check_page &in, const source_tag &tag, const skin_element &element);
 /* check_text.cpp: templates and their room. Needs a stage. */
 void check_text(const check_page &in, const source_tag &tag, const skin_element &element);
+/* check_look.cpp: letters against what is behind them, and the strip for messages. Needs a stage. */
+void check_look(const check_page &in);
+/* check_overlap.cpp: elements over one another. Needs a stage. */
+void check_overlap(const check_page &in);
 /* check_names.cpp: names of members that look like part files and are none, or stand twice. */
 void check_names(const source_package &package, report *found);
 /* check_image.cpp: why an image does not decode, as far as its first bytes tell. */

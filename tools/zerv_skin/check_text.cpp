@@ -2,9 +2,11 @@
 #include "tools/zerv_skin/check_page.h"
 
 #include "platform/base/str.h"
+#include "platform/draw/fb.h"
 #include "platform/font/font.h"
 #include "skin/skin_table.h"
 #include "tools/zerv_skin/stage.h"
+#include "tools/zerv_skin/suggest.h"
 #include "view/list/view_list_state.h"
 #include "view/play/play_text.h"
 
@@ -32,12 +34,28 @@ static const stage_list_state list_samples[] = {
     {"当前播放列表", "/media/music", nullptr, 0, 0, 0, 100},
 };
 
+/* The same with titles that fill any box. */
+static const char long_text[] = "The Extraordinary Adventures of a Very Long Title That Never Ends";
+static const stage_play_state long_play = {true,    false,   long_text, long_text, long_text,
+                                           3599000, 4000000, false,     false,     100};
+static const stage_play_state nothing_loaded = {false, true, nullptr, nullptr, nullptr,
+                                                0,     0,    false,   false,   100};
+static const stage_list_state long_list = {long_text, long_text, nullptr, 0, 0, 0, 100};
+
 static void expand(const check_page &in, const char *format, char (&to)[1024])
 {
     if (in.in_list)
         view_list_expand(format, to, sizeof(to));
     else
         play_text_expand(format, 0, to);
+}
+
+/* A token of the other screen, or one that is like it. */
+static std::string describe_token(const check_page &in, const std::string &word)
+{
+    if (skin_find_token(word.c_str() + 1, in.in_list ? skin_on_play : skin_on_list) != 0)
+        return std::string("; the ") + (in.in_list ? "play" : "list") + " screen knows it";
+    return suggest_text(in.in_list ? suggest_kind::list_token : suggest_kind::play_token, word);
 }
 
 static void check_tokens(const check_page &in, const source_tag &tag, const char *format)
@@ -50,9 +68,51 @@ static void check_tokens(const check_page &in, const source_tag &tag, const char
         const size_t size = 1 + strcspn(at + 1, "$ \t:/-()[],.");
         const std::string word(at, std::min(size, longest_told));
         if (told.insert(word).second)
-            check_warn(in, tag, "format", "unknown-token", "\"%s\" is no token of the %s screen",
-                       word.c_str(), in.part->name);
+            check_warn(in, tag, "format", "unknown-token", "\"%s\" is no token of the %s screen%s",
+                       word.c_str(), in.part->name, describe_token(in, word).c_str());
     }
+}
+
+void check_set_moment(const check_page &in, bool loaded)
+{
+    if (in.in_list)
+        stage_set_list(&long_list);
+    else
+        stage_set_play(loaded ? &long_play : &nothing_loaded);
+}
+
+/* Where letters of a width stand in a box; a box of 0 has no far side. */
+static check_box_of place_letters(const skin_element &element, int32_t width)
+{
+    const int32_t size = element.font_size;
+    check_box_of box = {element.x, element.y, width, size};
+    if (element.width > 0 && width < element.width) {
+        const int32_t rest = element.width - width;
+        box.x += element.text_align & fb_align_center  ? rest / 2
+                 : element.text_align & fb_align_right ? rest
+                                                       : 0;
+    } else if (element.width > 0) {
+        box.width = element.width;
+    }
+    if (element.height > size)
+        box.y += element.text_align & fb_align_middle   ? (element.height - size) / 2
+                 : element.text_align & fb_align_bottom ? element.height - size
+                                                        : 0;
+    return box;
+}
+
+check_box_of check_text_box(const check_page &in, const skin_element &element)
+{
+    if (skin_kinds[element.means.kind].is_row)
+        return place_letters(element, element.width);
+    if (element.means.kind != skin_kind_at("text"))
+        return {element.x, element.y, element.width, element.height};
+    char text[1024];
+    expand(in, element.format ? element.format : "", text);
+    const int width = font_text_width(text, element.font_size);
+    if (width == 0)
+        return {element.x, element.y, 0, 0};
+    return place_letters(element, width);
 }
 
 struct widest_text {
