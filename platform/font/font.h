@@ -2,7 +2,8 @@
 #pragma once
 
 /* Opens the font file (face 0 of a collection) and the fallback fonts for what it lacks, from the
- * same folder or the system's. Replaces a font that is open; on -1 that one stays. The files stay
+ * same folder or the system's; then those of the folder "fonts" beside it, in the order of their
+ * names, each when a letter first asks for it. Replaces a font that is open; on -1 that one stays. The files stay
  * mapped: whoever updates one renames a new file over it and never writes into it. */
 [[nodiscard]] int font_open(const char *path);
 /* Frees faces and cached glyphs. Accepts a font that was never opened. */

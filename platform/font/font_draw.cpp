@@ -108,7 +108,7 @@ static bool draw_two_lines(fb_surface *surface, const clip &area, const char *te
     first[at.first_end] = '\0';
     int64_t top =
         start_of(box.y, box.h, height, box.align & fb_align_middle, box.align & fb_align_bottom);
-    for (const char *part : {(const char *)first, text + at.second_begin}) {
+    for (const char *part : {static_cast<const char *>(first), text + at.second_begin}) {
         const font_line line =
             font_line_get(font_current.lines, font_current.faces, part, size, box.w);
         const int64_t left = start_of(box.x, line.width > box.w ? 0 : box.w, line.width,

@@ -3,6 +3,7 @@
 #include "platform/font/font_face.h"
 
 #include "platform/base/str.h"
+#include "platform/file/file.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -40,6 +41,8 @@ struct font_faces {
     hb_language_t language;
     face faces[font_faces_max];
     uint32_t count;
+    file_listing folder; /* of further fallbacks, opened when a character asks for them */
+    uint32_t folder_next;
 };
 
 static void face_close(face *old)
@@ -128,6 +131,29 @@ static void add_fallbacks(font_faces *faces, const char *path)
     }
 }
 
+/* The folder "fonts" beside the chosen font: any number of scripts, each in a font of its own. */
+static void list_folder(font_faces *faces, const char *path)
+{
+    const char *slash = strrchr(path, '/');
+    const int folder_length = slash ? static_cast<int>(slash - path) + 1 : 0;
+    char folder[4096];
+    if (!str_format(folder, "%.*sfonts", folder_length, path) ||
+        file_list_dir(&faces->folder, folder, nullptr) != 0)
+        return;
+    faces->folder_next = faces->folder.dir_count;
+}
+
+/* Opens the next font of the folder. False when there is none left. */
+static bool open_next(font_faces *faces)
+{
+    const uint32_t before = faces->count;
+    while (faces->count == before && faces->count < font_faces_max &&
+           faces->folder_next < faces->folder.count)
+        (void)add_fallback(faces,
+                           faces->folder.paths[faces->folder_next++]); /* no font: the next */
+    return faces->count > before;
+}
+
 font_faces *font_faces_open(const char *path)
 {
     font_faces *faces = static_cast<font_faces *>(calloc(1, sizeof *faces));
@@ -142,6 +168,7 @@ font_faces *font_faces_open(const char *path)
     }
     faces->count = 1;
     add_fallbacks(faces, path);
+    list_folder(faces, path);
     return faces;
 }
 
@@ -152,6 +179,7 @@ void font_faces_close(font_faces *faces)
     for (uint32_t i = 0; i < faces->count; i++)
         face_close(&faces->faces[i]);
     hb_buffer_destroy(faces->buffer);
+    (void)file_free_dir(&faces->folder);
     if (faces->library)
         FT_Done_FreeType(faces->library);
     free(faces);
@@ -163,9 +191,9 @@ bool font_face_has(const font_faces *faces, uint32_t face, uint32_t character)
     return hb_font_get_nominal_glyph(faces->faces[face].shaper, character, &glyph) != 0;
 }
 
-uint32_t font_face_for(const font_faces *faces, uint32_t character)
+uint32_t font_face_for(font_faces *faces, uint32_t character)
 {
-    for (uint32_t i = 0; i < faces->count; i++)
+    for (uint32_t i = 0; i < faces->count || open_next(faces); i++)
         if (font_face_has(faces, i, character))
             return i;
     return 0;

@@ -7,7 +7,7 @@
 
 struct font_faces;
 
-constexpr uint32_t font_faces_max = 4;
+constexpr uint32_t font_faces_max = 64; /* opened fonts */
 
 /* One glyph of a shaped run, in visual order from left to right. */
 struct font_glyph {
@@ -38,8 +38,8 @@ struct font_bitmap {
 font_faces *font_faces_open(const char *path);
 /* Accepts null. */
 void font_faces_close(font_faces *faces);
-/* The face for a character; 0 when none has it. */
-uint32_t font_face_for(const font_faces *faces, uint32_t character);
+/* The face for a character; 0 when none has it. May open further fallbacks. */
+uint32_t font_face_for(font_faces *faces, uint32_t character);
 bool font_face_has(const font_faces *faces, uint32_t face, uint32_t character);
 /* Pixels from the top of a line of `size` pixels down to the baseline. */
 int32_t font_face_ascent(const font_faces *faces, int32_t size);

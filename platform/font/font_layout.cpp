@@ -1,6 +1,8 @@
 /* font_layout: directions (FriBidi), fonts, scripts, shaping and the ellipsis. */
 #include "platform/font/font_layout.h"
 
+#include "platform/font/font_emoji.h"
+
 #include <algorithm>
 #include <cstring>
 #include <fribidi.h>
@@ -69,8 +71,22 @@ static bool is_attached(uint32_t character)
            category == HB_UNICODE_GENERAL_CATEGORY_FORMAT;
 }
 
+/* An accent stays with its letter when that font has it; so do invisible characters, which need no
+ * font, and what is joined to an emoji, which is not seen. */
+static uint32_t choose_face(const font_layout *layout, font_faces *faces, uint32_t i, uint32_t last)
+{
+    const uint32_t character = layout->text[i];
+    if (font_emoji_goes_on(layout->text, i))
+        return last;
+    const bool attached = i > 0 && is_attached(character);
+    if (attached && font_face_has(faces, last, character))
+        return last;
+    const uint32_t found = font_face_for(faces, character);
+    return attached && found == 0 ? last : found;
+}
+
 /* Splits the text where face, script or direction change. */
-static void set_runs(font_layout *layout, const font_faces *faces)
+static void set_runs(font_layout *layout, font_faces *faces)
 {
     layout->run_count = 0;
     uint32_t script = leading_script(layout);
@@ -80,12 +96,7 @@ static void set_runs(font_layout *layout, const font_faces *faces)
         const uint32_t own = hb_unicode_script(hb_unicode_funcs_get_default(), character);
         if (is_own_script(own))
             script = own;
-        /* An accent stays with its letter when that font has it; so do invisible characters,
-         * which need no font. */
-        if (i == 0 || !is_attached(character) || !font_face_has(faces, face, character))
-            face = i > 0 && is_attached(character) && font_face_for(faces, character) == 0
-                       ? face
-                       : font_face_for(faces, character);
+        face = choose_face(layout, faces, i, face);
         font_run *last = layout->run_count ? &layout->runs[layout->run_count - 1] : nullptr;
         if (last && last->face == face && last->script == script &&
             last->level == layout->levels[i])
@@ -114,16 +125,34 @@ static void order_runs(font_layout *layout)
     }
 }
 
+/* A font without a sign for joined emoji gives one for each: the first stands for all. */
+static void keep_first_signs(font_layout *layout, size_t first_glyph)
+{
+    size_t kept = first_glyph, last = SIZE_MAX;
+    for (size_t i = first_glyph; i < layout->glyph_count; i++) {
+        const size_t begin = font_emoji_begin(layout->text, layout->glyphs[i].cluster);
+        const bool joined = font_emoji_length(layout->text, layout->length, begin) > 1;
+        if (!joined || begin != last)
+            layout->glyphs[kept++] = layout->glyphs[i];
+        if (joined)
+            last = begin;
+    }
+    layout->glyph_count = kept;
+}
+
 int32_t font_layout_shape(font_layout *layout, font_faces *faces, int32_t size)
 {
     set_levels(layout);
     set_runs(layout, faces);
     order_runs(layout);
     layout->glyph_count = 0;
-    for (size_t i = 0; i < layout->run_count; i++)
+    for (size_t i = 0; i < layout->run_count; i++) {
+        const size_t before = layout->glyph_count;
         layout->glyph_count += font_face_shape(
             faces, layout->text, layout->length, &layout->runs[i], size,
             layout->glyphs + layout->glyph_count, font_glyphs_max - layout->glyph_count);
+        keep_first_signs(layout, before);
+    }
     int32_t width = 0;
     for (size_t i = 0; i < layout->glyph_count; i++)
         width += layout->glyphs[i].advance;
