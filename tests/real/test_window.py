@@ -151,7 +151,8 @@ class WindowTest(PlayerTest):
 
     def test_the_window_has_an_icon(self):
         process, window = self.open_window()
-        self.assertEqual(self.display.numbers(window, "_NET_WM_ICON", 2), [64, 64])
+        # The window is there a moment before its icon.
+        self.wait_until("icon", lambda: self.display.numbers(window, "_NET_WM_ICON", 2) == [64, 64])
         self.leave(process, window)
 
     def test_the_window_is_taken_on_a_desktop_without_being_asked_for(self):
