@@ -10,6 +10,7 @@
 #include <chrono>
 
 static const hung hang_list_library(list_library, &list_library_record);
+static const hung hang_list_playlists(list_playlists, &list_playlists_record);
 
 class list_library_browser : public lists_test
 {
