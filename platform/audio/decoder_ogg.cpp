@@ -167,13 +167,20 @@ static constexpr audio_source ogg_source = {
     .close = ogg_close,
 };
 
+/* "None" for comments on more pages than are looked at: such a file is refused, because the library
+ * would read all of them. */
 static audio_tags_found read_tags(audio_file *file, int64_t at, audio_tags **out)
 {
     ogg_packet_reader packet;
     *out = nullptr;
     if (ogg_packet_second(&packet, file, at))
         return audio_tags_broken;
-    return audio_tags_comments(ogg_packet_next, &packet, out);
+    const audio_tags_found found = audio_tags_comments(ogg_packet_next, &packet, out);
+    if (packet.pages < ogg_packet_pages)
+        return found;
+    audio_tags_free(*out);
+    *out = nullptr;
+    return audio_tags_none;
 }
 
 static bool is_playable(OggVorbis_File *vorbis)
@@ -195,10 +202,12 @@ static audio_stream *ogg_open(const char *path)
     }
     state->file = file;
     audio_tags *tags;
-    if (read_tags(file, at, &tags) == audio_tags_broken)
+    const audio_tags_found found = read_tags(file, at, &tags);
+    if (found == audio_tags_broken)
         tags = audio_tags_empty();
     audio_file_window(file, 0, audio_file_size(file));
-    if (ov_open_callbacks(file, &state->vorbis, nullptr, 0, callbacks) ||
+    if (found == audio_tags_none ||
+        ov_open_callbacks(file, &state->vorbis, nullptr, 0, callbacks) ||
         !is_playable(&state->vorbis)) {
         audio_tags_free(tags);
         ogg_close(state);
@@ -228,7 +237,7 @@ static audio_info *ogg_read_info(const char *path)
     audio_tags *tags = nullptr;
     const audio_tags_found found = at >= 0 ? read_tags(file, at, &tags) : audio_tags_none;
     audio_file_close(file);
-    if (at < 0 || found == audio_tags_no_memory)
+    if (found == audio_tags_none || found == audio_tags_no_memory)
         return nullptr;
     return audio_info_new(found == audio_tags_broken ? tags_if_it_plays(path) : tags);
 }

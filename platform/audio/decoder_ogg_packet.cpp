@@ -9,7 +9,6 @@
 #include <iterator>
 
 constexpr int first_pages_limit = 64; /* each stream of a file has its first page in front */
-constexpr int foreign_pages_limit = 4096;
 
 enum { page_continued = 1, page_first = 2 };
 
@@ -63,7 +62,8 @@ int64_t ogg_find_vorbis(audio_file *file)
 /* Goes on to the next page of the stream that begins at or behind a place. */
 static int next_page(ogg_packet_reader *reader, int64_t at, ogg_page_head *head)
 {
-    for (int i = 0; i < foreign_pages_limit; i++, at += head->size) {
+    for (; reader->pages < ogg_packet_pages; at += head->size) {
+        reader->pages++;
         if (read_page_head(reader->file, at, head))
             return -1;
         if (head->serial != reader->serial)

@@ -1,7 +1,13 @@
-/* decoder_ogg_packet: the pages of an Ogg file, as far as tags need them. One thread a file. */
+/* decoder_ogg_packet: the pages of an Ogg file, as far as tags need them. One thread a file.
+ *
+ * Looks at the heads of 64 pages for the first one of the stream and of ogg_packet_pages more for its
+ * second packet, and reads what is asked for of that packet's content. */
 #pragma once
 
 #include "platform/audio/audio_file.h"
+
+/* Pages of 64 KB and more: comments with the largest of pictures take a hundredth of them. */
+constexpr int ogg_packet_pages = 4096;
 
 /* The second packet of a stream while it is read, page by page. */
 struct ogg_packet_reader {
@@ -12,6 +18,7 @@ struct ogg_packet_reader {
     int segment, segments;      /* at hand, of all */
     uint32_t left;              /* bytes of the segment that are still to come */
     bool ended;                 /* the packet is */
+    int pages;                  /* looked at so far */
 };
 
 /* Place of the page that begins a Vorbis stream with at least one channel; -1 when none does. */

@@ -167,3 +167,30 @@ TEST(audio_tags_hostile, blocks_of_nothing_inside_packed_text_are_counted)
     save(maker_id3_block(frame + maker_id3_frame("TPE1", latin("Next"))));
     EXPECT_EQ(names(), "-/Next");
 }
+
+/* A page of Ogg with one segment of 255 bytes, which the next page goes on with. */
+static std::string ogg_page(uint32_t serial, bool continued, const std::string &body)
+{
+    std::string page("OggS\0", 5);
+    page += char(continued ? 1 : 0);
+    page += std::string(8, '\0');
+    for (int i = 0; i < 4; i++)
+        page += char(serial >> (8 * i));
+    return page + std::string(8, '\0') + '\1' + '\xFF' + body + std::string(255 - body.size(), 'v');
+}
+
+TEST(audio_tags_hostile, comments_spread_over_many_small_pages_are_given_up)
+{
+    std::string ogg = maker_ogg_bytes(maker_sine(440, 0.1), {.serial = 7});
+    ogg.resize(58); /* the first page, which tells the channels and the rate */
+    ogg += ogg_page(7, false, std::string("\3vorbis\xFF\xFF\xFF\x7F", 11));
+    const std::string more = ogg_page(7, true, "");
+    for (int i = 0; i < 50000; i++)
+        ogg += more;
+    ASSERT_EQ(maker_audio_save("h.ogg", ogg), 0);
+    const audio_decoder *decoder = audio_get_decoder("h.ogg");
+    const int64_t before = bytes_read();
+    EXPECT_EQ(decoder->open("h.ogg"), nullptr);
+    EXPECT_EQ(decoder->read_info("h.ogg"), nullptr);
+    EXPECT_LT(bytes_read() - before, 4 << 20);
+}
