@@ -3,6 +3,7 @@
 
 #include "config/cfg.h"
 #include "core/lang/lang.h"
+#include "core/services/overlay.h"
 #include "core/services/program.h"
 #include "platform/base/str.h"
 #include "platform/sound/sound.h"
@@ -57,6 +58,7 @@ static view first = {.init = nothing, .exit = nothing, .input = note_input, .dra
 static view second = {.init = nothing, .exit = nothing, .input = note_input, .draw = note_draw};
 static const hung hang_view_list(view_list, &first);
 static const hung hang_view_play(view_play, &second);
+static const hung hang_overlay_msg(overlay_msg, &overlay_msg_record);
 
 class loop : public testing::Test
 {
