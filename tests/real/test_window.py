@@ -144,10 +144,10 @@ class WindowTest(PlayerTest):
         self.display.drop(window, [self.path("50% more & 한글.flac"), self.path("an album"),
                                    self.path("cover.jpg")])
         self.wait_until("title", lambda: self.display.find_window("1.flac - Zerv Player"))
+        self.leave(process, window)
         lines = self.read("current.m3u").decode().splitlines()
         self.assertEqual(lines, [self.path(name) for name in (
             "50% more & 한글.flac", "an album/1.flac", "an album/2.flac")])
-        self.leave(process, window)
 
     def test_the_window_has_an_icon(self):
         process, window = self.open_window()
