@@ -90,6 +90,15 @@ inline view play_screen = {
 };
 static const hung hang_view_play(view_play, &play_screen);
 
+/* Shows no messages. */
+inline view messages = {
+    .init = [] { return 0; },
+    .exit = [] { return 0; },
+    .input = [](view *) { return 0; },
+    .draw = [](view *, fb_surface *) { return 0; },
+};
+static const hung hang_overlay_msg(overlay_msg, &messages);
+
 /* ---- skins ---- */
 
 inline void write_skin(const std::string &folder, const std::string &elements,

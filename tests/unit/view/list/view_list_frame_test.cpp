@@ -16,6 +16,7 @@
 #include <cstring>
 
 static const hung hang_view_list(view_list, &view_list_record);
+static const hung hang_overlay_msg(overlay_msg, &overlay_msg_record);
 
 constexpr char font_path[] = "/usr/share/fonts/truetype/wqy/wqy-microhei.ttc";
 
