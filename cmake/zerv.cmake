@@ -102,6 +102,11 @@ function(zerv_folder folder below public)
   target_link_libraries(${compiled} PRIVATE ${below} ${LIBRARIES_${target}} Threads::Threads)
   target_include_directories(${target} INTERFACE ${CMAKE_BINARY_DIR}/include/public/${target})
   target_include_directories(zerv-headers INTERFACE ${CMAKE_BINARY_DIR}/include/public/${target})
+  # A public header may show headers of the folders below its own.
+  foreach(other ${below})
+    target_include_directories(${target} INTERFACE
+      $<TARGET_PROPERTY:${other},INTERFACE_INCLUDE_DIRECTORIES>)
+  endforeach()
   zerv_include_own(${compiled} ${folder})
   zerv_common_options(${compiled})
 endfunction()
