@@ -2,6 +2,8 @@
 #include "skin/skin.h"
 #include "tools/zerv_skin/scene.h"
 #include "tools/zerv_skin/stage.h"
+#include "view/list/view_list.h"
+#include "view/play/view_play.h"
 #include "view/view.h"
 
 #include <benchmark/benchmark.h>
@@ -49,13 +51,13 @@ static void draw_frames(benchmark::State &state, bool in_list, view *screen)
 
 static void list_frame(benchmark::State &state)
 {
-    draw_frames(state, true, view_list);
+    draw_frames(state, true, &view_list_record);
 }
 BENCHMARK(list_frame)->DenseRange(0, 2)->Unit(benchmark::kMicrosecond);
 
 static void play_frame(benchmark::State &state)
 {
-    draw_frames(state, false, view_play);
+    draw_frames(state, false, &view_play_record);
 }
 BENCHMARK(play_frame)->DenseRange(0, 2)->Unit(benchmark::kMicrosecond);
 
