@@ -11,7 +11,7 @@ constexpr char variable[] = "ZERV_UPDATE_INSTALLED"; /* addresses, a blank betwe
 constexpr int most_installed = 8; /* a version a step; more is a service that makes addresses up */
 
 static constinit sys_lock chain_lock;
-static char installed[most_installed * update_answer_size] GUARDED_BY(chain_lock);
+static constinit char installed[most_installed * update_answer_size] GUARDED_BY(chain_lock) = {};
 
 void update_chain_begin()
 {

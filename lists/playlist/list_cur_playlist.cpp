@@ -29,7 +29,7 @@ using text_owner = owner<char, free>;
 
 /* What stands on the disk is the user's, although it could not be read: it is kept when it is
  * replaced. */
-static std::atomic<bool> saved_is_unread{false};
+static constinit std::atomic<bool> saved_is_unread{false};
 
 /* ---- adding ---- */
 

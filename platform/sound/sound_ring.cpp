@@ -12,12 +12,12 @@ constexpr uint32_t ring_frames = 8192; /* a power of two above what is ever queu
 
 /* A leaf: held for copying a few kilobytes. */
 static constinit sys_lock ring_lock;
-static int16_t ring[ring_frames * 2] GUARDED_BY(ring_lock);
-static uint32_t ring_first GUARDED_BY(ring_lock) = 0;
-static uint32_t ring_count GUARDED_BY(ring_lock) = 0;
-static uint32_t ring_turn GUARDED_BY(ring_lock) = 0;
+static constinit int16_t ring[ring_frames * 2] GUARDED_BY(ring_lock) = {};
+static constinit uint32_t ring_first GUARDED_BY(ring_lock) = 0;
+static constinit uint32_t ring_count GUARDED_BY(ring_lock) = 0;
+static constinit uint32_t ring_turn GUARDED_BY(ring_lock) = 0;
 
-static std::atomic<uint32_t> count_shown{0}; /* ring_count, for those who may not lock */
+static constinit std::atomic<uint32_t> count_shown{0}; /* ring_count, for those who may not lock */
 
 static void set_count_locked(uint32_t frames) REQUIRES(ring_lock)
 {

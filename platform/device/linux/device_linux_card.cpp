@@ -18,12 +18,12 @@ constexpr snd_pcm_uframes_t period_wanted = 960;
 constexpr snd_pcm_uframes_t size_wanted = 5 * period_wanted;
 constexpr nfds_t descriptors_most = 16; /* of a card; more than any plugin has */
 
-static snd_pcm_t *pcm = nullptr; /* sound thread, while that runs */
-static int32_t pcm_size = 0, pcm_period = 0;
+static constinit snd_pcm_t *pcm = nullptr; /* sound thread, while that runs */
+static constinit int32_t pcm_size = 0, pcm_period = 0;
 
 /* While cards are being opened. Main thread. */
-static char reasons[1024] = ""; /* a line for each name that was tried */
-static char complaint[160] = "";
+static constinit char reasons[1024] = ""; /* a line for each name that was tried */
+static constinit char complaint[160] = "";
 
 static void add_reason(const char *name, int error)
 {

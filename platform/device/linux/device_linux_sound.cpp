@@ -23,19 +23,19 @@ constexpr int32_t piece_least = 64; /* less room than this is not worth a call o
 constexpr int32_t swallowed_most = 4;
 constexpr int32_t stuck_ms = 500; /* a card that plays wakes us long before */
 
-static linux_card_plan plan = {}; /* main thread; the sound thread only reads it */
-static int wake_event = -1;       /* never closed: any thread may call for attention */
+static constinit linux_card_plan plan = {}; /* main thread; the sound thread only reads it */
+static constinit int wake_event = -1;       /* never closed: any thread may call for attention */
 
 /* Sound thread. */
-static bool swallows = false;
-static bool lost = false;  /* unplugged, or never ready again */
-static bool wrote = false; /* since the last wait for the card */
-static int32_t held = 0;
-static int32_t swallowed = 0;
+static constinit bool swallows = false;
+static constinit bool lost = false;  /* unplugged, or never ready again */
+static constinit bool wrote = false; /* since the last wait for the card */
+static constinit int32_t held = 0;
+static constinit int32_t swallowed = 0;
 
 /* When the card will have played all that it was given, in clock_real_msec() cut to 32 bits: one
  * word, so that a reader never meets half a change. */
-static std::atomic<uint32_t> dry_at_ms{0};
+static constinit std::atomic<uint32_t> dry_at_ms{0};
 
 linux_card_plan linux_card_plan_of(int32_t size, int32_t period)
 {
