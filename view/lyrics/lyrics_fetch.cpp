@@ -36,7 +36,7 @@ static int append(answer *received, const char *piece, size_t size)
 {
     if (received->size + size > received->capacity) {
         const size_t capacity = (received->size + size) * 2;
-        auto *text = (char *)realloc(received->text, capacity);
+        auto *text = static_cast<char *>(realloc(received->text, capacity));
         if (!text)
             return -1;
         received->text = text;
@@ -57,7 +57,7 @@ static int read_answer(sock *from, answer *received, bool (*go_on)(void *), void
             return -1;
         if (got <= 0)
             return got == 0 ? 0 : 1;
-        if (append(received, piece, (size_t)got) != 0)
+        if (append(received, piece, static_cast<size_t>(got)) != 0)
             return -1;
         if (received->size >= largest_answer)
             return 1;

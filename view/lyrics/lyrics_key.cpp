@@ -16,10 +16,11 @@ static int skip_tag(FILE *file)
     uint8_t head[10];
     const size_t got = fread(head, 1, sizeof head, file);
     if (got < sizeof head || memcmp(head, "ID3", 3) != 0)
-        return fseeko(file, -(off_t)got, SEEK_CUR) == 0 ? 0 : -1;
+        return fseeko(file, -static_cast<off_t>(got), SEEK_CUR) == 0 ? 0 : -1;
     if ((head[6] | head[7] | head[8] | head[9]) & 0x80)
         return -1;
-    off_t size = (off_t)head[6] << 21 | (off_t)head[7] << 14 | (off_t)head[8] << 7 | head[9];
+    off_t size = static_cast<off_t>(head[6]) << 21 | static_cast<off_t>(head[7]) << 14 |
+                 static_cast<off_t>(head[8]) << 7 | head[9];
     if (head[5] & footer_flag)
         size += 10;
     return fseeko(file, size, SEEK_CUR) == 0 ? 1 : -1;

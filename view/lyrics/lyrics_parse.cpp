@@ -26,7 +26,7 @@ bool lyrics_parse_line(const char *line, uint32_t *time, const char **text, size
     if (!read_two(line + 1, &minutes) || !read_two(line + 4, &seconds) ||
         !read_two(line + 7, &hundredths))
         return false;
-    const uint32_t ms = (uint32_t)((minutes * 60 + seconds) * 1000 + hundredths * 10);
+    const uint32_t ms = static_cast<uint32_t>((minutes * 60 + seconds) * 1000 + hundredths * 10);
     if (ms == 0)
         return false;
     *time = ms;
@@ -44,7 +44,7 @@ static bool read_line(FILE *file, char (&line)[line_size], size_t *left)
     while (*left > 0 && (byte = getc_unlocked(file)) != EOF) {
         --*left;
         if (used < line_size - 1)
-            line[used++] = (char)byte;
+            line[used++] = static_cast<char>(byte);
         if (byte == '\n')
             break;
     }
@@ -57,11 +57,12 @@ static int reserve(lyrics_lines *lines, uint32_t *capacity)
     if (lines->count < *capacity)
         return 0;
     const uint32_t wanted = *capacity ? *capacity * 2 : 64;
-    auto **texts = (char **)realloc((void *)lines->texts, wanted * sizeof *lines->texts);
+    auto **texts = static_cast<char **>(
+        realloc(static_cast<void *>(lines->texts), wanted * sizeof *lines->texts));
     if (!texts)
         return -1;
     lines->texts = texts;
-    auto *times = (uint32_t *)realloc(lines->times, wanted * sizeof *lines->times);
+    auto *times = static_cast<uint32_t *>(realloc(lines->times, wanted * sizeof *lines->times));
     if (!times)
         return -1;
     lines->times = times;
@@ -106,7 +107,7 @@ int lyrics_free(lyrics_lines *lines)
 {
     for (uint32_t i = 0; i < lines->count; i++)
         free(lines->texts[i]);
-    free((void *)lines->texts);
+    free(static_cast<void *>(lines->texts));
     free(lines->times);
     *lines = {};
     return 0;

@@ -70,7 +70,8 @@ static void seek_by(int32_t seconds)
     if (!play_handle)
         return;
     const int64_t length = play_handle->length;
-    int64_t sample = play_decoder->tell(play_handle) + (int64_t)seconds * play_handle->sample_rate;
+    int64_t sample =
+        play_decoder->tell(play_handle) + static_cast<int64_t>(seconds) * play_handle->sample_rate;
     if (sample < 0)
         sample = 0;
     if (length > 0 && sample >= length)
@@ -158,7 +159,7 @@ static int key_next_layout(view *self)
     if (count == 0)
         return 0;
     const uint32_t next = (play_view.current_layout_index + 1) % count;
-    play_view.preferred_layout = choose_layout((int32_t)next);
+    play_view.preferred_layout = choose_layout(static_cast<int32_t>(next));
     self->redraw = 1;
     return 0;
 }

@@ -32,12 +32,12 @@ static void scale_cover(void *argument);
 
 static void drop_load_job(void *argument)
 {
-    delete (load_job *)argument;
+    delete static_cast<load_job *>(argument);
 }
 
 static void drop_scale_job(void *argument)
 {
-    auto *job = (scale_job *)argument;
+    auto *job = static_cast<scale_job *>(argument);
     play_cover_release(job->source);
     delete job;
 }
@@ -85,7 +85,7 @@ static bool install_cover(play_cover *cover, uint32_t track_id)
 
 static void load_cover(void *argument)
 {
-    const std::unique_ptr<load_job> job((load_job *)argument);
+    const std::unique_ptr<load_job> job(static_cast<load_job *>(argument));
     if (!play_track_is_current(job->track_id))
         return;
     int32_t width = 0, height = 0;
@@ -114,7 +114,7 @@ static bool scale_is_wanted(const scale_job *job)
 
 static void scale_cover(void *argument)
 {
-    const owner<scale_job, drop_scale_job> job((scale_job *)argument);
+    const owner<scale_job, drop_scale_job> job(static_cast<scale_job *>(argument));
     if (!scale_is_wanted(job.get()))
         return;
     const play_cover *source = job->source;

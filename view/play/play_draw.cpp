@@ -40,7 +40,7 @@ static play_frame read_frame()
     return {
         .loaded = play_handle != nullptr,
         .length = play_handle ? play_handle->length : 0,
-        .rate = play_handle ? (int64_t)play_handle->sample_rate : 0,
+        .rate = play_handle ? static_cast<int64_t>(play_handle->sample_rate) : 0,
         .track_id = play_handle_id,
         .now = clock_wall(),
     };
@@ -74,7 +74,7 @@ static void notice_changes(view *self, const play_frame &frame)
         }
         const sys_guard guard(play_view_lock);
         if (play_view.lyrics_texts)
-            update_lyrics_shown((uint32_t)position);
+            update_lyrics_shown(static_cast<uint32_t>(position));
     }
     if (frame.now / 60 != draw_seen_minute) {
         draw_seen_minute = frame.now / 60;
@@ -94,7 +94,7 @@ static int32_t saturate(int64_t value)
 {
     if (value > INT32_MAX)
         return INT32_MAX;
-    return value < INT32_MIN ? INT32_MIN : (int32_t)value;
+    return value < INT32_MIN ? INT32_MIN : static_cast<int32_t>(value);
 }
 
 /* The position in thousandths; 0 for a track too short, or not known, to be divided. */
@@ -102,7 +102,8 @@ static int32_t position_value(const play_frame &frame)
 {
     if (frame.length < 2)
         return 0;
-    return saturate((frame.length / 2 + (int64_t)play_pos * frame.rate) / (frame.length - 1));
+    return saturate((frame.length / 2 + static_cast<int64_t>(play_pos) * frame.rate) /
+                    (frame.length - 1));
 }
 
 static int32_t battery_value(const play_frame &)

@@ -77,12 +77,12 @@ static bool page_is_usable_locked(uint32_t index) REQUIRES(play_view_lock)
 
 static uint32_t find_usable_locked(int32_t start, uint32_t count) REQUIRES(play_view_lock)
 {
-    uint32_t first = start < 0 ? 0 : (uint32_t)start;
+    uint32_t first = start < 0 ? 0 : static_cast<uint32_t>(start);
     if (start < 0 && play_view.preferred_layout < count &&
         page_is_usable_locked(play_view.preferred_layout))
         first = play_view.preferred_layout;
     for (uint32_t i = 0; i < count; i++) {
-        const uint32_t index = (uint32_t)(((uint64_t)first + i) % count);
+        const uint32_t index = static_cast<uint32_t>((static_cast<uint64_t>(first) + i) % count);
         if (page_is_usable_locked(index))
             return index;
     }

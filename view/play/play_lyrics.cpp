@@ -29,7 +29,7 @@ static void fetch_lyrics(void *argument);
 
 static void drop_job(void *argument)
 {
-    delete (lyrics_job *)argument;
+    delete static_cast<lyrics_job *>(argument);
 }
 
 /* Files beside the track are read at once; requests to a slow service wait elsewhere and only a
@@ -51,7 +51,7 @@ static bool install_lines(lyrics_lines *lines, uint32_t track_id)
     play_view.lyrics_count = lines->count;
     play_view.lyrics_id = track_id;
     *lines = {};
-    update_lyrics_shown((uint32_t)play_pos.load());
+    update_lyrics_shown(static_cast<uint32_t>(play_pos.load()));
     return true;
 }
 
@@ -86,7 +86,7 @@ static int load_file(const lyrics_job *job)
 
 static void load_lyrics(void *argument)
 {
-    std::unique_ptr<lyrics_job> job((lyrics_job *)argument);
+    std::unique_ptr<lyrics_job> job(static_cast<lyrics_job *>(argument));
     if (!play_track_is_current(job->track_id) || load_file(job.get()) == 0)
         return;
     if (lyrics_host_is_known())
@@ -97,7 +97,7 @@ static void load_lyrics(void *argument)
  * or the screen is closed. */
 static bool fetch_goes_on(void *argument)
 {
-    auto *job = (lyrics_job *)argument;
+    auto *job = static_cast<lyrics_job *>(argument);
     if (play_track_is_current(job->track_id))
         return true;
     if (!play_view_is_open() || play_worker_is_wanted(&fetch_worker))
@@ -109,7 +109,7 @@ static bool fetch_goes_on(void *argument)
 
 static void fetch_lyrics(void *argument)
 {
-    const std::unique_ptr<lyrics_job> job((lyrics_job *)argument);
+    const std::unique_ptr<lyrics_job> job(static_cast<lyrics_job *>(argument));
     if (!play_track_is_current(job->track_id))
         return;
     if (lyrics_fetch(job->track_path, job->path, fetch_goes_on, job.get()) == 0)
@@ -120,7 +120,8 @@ static void fetch_lyrics(void *argument)
 static bool make_lyrics_path(char (&to)[512], const char *track_path)
 {
     const char *extension = file_get_ext(track_path);
-    const int stem = extension ? (int)(extension - track_path) : (int)strlen(track_path);
+    const int stem =
+        extension ? static_cast<int>(extension - track_path) : static_cast<int>(strlen(track_path));
     return str_format(to, "%.*s.lrc", stem, track_path);
 }
 
@@ -139,7 +140,7 @@ static uint32_t step_back_locked(uint32_t position) REQUIRES(play_view_lock)
 
 static void show_lines_locked(uint32_t start, uint32_t end) REQUIRES(play_view_lock)
 {
-    play_view.lyrics_first_shown = (int32_t)start;
+    play_view.lyrics_first_shown = static_cast<int32_t>(start);
     play_view.lyrics_shown_count = end - start;
     for (uint32_t i = start; i < end; i++)
         str_copy(play_view.lyrics_shown[i - start], play_view.lyrics_texts[i]);
@@ -182,7 +183,7 @@ void update_lyrics_shown(uint32_t position)
     play_view.lyrics_cur = end;
     if (end - start > play_lyrics_lines)
         start = end - play_lyrics_lines;
-    if ((int32_t)start != play_view.lyrics_first_shown)
+    if (static_cast<int32_t>(start) != play_view.lyrics_first_shown)
         show_lines_locked(start, end);
 }
 

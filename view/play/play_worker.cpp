@@ -17,7 +17,7 @@ static void *take_job(play_worker *worker)
 
 static void run_jobs(void *argument)
 {
-    auto *worker = (play_worker *)argument;
+    auto *worker = static_cast<play_worker *>(argument);
     while (void *job = take_job(worker))
         worker->body(job);
 }
