@@ -28,10 +28,10 @@ static int read_answer(sock *from, char (&answer)[update_answer_size])
         if (got == 0)
             break;
         const size_t room = sizeof answer - 1 - kept;
-        const size_t taken = (size_t)got < room ? (size_t)got : room;
+        const size_t taken = static_cast<size_t>(got) < room ? static_cast<size_t>(got) : room;
         memcpy(answer + kept, piece, taken);
         kept += taken;
-        total += (size_t)got;
+        total += static_cast<size_t>(got);
     }
     answer[kept] = '\0';
     return 0;
@@ -41,8 +41,8 @@ static int read_answer(sock *from, char (&answer)[update_answer_size])
 static bool has_room_for(const sock *from)
 {
     const int64_t announced = sock_length(from);
-    return announced <= 0 ||
-           ((uint64_t)announced <= largest_package && (uint64_t)announced <= update_free_space());
+    return announced <= 0 || (static_cast<uint64_t>(announced) <= largest_package &&
+                              static_cast<uint64_t>(announced) <= update_free_space());
 }
 
 static int copy_body(sock *from, FILE *to, bool (*go_on)())
@@ -53,8 +53,9 @@ static int copy_body(sock *from, FILE *to, bool (*go_on)())
         const int got = sock_read(from, piece, sizeof piece);
         if (got <= 0)
             return got;
-        total += (uint64_t)got;
-        if (total > largest_package || fwrite(piece, 1, (size_t)got, to) != (size_t)got)
+        total += static_cast<uint64_t>(got);
+        if (total > largest_package ||
+            fwrite(piece, 1, static_cast<size_t>(got), to) != static_cast<size_t>(got))
             return -1;
         if (total - checked_at >= space_check_bytes) {
             checked_at = total;

@@ -34,7 +34,8 @@ static bool same_without_case(std::string_view left, std::string_view right)
     if (left.size() != right.size())
         return false;
     for (size_t i = 0; i < left.size(); i++) {
-        const char letter = left[i] >= 'A' && left[i] <= 'Z' ? (char)(left[i] + 32) : left[i];
+        const char letter =
+            left[i] >= 'A' && left[i] <= 'Z' ? static_cast<char>(left[i] + 32) : left[i];
         if (letter != right[i])
             return false;
     }
@@ -78,7 +79,7 @@ static uint32_t hash(const char *name)
 {
     uint32_t value = 2166136261;
     for (; *name; name++)
-        value = (value ^ (unsigned char)*name) * 16777619;
+        value = (value ^ static_cast<unsigned char>(*name)) * 16777619;
     return value;
 }
 
@@ -101,7 +102,7 @@ update_names *update_names_new(uint32_t most)
     if (!names)
         return nullptr;
     names->mask = slots - 1;
-    names->slots = (name_slot *)calloc(slots, sizeof(name_slot));
+    names->slots = static_cast<name_slot *>(calloc(slots, sizeof(name_slot)));
     return names->slots ? names.release() : nullptr;
 }
 
@@ -146,14 +147,14 @@ static int keep_text(update_names *names, const char *name, uint32_t *at)
     const size_t length = strlen(name) + 1;
     if (names->used + length > names->room) {
         const size_t room = names->room > 0 ? names->room * 2 : first_room;
-        auto *text = (char *)realloc(names->text, room);
+        auto *text = static_cast<char *>(realloc(names->text, room));
         if (!text)
             return -1;
         names->text = text;
         names->room = room;
     }
     memcpy(names->text + names->used, name, length);
-    *at = (uint32_t)names->used + 1;
+    *at = static_cast<uint32_t>(names->used) + 1;
     names->used += length;
     return 0;
 }

@@ -32,7 +32,7 @@ update_package *update_package_open(const char *path)
         info.number_entry < 1 || info.number_entry > most_entries ||
         unzGoToFirstFile(package->file) != UNZ_OK)
         return nullptr;
-    package->count = (uint32_t)info.number_entry;
+    package->count = static_cast<uint32_t>(info.number_entry);
     return owned.release();
 }
 
@@ -52,7 +52,7 @@ uint32_t update_package_count(const update_package *package)
 /* The bits that say what kind of file the packer saw; 0 from systems without them. */
 static uint32_t unix_mode(const unz_file_info64 *info)
 {
-    return info->version >> 8 == made_on_unix ? (uint32_t)(info->external_fa >> 16) : 0;
+    return info->version >> 8 == made_on_unix ? static_cast<uint32_t>(info->external_fa >> 16) : 0;
 }
 
 static bool kind_is_allowed(uint32_t mode)
@@ -98,9 +98,10 @@ static int read_pieces(unzFile file, uint64_t declared, int (*take)(void *, cons
         const int got = unzReadCurrentFile(file, piece, sizeof piece);
         if (got <= 0)
             return got < 0 || left > 0 ? -1 : 0;
-        if ((uint64_t)got > left || take(context, piece, (size_t)got) != 0)
+        if (static_cast<uint64_t>(got) > left ||
+            take(context, piece, static_cast<size_t>(got)) != 0)
             return -1;
-        left -= (uint64_t)got;
+        left -= static_cast<uint64_t>(got);
     }
 }
 
@@ -199,5 +200,5 @@ uint64_t update_free_space()
     struct statvfs state;
     if (fault_hit("update_free_space") || statvfs(".", &state) != 0)
         return 0;
-    return (uint64_t)state.f_bavail * state.f_frsize;
+    return static_cast<uint64_t>(state.f_bavail) * state.f_frsize;
 }

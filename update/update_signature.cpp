@@ -39,7 +39,7 @@ template <size_t size> static bool read_hex(const char *text, uint8_t (&to)[size
         const int low = high < 0 ? -1 : hex_value(text[i * 2 + 1]);
         if (low < 0)
             return false;
-        to[i] = (uint8_t)(high << 4 | low);
+        to[i] = static_cast<uint8_t>(high << 4 | low);
     }
     return true;
 }
@@ -87,8 +87,10 @@ static const char *read_line(const char *text, const char *word, char (&to)[size
 /* The last bytes of a file, ended as a text. */
 static bool read_tail(FILE *file, off_t size, char (&tail)[most_comment + 1])
 {
-    const size_t wanted = size < (off_t)most_comment ? (size_t)size : most_comment;
-    if (fseeko(file, size - (off_t)wanted, SEEK_SET) != 0 || fread(tail, 1, wanted, file) != wanted)
+    const size_t wanted =
+        size < static_cast<off_t>(most_comment) ? static_cast<size_t>(size) : most_comment;
+    if (fseeko(file, size - static_cast<off_t>(wanted), SEEK_SET) != 0 ||
+        fread(tail, 1, wanted, file) != wanted)
         return false;
     tail[wanted] = '\0';
     /* The archive before the comment holds bytes of any value. */
@@ -121,12 +123,13 @@ static bool content_is_signed(FILE *file, off_t size, const signature_claim *cla
     if (!check || fseeko(file, 0, SEEK_SET) != 0)
         return false;
     char piece[4096];
-    for (off_t left = size - (off_t)digits_length; left > 0;) {
-        const size_t wanted = left < (off_t)sizeof piece ? (size_t)left : sizeof piece;
+    for (off_t left = size - static_cast<off_t>(digits_length); left > 0;) {
+        const size_t wanted =
+            left < static_cast<off_t>(sizeof piece) ? static_cast<size_t>(left) : sizeof piece;
         if (fread(piece, 1, wanted, file) != wanted)
             return false;
         sign_check_add(check.get(), piece, wanted);
-        left -= (off_t)wanted;
+        left -= static_cast<off_t>(wanted);
     }
     return sign_check_holds(check.get(), claim->signature, key);
 }

@@ -37,7 +37,7 @@ static void fresh_path(uint32_t index, char (&path)[64])
 
 static int write_piece(void *context, const void *piece, size_t size)
 {
-    return fwrite(piece, 1, size, (FILE *)context) == size ? 0 : -1;
+    return fwrite(piece, 1, size, static_cast<FILE *>(context)) == size ? 0 : -1;
 }
 
 /* The packer's mode, else the old file's; what could be run stays so. */
