@@ -45,8 +45,8 @@ void sound_ring_put(const int16_t *samples, uint32_t frames, uint32_t turn)
         return;
     const uint32_t at = (ring_first + ring_count) % ring_frames;
     const uint32_t first = std::min(frames, ring_frames - at);
-    memcpy(ring + at * 2, samples, (size_t)first * sound_frame_bytes);
-    memcpy(ring, samples + first * 2, (size_t)(frames - first) * sound_frame_bytes);
+    memcpy(ring + at * 2, samples, static_cast<size_t>(first) * sound_frame_bytes);
+    memcpy(ring, samples + first * 2, static_cast<size_t>(frames - first) * sound_frame_bytes);
     set_count_locked(ring_count + frames);
 }
 
@@ -55,8 +55,8 @@ uint32_t sound_ring_take(int16_t *to, uint32_t wanted)
     sys_guard guard(ring_lock);
     const uint32_t frames = std::min(wanted, ring_count);
     const uint32_t first = std::min(frames, ring_frames - ring_first);
-    memcpy(to, ring + ring_first * 2, (size_t)first * sound_frame_bytes);
-    memcpy(to + first * 2, ring, (size_t)(frames - first) * sound_frame_bytes);
+    memcpy(to, ring + ring_first * 2, static_cast<size_t>(first) * sound_frame_bytes);
+    memcpy(to + first * 2, ring, static_cast<size_t>(frames - first) * sound_frame_bytes);
     ring_first = (ring_first + frames) % ring_frames;
     set_count_locked(ring_count - frames);
     return frames;

@@ -84,7 +84,8 @@ static int set_software(snd_pcm_t *of, int32_t wake_frames)
     if (error >= 0)
         error = snd_pcm_sw_params_set_start_threshold(of, made, boundary);
     if (error >= 0)
-        error = snd_pcm_sw_params_set_avail_min(of, made, (snd_pcm_uframes_t)wake_frames);
+        error =
+            snd_pcm_sw_params_set_avail_min(of, made, static_cast<snd_pcm_uframes_t>(wake_frames));
     if (error >= 0)
         error = snd_pcm_sw_params_set_silence_threshold(of, made, 0);
     if (error >= 0)
@@ -100,8 +101,8 @@ static int set_up(snd_pcm_t *of)
         error = snd_pcm_get_params(of, &size, &period);
     if (error < 0)
         return error;
-    pcm_size = (int32_t)size;
-    pcm_period = (int32_t)period;
+    pcm_size = static_cast<int32_t>(size);
+    pcm_period = static_cast<int32_t>(period);
     return set_software(of, linux_card_plan_of(pcm_size, pcm_period).wake_room);
 }
 
@@ -149,7 +150,7 @@ static void alsa_close()
 static int32_t alsa_room()
 {
     const snd_pcm_sframes_t room = snd_pcm_avail(pcm);
-    return room < 0 ? -1 : (int32_t)std::min<snd_pcm_sframes_t>(room, pcm_size);
+    return room < 0 ? -1 : static_cast<int32_t>(std::min<snd_pcm_sframes_t>(room, pcm_size));
 }
 
 static int32_t alsa_size()
@@ -167,13 +168,13 @@ static int32_t alsa_delay()
     snd_pcm_sframes_t delay = 0;
     if (snd_pcm_delay(pcm, &delay) < 0)
         return -1;
-    return (int32_t)std::clamp<snd_pcm_sframes_t>(delay, 0, sound_rate);
+    return static_cast<int32_t>(std::clamp<snd_pcm_sframes_t>(delay, 0, sound_rate));
 }
 
 static int32_t alsa_write(const int16_t *samples, uint32_t frames)
 {
     const snd_pcm_sframes_t done = snd_pcm_writei(pcm, samples, frames);
-    return done == -EAGAIN ? 0 : done < 0 ? -1 : (int32_t)done;
+    return done == -EAGAIN ? 0 : done < 0 ? -1 : static_cast<int32_t>(done);
 }
 
 static int alsa_recover()
@@ -197,8 +198,9 @@ static void alsa_drop()
 static unsigned short card_events(pollfd *of, nfds_t count)
 {
     unsigned short events = 0;
-    return snd_pcm_poll_descriptors_revents(pcm, of, (unsigned)count, &events) < 0 ? POLLERR
-                                                                                   : events;
+    return snd_pcm_poll_descriptors_revents(pcm, of, static_cast<unsigned>(count), &events) < 0
+               ? POLLERR
+               : events;
 }
 
 static bool alsa_wait(int stop, int32_t ms)
@@ -206,7 +208,7 @@ static bool alsa_wait(int stop, int32_t ms)
     pollfd all[descriptors_most + 1] = {};
     all[0] = {.fd = stop, .events = POLLIN, .revents = 0};
     const nfds_t count =
-        (nfds_t)std::max(snd_pcm_poll_descriptors(pcm, all + 1, descriptors_most), 0);
+        static_cast<nfds_t>(std::max(snd_pcm_poll_descriptors(pcm, all + 1, descriptors_most), 0));
     while (poll(all, count + 1, ms) > 0) {
         if (all[0].revents || card_events(all + 1, count))
             return true;

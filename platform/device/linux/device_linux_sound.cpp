@@ -50,8 +50,8 @@ linux_card_plan linux_card_plan_of(int32_t size, int32_t period)
 
 static void note_delay(int32_t frames)
 {
-    const int64_t ms = (int64_t)frames * 1000 / sound_rate;
-    dry_at_ms = (uint32_t)(clock_real_msec() + ms);
+    const int64_t ms = static_cast<int64_t>(frames) * 1000 / sound_rate;
+    dry_at_ms = static_cast<uint32_t>(clock_real_msec() + ms);
 }
 
 /* Looks at what the card holds. After an underrun it is made ready again and holds nothing. False
@@ -77,7 +77,7 @@ static void write_all(const int16_t *samples, uint32_t frames)
     for (uint32_t done = 0; done < frames;) {
         const int32_t taken = card->write(samples + done * 2, frames - done);
         if (taken > 0) {
-            done += (uint32_t)taken;
+            done += static_cast<uint32_t>(taken);
             continue;
         }
         if (taken == 0 || recovered || card->recover() != 0)
@@ -106,7 +106,7 @@ static int32_t room_now()
 static bool write_piece()
 {
     int16_t samples[2 * sound_period_frames];
-    const uint32_t most = std::min((uint32_t)room_now(), sound_period_frames);
+    const uint32_t most = std::min(static_cast<uint32_t>(room_now()), sound_period_frames);
     const uint32_t frames = sound_pull(samples, std::min(most, sound_ring_count()));
     write_all(samples, frames);
     watch_pace(frames);
@@ -173,8 +173,8 @@ static void speaker_wake()
 
 static uint32_t speaker_pending()
 {
-    const int32_t left = (int32_t)(dry_at_ms - (uint32_t)clock_real_msec());
-    return left <= 0 || left > 1000 ? 0 : (uint32_t)left * sound_rate / 1000;
+    const int32_t left = static_cast<int32_t>(dry_at_ms - static_cast<uint32_t>(clock_real_msec()));
+    return left <= 0 || left > 1000 ? 0 : static_cast<uint32_t>(left) * sound_rate / 1000;
 }
 
 static void speaker_drop()

@@ -32,8 +32,8 @@ void sdl_show_icon(SDL_Window *window)
     if (!pixels)
         return;
     SDL_Surface *surface = SDL_CreateRGBSurfaceWithFormatFrom(
-        pixels, (int)icon.width, (int)icon.height, pixel_bytes * 8, (int)icon.width * pixel_bytes,
-        SDL_PIXELFORMAT_RGBA32);
+        pixels, static_cast<int>(icon.width), static_cast<int>(icon.height), pixel_bytes * 8,
+        static_cast<int>(icon.width) * pixel_bytes, SDL_PIXELFORMAT_RGBA32);
     if (surface)
         SDL_SetWindowIcon(window, surface); /* copies it */
     SDL_FreeSurface(surface);
