@@ -48,6 +48,7 @@ static void expect_frame(const char *layout, const std::vector<double> &frame)
     audio_mix_16(&mix, narrow.data(), heard, 1);
     EXPECT_NEAR(heard[0] / 2147483648.0, left, 0.0002) << layout;
     EXPECT_NEAR(heard[1] / 2147483648.0, right, 0.0002) << layout;
+    heard[0] = heard[1] = 0x55555555;
     audio_mix_32(&mix, wide.data(), heard, 1);
     EXPECT_NEAR(heard[0] / 2147483648.0, left, 0.0002) << layout;
     EXPECT_NEAR(heard[1] / 2147483648.0, right, 0.0002) << layout;
@@ -141,6 +142,21 @@ TEST(audio_dither, does_not_wrap_at_the_ends)
         audio_dither_16(from.data(), to.data(), 1024, 5);
         for (int16_t sample : to)
             EXPECT_NEAR(sample, level / 65536, 2);
+    }
+}
+
+TEST(audio_dither, keeps_the_sides_apart)
+{
+    std::vector<int32_t> from;
+    for (int i = 0; i < 100; i++) {
+        from.push_back(1000 << 16);
+        from.push_back(-(2000 << 16));
+    }
+    std::vector<int16_t> to(200);
+    audio_dither_16(from.data(), to.data(), 100, 0);
+    for (size_t i = 0; i < 200; i += 2) {
+        EXPECT_NEAR(to[i], 1000, 1);
+        EXPECT_NEAR(to[i + 1], -2000, 1);
     }
 }
 
