@@ -46,9 +46,9 @@ static bool is_kind(const skin_element &element, uint8_t place)
 /* The mean light of a box, of what of it is on the screen; -1 when nothing is. */
 static double mean_light(const fb_surface *canvas, const check_box_of &box)
 {
-    const int32_t left = std::max(box.x, 0), top = std::max(box.y, 0);
-    const int64_t right = std::min<int64_t>(canvas->width, int64_t{box.x} + box.width);
-    const int64_t bottom = std::min<int64_t>(canvas->height, int64_t{box.y} + box.height);
+    const int64_t left = std::max<int64_t>(box.x, 0), top = std::max<int64_t>(box.y, 0);
+    const int64_t right = std::min<int64_t>(canvas->width, box.x + box.width);
+    const int64_t bottom = std::min<int64_t>(canvas->height, box.y + box.height);
     if (left >= right || top >= bottom)
         return -1;
     double sum = 0;
@@ -144,7 +144,7 @@ static void check_reach(const check_page &in, const source_tag &tag, const skin_
     if (is_background(element) || is_kind(element, skin_kind_at("list")))
         return;
     const check_box_of box = box_of(in, element);
-    const int64_t bottom = int64_t{box.y} + box.height;
+    const int64_t bottom = box.y + box.height;
     if (box.y < device_height && bottom > strip_top && box.width > 0 && box.height > 0)
         check_warn(in, tag, "", "message-strip",
                    "it reaches %d pixels into the lowest %d, where messages appear",

@@ -13,8 +13,8 @@
 constexpr uint32_t most_compared = 200;
 /* Letters may touch; more than so many pixels both ways is a fault. */
 constexpr int32_t most_touching = 3;
-/* Of the smaller of two touched areas. */
-constexpr int64_t most_shared_percent = 25;
+/* Two touched areas may share less than this part of the smaller one. */
+constexpr int64_t shared_part = 4;
 
 /* What the player does. */
 struct moment {
@@ -51,8 +51,8 @@ static bool is_kind(const skin_element &element, uint8_t place)
 static bool contains(const check_box_of &outer, const check_box_of &inner)
 {
     return inner.x >= outer.x && inner.y >= outer.y &&
-           int64_t{inner.x} + inner.width <= int64_t{outer.x} + outer.width &&
-           int64_t{inner.y} + inner.height <= int64_t{outer.y} + outer.height;
+           inner.x + inner.width <= outer.x + outer.width &&
+           inner.y + inner.height <= outer.y + outer.height;
 }
 
 struct overlap_size {
@@ -61,8 +61,8 @@ struct overlap_size {
 
 static overlap_size overlap(const check_box_of &a, const check_box_of &b)
 {
-    const int64_t right = std::min(int64_t{a.x} + a.width, int64_t{b.x} + b.width);
-    const int64_t bottom = std::min(int64_t{a.y} + a.height, int64_t{b.y} + b.height);
+    const int64_t right = std::min(a.x + a.width, b.x + b.width);
+    const int64_t bottom = std::min(a.y + a.height, b.y + b.height);
     return {right - std::max(a.x, b.x), bottom - std::max(a.y, b.y)};
 }
 
@@ -173,11 +173,11 @@ static void compare_letters(const check_page &in, const moment &now, const shape
 static void compare_touch(const check_page &in, const shape &first, shape *second)
 {
     const overlap_size shared = overlap(first.box, second->box);
-    const int64_t smaller = std::min(int64_t{first.box.width} * first.box.height,
-                                     int64_t{second->box.width} * second->box.height);
+    const int64_t smaller =
+        std::min(first.box.width * first.box.height, second->box.width * second->box.height);
     if (second->told || shared.width < 1 || shared.height < 1 ||
         strcmp(first.element->action, second->element->action) == 0 ||
-        shared.width * shared.height * 100 < smaller * most_shared_percent)
+        shared.width * shared.height < smaller / shared_part)
         return;
     second->told = true;
     check_warn(in, *second->tag, "", "overlap",

@@ -31,9 +31,9 @@ __attribute__((format(printf, 5, 6))) void check_warn_at(const check_page &in,
                                                          const source_attribute &attribute,
                                                          const char *code, const char *format, ...);
 
-/* A piece of the screen. */
+/* A piece of the screen, or of what lies far beside it. */
 struct check_box_of {
-    int32_t x, y, width, height;
+    int64_t x, y, width, height;
 };
 
 /* The tag that each element of a page comes from; a row comes from its list. */

@@ -190,3 +190,17 @@ TEST_F(zerv_skin_check, finds_no_fault_in_elements_that_take_turns)
     for (const char *xml : fine)
         EXPECT_EQ(to_text(check_members(good_skin(xml))), "") << xml;
 }
+
+TEST_F(zerv_skin_check, survives_boxes_at_the_ends_of_numbers)
+{
+    for (const char *end : {"2147483647", "-2147483648"}) {
+        const std::string place = std::string(" x=\"") + end + "\" y=\"" + end + "\" ";
+        const check_result result = check_members(good_skin(
+            "<text format=\"$title\" width=\"2147483647\" height=\"2147483647\" "
+            "text_align=\"right bottom\"" +
+            place + "/><lyrics width=\"2147483647\" height=\"2147483647\"" + place +
+            "/><button action=\"next\" width=\"2147483647\" height=\"2147483647\"" + place +
+            "/><button action=\"prev\" width=\"2147483647\" height=\"2147483647\"/>"));
+        EXPECT_EQ(report_status(&result.found), 1) << to_text(result);
+    }
+}
