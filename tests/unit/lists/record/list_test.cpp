@@ -90,6 +90,7 @@ TEST(list, rows_are_swapped_under_the_lock_that_readers_hold)
 TEST(list, lent_rows_stay_their_owners)
 {
     char first[] = "first", second[] = "second", third[] = "third";
+    const sys_guard guard(list_lock);
     list one = {};
     char **rows = list_items_new(3);
     rows[0] = first;
