@@ -9,6 +9,12 @@ function(zerv_common_options target)
   endif()
 endfunction()
 
+# A test's time; emulation takes ten times as long.
+set(ZERV_TEST_SECONDS 300)
+if(CMAKE_CROSSCOMPILING)
+  set(ZERV_TEST_SECONDS 3000)
+endif()
+
 # An empty source keeps a library of a folder without sources valid.
 set(ZERV_EMPTY ${CMAKE_BINARY_DIR}/empty.c)
 file(CONFIGURE OUTPUT ${ZERV_EMPTY} CONTENT "typedef int zerv_empty;\n")
@@ -184,5 +190,28 @@ function(zerv_test file folder)
   set(scratch ${CMAKE_BINARY_DIR}/scratch/${name})
   file(MAKE_DIRECTORY ${scratch})
   add_test(NAME unit/${name} COMMAND ${name} WORKING_DIRECTORY ${scratch})
-  set_tests_properties(unit/${name} PROPERTIES TIMEOUT 300)
+  set_tests_properties(unit/${name} PROPERTIES TIMEOUT ${ZERV_TEST_SECONDS})
+endfunction()
+
+# Cores without 64-bit atomics take them from a library.
+function(zerv_link_atomics)
+  include(CheckCXXSourceCompiles)
+  set(source "#include <atomic>
+#include <cstdint>
+std::atomic<int64_t> counter{0};
+int main(int count, char **) { return (int)(counter += count); }")
+  check_cxx_source_compiles("${source}" ZERV_HAS_ATOMICS)
+  if(NOT ZERV_HAS_ATOMICS)
+    link_libraries(atomic)
+  endif()
+endfunction()
+
+# A program that makes files for the build, as the command to run and what to depend on: of this
+# build, or of ZERV_HOST_BUILD, where FILE is its place.
+function(zerv_maker result target file)
+  if(CMAKE_CROSSCOMPILING AND ZERV_HOST_BUILD)
+    set(${result} ${ZERV_HOST_BUILD}/${file} PARENT_SCOPE)
+  else()
+    set(${result} ${target} PARENT_SCOPE)
+  endif()
 endfunction()

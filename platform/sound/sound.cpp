@@ -44,7 +44,8 @@ static uint32_t steps_done GUARDED_BY(queue_lock) = 0;
 static int32_t idle_steps GUARDED_BY(queue_lock) = 0; /* let go by since the last one taken */
 static int64_t calm_steps GUARDED_BY(queue_lock) = 0; /* since the last wake, reset or sound */
 
-static std::atomic<int64_t> attention_ms{0}; /* clock_real_msec() of the last reason to listen */
+/* clock_real_msec() of the last reason to listen, cut to what every core counts in one step. */
+static std::atomic<uint32_t> attention_ms{0};
 
 static std::atomic<const sound_speaker *> speaker{nullptr}; /* null while closed; set on main */
 
@@ -127,7 +128,7 @@ static bool fill(const sound_speaker *to, bool *sleeps)
             return false;
         feed(to);
     }
-    attention_ms.store(clock_real_msec(), std::memory_order_relaxed);
+    attention_ms.store(static_cast<uint32_t>(clock_real_msec()), std::memory_order_relaxed);
     return true;
 }
 
@@ -160,7 +161,7 @@ static int32_t play_round(const sound_speaker *to, bool *sleeps)
     const bool busy = enough || fill(to, sleeps);
     feed(to);
     set_idle(!busy);
-    return busy ? busy_ms() : idle_ms(clock_real_msec() - attention_ms);
+    return busy ? busy_ms() : idle_ms(static_cast<uint32_t>(clock_real_msec()) - attention_ms);
 }
 
 /* False when the thread has to end. */
@@ -281,7 +282,7 @@ int sound_open(sound_callback to_call, void *user)
     callback = to_call;
     callback_user = user;
     sound_volume_rest();
-    attention_ms = clock_real_msec();
+    attention_ms = static_cast<uint32_t>(clock_real_msec());
     const sound_speaker *found = open_speaker();
     if (!found)
         return -1;
@@ -322,7 +323,7 @@ int sound_reset()
 {
     if (on_sound_thread)
         return 0;
-    attention_ms.store(clock_real_msec(), std::memory_order_relaxed);
+    attention_ms.store(static_cast<uint32_t>(clock_real_msec()), std::memory_order_relaxed);
     {
         sys_guard guard(queue_lock);
         sound_ring_clear();
@@ -336,7 +337,7 @@ int sound_reset()
 
 void sound_wake()
 {
-    attention_ms.store(clock_real_msec(), std::memory_order_relaxed);
+    attention_ms.store(static_cast<uint32_t>(clock_real_msec()), std::memory_order_relaxed);
     sys_guard guard(queue_lock);
     if (!thread_idle)
         return;
