@@ -27,11 +27,15 @@ def frame(number, samples):
     return body + struct.pack(">H", crc(body, 16, 0x8005))
 
 
+def make_tone(seconds):
+    return [int(2000 * math.sin(2 * math.pi * 441 * i / RATE)) for i in range(int(seconds * RATE))]
+
+
 @functools.cache
 def make_flac(seconds):
     """The bytes of a file; seconds below 11."""
-    count = int(seconds * RATE)
-    tone = [int(2000 * math.sin(2 * math.pi * 441 * i / RATE)) for i in range(count)]
+    tone = make_tone(seconds)
+    count = len(tone)
     digest = hashlib.md5(struct.pack(f"<{count}h", *tone)).digest()
     size = struct.pack(">HH", BLOCK, BLOCK) + b"\0" * 6
     rate = (RATE << 44 | 0 << 41 | 15 << 36 | count).to_bytes(8, "big")

@@ -117,6 +117,15 @@ class RunnerTest(unittest.TestCase):
         self.assertEqual(marked[1][6:9], b"\xff\0\0")
         self.assertTrue((self.build / "scenarios" / "runner_a" / "runner_a-1.png").exists())
 
+    def test_an_emulated_player_may_be_a_step_off_in_a_few_pixels(self):
+        folder = self.scenario("runner_a", "screenshot runner_a-1.png 8\n")
+        for off, count, status in [(9, 8, 0), (9, 9, 1), (10, 1, 1)]:
+            pixels = [bytes([8 + off, 0, 0])] * count + [bytes([8, 0, 0])] * (12 - count)
+            rows = [b"".join(pixels[y * 4:y * 4 + 4]) for y in range(3)]
+            run_scenarios.write_png(folder / "runner_a-1.png", 4, rows)
+            self.run_all("--emulator", "/usr/bin/env -u NOTHING", status=status)
+            self.run_all(status=1)
+
     def test_equal_pixels_in_other_bytes_pass(self):
         folder = self.scenario("runner_a", "screenshot runner_a-1.png 8\n")
         run_scenarios.write_png(folder / "runner_a-1.png", 4, [bytes([8, 0, 0]) * 4] * 3)

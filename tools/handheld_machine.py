@@ -1,0 +1,222 @@
+"""An emulated machine: its root file system, its start, its keys, its screen, its sound."""
+
+import array
+import gzip
+import json
+import os
+import re
+import socket
+import subprocess
+import sys
+import time
+from contextlib import contextmanager
+from pathlib import Path
+
+MODULES = ["virtio", "virtio_ring", "virtio_pci_legacy_dev", "virtio_pci_modern_dev", "virtio_pci",
+           "evdev", "virtio_input", "soundcore", "snd", "snd-timer", "snd-pcm", "snd-seq-device",
+           "snd-rawmidi", "gameport", "snd-ens1370"]
+TOOLS = ["sh", "mount", "insmod", "date", "reboot", "echo"]
+
+INIT = """#!/bin/sh
+export PATH=/bin LD_LIBRARY_PATH=/lib HOME=/ TZ=UTC
+mount -t proc proc /proc
+mount -t sysfs sys /sys
+mount -t devtmpfs dev /dev
+for module in %(modules)s; do insmod /lib/modules/$module.ko; done
+cd /player
+date -s "%(clock)s" >/dev/null
+echo PLAYING
+ZERV_DEVICE=linux ./zerv-player tone.flac
+echo ENDED $?
+reboot -f
+"""
+
+
+class Failed(Exception):
+    """What does not hold, in words."""
+
+
+# ---- the root file system ----
+
+
+def find_module(parts, name):
+    found = [path for path in parts.glob("lib/modules/*/kernel/**/*.ko")
+             if path.stem.replace("-", "_") == name.replace("-", "_")]
+    if not found:
+        raise Failed(f"the kernel has no module {name}")
+    return found[0]
+
+
+def needed_libraries(file):
+    shown = subprocess.run(["mipsel-linux-gnu-objdump", "-p", file], capture_output=True, text=True,
+                           check=True).stdout
+    return re.findall(r"NEEDED\s+(\S+)", shown)
+
+
+def copy_libraries(file, target, sysroot):
+    for name in needed_libraries(file):
+        place = target / name
+        if place.exists():
+            continue
+        found = [path for folder in ("lib", "usr/lib") for path in (sysroot / folder).rglob(name)]
+        if not found:
+            raise Failed(f"there is no {name} in {sysroot}")
+        place.write_bytes(found[0].read_bytes())
+        place.chmod(0o755)
+        copy_libraries(place, target, sysroot)
+
+
+def copy_folder(source, target):
+    subprocess.run(["cp", "-r", source, target], check=True)
+
+
+def make_root(root, parts, sysroot, clock):
+    """Around the folder `player` that is there already. No /etc: a small system has no groups."""
+    for name in ("bin", "dev", "proc", "sys", "lib/modules", "usr/share"):
+        (root / name).mkdir(parents=True)
+    (root / "bin/busybox").write_bytes((parts / "bin/busybox").read_bytes())
+    (root / "bin/busybox").chmod(0o755)
+    for name in TOOLS:
+        (root / "bin" / name).symlink_to("busybox")
+    for name in MODULES:
+        (root / f"lib/modules/{name}.ko").write_bytes(find_module(parts, name).read_bytes())
+    copy_folder(parts / "usr/share/alsa", root / "usr/share/alsa")
+    copy_libraries(root / "player/zerv-player", root / "lib", sysroot)
+    (root / "init").write_text(INIT % {"modules": " ".join(MODULES), "clock": clock.replace("T", " ")})
+    (root / "init").chmod(0o755)
+
+
+def archive_entry(number, name, mode, content):
+    fields = [number, mode, 0, 0, 1, 0, len(content), 0, 0, 0, 0, len(name) + 1, 0]
+    head = b"070701" + b"".join(b"%08x" % field for field in fields) + name + b"\0"
+    head += bytes(-len(head) % 4)
+    return head + content + bytes(-len(content) % 4)
+
+
+def write_archive(root, target):
+    """The form in which a kernel takes its first file system."""
+    paths = sorted(root.rglob("*"))
+    with gzip.open(target, "wb", compresslevel=1) as out:
+        for number, path in enumerate(paths, 1):
+            mode = path.lstat().st_mode
+            if path.is_symlink():
+                content = os.readlink(path).encode()
+            else:
+                content = path.read_bytes() if path.is_file() else b""
+            out.write(archive_entry(number, str(path.relative_to(root)).encode(), mode, content))
+        out.write(archive_entry(0, b"TRAILER!!!", 0, b""))
+
+
+# ---- the machine ----
+
+
+class Machine:
+    def __init__(self, process, control, log):
+        self.process, self.log = process, log
+        self.control = socket.socket(socket.AF_UNIX)
+        self.control.connect(str(control))
+        self.replies = self.control.makefile("r")
+        self.command("qmp_capabilities")
+
+    def command(self, name, **arguments):
+        line = json.dumps({"execute": name, "arguments": arguments})
+        self.control.sendall(line.encode() + b"\n")
+        for reply in self.replies:
+            answer = json.loads(reply)
+            if "error" in answer:
+                raise Failed(f"{name}: {answer['error']['desc']}")
+            if "return" in answer:
+                return
+        raise Failed(f"the machine ended; see {self.log}")
+
+    def press(self, key):
+        for down in (True, False):
+            event = {"type": "key", "data": {"down": down, "key": {"type": "qcode", "data": key}}}
+            self.command("input-send-event", events=[event])
+
+    def tap(self, x, y, width=320, height=240):
+        axes = [{"type": "abs", "data": {"axis": axis, "value": value}}
+                for axis, value in (("x", x * 32767 // (width - 1)), ("y", y * 32767 // (height - 1)))]
+        for down in (True, False):
+            button = {"type": "btn", "data": {"down": down, "button": "left"}}
+            self.command("input-send-event", events=axes + [button])
+            time.sleep(0.4)
+
+    def screen(self, width, height):
+        """Its rows. The picture is the upper left part of what the card shows."""
+        shot = self.log.with_suffix(".ppm")
+        self.command("screendump", filename=str(shot))
+        data = shot.read_bytes()
+        head = re.match(rb"P6\s+(\d+)\s+(\d+)\s+255\s", data)
+        line, lines = int(head[1]), int(head[2])
+        if line < width or lines < height:
+            raise Failed(f"the screen is {line} x {lines}")
+        start = head.end()
+        return [data[start + y * line * 3:start + (y * line + width) * 3] for y in range(height)]
+
+    def wait_for(self, text, seconds):
+        deadline = time.monotonic() + seconds
+        while text not in self.log.read_text(errors="replace"):
+            if self.process.poll() is not None or time.monotonic() > deadline:
+                raise Failed(f"the machine never said {text}; see {self.log}")
+            time.sleep(0.1)
+
+    def wait_for_sound(self, path, seconds):
+        """Until a second of it has come out of the card."""
+        deadline = time.monotonic() + seconds
+        while not path.exists() or path.stat().st_size < 44 + 44100 * 4:
+            if self.process.poll() is not None or time.monotonic() > deadline:
+                raise Failed(f"the machine plays nothing; see {self.log}")
+            time.sleep(0.1)
+
+    def wait_for_end(self, seconds):
+        try:
+            self.process.wait(seconds)
+        except subprocess.TimeoutExpired:
+            raise Failed(f"the machine does not end; see {self.log}") from None
+
+
+def machine_command(parts, archive, sound, control):
+    kernel = next(iter(parts.glob("boot/vmlinuz-*")))
+    return ["qemu-system-mipsel", "-M", "malta", "-cpu", "24Kf", "-m", "128", "-kernel", kernel,
+            "-initrd", archive, "-append",
+            "console=ttyS0 rdinit=/init video=cirrusfb:320x240-16 quiet", "-vga", "cirrus",
+            "-nic", "none", "-device", "virtio-keyboard-pci", "-device", "virtio-tablet-pci",
+            "-audiodev", f"wav,id=card,path={sound}", "-device", "ES1370,audiodev=card",
+            "-display", "none", "-serial", "stdio", "-monitor", "none", "-no-reboot",
+            "-qmp", f"unix:{control},server=on,wait=off"]
+
+
+def await_socket(path, process, log):
+    deadline = time.monotonic() + 30
+    while not path.exists():
+        if process.poll() is not None or time.monotonic() > deadline:
+            raise Failed(f"the machine does not start; see {log}")
+        time.sleep(0.1)
+
+
+@contextmanager
+def boot(root, parts, sound):
+    archive, log, control = (root.with_suffix(end) for end in (".gz", ".log", ".control"))
+    write_archive(root, archive)
+    for path in (control, sound):
+        path.unlink(missing_ok=True)
+    with open(log, "wb") as out:
+        process = subprocess.Popen(machine_command(parts, archive, sound, control),
+                                   stdin=subprocess.DEVNULL, stdout=out, stderr=out)
+    try:
+        await_socket(control, process, log)
+        yield Machine(process, control, log)
+    finally:
+        process.kill()
+        process.wait()
+
+
+def recorded(path):
+    """Left and right of a recording of 16 bits, which may lack its end."""
+    data = Path(path).read_bytes()[44:]
+    samples = array.array("h")
+    samples.frombytes(data[:len(data) // 4 * 4])
+    if sys.byteorder == "big":
+        samples.byteswap()
+    return samples[0::2], samples[1::2]
