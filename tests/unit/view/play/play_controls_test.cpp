@@ -234,3 +234,27 @@ TEST_F(play_controls, a_slide_lets_keys_through_but_neither_finger_nor_drawing)
     EXPECT_EQ(tap(5, 5), -1);
     EXPECT_EQ(steps, std::vector<int32_t>{1});
 }
+
+TEST_F(play_controls, media_keys_act_on_the_engine_whatever_is_shown)
+{
+    view_selected = view_list;
+    set_track();
+    play_controls_media(key_media_play);
+    EXPECT_EQ(play_paused, 1);
+    play_controls_media(key_media_play);
+    EXPECT_EQ(play_paused, 0);
+    play_controls_media(key_media_next | key_select);
+    play_controls_media(key_media_prev);
+    EXPECT_EQ(steps, (std::vector<int32_t>{1, -1}));
+    EXPECT_EQ(view_selected, view_list);
+}
+
+TEST_F(play_controls, keys_of_the_screens_are_no_media_keys)
+{
+    set_track();
+    play_controls_media(~key_media);
+    EXPECT_EQ(play_paused, 0);
+    EXPECT_TRUE(steps.empty());
+    EXPECT_EQ(press(key_media), 0);
+    EXPECT_TRUE(steps.empty()) << "nor does the play screen look at them";
+}
