@@ -6,9 +6,14 @@
 
 #include <cstdint>
 #include <cstring>
+#include <fcntl.h>
 
 constexpr size_t hashed_bytes = 0x28000;
 constexpr uint8_t footer_flag = 0x10;
+/* Far above what any file has for a reason: a hole of gigabytes or a file of nothing but empty tags
+ * would keep a worker busy for minutes. */
+constexpr int tags_limit = 65536;
+constexpr int zeros_limit = 16 << 20;
 
 /* Stands behind the tag: 1; stands where it stood, because there is none: 0; -1: damaged. */
 static int skip_tag(FILE *file)
@@ -26,13 +31,34 @@ static int skip_tag(FILE *file)
     return fseeko(file, size, SEEK_CUR) == 0 ? 1 : -1;
 }
 
-static void skip_zeros(FILE *file)
+/* 0, or -1 when there are too many. */
+static int skip_tags(FILE *file)
 {
-    int byte = 0;
-    while ((byte = getc_unlocked(file)) == 0) {
-    }
+    int skipped = 1;
+    for (int i = 0; i <= tags_limit && skipped == 1; i++)
+        skipped = skip_tag(file);
+    return skipped == 0 ? 0 : -1;
+}
+
+static int skip_zeros(FILE *file)
+{
+    int byte = 0, count = 0;
+    while ((byte = getc_unlocked(file)) == 0)
+        if (count++ == zeros_limit)
+            return -1;
     if (byte != EOF)
         (void)ungetc(byte, file);
+    return 0;
+}
+
+/* Reads of a card what is looked at, and then what is hashed in one go. Only advice: without it the
+ * file is read all the same. */
+static void announce(FILE *file, bool hashing)
+{
+    if (hashing)
+        (void)posix_fadvise(fileno(file), ftello(file), hashed_bytes, POSIX_FADV_WILLNEED);
+    else
+        (void)posix_fadvise(fileno(file), 0, 0, POSIX_FADV_RANDOM);
 }
 
 static void hash(FILE *file, uint8_t (&digest)[16])
@@ -55,13 +81,10 @@ int lyrics_key(const char *path, char (&key)[lyrics_key_size])
     owner<FILE, fclose> file(file_fopen(path, "rb"));
     if (!file)
         return -1;
-    int skipped = 0;
-    do
-        skipped = skip_tag(file.get());
-    while (skipped == 1);
-    if (skipped < 0)
+    announce(file.get(), false);
+    if (skip_tags(file.get()) != 0 || skip_zeros(file.get()) != 0)
         return -1;
-    skip_zeros(file.get());
+    announce(file.get(), true);
     uint8_t digest[16];
     hash(file.get(), digest);
     for (int i = 0; i < 16; i++)

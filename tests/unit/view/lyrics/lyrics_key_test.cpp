@@ -73,6 +73,18 @@ TEST(lyrics_key, reads_at_most_160_kib)
     EXPECT_NE(key_of(std::string(163839, 'a')), of_the_first_part);
 }
 
+TEST(lyrics_key, gives_up_where_nothing_but_tags_or_zeros_come)
+{
+    std::string tags;
+    for (int i = 0; i < 65536; i++)
+        tags += std::string("ID3\3\0\0\0\0\0\0", 10);
+    EXPECT_EQ(key_of(tags + "abc"), abc);
+    EXPECT_EQ(key_of(tags + tags.substr(0, 10) + "abc"), "-1");
+    const std::string zeros(16 << 20, '\0');
+    EXPECT_EQ(key_of(zeros + "abc"), abc);
+    EXPECT_EQ(key_of(zeros + std::string(1, '\0') + "abc"), "-1");
+}
+
 TEST(lyrics_key, outlives_a_change_of_tags)
 {
     const std::string sound = maker_mp3_bytes(maker_sine(440, 0.2));
