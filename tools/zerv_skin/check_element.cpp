@@ -81,9 +81,11 @@ static void check_colours(const element_check &it)
                            colour->value.c_str());
 }
 
-static bool is_asked(const check_asked &asked, const std::string &word)
+static bool is_asked(const check_asked &asked, uint8_t condition)
 {
-    return word == "album_cover" ? asked.cover : word != "lyrics" || asked.lyrics;
+    if (condition == skin_condition_at("album_cover"))
+        return asked.cover;
+    return condition != skin_condition_at("lyrics") || asked.lyrics;
 }
 
 static void check_conditions(const element_check &it)
@@ -94,12 +96,12 @@ static void check_conditions(const element_check &it)
             continue;
         if (it.screen == skin_on_list)
             check_warn(it.in, it.tag, name, "no-condition", "the list screen hides no elements");
-        else if (skin_find_condition(word->value.c_str()) == 0)
+        else if (const uint8_t condition = skin_find_condition(word->value.c_str()); condition == 0)
             check_warn(it.in, it.tag, name, "unknown-condition",
                        "%s=\"%s\" is none of play, pause, album_cover and lyrics%s", name,
                        word->value.c_str(),
                        suggest_text(suggest_kind::condition, word->value).c_str());
-        else if (!is_asked(it.in.asked, word->value))
+        else if (!is_asked(it.in.asked, condition))
             check_warn(it.in, it.tag, name, "never-asked",
                        "%s=\"%s\" never holds: no visible %s element and no variant asks for it",
                        name, word->value.c_str(), word->value.c_str());
