@@ -2,7 +2,8 @@
  *
  * The sound thread calls the callback for one period at a time (at most 12 ms, never 0 bytes, a
  * multiple of 4 bytes, buffer zeroed) and keeps 60 to 110 ms queued. The volume is applied where
- * sound leaves the queue, so a change is heard at once.
+ * sound leaves the queue: a change is heard at once, on a bare card when what it holds has been
+ * heard.
  *
  * A callback that has nothing to play calls clock_msleep() and returns with its buffer untouched.
  * On the sound thread that does not sleep: it tells the thread, which then queues nothing and

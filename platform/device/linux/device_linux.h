@@ -17,8 +17,9 @@ struct linux_panel {
     uint8_t *memory;
     int32_t width, height; /* pixels */
     int32_t line_bytes;    /* from one row to the next */
-    int32_t pixel_bytes;   /* 2 or 4 */
+    int32_t pixel_bytes;   /* 1 to 4 */
     linux_channel red, green, blue;
+    uint32_t opaque = 0; /* bits of every pixel, where the panel mixes with what lies below */
 };
 
 /* Draws a frame in the middle, at the largest whole scale that fits; crops it where the panel is

@@ -1,8 +1,9 @@
-/* device_linux_screen: a frame buffer of the kernel, 16 or 32 bits a pixel. */
+/* device_linux_screen: a frame buffer of the kernel, 8, 16, 24 or 32 bits a pixel. */
 #include "platform/device/linux/device_linux.h"
 #include "platform/draw/fb.h"
 
 #include <algorithm>
+#include <bit>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -46,7 +47,7 @@ static uint32_t channel(uint32_t value, uint32_t bits, linux_channel to)
 static uint32_t convert(const linux_panel *on, uint16_t pixel)
 {
     return channel(pixel >> 11, 5, on->red) | channel((pixel >> 5) & 63, 6, on->green) |
-           channel(pixel & 31, 5, on->blue);
+           channel(pixel & 31, 5, on->blue) | on->opaque;
 }
 
 static bool is_565(const linux_panel *on)
@@ -66,14 +67,11 @@ static void visible(int32_t at, int32_t length, int32_t limit, int32_t *from, in
 static void convert_row(const linux_panel *on, const uint16_t *from, const placement &where,
                         int32_t left, int32_t count, uint8_t *to)
 {
+    static_assert(std::endian::native == std::endian::little);
+    const size_t bytes = static_cast<size_t>(on->pixel_bytes);
     for (int32_t x = 0; x < count; x++) {
         const uint32_t pixel = convert(on, from[(left + x - where.left) / where.scale]);
-        if (on->pixel_bytes == 4) {
-            memcpy(to + x * 4, &pixel, 4);
-        } else {
-            const uint16_t narrow = static_cast<uint16_t>(pixel);
-            memcpy(to + x * 2, &narrow, 2);
-        }
+        memcpy(to + x * on->pixel_bytes, &pixel, bytes); /* the low ones come first */
     }
 }
 
@@ -136,6 +134,29 @@ static linux_channel channel_of(const fb_bitfield &field)
     return {field.offset, field.length};
 }
 
+static uint32_t mask_of(const fb_bitfield &field)
+{
+    return field.length == 0 || field.length > 16 ? 0 : ((1u << field.length) - 1) << field.offset;
+}
+
+/* Numbers of colours instead of colours: three bits of red, three of green, two of blue. */
+static void fill_palette()
+{
+    uint16_t red[256], green[256], blue[256];
+    for (uint16_t i = 0; i < 256; i++) {
+        red[i] = static_cast<uint16_t>((i >> 5) * 65535 / 7);
+        green[i] = static_cast<uint16_t>((i >> 2 & 7) * 65535 / 7);
+        blue[i] = static_cast<uint16_t>((i & 3) * 65535 / 3);
+    }
+    fb_cmap colours = {
+        .start = 0, .len = 256, .red = red, .green = green, .blue = blue, .transp = nullptr};
+    (void)ioctl(panel_fd, FBIOPUTCMAP, &colours); /* wrong colours are better than no picture */
+    panel.red = {5, 3};
+    panel.green = {2, 3};
+    panel.blue = {0, 2};
+    panel.opaque = 0;
+}
+
 static int describe_panel(fb_var_screeninfo *shape, fb_fix_screeninfo *memory)
 {
     if (ioctl(panel_fd, FBIOGET_VSCREENINFO, shape) != 0 ||
@@ -145,11 +166,14 @@ static int describe_panel(fb_var_screeninfo *shape, fb_fix_screeninfo *memory)
              .width = static_cast<int32_t>(shape->xres),
              .height = static_cast<int32_t>(shape->yres),
              .line_bytes = static_cast<int32_t>(memory->line_length),
-             .pixel_bytes = static_cast<int32_t>(shape->bits_per_pixel) / 8,
+             .pixel_bytes = static_cast<int32_t>(shape->bits_per_pixel + 7) / 8,
              .red = channel_of(shape->red),
              .green = channel_of(shape->green),
-             .blue = channel_of(shape->blue)};
-    const bool known = panel.pixel_bytes == 2 || panel.pixel_bytes == 4;
+             .blue = channel_of(shape->blue),
+             .opaque = mask_of(shape->transp)};
+    if (memory->visual == FB_VISUAL_PSEUDOCOLOR && shape->bits_per_pixel == 8)
+        fill_palette();
+    const bool known = shape->bits_per_pixel >= 8 && shape->bits_per_pixel <= 32;
     if (known && panel.width > 0 && panel.height > 0 &&
         static_cast<int64_t>(panel.line_bytes) >=
             static_cast<int64_t>(panel.width) * panel.pixel_bytes)

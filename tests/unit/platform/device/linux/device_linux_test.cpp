@@ -126,6 +126,53 @@ TEST_F(linux_panel_of, another_order_of_colours_is_kept)
     EXPECT_EQ(at(panel, 0, 0), 0x7c00u);
 }
 
+TEST_F(linux_panel_of, three_bytes_a_pixel_overlap_none_of_their_neighbours)
+{
+    frame->pixels[0] = 0xf800;
+    frame->pixels[1] = 0x07e0;
+    frame->pixels[2] = 0x001f;
+    linux_panel panel = make(4, 3, 4);
+    panel.pixel_bytes = 3;
+    panel.line_bytes = 12 + 4;
+    linux_panel_draw(&panel, frame);
+    EXPECT_EQ(at(panel, 0, 0), 0xff0000u);
+    EXPECT_EQ(at(panel, 1, 0), 0x00ff00u);
+    EXPECT_EQ(at(panel, 2, 0), 0x0000ffu);
+    EXPECT_EQ(memory[12], 0xab) << "wrote behind the line";
+    linux_panel_clear(&panel);
+    EXPECT_EQ(at(panel, 3, 2), 0u);
+    EXPECT_EQ(memory[12], 0xab);
+}
+
+TEST_F(linux_panel_of, one_byte_a_pixel_keeps_three_three_and_two_bits)
+{
+    frame->pixels[0] = 0xffff;
+    frame->pixels[1] = 0xf800;
+    frame->pixels[2] = 0x07e0;
+    frame->pixels[3] = 0x001f;
+    linux_panel panel = make(4, 3, 4);
+    panel.pixel_bytes = 1;
+    panel.line_bytes = 4;
+    panel.red = {5, 3};
+    panel.green = {2, 3};
+    panel.blue = {0, 2};
+    linux_panel_draw(&panel, frame);
+    EXPECT_EQ(at(panel, 0, 0), 0xffu);
+    EXPECT_EQ(at(panel, 1, 0), 0xe0u);
+    EXPECT_EQ(at(panel, 2, 0), 0x1cu);
+    EXPECT_EQ(at(panel, 3, 0), 0x03u);
+    EXPECT_EQ(memory[12], 0xab);
+}
+
+TEST_F(linux_panel_of, pixels_that_could_let_through_do_not)
+{
+    frame->pixels[0] = 0;
+    linux_panel panel = make(4, 3, 4);
+    panel.opaque = 0xff000000;
+    linux_panel_draw(&panel, frame);
+    EXPECT_EQ(at(panel, 0, 0), 0xff000000u);
+}
+
 /* ---- Buttons and fingers ---- */
 
 class linux_input_of : public testing::Test
