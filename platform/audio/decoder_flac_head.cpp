@@ -107,8 +107,8 @@ size_t flac_head_make(const flac_head *head, int64_t total, unsigned char to[fla
     if (total < 0)
         return flac_head_most;
     /* 36 bits, of which the first 4 share their byte with the size of a sample. */
-    to[21] = (unsigned char)((to[21] & 0xF0) | (total >> 32 & 0x0F));
+    to[21] = static_cast<unsigned char>((to[21] & 0xF0) | (total >> 32 & 0x0F));
     for (int i = 0; i < 4; i++)
-        to[22 + i] = (unsigned char)(total >> (24 - 8 * i));
+        to[22 + i] = static_cast<unsigned char>(total >> (24 - 8 * i));
     return flac_head_most;
 }
