@@ -554,9 +554,7 @@ TEST_F(update_test, is_not_waited_for_when_nothing_is_replaced)
     server.answer(ask, silent);
     ASSERT_EQ(update_check(), 0);
     ASSERT_TRUE(server.wait_for_requests(1));
-    const auto before = std::chrono::steady_clock::now();
-    update_wait(30000);
-    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(1)) << "it waited";
+    update_wait(1000000); /* longer than the limit of the test program */
     EXPECT_EQ(sock_exit(), 0);
     EXPECT_EQ(thread_settle(2000), 0);
     ASSERT_EQ(sock_init(), 0);

@@ -397,6 +397,9 @@ TEST_F(linux_input_of, a_source_that_is_unplugged_lets_go)
     EXPECT_EQ(pass().held, key_up);
 }
 
+/* Longer than the limit of the test program: who sleeps so long is noticed there. */
+constexpr int32_t never_ms = 1000000;
+
 TEST_F(linux_input_of, a_record_and_a_call_end_a_long_sleep)
 {
     const int buttons = attach();
@@ -408,9 +411,7 @@ TEST_F(linux_input_of, a_record_and_a_call_end_a_long_sleep)
             else
                 clock_wake();
         });
-        const auto started = std::chrono::steady_clock::now();
-        clock_msleep(20000);
-        EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(10));
+        clock_msleep(never_ms);
         person.join();
         pass();
     }

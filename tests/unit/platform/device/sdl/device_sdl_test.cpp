@@ -374,13 +374,14 @@ TEST_F(device_sdl_window, buttons_and_sticks_of_a_controller_are_keys)
     }
 }
 
+/* Longer than the limit of the test program: who sleeps so long is noticed there. */
+constexpr int32_t never_ms = 1000000;
+
 TEST_F(device_sdl_window, a_call_ends_a_long_sleep)
 {
     for (int i = 0; i < 20; i++) {
         std::thread caller([] { clock_wake(); });
-        const auto started = std::chrono::steady_clock::now();
-        clock_msleep(20000);
-        EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(10));
+        clock_msleep(never_ms);
         caller.join();
         pass();
     }
@@ -392,9 +393,7 @@ TEST_F(device_sdl_window, an_event_ends_a_long_sleep_and_is_not_lost)
         clock_real_msleep(10);
         post_key(SDLK_UP, true);
     });
-    const auto started = std::chrono::steady_clock::now();
-    clock_msleep(20000);
-    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(10));
+    clock_msleep(never_ms);
     person.join();
     EXPECT_EQ(pass().pressed, key_up);
 }

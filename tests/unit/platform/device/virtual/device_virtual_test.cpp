@@ -264,9 +264,7 @@ TEST_F(device_virtual_script, a_long_worker_is_waited_for_once)
                       0);
         }
     };
-    const auto started = std::chrono::steady_clock::now();
     run("advance 500\n");
-    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(10));
     stop = true;
     EXPECT_EQ(thread_settle(10000), 0);
 }
