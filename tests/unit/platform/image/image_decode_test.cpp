@@ -123,6 +123,18 @@ TEST(image_gif, a_thousand_records_may_come_up_to_the_first_frame_and_no_more)
     EXPECT_FALSE(image_of(gif_with_comments(1000)));
 }
 
+TEST(image_gif, a_pixel_behind_the_palette_stays_empty)
+{
+    maker_picture picture = maker_plain(4, 1, 0);
+    picture.argb = {0xFF111111, 0xFF222222, 0xFF333333, 0xFF444444};
+    maker_bytes bytes = maker_gif(picture);
+    ASSERT_EQ(bytes[10] & 7, 7) << "256 colours";
+    bytes[10] = static_cast<uint8_t>(bytes[10] & ~7); /* two, and the others' bytes go */
+    bytes.erase(bytes.begin() + 13 + 2 * 3, bytes.begin() + 13 + 256 * 3);
+    picture.argb[2] = picture.argb[3] = 0;
+    expect_picture(image_of(bytes).get(), picture);
+}
+
 TEST(image_gif, a_transparent_colour_stays_empty)
 {
     const maker_picture picture = maker_squares(12, 12, 3, 0xFF123456, 0xFFFFFFFF);
