@@ -33,26 +33,29 @@ constexpr sound_patience patience[] = {{200, 5}, {3000, 40}, {INT64_MAX, 500}};
 constexpr size_t stack_bytes = 1024 * 1024; /* decoders and the file names of a playlist */
 /* Held for a look or a change, never while the callback runs; the lock of the ring is below it. */
 static constinit sys_lock queue_lock;
-static pthread_cond_t thread_work = PTHREAD_COND_INITIALIZER;
-static pthread_cond_t step_done = PTHREAD_COND_INITIALIZER;
-static bool closing GUARDED_BY(queue_lock) = false;
-static bool woken GUARDED_BY(queue_lock) = false;
-static bool drop_pending GUARDED_BY(queue_lock) = false;
-static bool thread_idle GUARDED_BY(queue_lock) = false;
-static uint32_t steps_wanted GUARDED_BY(queue_lock) = 0;
-static uint32_t steps_done GUARDED_BY(queue_lock) = 0;
-static int32_t idle_steps GUARDED_BY(queue_lock) = 0; /* let go by since the last one taken */
-static int64_t calm_steps GUARDED_BY(queue_lock) = 0; /* since the last wake, reset or sound */
+static constinit pthread_cond_t thread_work = PTHREAD_COND_INITIALIZER;
+static constinit pthread_cond_t step_done = PTHREAD_COND_INITIALIZER;
+static constinit bool closing GUARDED_BY(queue_lock) = false;
+static constinit bool woken GUARDED_BY(queue_lock) = false;
+static constinit bool drop_pending GUARDED_BY(queue_lock) = false;
+static constinit bool thread_idle GUARDED_BY(queue_lock) = false;
+static constinit uint32_t steps_wanted GUARDED_BY(queue_lock) = 0;
+static constinit uint32_t steps_done GUARDED_BY(queue_lock) = 0;
+static constinit int32_t
+    idle_steps GUARDED_BY(queue_lock) = 0; /* let go by since the last one taken */
+static constinit int64_t
+    calm_steps GUARDED_BY(queue_lock) = 0; /* since the last wake, reset or sound */
 
 /* clock_real_msec() of the last reason to listen, cut to what every core counts in one step. */
-static std::atomic<uint32_t> attention_ms{0};
+static constinit std::atomic<uint32_t> attention_ms{0};
 
-static std::atomic<const sound_speaker *> speaker{nullptr}; /* null while closed; set on main */
+static constinit std::atomic<const sound_speaker *> speaker{
+    nullptr}; /* null while closed; set on main */
 
 /* Main thread; set before the sound thread starts, which then only reads them. */
-static sound_callback callback = nullptr;
-static void *callback_user = nullptr;
-static pthread_t thread;
+static constinit sound_callback callback = nullptr;
+static constinit void *callback_user = nullptr;
+static constinit pthread_t thread = {};
 
 static constinit thread_local bool on_sound_thread = false;
 
@@ -114,7 +117,7 @@ static uint32_t wanted_frames(const sound_speaker *to)
 {
     const int32_t room = room_of(to);
     if (room >= 0)
-        return std::min((uint32_t)room, sound_period_frames);
+        return std::min(static_cast<uint32_t>(room), sound_period_frames);
     return total_frames() + sound_period_frames <= full_frames ? sound_period_frames : 0;
 }
 
@@ -144,7 +147,8 @@ static int32_t idle_ms(int64_t since_ms)
 static int32_t busy_ms()
 {
     const uint32_t total = total_frames();
-    return total <= low_frames ? 1 : (int32_t)((total - low_frames) * 1000 / sound_rate) + 1;
+    return total <= low_frames ? 1
+                               : static_cast<int32_t>((total - low_frames) * 1000 / sound_rate) + 1;
 }
 
 static void set_idle(bool idle)
@@ -219,7 +223,7 @@ static void finish_step()
 static void go_first()
 {
     constexpr int niceness = -11; /* ten times the share of an ordinary thread */
-    (void)setpriority(PRIO_PROCESS, (id_t)gettid(), niceness);
+    (void)setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), niceness);
 }
 
 static void *thread_main(void *)
@@ -347,13 +351,13 @@ void sound_wake()
 
 int32_t sound_get_buffer_remaining()
 {
-    return (int32_t)(total_frames() * 1000 / sound_rate);
+    return static_cast<int32_t>(total_frames() * 1000 / sound_rate);
 }
 
 uint32_t sound_pull(int16_t *to, uint32_t frames)
 {
     const uint32_t got = sound_ring_take(to, frames);
-    memset(to + got * 2, 0, (size_t)(frames - got) * sound_frame_bytes);
+    memset(to + got * 2, 0, static_cast<size_t>(frames - got) * sound_frame_bytes);
     if (got > 0)
         sound_volume_apply(to, got);
     else
