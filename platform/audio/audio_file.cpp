@@ -107,25 +107,26 @@ static ssize_t read_at(audio_file *file, int64_t at, void *to, size_t size)
 /* Fills the buffer from a place on, to the end of its last page. */
 static ssize_t fill(audio_file *file, int64_t at)
 {
-    const ssize_t n = read_at(file, at, file->buffer, file->piece - size_t(at % page_bytes));
+    const ssize_t n =
+        read_at(file, at, file->buffer, file->piece - static_cast<size_t>(at % page_bytes));
     file->buffered_at = at;
-    file->buffered = n > 0 ? size_t(n) : 0;
+    file->buffered = n > 0 ? static_cast<size_t>(n) : 0;
     return n;
 }
 
 /* Buffered bytes from a place on. */
 static size_t ahead(const audio_file *file, int64_t at)
 {
-    if (at < file->buffered_at || at >= file->buffered_at + int64_t(file->buffered))
+    if (at < file->buffered_at || at >= file->buffered_at + static_cast<int64_t>(file->buffered))
         return 0;
-    return size_t(file->buffered_at + int64_t(file->buffered) - at);
+    return static_cast<size_t>(file->buffered_at + static_cast<int64_t>(file->buffered) - at);
 }
 
 int64_t audio_file_read(audio_file *file, void *to, size_t size)
 {
     char *out = static_cast<char *>(to);
     size_t done = 0;
-    size = std::min(size, size_t(file->to - file->at));
+    size = std::min(size, static_cast<size_t>(file->to - file->at));
     while (done < size) {
         size_t part = std::min(size - done, ahead(file, file->at));
         if (part > 0) {
@@ -136,13 +137,13 @@ int64_t audio_file_read(audio_file *file, void *to, size_t size)
             const ssize_t n =
                 much ? read_at(file, file->at, out + done, size - done) : fill(file, file->at);
             if (n <= 0)
-                return n < 0 && done == 0 ? -1 : int64_t(done);
-            part = much ? size_t(n) : 0;
+                return n < 0 && done == 0 ? -1 : static_cast<int64_t>(done);
+            part = much ? static_cast<size_t>(n) : 0;
         }
-        file->at += int64_t(part);
+        file->at += static_cast<int64_t>(part);
         done += part;
     }
-    return int64_t(done);
+    return static_cast<int64_t>(done);
 }
 
 size_t audio_file_peek(audio_file *file, int64_t at, void *to, size_t size)
@@ -150,11 +151,11 @@ size_t audio_file_peek(audio_file *file, int64_t at, void *to, size_t size)
     size_t done = std::min(size, ahead(file, at));
     memcpy(to, file->buffer + (done ? at - file->buffered_at : 0), done);
     while (done < size) {
-        const ssize_t n =
-            read_at(file, at + int64_t(done), static_cast<char *>(to) + done, size - done);
+        const ssize_t n = read_at(file, at + static_cast<int64_t>(done),
+                                  static_cast<char *>(to) + done, size - done);
         if (n <= 0)
             break;
-        done += size_t(n);
+        done += static_cast<size_t>(n);
     }
     return done;
 }

@@ -46,7 +46,7 @@ static int64_t block_size(audio_file *file, int64_t at)
     if (audio_file_peek(file, at, head, sizeof head) != sizeof head || memcmp(head, "ID3", 3) != 0)
         return 0;
     const int64_t footer = head[3] >= 4 && (head[5] & header_footer) ? 10 : 0;
-    return 10 + int64_t(big_endian(head + 6, 4, 7)) + footer;
+    return 10 + static_cast<int64_t>(big_endian(head + 6, 4, 7)) + footer;
 }
 
 bool audio_id3_is_there(audio_file *file)
@@ -84,21 +84,24 @@ static size_t drop_zeros(unsigned char *bytes, size_t size, bool *after_255)
 static size_t block_read(audio_id3 *block, unsigned char *to, size_t size)
 {
     if (!block->unsynchronised) {
-        const size_t part = size_t(std::min<int64_t>(int64_t(size), block->left));
-        block->left -= int64_t(part);
+        const size_t part =
+            static_cast<size_t>(std::min<int64_t>(static_cast<int64_t>(size), block->left));
+        block->left -= static_cast<int64_t>(part);
         if (!to)
-            return audio_file_seek(block->file, int64_t(part), SEEK_CUR) < 0 ? 0 : part;
-        return size_t(std::max<int64_t>(audio_file_read(block->file, to, part), 0));
+            return audio_file_seek(block->file, static_cast<int64_t>(part), SEEK_CUR) < 0 ? 0
+                                                                                          : part;
+        return static_cast<size_t>(std::max<int64_t>(audio_file_read(block->file, to, part), 0));
     }
     size_t done = 0;
     while (done < size && block->left > 0) {
         unsigned char piece[piece_bytes];
-        const int64_t wanted = std::min({int64_t(size - done), block->left, int64_t(piece_bytes)});
-        const int64_t n = audio_file_read(block->file, piece, size_t(wanted));
+        const int64_t wanted = std::min(
+            {static_cast<int64_t>(size - done), block->left, static_cast<int64_t>(piece_bytes)});
+        const int64_t n = audio_file_read(block->file, piece, static_cast<size_t>(wanted));
         if (n <= 0)
             break;
         block->left -= n;
-        const size_t kept = drop_zeros(piece, size_t(n), &block->after_255);
+        const size_t kept = drop_zeros(piece, static_cast<size_t>(n), &block->after_255);
         if (to)
             memcpy(to + done, piece, kept);
         done += kept;
@@ -121,7 +124,7 @@ static int open_at(audio_id3 *block, audio_file *file, int64_t at)
 {
     unsigned char head[10];
     if (audio_file_seek(file, at, SEEK_SET) < 0 ||
-        audio_file_read(file, head, sizeof head) != int64_t(sizeof head))
+        audio_file_read(file, head, sizeof head) != static_cast<int64_t>(sizeof head))
         return -1;
     *block = {};
     block->file = file;
@@ -170,11 +173,12 @@ static uint32_t new_frame_size(const audio_id3 *block, const unsigned char *byte
     const int64_t here = audio_file_tell(block->file) + 2;
     for (const uint32_t size : {right, plain}) {
         unsigned char id[4] = {};
-        if (int64_t(size) + 2 == block->left)
+        if (static_cast<int64_t>(size) + 2 == block->left)
             return size;
-        if (int64_t(size) + 2 > block->left)
+        if (static_cast<int64_t>(size) + 2 > block->left)
             continue;
-        const size_t n = audio_file_peek(block->file, here + int64_t(size), id, sizeof id);
+        const size_t n =
+            audio_file_peek(block->file, here + static_cast<int64_t>(size), id, sizeof id);
         if (n == sizeof id && (is_frame_id(id, sizeof id) || id[0] == 0))
             return size;
     }
@@ -184,7 +188,7 @@ static uint32_t new_frame_size(const audio_id3 *block, const unsigned char *byte
 bool audio_id3_next(audio_id3 *block, audio_id3_frame *frame)
 {
     unsigned char head[10] = {};
-    const size_t skipped = size_t(block->frame_left);
+    const size_t skipped = static_cast<size_t>(block->frame_left);
     block->frame_left = 0;
     if (block->frames++ == frame_count_limit || block_read(block, nullptr, skipped) != skipped)
         return false;
@@ -218,11 +222,12 @@ static size_t frame_read(void *user, void *to, size_t size)
     unsigned char *out = static_cast<unsigned char *>(to);
     size_t done = 0;
     while (done < size && block->frame_left > 0) {
-        const size_t part = size_t(std::min<int64_t>(int64_t(size - done), block->frame_left));
+        const size_t part = static_cast<size_t>(
+            std::min<int64_t>(static_cast<int64_t>(size - done), block->frame_left));
         const size_t n = block_read(block, out + done, part);
         if (n == 0)
             break;
-        block->frame_left -= int64_t(n);
+        block->frame_left -= static_cast<int64_t>(n);
         done += reader->unsynchronised ? drop_zeros(out + done, n, &reader->after_255) : n;
     }
     return done;
@@ -241,12 +246,13 @@ static frame_form form_of(const audio_id3 *block, unsigned flags)
     if (block->version == 3) {
         const bool packed = flags & old_packed;
         return {packed, (flags & old_encrypted) != 0, false,
-                size_t(packed ? 4 : 0) + (flags & old_grouped ? 1 : 0)};
+                static_cast<size_t>(packed ? 4 : 0) + (flags & old_grouped ? 1 : 0)};
     }
     const bool packed = flags & new_packed;
     return {packed, (flags & new_encrypted) != 0,
             (flags & new_unsynchronised) || block->frames_unsynchronised,
-            size_t(flags & new_grouped ? 1 : 0) + (packed || (flags & new_told) ? 4 : 0)};
+            static_cast<size_t>(flags & new_grouped ? 1 : 0) +
+                (packed || (flags & new_told) ? 4 : 0)};
 }
 
 static int take(audio_id3 *block, const audio_id3_frame *frame, size_t limit,
@@ -260,7 +266,7 @@ static int take(audio_id3 *block, const audio_id3_frame *frame, size_t limit,
         return -1;
     if (form.packed)
         return audio_inflate(frame_read, &reader, limit, &content->bytes, &content->size);
-    const size_t size = size_t(std::min(block->frame_left, block->left));
+    const size_t size = static_cast<size_t>(std::min(block->frame_left, block->left));
     owner<unsigned char, free> bytes(static_cast<unsigned char *>(malloc(size + 1)));
     if (!bytes)
         return -1;

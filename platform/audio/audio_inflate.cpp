@@ -31,7 +31,7 @@ static int grow(inflate_job *job)
         return -1;
     job->out = static_cast<unsigned char *>(out);
     job->zlib.next_out = job->out + job->room;
-    job->zlib.avail_out = uInt(room - job->room);
+    job->zlib.avail_out = static_cast<uInt>(room - job->room);
     job->room = room;
     return 0;
 }
@@ -42,7 +42,7 @@ static int open_all(inflate_job *job, audio_inflate_next next, void *user)
     for (int blocks = 0; blocks < block_limit;) {
         if (zlib->avail_in == 0) {
             zlib->next_in = job->piece;
-            zlib->avail_in = uInt(next(user, job->piece, piece_bytes));
+            zlib->avail_in = static_cast<uInt>(next(user, job->piece, piece_bytes));
             if (zlib->avail_in == 0)
                 return -1;
         }

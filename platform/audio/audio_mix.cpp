@@ -34,7 +34,7 @@ static const place_gain *gain_of(char place)
 audio_mix audio_mix_for(const char *layout)
 {
     audio_mix mix = {};
-    mix.channels = int(std::min<size_t>(strlen(layout), audio_max_channels));
+    mix.channels = static_cast<int>(std::min<size_t>(strlen(layout), audio_max_channels));
     double left = 0, right = 0;
     for (int i = 0; i < mix.channels; i++) {
         left += gain_of(layout[i])->left;
@@ -42,15 +42,15 @@ audio_mix audio_mix_for(const char *layout)
     }
     const double scale = (1 << gain_bits) / std::max({left, right, 1.0});
     for (int i = 0; i < mix.channels; i++) {
-        mix.left[i] = int32_t(lround(gain_of(layout[i])->left * scale));
-        mix.right[i] = int32_t(lround(gain_of(layout[i])->right * scale));
+        mix.left[i] = static_cast<int32_t>(lround(gain_of(layout[i])->left * scale));
+        mix.right[i] = static_cast<int32_t>(lround(gain_of(layout[i])->right * scale));
     }
     return mix;
 }
 
 static int32_t saturate(int64_t value)
 {
-    return int32_t(std::clamp<int64_t>(value, INT32_MIN, INT32_MAX));
+    return static_cast<int32_t>(std::clamp<int64_t>(value, INT32_MIN, INT32_MAX));
 }
 
 /* `shift` brings the samples to 32 bits. */
@@ -61,8 +61,8 @@ static void mix_frames(const audio_mix *mix, const sample *from, int32_t *to, si
     for (size_t i = 0; i < frames; i++, from += channels, to += 2) {
         int64_t left = 0, right = 0;
         for (int c = 0; c < channels; c++) {
-            left += int64_t(from[c]) * mix->left[c];
-            right += int64_t(from[c]) * mix->right[c];
+            left += static_cast<int64_t>(from[c]) * mix->left[c];
+            right += static_cast<int64_t>(from[c]) * mix->right[c];
         }
         to[0] = saturate(left * (1 << shift) >> gain_bits);
         to[1] = saturate(right * (1 << shift) >> gain_bits);
@@ -83,7 +83,7 @@ void audio_mix_16(const audio_mix *mix, const int16_t *from, int32_t *to, size_t
         return;
     }
     for (size_t i = 0; i < 2 * frames; i++)
-        to[i] = int32_t(from[i]) * (1 << 16);
+        to[i] = static_cast<int32_t>(from[i]) * (1 << 16);
 }
 
 void audio_mix_32(const audio_mix *mix, const int32_t *from, int32_t *to, size_t frames)
@@ -106,16 +106,17 @@ static uint64_t scatter(uint64_t value)
 static int16_t reduce(int32_t sample, uint32_t noise)
 {
     /* The difference of two even distributions is the triangle, two steps of the result wide. */
-    const int64_t triangle = int64_t(noise & 0xFFFF) - int64_t(noise >> 16);
+    const int64_t triangle =
+        static_cast<int64_t>(noise & 0xFFFF) - static_cast<int64_t>(noise >> 16);
     const int64_t value = (sample + triangle + 0x8000) >> 16;
-    return int16_t(std::clamp<int64_t>(value, INT16_MIN, INT16_MAX));
+    return static_cast<int16_t>(std::clamp<int64_t>(value, INT16_MIN, INT16_MAX));
 }
 
 void audio_dither_16(const int32_t *from, int16_t *to, size_t frames, uint64_t place)
 {
     for (size_t i = 0; i < frames; i++) {
         const uint64_t noise = scatter(place + i);
-        to[2 * i] = reduce(from[2 * i], uint32_t(noise));
-        to[2 * i + 1] = reduce(from[2 * i + 1], uint32_t(noise >> 32));
+        to[2 * i] = reduce(from[2 * i], static_cast<uint32_t>(noise));
+        to[2 * i + 1] = reduce(from[2 * i + 1], static_cast<uint32_t>(noise >> 32));
     }
 }

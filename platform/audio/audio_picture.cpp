@@ -45,7 +45,7 @@ static int renew(audio_id3_content *content)
     memcpy(letters, content->bytes + 1, 3);
     const char *type = !strcmp(letters, "JPG") ? "jpeg" : !strcmp(letters, "PNG") ? "png" : letters;
     (void)str_format(front, "?image/%s", type); /* always fits */
-    front[0] = char(content->bytes[0]);
+    front[0] = static_cast<char>(content->bytes[0]);
     return replace_front(content, 4, front, 1 + strlen(front + 1) + 1);
 }
 
@@ -54,7 +54,7 @@ static int wrap(audio_id3_content *content)
 {
     char head[11] = "APIC";
     for (int i = 0; i < 4; i++)
-        head[4 + i] = char(content->size >> (21 - 7 * i) & 0x7F);
+        head[4 + i] = static_cast<char>(content->size >> (21 - 7 * i) & 0x7F);
     return replace_front(content, 0, head, 10);
 }
 

@@ -17,7 +17,7 @@ constexpr uint32_t lead_in_samples = 1024;
 constexpr uint32_t lead_in_limit = 8192;
 
 /* Samples; beyond it only lies about lengths live, and the arithmetic of times would overflow. */
-constexpr int64_t sample_limit = int64_t(1) << 43;
+constexpr int64_t sample_limit = static_cast<int64_t>(1) << 43;
 
 enum stream_end { end_none, end_clean, end_error };
 
@@ -88,7 +88,7 @@ static uint32_t mix_block(stream_state *state, int32_t *to, uint32_t frames)
         state->mix_layout = block->layout;
     }
     frames = std::min({frames, block->frames, work_frames});
-    const size_t samples = size_t(frames) * size_t(state->mix.channels);
+    const size_t samples = static_cast<size_t>(frames) * static_cast<size_t>(state->mix.channels);
     if (block->wide) {
         const int32_t *from = static_cast<const int32_t *>(block->samples);
         audio_mix_32(&state->mix, from, to, frames);
@@ -105,7 +105,8 @@ static uint32_t mix_block(stream_state *state, int32_t *to, uint32_t frames)
 /* Where in the output the next frame stands. */
 static uint64_t place(const stream_state *state)
 {
-    return uint64_t(state->base * sound_rate / state->shown.sample_rate + state->delivered);
+    return static_cast<uint64_t>(state->base * sound_rate / state->shown.sample_rate +
+                                 state->delivered);
 }
 
 /* Delivers from a block that has the right rate. Sixteen bits stay what they are. */
@@ -121,7 +122,7 @@ static uint32_t copy_block(stream_state *state, int16_t *to, uint32_t frames)
     frames = std::min(frames, block->frames);
     const int16_t *from = static_cast<const int16_t *>(block->samples);
     if (channels == 2)
-        memcpy(to, from, size_t(frames) * sound_frame_bytes);
+        memcpy(to, from, static_cast<size_t>(frames) * sound_frame_bytes);
     for (uint32_t i = 0; channels == 1 && i < frames; i++)
         to[2 * i] = to[2 * i + 1] = from[i];
     block->samples = from + frames * channels;
@@ -146,10 +147,10 @@ static uint32_t resample(stream_state *state, int16_t *to, uint32_t frames)
         const void *from = ready ? state->work + 2 * state->work_at : nullptr;
         if (soxr_process(state->resampler, from, ready, &used, state->resampled, frames, &made))
             return 0;
-        state->work_at += uint32_t(used);
+        state->work_at += static_cast<uint32_t>(used);
         if (made > 0) {
             audio_dither_16(state->resampled, to, made, place(state));
-            return uint32_t(made);
+            return static_cast<uint32_t>(made);
         }
         if (ready == 0)
             return 0;
@@ -269,7 +270,7 @@ int32_t audio_stream_read(audio_stream *stream, void *to, uint32_t bytes)
     state->delivered += made;
     grow_length(state);
     if (made > 0)
-        return int32_t(made * sound_frame_bytes);
+        return static_cast<int32_t>(made * sound_frame_bytes);
     return state->end == end_error ? -1 : 0;
 }
 
@@ -296,7 +297,7 @@ static uint32_t lead_in(const stream_state *state, int64_t sample)
     if (unit > lead_in_limit)
         return 0;
     const int64_t wanted = (lead_in_samples + unit - 1) / unit * unit;
-    return uint32_t(std::min<int64_t>(wanted, sample / unit * unit));
+    return static_cast<uint32_t>(std::min<int64_t>(wanted, sample / unit * unit));
 }
 
 static int move_to(stream_state *state, int64_t sample)
@@ -309,7 +310,8 @@ static int move_to(stream_state *state, int64_t sample)
     state->end = end_none;
     state->base = sample;
     state->delivered = 0;
-    state->drop = uint32_t(uint64_t(lead) * sound_rate / state->shown.sample_rate);
+    state->drop =
+        static_cast<uint32_t>(static_cast<uint64_t>(lead) * sound_rate / state->shown.sample_rate);
     return 0;
 }
 

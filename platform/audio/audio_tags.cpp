@@ -76,8 +76,8 @@ enum { field_title, field_artist, field_album, field_date, field_year, field_gen
 
 static uint32_t little_endian(const unsigned char bytes[4])
 {
-    return uint32_t(bytes[0]) | uint32_t(bytes[1]) << 8 | uint32_t(bytes[2]) << 16 |
-           uint32_t(bytes[3]) << 24;
+    return static_cast<uint32_t>(bytes[0]) | static_cast<uint32_t>(bytes[1]) << 8 |
+           static_cast<uint32_t>(bytes[2]) << 16 | static_cast<uint32_t>(bytes[3]) << 24;
 }
 
 static int next_number(audio_tags_next next, void *user, uint32_t *value)

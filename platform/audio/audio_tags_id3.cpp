@@ -30,7 +30,7 @@ static constexpr wanted_frame wanted[] = {
     {"TIT2", "TT2", field_title}, {"TPE1", "TP1", field_artist}, {"TALB", "TAL", field_album},
     {"TDRC", "TDR", field_year},  {"TYER", "TYE", field_year},   {"TCON", "TCO", field_genre},
 };
-constexpr int wanted_count = int(std::size(wanted));
+constexpr int wanted_count = static_cast<int>(std::size(wanted));
 constexpr unsigned wanted_all = (1u << wanted_count) - 1;
 
 using text_owner = owner<char, free>;
@@ -216,7 +216,7 @@ audio_tags_found audio_tags_id3(audio_file *file, audio_tags **out)
         read_v2(&block, &texts);
     /* The end of the file is another block of the card: it is read where it can add something. */
     unsigned char v1[v1_bytes];
-    const int64_t v1_at = audio_file_size(file) - int64_t(v1_bytes);
+    const int64_t v1_at = audio_file_size(file) - static_cast<int64_t>(v1_bytes);
     const bool has_v1 = !is_complete(&texts) && v1_at >= 0 &&
                         audio_file_peek(file, v1_at, v1, v1_bytes) == v1_bytes &&
                         !memcmp(v1, "TAG", 3);

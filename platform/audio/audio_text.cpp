@@ -75,7 +75,8 @@ static ssize_t convert(int index, const unsigned char *bytes, size_t size, bool 
     sys_guard guard(encoding_lock);
     const iconv_t converter = encodings[index].converter;
     (void)iconv(converter, nullptr, nullptr, nullptr, nullptr); /* forgets the last text */
-    if (iconv(converter, &from, &size, &out, &room) != size_t(-1) || (errno == EINVAL && full))
+    if (iconv(converter, &from, &size, &out, &room) != static_cast<size_t>(-1) ||
+        (errno == EINVAL && full))
         return out - to;
     return -1;
 }
@@ -84,19 +85,19 @@ static ssize_t convert(int index, const unsigned char *bytes, size_t size, bool 
 static char *put_character(char *to, uint32_t c)
 {
     if (c < 0x80) {
-        *to++ = char(c);
+        *to++ = static_cast<char>(c);
         return to;
     }
     const int more = c < 0x800 ? 1 : c < 0x10000 ? 2 : 3;
-    *to++ = char((0xFF00 >> (more + 1)) | (c >> (6 * more)));
+    *to++ = static_cast<char>((0xFF00 >> (more + 1)) | (c >> (6 * more)));
     for (int i = more - 1; i >= 0; i--)
-        *to++ = char(0x80 | ((c >> (6 * i)) & 0x3F));
+        *to++ = static_cast<char>(0x80 | ((c >> (6 * i)) & 0x3F));
     return to;
 }
 
 void audio_text_native(const unsigned char *bytes, size_t size, bool full, char *to)
 {
-    size = size_t(std::find(bytes, bytes + size, 0) - bytes);
+    size = static_cast<size_t>(std::find(bytes, bytes + size, 0) - bytes);
     const bool plain = std::all_of(bytes, bytes + size, [](unsigned char c) { return c < 0x80; });
     const ssize_t converted =
         plain || encoding_now < 0 ? -1 : convert(encoding_now, bytes, size, full, to);
@@ -138,7 +139,7 @@ static size_t character_bytes(const unsigned char *at, size_t size)
 
 void audio_text_utf8(const unsigned char *bytes, size_t size, char *to)
 {
-    size = size_t(std::find(bytes, bytes + size, 0) - bytes);
+    size = static_cast<size_t>(std::find(bytes, bytes + size, 0) - bytes);
     for (size_t i = 0; i < size;) {
         const size_t count = character_bytes(bytes + i, size - i);
         if (count == 0)
@@ -153,7 +154,7 @@ void audio_text_utf16(const unsigned char *bytes, size_t size, bool big_endian, 
 {
     char *end = to;
     const auto unit = [=](size_t i) {
-        return uint32_t(bytes[i + !big_endian] << 8 | bytes[i + big_endian]);
+        return static_cast<uint32_t>(bytes[i + !big_endian] << 8 | bytes[i + big_endian]);
     };
     for (size_t i = 0; i + 1 < size && unit(i) != 0; i += 2) {
         uint32_t c = unit(i);

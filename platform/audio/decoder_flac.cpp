@@ -55,13 +55,14 @@ static FLAC__StreamDecoderReadStatus on_read(const FLAC__StreamDecoder *, FLAC__
                                              size_t *size, void *user)
 {
     flac_state *state = state_of(user);
-    const size_t wanted = size_t(std::min(int64_t(*size), state->read_left));
-    int64_t n = int64_t(read_made(state, to, *size));
+    const size_t wanted =
+        static_cast<size_t>(std::min(static_cast<int64_t>(*size), state->read_left));
+    int64_t n = static_cast<int64_t>(read_made(state, to, *size));
     if (n == 0) {
         n = audio_file_read(state->file, to, wanted);
         state->read_left -= std::max<int64_t>(n, 0);
     }
-    *size = n > 0 ? size_t(n) : 0;
+    *size = n > 0 ? static_cast<size_t>(n) : 0;
     if (n > 0)
         return FLAC__STREAM_DECODER_READ_STATUS_CONTINUE;
     return n == 0 ? FLAC__STREAM_DECODER_READ_STATUS_END_OF_STREAM
@@ -72,8 +73,8 @@ static FLAC__StreamDecoderSeekStatus on_seek(const FLAC__StreamDecoder *, FLAC__
                                              void *user)
 {
     flac_state *state = state_of(user);
-    const int64_t frames = int64_t(to) - int64_t(state->made_size);
-    state->made_at = frames < 0 ? size_t(to) : state->made_size;
+    const int64_t frames = static_cast<int64_t>(to) - static_cast<int64_t>(state->made_size);
+    state->made_at = frames < 0 ? static_cast<size_t>(to) : state->made_size;
     return audio_file_seek(state->file, std::max<int64_t>(frames, 0), SEEK_SET) < 0
                ? FLAC__STREAM_DECODER_SEEK_STATUS_ERROR
                : FLAC__STREAM_DECODER_SEEK_STATUS_OK;
@@ -83,7 +84,8 @@ static FLAC__StreamDecoderTellStatus on_tell(const FLAC__StreamDecoder *, FLAC__
                                              void *user)
 {
     const flac_state *state = state_of(user);
-    *at = FLAC__uint64(state->made_at) + FLAC__uint64(audio_file_tell(state->file));
+    *at = static_cast<FLAC__uint64>(state->made_at) +
+          static_cast<FLAC__uint64>(audio_file_tell(state->file));
     return FLAC__STREAM_DECODER_TELL_STATUS_OK;
 }
 
@@ -91,7 +93,8 @@ static FLAC__StreamDecoderLengthStatus on_length(const FLAC__StreamDecoder *, FL
                                                  void *user)
 {
     const flac_state *state = state_of(user);
-    *length = FLAC__uint64(state->made_size) + FLAC__uint64(audio_file_length(state->file));
+    *length = static_cast<FLAC__uint64>(state->made_size) +
+              static_cast<FLAC__uint64>(audio_file_length(state->file));
     return FLAC__STREAM_DECODER_LENGTH_STATUS_OK;
 }
 
@@ -125,11 +128,13 @@ static void interleave(flac_state *state, const FLAC__Frame *frame,
         if (bits > 16) {
             int32_t *to = static_cast<int32_t *>(state->samples) + start;
             for (uint32_t i = 0; i < frames; i++)
-                to[size_t(i) * channels] = int32_t(uint32_t(from[i]) << (32 - bits));
+                to[static_cast<size_t>(i) * channels] =
+                    static_cast<int32_t>(static_cast<uint32_t>(from[i]) << (32 - bits));
         } else {
             int16_t *to = static_cast<int16_t *>(state->samples) + start;
             for (uint32_t i = 0; i < frames; i++)
-                to[size_t(i) * channels] = int16_t(uint32_t(from[i]) << (16 - bits));
+                to[static_cast<size_t>(i) * channels] =
+                    static_cast<int16_t>(static_cast<uint32_t>(from[i]) << (16 - bits));
         }
     }
 }
@@ -149,8 +154,8 @@ static int make_room(flac_state *state, size_t size)
 static int64_t first_sample(const FLAC__FrameHeader *header)
 {
     return header->number_type == FLAC__FRAME_NUMBER_TYPE_SAMPLE_NUMBER
-               ? int64_t(header->number.sample_number)
-               : int64_t(header->number.frame_number) * header->blocksize;
+               ? static_cast<int64_t>(header->number.sample_number)
+               : static_cast<int64_t>(header->number.frame_number) * header->blocksize;
 }
 
 /* Called several times for one request where the library puts silence for frames that are lost: so
@@ -187,7 +192,7 @@ static FLAC__StreamDecoderWriteStatus on_write(const FLAC__StreamDecoder *,
     }
     interleave(state, frame, planes, at);
     block.samples = state->samples;
-    block.frames += uint32_t(at);
+    block.frames += static_cast<uint32_t>(at);
     state->block = block;
     return FLAC__STREAM_DECODER_WRITE_STATUS_CONTINUE;
 }
@@ -227,7 +232,7 @@ static int flac_seek(void *user, int64_t sample)
     /* The stream plays on behind what its head tells. */
     if (state->total > 0 && sample >= state->total && tell_total(state, 0) != 0)
         return -1;
-    if (FLAC__stream_decoder_seek_absolute(state->decoder, FLAC__uint64(sample)))
+    if (FLAC__stream_decoder_seek_absolute(state->decoder, static_cast<FLAC__uint64>(sample)))
         return 0;
     /* After a failed search the library reads no further until it is told to. */
     FLAC__stream_decoder_flush(state->decoder);
@@ -255,8 +260,8 @@ static constexpr audio_source flac_source = {
  * first. */
 static int64_t measure(flac_state *state)
 {
-    const int64_t frame_bytes = int64_t(state->info.max_blocksize) * state->info.channels *
-                                    ((state->info.bits_per_sample + 8) / 8) +
+    const int64_t frame_bytes = static_cast<int64_t>(state->info.max_blocksize) *
+                                    state->info.channels * ((state->info.bits_per_sample + 8) / 8) +
                                 frame_extra_bytes;
     const int64_t from = std::max<int64_t>(0, audio_file_length(state->file) - 2 * frame_bytes);
     state->measuring = true;
@@ -309,8 +314,9 @@ static int start_decoder(flac_state *state)
 /* A head may tell less than there is; more bytes than the samples it tells could take show it. */
 static int64_t find_length(flac_state *state)
 {
-    const int64_t told = int64_t(state->info.total_samples);
-    const int64_t frame = int64_t(state->info.channels) * ((state->info.bits_per_sample + 7) / 8);
+    const int64_t told = static_cast<int64_t>(state->info.total_samples);
+    const int64_t frame =
+        static_cast<int64_t>(state->info.channels) * ((state->info.bits_per_sample + 7) / 8);
     if (told > 0 && audio_file_length(state->file) / frame <= told)
         return told;
     const int64_t length = std::max(measure(state), told);
@@ -338,7 +344,7 @@ static audio_stream *flac_open(const char *path)
         flac_close(state);
         return nullptr;
     }
-    state->total = int64_t(state->info.total_samples);
+    state->total = static_cast<int64_t>(state->info.total_samples);
     const int64_t length = find_length(state);
     return audio_stream_new(&flac_source, state, state->info.sample_rate, length, tags);
 }

@@ -20,7 +20,7 @@ enum {
 /* Takes over what is wanted of a block. */
 static void take_block(flac_head *head, audio_file *file, int type, int64_t at, int64_t size)
 {
-    if (type == metadata_info && !head->has_info && size >= int64_t(flac_info_bytes))
+    if (type == metadata_info && !head->has_info && size >= static_cast<int64_t>(flac_info_bytes))
         head->has_info = audio_file_peek(file, at, head->info, flac_info_bytes) == flac_info_bytes;
     if (type == metadata_comment && !head->has_comments) {
         head->has_comments = true;
@@ -37,7 +37,8 @@ static void walk_blocks(flac_head *head, audio_file *file)
         const int type = bytes[0] & ~metadata_last;
         if (n != sizeof bytes || type == metadata_invalid)
             break;
-        const int64_t size = int64_t(bytes[1]) << 16 | int64_t(bytes[2]) << 8 | bytes[3];
+        const int64_t size =
+            static_cast<int64_t>(bytes[1]) << 16 | static_cast<int64_t>(bytes[2]) << 8 | bytes[3];
         take_block(head, file, type, head->frames + 4, size);
         head->frames += 4 + size;
         if (bytes[0] & metadata_last) {
@@ -71,11 +72,12 @@ struct comment_range {
 static size_t next_bytes(void *user, void *to, size_t size)
 {
     comment_range *range = static_cast<comment_range *>(user);
-    const size_t part = size_t(std::min<int64_t>(int64_t(size), range->left));
-    range->left -= int64_t(part);
+    const size_t part =
+        static_cast<size_t>(std::min<int64_t>(static_cast<int64_t>(size), range->left));
+    range->left -= static_cast<int64_t>(part);
     if (!to)
-        return audio_file_seek(range->file, int64_t(part), SEEK_CUR) < 0 ? 0 : part;
-    return size_t(std::max<int64_t>(audio_file_read(range->file, to, part), 0));
+        return audio_file_seek(range->file, static_cast<int64_t>(part), SEEK_CUR) < 0 ? 0 : part;
+    return static_cast<size_t>(std::max<int64_t>(audio_file_read(range->file, to, part), 0));
 }
 
 audio_tags_found flac_head_tags(const flac_head *head, audio_file *file, audio_tags **out)

@@ -46,12 +46,12 @@ static mp3_state *state_of(void *user)
 
 static ssize_t on_read(void *user, void *to, size_t size)
 {
-    return ssize_t(audio_file_read(static_cast<audio_file *>(user), to, size));
+    return static_cast<ssize_t>(audio_file_read(static_cast<audio_file *>(user), to, size));
 }
 
 static off_t on_seek(void *user, off_t offset, int whence)
 {
-    return off_t(audio_file_seek(static_cast<audio_file *>(user), offset, whence));
+    return static_cast<off_t>(audio_file_seek(static_cast<audio_file *>(user), offset, whence));
 }
 
 /* The whole length when the index is complete, else an estimate that never lies behind it. */
@@ -62,10 +62,11 @@ static int64_t indexed_length(const mp3_state *state)
     const int64_t trimmed = layout->has_info && layout->delay ? layout->delay + decoder_delay : 0;
     int64_t frames = index->frames;
     if (!index->complete && index->at > layout->first)
-        frames += int64_t(double(layout->end - index->at) * double(index->frames) /
-                          double(index->at - layout->first));
+        frames += static_cast<int64_t>(static_cast<double>(layout->end - index->at) *
+                                       static_cast<double>(index->frames) /
+                                       static_cast<double>(index->at - layout->first));
     /* Frames behind those that the header counts were attached later, and play after its end. */
-    if (layout->info_frames && frames >= int64_t(layout->info_frames))
+    if (layout->info_frames && frames >= static_cast<int64_t>(layout->info_frames))
         return state->told + (frames - layout->info_frames) * layout->header.samples;
     return std::max<int64_t>(frames * layout->header.samples - trimmed, 0);
 }
@@ -74,7 +75,8 @@ static void use_index(mp3_state *state)
 {
     static_assert(sizeof(off_t) == sizeof *state->index.places);
     if (state->index.count)
-        (void)mpg123_set_index(state->mpg, state->index.places, off_t(state->index.step),
+        (void)mpg123_set_index(state->mpg, state->index.places,
+                               static_cast<off_t>(state->index.step),
                                state->index.count); /* without it a seek only takes longer */
 }
 
@@ -94,9 +96,9 @@ static int take_format(mp3_state *state)
     long rate;
     int channels, encoding;
     if (mpg123_getformat(state->mpg, &rate, &channels, &encoding) != MPG123_OK || channels != 2 ||
-        encoding != MPG123_ENC_SIGNED_16 || rate < long(audio_min_rate))
+        encoding != MPG123_ENC_SIGNED_16 || rate < static_cast<long>(audio_min_rate))
         return -1;
-    state->rate = uint32_t(rate);
+    state->rate = static_cast<uint32_t>(rate);
     return 0;
 }
 
@@ -119,7 +121,7 @@ static int mp3_read(void *user, audio_block *block, int16_t *direct, uint32_t fr
         block->samples = to;
         block->layout = audio_layouts_vorbis[2];
         block->rate = rate;
-        block->frames = uint32_t(done / sound_frame_bytes);
+        block->frames = static_cast<uint32_t>(done / sound_frame_bytes);
         return 1;
     }
     if (audio_file_failed(state->file))
@@ -140,7 +142,10 @@ static int mp3_seek(void *user, int64_t sample)
             state->length = indexed_length(state);
         use_index(state);
     }
-    return mpg123_seek(state->mpg, off_t(sample), SEEK_SET) == off_t(sample) ? 0 : -1;
+    return mpg123_seek(state->mpg, static_cast<off_t>(sample), SEEK_SET) ==
+                   static_cast<off_t>(sample)
+               ? 0
+               : -1;
 }
 
 static int64_t mp3_length(void *user)
@@ -213,8 +218,9 @@ static bool header_fits(const mp3_layout *layout)
     if (!layout->info_frames || !layout->info_bytes)
         return false;
     /* Some encoders do not count the header itself. */
-    return llabs(bytes - int64_t(layout->info_bytes)) <= int64_t(layout->header.bytes) &&
-           int64_t(layout->info_frames) <= bytes / 24;
+    return llabs(bytes - static_cast<int64_t>(layout->info_bytes)) <=
+               static_cast<int64_t>(layout->header.bytes) &&
+           static_cast<int64_t>(layout->info_frames) <= bytes / 24;
 }
 
 static void find_length(mp3_state *state)

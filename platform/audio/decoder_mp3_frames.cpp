@@ -36,7 +36,8 @@ static constexpr uint32_t rates[3] = {44100, 48000, 32000};
 
 static uint32_t big_endian(const unsigned char *bytes)
 {
-    return uint32_t(bytes[0]) << 24 | uint32_t(bytes[1]) << 16 | uint32_t(bytes[2]) << 8 | bytes[3];
+    return static_cast<uint32_t>(bytes[0]) << 24 | static_cast<uint32_t>(bytes[1]) << 16 |
+           static_cast<uint32_t>(bytes[2]) << 8 | bytes[3];
 }
 
 int mp3_header_read(mp3_header *header, const unsigned char bytes[4])
@@ -98,7 +99,7 @@ static int read_header(const search *in, int64_t at, mp3_header *header)
 {
     unsigned char bytes[4];
     const int64_t offset = at - in->from;
-    if (offset + 4 <= int64_t(in->size))
+    if (offset + 4 <= static_cast<int64_t>(in->size))
         return mp3_header_read(header, in->bytes + offset);
     return audio_file_peek(in->file, at, bytes, sizeof bytes) == sizeof bytes
                ? mp3_header_read(header, bytes)
@@ -137,7 +138,8 @@ static bool is_run(const search *in, int64_t at, const mp3_layout *layout)
 /* Searches the first run that begins within so many bytes from `layout->first` on. */
 static int find_run(audio_file *file, mp3_layout *layout, int64_t limit)
 {
-    const size_t wanted = size_t(std::clamp<int64_t>(layout->end - layout->first, 0, limit));
+    const size_t wanted =
+        static_cast<size_t>(std::clamp<int64_t>(layout->end - layout->first, 0, limit));
     owner<unsigned char, free> bytes(static_cast<unsigned char *>(malloc(wanted + 1)));
     if (!bytes)
         return -1;
@@ -147,7 +149,7 @@ static int find_run(audio_file *file, mp3_layout *layout, int64_t limit)
     for (size_t i = 0; i + 4 <= n; i++) {
         if (bytes.get()[i] != 0xFF || mp3_header_read(&layout->header, bytes.get() + i))
             continue;
-        const int64_t at = layout->first + int64_t(i);
+        const int64_t at = layout->first + static_cast<int64_t>(i);
         const bool free_format = layout->header.free_format;
         if (free_format && tries++ >= free_format_tries)
             continue;
@@ -165,18 +167,18 @@ static int64_t find_end(audio_file *file)
 {
     int64_t end = audio_file_size(file);
     unsigned char v1[3], ape[ape_bytes];
-    if (end >= int64_t(v1_bytes) &&
-        audio_file_peek(file, end - int64_t(v1_bytes), v1, sizeof v1) == sizeof v1 &&
+    if (end >= static_cast<int64_t>(v1_bytes) &&
+        audio_file_peek(file, end - static_cast<int64_t>(v1_bytes), v1, sizeof v1) == sizeof v1 &&
         !memcmp(v1, "TAG", 3))
-        end -= int64_t(v1_bytes);
-    if (end < int64_t(ape_bytes) ||
-        audio_file_peek(file, end - int64_t(ape_bytes), ape, ape_bytes) != ape_bytes ||
+        end -= static_cast<int64_t>(v1_bytes);
+    if (end < static_cast<int64_t>(ape_bytes) ||
+        audio_file_peek(file, end - static_cast<int64_t>(ape_bytes), ape, ape_bytes) != ape_bytes ||
         memcmp(ape, "APETAGEX", 8) != 0)
         return end;
-    const int64_t size =
-        int64_t(ape[12]) | int64_t(ape[13]) << 8 | int64_t(ape[14]) << 16 | int64_t(ape[15]) << 24;
-    const int64_t whole = size + (ape[23] & 0x80 ? int64_t(ape_bytes) : 0);
-    return whole >= int64_t(ape_bytes) && whole < end ? end - whole : end;
+    const int64_t size = static_cast<int64_t>(ape[12]) | static_cast<int64_t>(ape[13]) << 8 |
+                         static_cast<int64_t>(ape[14]) << 16 | static_cast<int64_t>(ape[15]) << 24;
+    const int64_t whole = size + (ape[23] & 0x80 ? static_cast<int64_t>(ape_bytes) : 0);
+    return whole >= static_cast<int64_t>(ape_bytes) && whole < end ? end - whole : end;
 }
 
 /* Looks whether the first frame tells about the others instead of sounding. */
@@ -201,7 +203,7 @@ static void read_info(audio_file *file, mp3_layout *layout)
     }
     next += (flags & info_has_places ? 100 : 0) + (flags & info_has_quality ? 4 : 0);
     if (next[0]) /* the encoder's name, and more from it */
-        layout->delay = uint32_t(next[21]) << 4 | next[22] >> 4;
+        layout->delay = static_cast<uint32_t>(next[21]) << 4 | next[22] >> 4;
 }
 
 int mp3_find_frames(audio_file *file, mp3_layout *layout)
@@ -237,7 +239,7 @@ void mp3_index_end(mp3_index *index)
 /* Notes the place of the next frame. Without memory the index just stops growing. */
 static void add_frame(mp3_index *index, int64_t place)
 {
-    const bool due = index->frames++ == int64_t(index->count) * index->step;
+    const bool due = index->frames++ == static_cast<int64_t>(index->count) * index->step;
     if (!due)
         return;
     if (index->count == index_limit) {
@@ -276,7 +278,7 @@ static size_t walk_part(mp3_index *index, const mp3_layout *layout, const unsign
         }
         if (last && i + length > size)
             return size; /* cut short: no decoder plays it */
-        add_frame(index, index->at + int64_t(i) - layout->first);
+        add_frame(index, index->at + static_cast<int64_t>(i) - layout->first);
         i += length;
     }
     return i;
@@ -288,11 +290,12 @@ void mp3_index_extend(mp3_index *index, audio_file *file, const mp3_layout *layo
     owner<unsigned char, free> part(static_cast<unsigned char *>(malloc(part_bytes)));
     const int64_t stop = index->at + bytes;
     while (part && !index->complete && index->frames <= until_frame && index->at < stop) {
-        const size_t wanted =
-            size_t(std::clamp<int64_t>(layout->end - index->at, 0, int64_t(part_bytes)));
+        const size_t wanted = static_cast<size_t>(
+            std::clamp<int64_t>(layout->end - index->at, 0, static_cast<int64_t>(part_bytes)));
         const size_t n = audio_file_peek(file, index->at, part.get(), wanted);
-        const bool last = index->at + int64_t(n) >= layout->end || n < wanted;
-        index->at += int64_t(walk_part(index, layout, part.get(), n, last, until_frame));
+        const bool last = index->at + static_cast<int64_t>(n) >= layout->end || n < wanted;
+        index->at +=
+            static_cast<int64_t>(walk_part(index, layout, part.get(), n, last, until_frame));
         index->complete = last && index->frames <= until_frame;
     }
 }

@@ -15,7 +15,8 @@
 #include <vorbis/vorbisfile.h>
 
 constexpr uint32_t buffer_bytes = 8192;
-constexpr int64_t link_limit = int64_t(1) << 40; /* samples; a longer link lies about its end */
+constexpr int64_t link_limit = static_cast<int64_t>(1)
+                               << 40; /* samples; a longer link lies about its end */
 
 struct ogg_state {
     audio_file *file;
@@ -32,7 +33,7 @@ static ogg_state *state_of(void *user)
 static size_t on_read(void *to, size_t size, size_t count, void *user)
 {
     const int64_t n = audio_file_read(static_cast<audio_file *>(user), to, size * count);
-    return n > 0 ? size_t(n) / size : 0;
+    return n > 0 ? static_cast<size_t>(n) / size : 0;
 }
 
 static int on_seek(void *user, ogg_int64_t offset, int whence)
@@ -42,7 +43,7 @@ static int on_seek(void *user, ogg_int64_t offset, int whence)
 
 static long on_tell(void *user)
 {
-    return long(audio_file_tell(static_cast<audio_file *>(user)));
+    return static_cast<long>(audio_file_tell(static_cast<audio_file *>(user)));
 }
 
 /* Links of a chain follow each other in time, each at its own rate; the stream counts all of them
@@ -72,7 +73,7 @@ struct library_place {
 
 static library_place place_of(ogg_state *state, int64_t sample)
 {
-    const int links = int(ov_streams(&state->vorbis));
+    const int links = static_cast<int>(ov_streams(&state->vorbis));
     int64_t start = 0;
     for (int link = 0; link < links; link++) {
         const int64_t length = link_length(state, link);
@@ -92,30 +93,34 @@ static int ogg_read(void *user, audio_block *block, int16_t *direct, uint32_t fr
     char *to = state->buffer;
     uint32_t room = buffer_bytes;
     /* The format of what comes next is only known when it has come; a link seldom has another. */
-    if (direct && info && info->rate == long(sound_rate) && info->channels == 2) {
+    if (direct && info && info->rate == static_cast<long>(sound_rate) && info->channels == 2) {
         to = reinterpret_cast<char *>(direct);
         room = std::min(frames * sound_frame_bytes, buffer_bytes);
     }
     constexpr int big_endian = std::endian::native == std::endian::big;
     long n;
     do {
-        n = ov_read(&state->vorbis, to, int(room), big_endian, sizeof(int16_t), 1, nullptr);
+        n = ov_read(&state->vorbis, to, static_cast<int>(room), big_endian, sizeof(int16_t), 1,
+                    nullptr);
     } while (n == OV_HOLE);
     if (n <= 0)
         return n == 0 && !audio_file_failed(state->file) ? 0 : -1;
     info = ov_info(&state->vorbis, -1);
     if (!info || info->channels < 1 || info->channels > audio_max_channels ||
-        info->rate < long(audio_min_rate) || info->rate > long(audio_max_rate))
+        info->rate < static_cast<long>(audio_min_rate) ||
+        info->rate > static_cast<long>(audio_max_rate))
         return -1;
-    if (to != state->buffer && (info->channels != 2 || info->rate != long(sound_rate))) {
+    if (to != state->buffer &&
+        (info->channels != 2 || info->rate != static_cast<long>(sound_rate))) {
         /* The new link is another format after all. */
         std::copy(to, to + n, state->buffer);
         to = state->buffer;
     }
     block->samples = to;
     block->layout = audio_layouts_vorbis[info->channels];
-    block->rate = uint32_t(info->rate);
-    block->frames = uint32_t(n) / uint32_t(info->channels) / sizeof(int16_t);
+    block->rate = static_cast<uint32_t>(info->rate);
+    block->frames =
+        static_cast<uint32_t>(n) / static_cast<uint32_t>(info->channels) / sizeof(int16_t);
     return 1;
 }
 
@@ -127,10 +132,10 @@ static void discard_until(ogg_state *state, int64_t sample)
         const int64_t left = sample - ov_pcm_tell(&state->vorbis);
         if (!info || left <= 0)
             return;
-        const int64_t bytes = left * info->channels * int64_t(sizeof(int16_t));
-        const long n =
-            ov_read(&state->vorbis, state->buffer, int(std::min<int64_t>(bytes, buffer_bytes)), 0,
-                    sizeof(int16_t), 1, nullptr);
+        const int64_t bytes = left * info->channels * static_cast<int64_t>(sizeof(int16_t));
+        const long n = ov_read(&state->vorbis, state->buffer,
+                               static_cast<int>(std::min<int64_t>(bytes, buffer_bytes)), 0,
+                               sizeof(int16_t), 1, nullptr);
         if (n <= 0 && n != OV_HOLE)
             return;
     }
@@ -187,7 +192,8 @@ static bool is_playable(OggVorbis_File *vorbis)
 {
     const vorbis_info *info = ov_info(vorbis, 0);
     return info && info->channels >= 1 && info->channels <= audio_max_channels &&
-           info->rate >= long(audio_min_rate) && info->rate <= long(audio_max_rate);
+           info->rate >= static_cast<long>(audio_min_rate) &&
+           info->rate <= static_cast<long>(audio_max_rate);
 }
 
 static audio_stream *ogg_open(const char *path)
@@ -216,7 +222,7 @@ static audio_stream *ogg_open(const char *path)
     /* A first link of a single page is passed over otherwise. */
     if (ov_streams(&state->vorbis) > 1)
         (void)ov_pcm_seek(&state->vorbis, 0); /* a read tells if it went wrong */
-    state->rate = uint32_t(ov_info(&state->vorbis, 0)->rate);
+    state->rate = static_cast<uint32_t>(ov_info(&state->vorbis, 0)->rate);
     return audio_stream_new(&ogg_source, state, state->rate, whole_length(state), tags);
 }
 

@@ -22,8 +22,8 @@ struct ogg_page_head {
 
 static uint32_t little_endian(const unsigned char *bytes)
 {
-    return uint32_t(bytes[0]) | uint32_t(bytes[1]) << 8 | uint32_t(bytes[2]) << 16 |
-           uint32_t(bytes[3]) << 24;
+    return static_cast<uint32_t>(bytes[0]) | static_cast<uint32_t>(bytes[1]) << 8 |
+           static_cast<uint32_t>(bytes[2]) << 16 | static_cast<uint32_t>(bytes[3]) << 24;
 }
 
 static int read_page_head(audio_file *file, int64_t at, ogg_page_head *head)
@@ -35,7 +35,7 @@ static int read_page_head(audio_file *file, int64_t at, ogg_page_head *head)
     head->flags = bytes[5];
     head->serial = little_endian(bytes + 14);
     head->segments = bytes[26];
-    memcpy(head->lengths, bytes + 27, size_t(head->segments));
+    memcpy(head->lengths, bytes + 27, static_cast<size_t>(head->segments));
     head->size = 27 + head->segments;
     for (int i = 0; i < head->segments; i++)
         head->size += head->lengths[i];
@@ -120,11 +120,13 @@ size_t ogg_packet_next(void *user, void *to, size_t size)
         const size_t part = std::min<size_t>(size - done, reader->left);
         const int64_t n =
             to ? audio_file_read(reader->file, static_cast<char *>(to) + done, part)
-               : (audio_file_seek(reader->file, int64_t(part), SEEK_CUR) < 0 ? 0 : int64_t(part));
+               : (audio_file_seek(reader->file, static_cast<int64_t>(part), SEEK_CUR) < 0
+                      ? 0
+                      : static_cast<int64_t>(part));
         if (n <= 0)
             break;
-        done += size_t(n);
-        reader->left -= uint32_t(n);
+        done += static_cast<size_t>(n);
+        reader->left -= static_cast<uint32_t>(n);
     }
     return done;
 }
