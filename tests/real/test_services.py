@@ -301,10 +301,10 @@ class PackageTest(FolderTest):
 
     def test_check_refuses_a_file_over_a_folder(self):
         self.make("bin/", "bin")
-        self.assert_refused("bin: a folder stands")
+        self.assert_refused("bin: there is a folder")
         self.make("music")
         os.makedirs(self.path("installed/music"))
-        self.assert_refused("music: a folder stands", "--folder", self.path("installed"))
+        self.assert_refused("music: there is a folder", "--folder", self.path("installed"))
         self.assertEqual(self.check().returncode, 0)
 
     def test_check_names_entries_with_sizes_of_large_archives(self):
@@ -324,7 +324,7 @@ class PackageTest(FolderTest):
                    whole[end + 16:])
         with zipfile.ZipFile(self.path("p.zip")) as archive:
             self.assertEqual(archive.read("x"), b"content")
-        self.assert_refused("x: its size stands")
+        self.assert_refused("x: its size is where")
 
     def test_check_wants_folders_before_their_files(self):
         self.make("bin/player")
@@ -388,7 +388,7 @@ class PackageTest(FolderTest):
 
     def test_check_refuses_an_empty_archive_and_what_is_none(self):
         self.make()
-        self.assert_refused("no zip archive, or an empty one")
+        self.assert_refused("not a zip archive, or it is empty")
         self.write("p.zip", b"no archive")
         self.assertEqual(self.check().returncode, 1)
         os.remove(self.path("p.zip"))
@@ -504,14 +504,14 @@ class SignatureTest(FolderTest):
         os.rename(self.package, self.path("p.zip"))
         self.package = self.path("p.zip")
         self.assertIn("--version", self.sign(status=1))
-        self.assertIn("no build and version", self.sign("--build", "a b", "--version", "1", status=1))
-        self.assertIn("no build and version", self.sign("--build", "a", "--version", "x", status=1))
+        self.assertIn("not a build and a version", self.sign("--build", "a b", "--version", "1", status=1))
+        self.assertIn("not a build and a version", self.sign("--build", "a", "--version", "x", status=1))
         self.sign("--build", "zerv-player-dingoo", "--version", "0.5")
         self.assertIn("0.5", self.check())
         self.write("p.zip", self.read() + b"x")
         self.assertIn("bytes follow", self.sign("--build", "a", "--version", "1", status=1))
         self.write("p.zip", b"no package")
-        self.assertIn("no zip archive", self.sign("--build", "a", "--version", "1", status=1))
+        self.assertIn("not a zip archive", self.sign("--build", "a", "--version", "1", status=1))
 
 
 class LyricsServiceTest(OnlineTest):

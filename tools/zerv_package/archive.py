@@ -78,11 +78,11 @@ class Archive:
         if not found:
             at = self.last(END)
             if at == 0:
-                raise Bad("it is no zip archive, or an empty one")
+                raise Bad("it is not a zip archive, or it is empty")
             found = at, self.numbers(at + 4, (2, 2, 2, 2, 4, 4))
         at, (disk, directory_disk, here, self.count, size, self.directory) = found
         if disk or directory_disk or here != self.count:
-            raise Bad("it is a part of several")
+            raise Bad("it is one part of a split archive")
         end = (self.directory + size) & MASK
         if at < end:
             raise Bad("its directory does not fit into it")
@@ -119,7 +119,7 @@ class Archive:
         mark, _, flags, method, _, crc, packed, size, name_size, extra_size = self.numbers(
             at, (4, 2, 2, 2, 4, 4, 4, 4, 2, 2))
         if mark != LOCAL:
-            raise Bad("its data are not where the directory says")
+            raise Bad("its data is not where the directory says")
         if method != entry.method or name_size != entry.name_size:
             raise Bad("its header and the directory do not agree")
         if not flags & 8 and (crc != entry.crc or packed not in (ALL_ONES, entry.packed) or
@@ -178,7 +178,7 @@ class Archive:
                 except zlib.error:
                     raise Bad("damaged data") from None
                 if not piece and not waiting and not unpacker.eof:
-                    raise Bad("its data end too early")
+                    raise Bad("its data ends too early")
                 waiting = unpacker.unconsumed_tail
                 room -= len(piece)
                 left -= len(piece)

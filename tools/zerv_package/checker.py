@@ -17,7 +17,7 @@ SCRATCH = b"_tmp"
 USERS_OWN = (b"config.txt", b"current.m3u", b"library.db", b"library.db-journal",
              b"library.db-wal", b"library.db-shm")
 
-MISREAD = ("its size stands where only large archives (zip64) have it; players misread that. Pack it "
+MISREAD = ("its size is where only large archives (zip64) keep it, which players misread. Pack it "
            "from a file, not from a pipe")
 
 
@@ -27,7 +27,7 @@ def clean_name(raw):
     if len(raw) > LONGEST_NAME:
         raise ValueError("the name is too long")
     if b"\0" in raw:
-        raise ValueError("the name holds a zero byte")
+        raise ValueError("the name contains a zero byte")
     parts = [part for part in raw.split(b"/") if part not in (b"", b".")]
     if b".." in parts:
         raise ValueError("the name leaves the folder")
@@ -36,7 +36,7 @@ def clean_name(raw):
     # A memory card knows no case, and no dots or blanks at the end.
     first = parts[0].rstrip(b". ").lower() if parts else b""
     if first == SCRATCH:
-        raise ValueError("the scratch folder cannot be unpacked to")
+        raise ValueError("packages must not write to the scratch folder")
     if first in USERS_OWN:
         raise ValueError("the file belongs to the player's user")
     if not parts and not raw.endswith(b"/"):
@@ -84,7 +84,7 @@ class Checker:
         elif not self.has_parent(name):
             self.fault(entry, "its folder has no entry before it")
         elif kind == stat.S_IFDIR:
-            self.fault(entry, "a folder stands in its place")
+            self.fault(entry, "there is a folder in its place")
         else:
             self.kinds[name] = stat.S_IFREG
 
@@ -113,7 +113,7 @@ class Checker:
         except Bad as error:
             self.fault(None, str(error))
         if self.total > LARGEST_CONTENT:
-            self.fault(None, f"{self.total} bytes of contents; players take {LARGEST_CONTENT}")
+            self.fault(None, f"{self.total} bytes of contents; players accept {LARGEST_CONTENT}")
         return entries
 
     def check_contents(self, archive, entries):
@@ -132,7 +132,7 @@ class Checker:
             self.fault(None, str(error))
             return
         if not 1 <= archive.count <= MOST_ENTRIES:
-            self.fault(None, f"{archive.count} entries; players take 1 to {MOST_ENTRIES}")
+            self.fault(None, f"{archive.count} entries; players accept 1 to {MOST_ENTRIES}")
             return
         entries = self.check_entries(archive)
         if not self.faults:
@@ -142,9 +142,9 @@ class Checker:
         with open(path, "rb") as file:
             size = os.fstat(file.fileno()).st_size
             if size > LARGEST_PACKAGE:
-                self.fault(None, f"{size} bytes; players take {LARGEST_PACKAGE}")
+                self.fault(None, f"{size} bytes; players accept {LARGEST_PACKAGE}")
             if size == 0:
-                self.fault(None, "it is no zip archive, or an empty one")
+                self.fault(None, "it is not a zip archive, or it is empty")
                 return self.faults
             with mmap.mmap(file.fileno(), 0, access=mmap.ACCESS_READ) as data:
                 self.check_bytes(data)

@@ -31,7 +31,7 @@ def load_sodium():
     except OSError:
         raise SignatureError("libsodium is not installed; Debian's package is libsodium23") from None
     if library.sodium_init() < 0:
-        raise SignatureError("libsodium does not start")
+        raise SignatureError("libsodium cannot be started")
     return library
 
 
@@ -92,9 +92,9 @@ def signed(data, secret, build, version):
     """The package with a signature instead of its comment, a former signature included."""
     end = data.rfind(b"PK\5\6")
     if end < 0 or end + END_SIZE + struct.unpack("<H", data[end + 20:end + 22])[0] != len(data):
-        raise SignatureError("bytes follow the archive's end, which a signature cannot stand behind")
+        raise SignatureError("bytes follow the end of the archive, so it cannot be signed")
     if not BUILD.fullmatch(build) or not VERSION.fullmatch(version):
-        raise SignatureError(f"{build} {version}: no build and version")
+        raise SignatureError(f"{build} {version}: not a build and a version")
     text = HEAD + f"build {build}\nversion {version}\nsignature ".encode()
     data = data[:end + 20] + struct.pack("<H", len(text) + DIGITS) + text
     signature = ctypes.create_string_buffer(64)
@@ -115,7 +115,7 @@ def faults_of(data, key, installed=None):
             signature, digest, ctypes.c_ulonglong(len(digest)), key) != 0:
         return ["it was changed after it was signed, or signed with another key"]
     if not VERSION.fullmatch(version):
-        return [f"{version} is no version"]
+        return [f"{version} is not a version"]
     if installed and version_number(version) <= version_number(installed):
         return [f"{build} {version} is not above {installed}"]
     return []

@@ -68,7 +68,7 @@ static void check_root(const check_page &in, const source_tag &tag)
         const char *name = attribute.name.c_str();
         if (!skin_attribute_of_page(name)) {
             check_warn_at(in, tag, attribute, "unknown-attribute",
-                          "the attribute \"%s\" of the root means nothing%s", name,
+                          "the root has no attribute \"%s\"%s", name,
                           suggest_text(suggest_kind::root_attribute, name).c_str());
             continue;
         }
@@ -114,7 +114,7 @@ static void check_page_rows(const check_page &in)
     const source_tag &root = in.file->tags.front();
     if (plain == 0)
         check_warn(in, root, "", "no-rows",
-                   "the list screen needs a \"list\" or \"item\" elements");
+                   "the list screen needs a \"list\" or some \"item\" elements");
     else if (plain != selected)
         check_warn(in, root, "", "uneven-rows",
                    "there are %u \"item\" and %u \"item_sel\" elements; each row needs both", plain,

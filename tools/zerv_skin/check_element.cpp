@@ -32,7 +32,7 @@ static bool is_kind(const element_check &it, uint8_t place)
 static void check_name(const element_check &it)
 {
     if (it.kind.screens == 0)
-        check_warn(it.in, it.tag, "", "unknown-element", "no screen knows the element \"%s\"%s",
+        check_warn(it.in, it.tag, "", "unknown-element", "there is no element \"%s\"%s",
                    it.tag.name.c_str(), suggest_text(suggest_kind::element, it.tag.name).c_str());
     else if ((it.kind.screens & it.screen) == 0)
         check_warn(it.in, it.tag, "", "wrong-part", "the %s screen does not draw \"%s\"",
@@ -44,7 +44,7 @@ static void check_attributes(const element_check &it)
     for (const source_attribute &attribute : it.tag.attributes)
         if (!skin_attribute_of_element(attribute.name.c_str()))
             check_warn_at(it.in, it.tag, attribute, "unknown-attribute",
-                          "the attribute \"%s\" means nothing%s", attribute.name.c_str(),
+                          "there is no attribute \"%s\"%s", attribute.name.c_str(),
                           suggest_text(suggest_kind::attribute, attribute.name).c_str());
 }
 
@@ -54,12 +54,12 @@ static void check_colour_names(const element_check &it)
     const bool filled = source_find(it.tag, "color") != nullptr;
     if (filled && skin_kind_reads(it.kind, "font_color"))
         check_warn(it.in, it.tag, "color", "other-color",
-                   "\"color\" fills a rect; letters have a \"font_color\"");
+                   "\"color\" fills a rect; the colour of text is \"font_color\"");
     if (filled || !skin_kind_reads(it.kind, "color"))
         return;
     if (source_find(it.tag, "font_color"))
         check_warn(it.in, it.tag, "font_color", "other-color",
-                   "\"font_color\" is for letters; a rect is filled with its \"color\"");
+                   "\"font_color\" is for text; a rect is filled with \"color\"");
     else
         check_warn(it.in, it.tag, "", "no-color", "a rect without color is black");
 }
@@ -77,7 +77,7 @@ static void check_colours(const element_check &it)
         if (const source_attribute *colour = source_find(it.tag, name))
             if (!is_plain_colour(colour->value))
                 check_warn(it.in, it.tag, name, "odd-color",
-                           "%s=\"%s\" has other characters than hexadecimal digits", name,
+                           "%s=\"%s\" contains more than hexadecimal digits", name,
                            colour->value.c_str());
 }
 
@@ -95,10 +95,11 @@ static void check_conditions(const element_check &it)
         if (!word)
             continue;
         if (it.screen == skin_on_list)
-            check_warn(it.in, it.tag, name, "no-condition", "the list screen hides no elements");
+            check_warn(it.in, it.tag, name, "no-condition",
+                       "the list screen ignores show and hide");
         else if (const uint8_t condition = skin_find_condition(word->value.c_str()); condition == 0)
             check_warn(it.in, it.tag, name, "unknown-condition",
-                       "%s=\"%s\" is none of play, pause, album_cover and lyrics%s", name,
+                       "%s=\"%s\" is not play, pause, album_cover or lyrics%s", name,
                        word->value.c_str(),
                        suggest_text(suggest_kind::condition, word->value).c_str());
         else if (!is_asked(it.in.asked, condition))
@@ -116,8 +117,8 @@ static void check_action(const element_check &it)
     const bool bar = is_kind(it, skin_kind_at("scroll"));
     const suggest_kind meant = bar ? suggest_kind::bar_action : suggest_kind::action;
     if (known.screens == 0)
-        check_warn(it.in, it.tag, "action", "unknown-action", "%s knows the action \"%s\"%s",
-                   bar ? "no bar" : "no screen", it.element.action,
+        check_warn(it.in, it.tag, "action", "unknown-action", "there is no action \"%s\"%s%s",
+                   it.element.action, bar ? " for bars" : "",
                    suggest_text(meant, it.element.action).c_str());
     else if ((known.screens & it.screen) == 0)
         check_warn(it.in, it.tag, "action", "wrong-part",
@@ -212,7 +213,7 @@ static void check_box(const element_check &it)
         return;
     }
     if (it.kind.is_row && is_outside(element, false))
-        check_warn(it.in, it.tag, "", "row-outside", "the row leaves the screen of %d x %d",
+        check_warn(it.in, it.tag, "", "row-outside", "the row goes beyond the screen of %d x %d",
                    device_width, device_height);
     else if (element.width > 0 && element.height > 0 && is_outside(element, true))
         check_warn(it.in, it.tag, "", "outside", "the element lies outside the screen of %d x %d",
@@ -247,13 +248,14 @@ static void check_list(const element_check &it)
     const skin_element &list = it.element;
     const uint32_t rows = count_rows(it);
     if (rows == 0) {
-        check_warn(it.in, it.tag, "height", "no-rows", "not one row of %d pixels fits into %d",
-                   list.font_size, list.height);
+        check_warn(it.in, it.tag, "height", "no-rows",
+                   "not even one row of %d pixels fits into a height of %d", list.font_size,
+                   list.height);
         return;
     }
     const skin_element &last = it.in.page->elements[it.tag.element + 2 * rows];
     if (is_outside(last, false) || is_outside(it.in.page->elements[it.tag.element + 1], false))
-        check_warn(it.in, it.tag, "", "row-outside", "rows leave the screen of %d x %d",
+        check_warn(it.in, it.tag, "", "row-outside", "rows go beyond the screen of %d x %d",
                    device_width, device_height);
     const skin_row_count count = skin_count_rows(list.y, list.height, list.font_size);
     if (count.made < count.wanted)

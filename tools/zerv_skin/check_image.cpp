@@ -85,6 +85,6 @@ std::string check_image_reason(const char *package_path, const std::string &name
         return "this is neither a PNG nor a JPEG nor a GIF";
     if (size.width > longest_side || size.height > longest_side)
         return "the image is " + std::to_string(size.width) + " x " + std::to_string(size.height) +
-               " pixels; it may have 4096 x 4096";
+               " pixels; the limit is 4096 x 4096";
     return "the image is damaged";
 }

@@ -79,7 +79,7 @@ static void check_ink(const look &at, const skin_element &element, const source_
     const double found = contrast_between(contrast_light(element.font_color), behind);
     if (found < least_text)
         check_warn(at.in, tag, attribute, "low-contrast",
-                   "the letters have a contrast of %.1f to 1 to what is behind them; 4.5 to 1 is "
+                   "the text has a contrast of %.1f to 1 to what is behind it; 4.5 to 1 is "
                    "easy to read",
                    found);
 }

@@ -42,13 +42,13 @@ static void check_name(const std::string &name, report *found)
         const bool known = strcmp(part, "list") == 0 || strcmp(part, "play") == 0;
         if (!known && strcmp(ext, ".xml") == 0)
             warn(found, name, "unknown-part",
-                 "no screen asks for a part \"" + std::string(part) +
-                     "\"; there are \"list\" and \"play\"");
+                 "there is no part \"" + std::string(part) +
+                     "\"; the parts are \"list\" and \"play\"");
     } else if (looks_like_part(name)) {
         warn(found, name, "part-name",
              name.find('/') != std::string::npos
-                 ? "part files lie at the top of the package"
-                 : "this is no part file: they are called list.xml, list-1.xml, play.txt, ...");
+                 ? "part files belong at the top of the package"
+                 : "this is not a part file: those are called list.xml, list-1.xml, play.txt, ...");
     }
 }
 
@@ -66,7 +66,7 @@ static void check_twice(const source_package &package, report *found)
     std::sort(sorted.begin(), sorted.end());
     for (size_t i = 1; i < sorted.size(); i++)
         if (sorted[i] == sorted[i - 1])
-            warn(found, sorted[i], "duplicate-name", "the archive holds this name twice");
+            warn(found, sorted[i], "duplicate-name", "the archive contains this name twice");
 }
 
 void check_names(const source_package &package, report *found)

@@ -181,7 +181,7 @@ static void compare_touch(const check_page &in, const shape &first, shape *secon
         return;
     second->told = true;
     check_warn(in, *second->tag, "", "overlap",
-               "a finger on %d x %d pixels of it meets the \"%s\" of line %u, too",
+               "a finger on %d x %d pixels of it also touches the \"%s\" of line %u",
                static_cast<int>(shared.width), static_cast<int>(shared.height),
                first.element->action, first.tag->place.line);
 }

@@ -54,7 +54,7 @@ static void expand(const check_page &in, const char *format, char (&to)[1024])
 static std::string describe_token(const check_page &in, const std::string &word)
 {
     if (skin_find_token(word.c_str() + 1, in.in_list ? skin_on_play : skin_on_list) != 0)
-        return std::string("; the ") + (in.in_list ? "play" : "list") + " screen knows it";
+        return std::string("; the ") + (in.in_list ? "play" : "list") + " screen has it";
     return suggest_text(in.in_list ? suggest_kind::list_token : suggest_kind::play_token, word);
 }
 
@@ -68,8 +68,9 @@ static void check_tokens(const check_page &in, const source_tag &tag, const char
         const size_t size = 1 + strcspn(at + 1, "$ \t:/-()[],.");
         const std::string word(at, std::min(size, longest_told));
         if (told.insert(word).second)
-            check_warn(in, tag, "format", "unknown-token", "\"%s\" is no token of the %s screen%s",
-                       word.c_str(), in.part->name, describe_token(in, word).c_str());
+            check_warn(in, tag, "format", "unknown-token",
+                       "\"%s\" is not a token of the %s screen%s", word.c_str(), in.part->name,
+                       describe_token(in, word).c_str());
     }
 }
 
@@ -152,7 +153,7 @@ static void check_width(const check_page &in, const source_tag &tag, const skin_
 {
     const widest_text widest = find_widest(in, element);
     if (widest.width > element.width)
-        check_warn(in, tag, "width", "text-too-wide", "\"%s\" takes %d pixels, the box has %d",
+        check_warn(in, tag, "width", "text-too-wide", "\"%s\" needs %d pixels; the box has %d",
                    widest.text, widest.width, element.width);
 }
 
@@ -160,8 +161,9 @@ void check_text(const check_page &in, const source_tag &tag, const skin_element 
 {
     const skin_kind &kind = skin_kinds[element.means.kind];
     if (kind.one_line && element.height > 0 && element.font_size > element.height)
-        check_warn(in, tag, "height", "low-box", "a text of %d pixels stands in a height of %d",
-                   element.font_size, element.height);
+        check_warn(in, tag, "height", "low-box",
+                   "a text of %d pixels does not fit into a height of %d", element.font_size,
+                   element.height);
     if (skin_kind_reads(kind, "font_size") && element.font_size < 0)
         check_warn(in, tag, "font_size", "negative-size", "a font size below 0 draws nothing");
     if (!skin_kind_reads(kind, "format"))

@@ -22,32 +22,33 @@ struct command {
 
 static constexpr command commands[] = {
     {"check", "PACKAGE",
-     "Tells what the player would leave out of a package, a zip or a folder, and what it\n"
-     "would show otherwise than meant. Exit status: 0 nothing found, 1 warnings, 2 errors.\n"
+     "Reports what the player would leave out of a package (a zip or a folder), and what it\n"
+     "would show differently from what you meant. Exit status: 0 nothing found, 1 warnings,\n"
+     "2 errors.\n"
      "  --json       the result as JSON, for editors\n"
      "  --font FILE  the font to measure texts with\n",
      cli_check},
     {"preview", "PACKAGE -o FOLDER",
      "Writes a PNG of every part, variant and state, and of every variant with sample data, and\n"
      "sheet.png with all of them.\n"
-     "  -o FOLDER    where to; made when it is missing\n"
+     "  -o FOLDER    where the pictures go; created if missing\n"
      "  --font FILE  the font to draw with\n",
      cli_preview},
     {"watch", "FOLDER",
      "Shows a skin in a window and follows its changes. Keys: left and right step through\n"
      "variants, up and down through states, page up and page down through sample data, tab\n"
      "changes the part, o outlines elements, n names them, escape or q leaves. Without a\n"
-     "display the pictures of preview are written anew after each change, until the program\n"
+     "display, it writes the pictures of preview again after each change, until the program\n"
      "is ended.\n"
      "  -o FOLDER    where the pictures go without a display (default NAME-preview)\n"
      "  --font FILE  the font to draw with\n",
      cli_watch},
     {"new", "NAME", "Makes a folder with a small working skin to start from.\n", cli_new},
     {"pack", "FOLDER",
-     "Makes a zip of a skin folder, once it has no errors. Drawings of other programs, hidden\n"
+     "Makes a zip of a skin folder that has no errors. Drawings of other programs, hidden\n"
      "and backup files are left out.\n"
      "  -o FILE      the zip (default NAME.zip)\n"
-     "  --force      pack in spite of errors\n",
+     "  --force      pack it despite errors\n",
      cli_pack},
     {.name = "words",
      .arguments = "",
@@ -63,7 +64,7 @@ static void print_usage(FILE *to)
     fputs("Usage: zerv-skin COMMAND ...\nHelps to make skins for " PROGRAM_NAME ".\n\n", to);
     for (const command &each : commands)
         fprintf(to, "  zerv-skin %s%s%s\n", each.name, *each.arguments ? " " : "", each.arguments);
-    fputs("\nzerv-skin COMMAND --help tells more. The manual is zerv-skin(1).\n", to);
+    fputs("\nzerv-skin COMMAND --help says more. The manual is zerv-skin(1).\n", to);
 }
 
 static void print_command(const command &of, FILE *to)

@@ -58,7 +58,7 @@ int cli_check(const cli_options *options)
     }
     const bool measured = stage_open_font(options->font) == 0;
     if (!measured)
-        fprintf(stderr, "zerv-skin: %s: texts are not measured\n",
+        fprintf(stderr, "zerv-skin: %s: text is not measured\n",
                 options->font ? options->font : "no font was found (see --font)");
     check_result result = {};
     check_package(options->subject, measured, &result);

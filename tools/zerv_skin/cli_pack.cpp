@@ -126,12 +126,11 @@ int cli_pack(const cli_options *options)
 {
     struct stat entry = {};
     if (stat(options->subject, &entry) != 0 || !S_ISDIR(entry.st_mode)) {
-        fprintf(stderr, "zerv-skin: %s is no folder\n", options->subject);
+        fprintf(stderr, "zerv-skin: %s is not a folder\n", options->subject);
         return status_error;
     }
     if (has_errors(options) && !options->force) {
-        fprintf(stderr,
-                "zerv-skin: not packed because of the errors (--force packs all the same)\n");
+        fprintf(stderr, "zerv-skin: not packed because of the errors (--force packs it anyway)\n");
         return status_error;
     }
     const std::string path = options->output

@@ -19,7 +19,7 @@ int cli_preview(const cli_options *options)
         return status_error;
     }
     if (stage_open_font(options->font) != 0)
-        fprintf(stderr, "zerv-skin: %s: the pictures have no texts\n",
+        fprintf(stderr, "zerv-skin: %s: the pictures show no text\n",
                 options->font ? options->font : "no font was found (see --font)");
     const int result = preview_write(options, options->output);
     scene_close();

@@ -110,7 +110,7 @@ int cli_watch(const cli_options *options)
     }
     font_is_open = stage_open_font(options->font) == 0;
     if (!font_is_open)
-        fprintf(stderr, "zerv-skin: no font: the pictures have no texts\n");
+        fprintf(stderr, "zerv-skin: no font: the pictures show no text\n");
     asked_to_end = 0;
     (void)signal(SIGINT, on_signal);
     (void)signal(SIGTERM, on_signal);

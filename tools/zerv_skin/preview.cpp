@@ -123,7 +123,7 @@ int preview_write(const cli_options *options, const char *folder)
     if (tell_part(options->subject, "play", package.play) != 0)
         result = -1;
     if (!package.list.present && !package.play.present) {
-        fprintf(stderr, "zerv-skin: %s is no skin (see zerv-skin check)\n", options->subject);
+        fprintf(stderr, "zerv-skin: %s is not a skin (see zerv-skin check)\n", options->subject);
         return -1;
     }
     if (package.scenes.empty())

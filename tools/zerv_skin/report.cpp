@@ -44,7 +44,7 @@ void report_add(report *to, report_finding finding)
                        "",
                        "",
                        "",
-                       "there are more warnings than are told"};
+                       "there are more warnings, which are not shown"};
     }
     for (std::string *text :
          {&finding.element, &finding.attribute, &finding.value, &finding.message})

@@ -148,7 +148,7 @@ void source_read(const char *path, source_package *to, report *found)
     if (skin_package_close(&package) != 0) {
         to->list.loads = to->play.loads = false;
         report_add(found, {report_level::error, "package", "", 0, 0, "", "", "",
-                           "the archive does not close"});
+                           "the archive cannot be closed"});
     }
 }
 
