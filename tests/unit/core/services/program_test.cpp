@@ -18,6 +18,7 @@ static view screen = {
     .input = [](view *) { return 0; },
     .draw = [](view *, fb_surface *) { return 0; },
 };
+static const hung hang_overlay_msg(overlay_msg, &overlay_msg_record);
 static const hung hang_view_list(view_list, &screen);
 static const hung hang_view_play(view_play, &screen);
 
