@@ -101,11 +101,17 @@ function(zerv_folder folder below public)
     add_library(${target} INTERFACE)
     target_link_libraries(${target} INTERFACE ${part})
     set(compiled ${target}-objects)
+    # Objects see the headers of the folders below, but belong to a library that links them.
+    foreach(other ${below})
+      target_include_directories(${compiled} PRIVATE
+        $<TARGET_PROPERTY:${other},INTERFACE_INCLUDE_DIRECTORIES>)
+    endforeach()
+    target_link_libraries(${compiled} PRIVATE ${LIBRARIES_${target}} Threads::Threads)
   else()
     add_library(${target} STATIC ${sources} ${ZERV_EMPTY})
     set(compiled ${target})
+    target_link_libraries(${compiled} PRIVATE ${below} ${LIBRARIES_${target}} Threads::Threads)
   endif()
-  target_link_libraries(${compiled} PRIVATE ${below} ${LIBRARIES_${target}} Threads::Threads)
   target_include_directories(${target} INTERFACE ${CMAKE_BINARY_DIR}/include/public/${target})
   target_include_directories(zerv-headers INTERFACE ${CMAKE_BINARY_DIR}/include/public/${target})
   # A public header may show headers of the folders below its own.
