@@ -53,5 +53,5 @@ void update_chain_add(const char *address)
 void update_chain_hand_over()
 {
     const sys_guard guard(chain_lock);
-    (void)setenv(variable, installed_locked(), 1); /* without memory the next one may install it again */
+    (void)setenv(variable, installed_locked(), 1); /* without memory: may come again */
 }
