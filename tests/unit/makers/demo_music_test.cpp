@@ -15,7 +15,7 @@ static const char *const names[] = {"01-spring-walk.mp3", "02-street-lamps.ogg",
 
 static std::string path_of(const std::string &name)
 {
-    return std::string(ZERV_BINARY_DIR) + "/demo/" + name;
+    return std::string(ZERV_BINARY_DIR) + "/demo/music/" + name;
 }
 
 /* The build of a single test makes no music. */
