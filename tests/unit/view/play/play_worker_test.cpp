@@ -64,6 +64,7 @@ struct play_worker_test : testing::Test {
         fault_set(nullptr);
         gate_open = true;
         EXPECT_EQ(thread_settle(10000), 0);
+        const sys_guard guard(play_worker_lock);
         EXPECT_EQ(worker.waiting, nullptr);
         EXPECT_EQ(worker.running, 0u);
     }
