@@ -7,8 +7,6 @@
 #include "lists/list_library.h"
 #include "support/seed.h"
 
-#include <chrono>
-
 static const hung hang_list_library(list_library, &list_library_record);
 static const hung hang_list_playlists(list_playlists, &list_playlists_record);
 
@@ -429,20 +427,8 @@ TEST_F(list_library_browser, serves_fifty_thousand_tracks)
     sql("INSERT INTO zervp_albums(name, artist) VALUES('album', 1);");
     sql("INSERT INTO zervp_tracks(name, url, artist, album) SELECT 'title ' || (id * 7919 % 50000)"
         ", id, 1 + id / 100, 1 FROM zervp_urls;");
-    using clock = std::chrono::steady_clock;
-    const auto begin = clock::now();
     enter("track", "Tracks");
-    const auto opened = clock::now();
     EXPECT_EQ(list_library->count, 50001u);
-    const auto before = clock::now();
     EXPECT_EQ(choose(list_library, 0, 2), 0);
-    const auto queued = clock::now();
     EXPECT_EQ(list_cur_playlist->count, 50000u);
-    const std::chrono::duration<double> level = opened - begin;
-    const std::chrono::duration<double> all = queued - before;
-    printf("level %.0f ms, queueing %.0f ms\n", level.count() * 1000, all.count() * 1000);
-    EXPECT_LT(all.count(), 2.0);
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-    EXPECT_LT(level.count(), 0.5); /* a loaded machine; alone it stays well below 0.1 */
-#endif
 }
