@@ -12,6 +12,13 @@ PROGRAM = os.environ.get("ZERV_PLAYER", "")
 DEADLINE_S = 120
 """A test that takes longer hangs; sanitized builds on a busy machine are slow."""
 
+
+def is_built_with(sanitizer):
+    """Whether the program carries "asan" or "tsan"."""
+    with open(PROGRAM, "rb") as program:
+        return f"__{sanitizer}_init".encode() in program.read()
+
+
 DEFAULT_CONFIG = b"".join(
     line + b"\r\n"
     for line in (

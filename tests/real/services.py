@@ -5,7 +5,7 @@ import re
 import subprocess
 import sys
 
-from player import PROGRAM, PlayerTest
+from player import PlayerTest, is_built_with
 
 TOOLS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "tools")
 
@@ -51,5 +51,4 @@ class OnlineTest(PlayerTest):
 
 def is_sanitized():
     """Whether the program keeps freed memory, to find out who still uses it."""
-    with open(PROGRAM, "rb") as file:
-        return b"__asan_init" in file.read()
+    return is_built_with("asan")
