@@ -12,12 +12,14 @@ from layers import read_layers  # noqa: E402
 
 
 def objects_of(build, folder):
-    """The object files of one folder, without those of the folders inside it."""
+    """The object files of one folder, without those of the folders inside it. An older build may hold
+    objects whose sources have moved away; they are nobody's any more."""
     target = folder.replace("/", "-")
     place = os.path.join(build, "CMakeFiles", target + ".dir", folder)
     if not os.path.isdir(place):
         return []
-    return [os.path.join(place, name) for name in sorted(os.listdir(place)) if name.endswith(".o")]
+    return [os.path.join(place, name) for name in sorted(os.listdir(place))
+            if name.endswith(".o") and os.path.exists(os.path.join(folder, name[:-len(".o")]))]
 
 
 def symbols_of(files):

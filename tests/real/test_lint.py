@@ -94,6 +94,15 @@ class Lint(unittest.TestCase):
                    "int cellar_ask() { return roof_ask(); }\n")
         self.assert_fault(self.links(), "cellar must not call roof_ask() of roof")
 
+    def test_an_object_whose_source_has_gone_is_nobodys(self):
+        self.write("cellar/old.cpp", "int roof_ask();\nint cellar_old();\nint cellar_old() { return roof_ask(); }\n")
+        self.links()
+        subprocess.run(["g++", "-c", "cellar/old.cpp", "-o", "build/CMakeFiles/cellar.dir/cellar/old.cpp.o"],
+                       cwd=self.house, check=True)
+        self.assert_fault(self.run_tool("lint_links.py", "build"), "cellar must not call roof_ask() of roof")
+        os.remove(os.path.join(self.house, "cellar/old.cpp"))
+        self.assertEqual(self.run_tool("lint_links.py", "build").returncode, 0)
+
     def test_a_build_without_objects_proves_nothing(self):
         self.assert_fault(self.run_tool("lint_links.py", "nowhere"), "build it first")
 
