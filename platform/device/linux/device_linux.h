@@ -59,6 +59,12 @@ void linux_input_wait(int32_t ms);
 /* Any thread; safe in a signal handler. */
 void linux_input_wake();
 
+/* ---- device_linux_axes.cpp: what the axes of an event device mean ---- */
+
+/* Any pointer with axes of its own and something that says when it is down. A pad's sticks have
+ * the same axes, but nothing on it can be touched. */
+linux_touch_ranges linux_panel_ranges(int fd);
+
 /* ---- device_linux_card.cpp: the sound card through ALSA ---- */
 
 /* The calls of the library that the speaker uses; a test puts its own card here. Opened and closed

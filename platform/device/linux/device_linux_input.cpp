@@ -240,35 +240,6 @@ static void remove_source(int index)
     sources[index] = sources[--source_count];
 }
 
-static bool has_bit(const unsigned char *bits, unsigned bit)
-{
-    return bits[bit / 8] >> (bit % 8) & 1;
-}
-
-static linux_touch_ranges axis_ranges(int fd, unsigned x_axis, unsigned y_axis, bool by_button)
-{
-    input_absinfo x = {}, y = {};
-    if (ioctl(fd, EVIOCGABS(x_axis), &x) != 0 || ioctl(fd, EVIOCGABS(y_axis), &y) != 0)
-        return {};
-    return {{x.minimum, x.maximum}, {y.minimum, y.maximum}, by_button, x.value, y.value};
-}
-
-/* Any pointer with axes of its own and something that says when it is down. A pad's sticks have
- * the same axes, but nothing on it can be touched. */
-static linux_touch_ranges panel_ranges(int fd)
-{
-    unsigned char keys[KEY_MAX / 8 + 1] = {}, axes[ABS_MAX / 8 + 1] = {};
-    if (ioctl(fd, EVIOCGBIT(EV_KEY, sizeof keys), keys) < 0 ||
-        ioctl(fd, EVIOCGBIT(EV_ABS, sizeof axes), axes) < 0)
-        return {};
-    if (has_bit(axes, ABS_MT_POSITION_X) && has_bit(axes, ABS_MT_POSITION_Y))
-        return axis_ranges(fd, ABS_MT_POSITION_X, ABS_MT_POSITION_Y, false);
-    const bool touched = has_bit(keys, BTN_TOUCH);
-    if ((touched || has_bit(keys, BTN_LEFT)) && has_bit(axes, ABS_X) && has_bit(axes, ABS_Y))
-        return axis_ranges(fd, ABS_X, ABS_Y, !touched);
-    return {};
-}
-
 static bool is_open(int32_t number)
 {
     return std::any_of(sources, sources + source_count,
@@ -286,7 +257,7 @@ static void open_source(const char *name)
     const int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0)
         return; /* one that is not ours to read, or not yet: its rights may follow */
-    const linux_touch_ranges ranges = panel_ranges(fd);
+    const linux_touch_ranges ranges = linux_panel_ranges(fd);
     (void)ioctl(fd, EVIOCGRAB, 1); /* so that a shell behind the picture does not type along */
     if (linux_input_add(fd, &ranges) != 0)
         close(fd);
