@@ -46,12 +46,24 @@ struct linux_touch_ranges {
     int32_t x_now = 0, y_now = 0; /* the kernel reports an axis only when it changes */
 };
 
+/* An axis that says how far a trigger is pulled; least == most: the source has none. */
+struct linux_trigger {
+    uint16_t axis;
+    linux_range range;
+};
+
+/* What of a source's axes the player reads beside the direction hat. */
+struct linux_axes {
+    linux_touch_ranges panel = {};
+    linux_trigger triggers[2] = {}; /* left, right */
+};
+
 /* The folder of the event devices; a test puts its own here before key_open(). */
 extern const char *linux_input_folder;
 
 /* Reads `input_event` records from a descriptor from now on, and closes it at the end. 0, or -1
  * when there are too many (it stays the caller's). */
-int linux_input_add(int fd, const linux_touch_ranges *ranges);
+int linux_input_add(int fd, const linux_axes *axes);
 int linux_input_open();
 int linux_input_close();
 void linux_input_poll();
@@ -61,9 +73,13 @@ void linux_input_wake();
 
 /* ---- device_linux_axes.cpp: what the axes of an event device mean ---- */
 
-/* Any pointer with axes of its own and something that says when it is down. A pad's sticks have
- * the same axes, but nothing on it can be touched. */
-linux_touch_ranges linux_panel_ranges(int fd);
+/* Asks the kernel. Nothing for a source that has no such axes. */
+linux_axes linux_axes_of(int fd);
+/* Finds the axes of the left and the right trigger by the bits that EVIOCGBIT gives. Pads without
+ * triggers, and with triggers that are buttons only, have none. */
+bool linux_trigger_axes(const unsigned char *keys, const unsigned char *axes, uint16_t (&found)[2]);
+/* Whether a trigger at `value` counts as a key that is down. */
+bool linux_trigger_is_down(const linux_trigger *trigger, int32_t value, bool was_down);
 
 /* ---- device_linux_card.cpp: the sound card through ALSA ---- */
 

@@ -17,16 +17,68 @@ static linux_touch_ranges axis_ranges(int fd, unsigned x_axis, unsigned y_axis, 
     return {{x.minimum, x.maximum}, {y.minimum, y.maximum}, by_button, x.value, y.value};
 }
 
-linux_touch_ranges linux_panel_ranges(int fd)
+/* Any pointer with axes of its own and something that says when it is down. A pad's sticks have
+ * the same axes, but nothing on it can be touched. */
+static linux_touch_ranges panel_ranges(int fd, const unsigned char *keys, const unsigned char *axes)
 {
-    unsigned char keys[KEY_MAX / 8 + 1] = {}, axes[ABS_MAX / 8 + 1] = {};
-    if (ioctl(fd, EVIOCGBIT(EV_KEY, sizeof keys), keys) < 0 ||
-        ioctl(fd, EVIOCGBIT(EV_ABS, sizeof axes), axes) < 0)
-        return {};
     if (has_bit(axes, ABS_MT_POSITION_X) && has_bit(axes, ABS_MT_POSITION_Y))
         return axis_ranges(fd, ABS_MT_POSITION_X, ABS_MT_POSITION_Y, false);
     const bool touched = has_bit(keys, BTN_TOUCH);
     if ((touched || has_bit(keys, BTN_LEFT)) && has_bit(axes, ABS_X) && has_bit(axes, ABS_Y))
         return axis_ranges(fd, ABS_X, ABS_Y, !touched);
     return {};
+}
+
+/* The places of triggers, surest first. A pad whose second stick does not have ABS_RX and ABS_RY
+ * has it on ABS_Z and ABS_RZ: a stick that rests in the middle must not turn the volume. */
+bool linux_trigger_axes(const unsigned char *keys, const unsigned char *axes, uint16_t (&found)[2])
+{
+    static constexpr uint16_t places[][2] = {
+        {ABS_HAT2Y, ABS_HAT2X},
+        {ABS_BRAKE, ABS_GAS},
+        {ABS_Z, ABS_RZ},
+    };
+    if (!has_bit(keys, BTN_SOUTH)) /* no pad: a wheel's pedals are none of ours */
+        return false;
+    for (const auto &place : places) {
+        const bool may_be_stick = place[0] == ABS_Z;
+        if (!has_bit(axes, place[0]) || !has_bit(axes, place[1]) ||
+            (may_be_stick && !(has_bit(axes, ABS_RX) && has_bit(axes, ABS_RY))))
+            continue;
+        found[0] = place[0];
+        found[1] = place[1];
+        return true;
+    }
+    return false;
+}
+
+/* Half way down it presses, and a good part further up it lets go: a finger trembles. */
+bool linux_trigger_is_down(const linux_trigger *trigger, int32_t value, bool was_down)
+{
+    const int64_t span = static_cast<int64_t>(trigger->range.most) - trigger->range.least;
+    const int64_t pulled = static_cast<int64_t>(value) - trigger->range.least;
+    return pulled * 8 > span * (was_down ? 3 : 4);
+}
+
+static linux_trigger trigger_of(int fd, uint16_t axis)
+{
+    input_absinfo info = {};
+    if (ioctl(fd, EVIOCGABS(axis), &info) != 0 || info.minimum >= info.maximum)
+        return {};
+    return {axis, {info.minimum, info.maximum}};
+}
+
+linux_axes linux_axes_of(int fd)
+{
+    unsigned char keys[KEY_MAX / 8 + 1] = {}, axes[ABS_MAX / 8 + 1] = {};
+    if (ioctl(fd, EVIOCGBIT(EV_KEY, sizeof keys), keys) < 0 ||
+        ioctl(fd, EVIOCGBIT(EV_ABS, sizeof axes), axes) < 0)
+        return {};
+    linux_axes all = {panel_ranges(fd, keys, axes), {}};
+    uint16_t found[2];
+    if (linux_trigger_axes(keys, axes, found)) {
+        all.triggers[0] = trigger_of(fd, found[0]);
+        all.triggers[1] = trigger_of(fd, found[1]);
+    }
+    return all;
 }

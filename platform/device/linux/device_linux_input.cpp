@@ -76,9 +76,9 @@ static const key_code key_codes[] = {
 struct source {
     int fd;
     int32_t number; /* of /dev/input/eventN; -1: of a test */
-    linux_touch_ranges ranges;
-    uint32_t hat;  /* keys that a direction hat holds */
-    uint32_t held; /* all keys that this source holds */
+    linux_axes axes;
+    /* Keys held down, by what holds them: a pad may report one in two ways. */
+    uint32_t buttons, hat, triggers;
     int32_t raw_x, raw_y;
     int32_t slot;          /* finger that the records speak of; the first is 0 */
     bool down, shown_down; /* the finger: now, and as reported */
@@ -105,21 +105,46 @@ static uint32_t key_mask(uint16_t code)
     return 0;
 }
 
-static void set_keys(source *from, uint32_t mask, bool down)
+static uint32_t held(const source *from)
 {
-    if (mask == 0)
-        return;
-    from->held = down ? from->held | mask : from->held & ~mask;
-    key_event(mask, down);
+    return from->buttons | from->hat | from->triggers;
+}
+
+/* Changes one of the words of held keys. */
+static void hold(source *from, uint32_t *part, uint32_t now)
+{
+    const uint32_t before = held(from);
+    *part = now;
+    const uint32_t after = held(from);
+    if (before & ~after)
+        key_event(before & ~after, false);
+    if (after & ~before)
+        key_event(after & ~before, true);
 }
 
 static void set_hat(source *from, uint32_t low, uint32_t high, int32_t value)
 {
-    const uint32_t before = from->hat & (low | high);
     const uint32_t now = value < 0 ? low : value > 0 ? high : 0;
-    set_keys(from, before & ~now, false);
-    set_keys(from, now & ~before, true);
-    from->hat = (from->hat & ~before) | now;
+    hold(from, &from->hat, (from->hat & ~(low | high)) | now);
+}
+
+static void set_trigger(source *from, const linux_trigger *trigger, uint32_t mask, int32_t value)
+{
+    const bool down = linux_trigger_is_down(trigger, value, (from->triggers & mask) != 0);
+    hold(from, &from->triggers, down ? from->triggers | mask : from->triggers & ~mask);
+}
+
+static bool on_trigger(source *from, uint16_t code, int32_t value)
+{
+    static constexpr uint32_t masks[] = {key_vol_down, key_vol_up};
+    for (int i = 0; i < 2; i++) {
+        const linux_trigger *trigger = &from->axes.triggers[i];
+        if (trigger->range.least == trigger->range.most || trigger->axis != code)
+            continue;
+        set_trigger(from, trigger, masks[i], value);
+        return true;
+    }
+    return false;
 }
 
 static int32_t scaled(int32_t raw, const linux_range &range, int32_t size)
@@ -132,16 +157,16 @@ static int32_t scaled(int32_t raw, const linux_range &range, int32_t size)
 
 static bool has_panel(const source *from)
 {
-    return from->ranges.x.least != from->ranges.x.most &&
-           from->ranges.y.least != from->ranges.y.most;
+    return from->axes.panel.x.least != from->axes.panel.x.most &&
+           from->axes.panel.y.least != from->axes.panel.y.most;
 }
 
 static void end_report(source *from)
 {
     if (!has_panel(from) || (!from->moved && from->down == from->shown_down))
         return;
-    const int32_t x = scaled(from->raw_x, from->ranges.x, device_width);
-    const int32_t y = scaled(from->raw_y, from->ranges.y, device_height);
+    const int32_t x = scaled(from->raw_x, from->axes.panel.x, device_width);
+    const int32_t y = scaled(from->raw_y, from->axes.panel.y, device_height);
     if (from->down != from->shown_down)
         touch_event(from->down ? touch_type_press : touch_type_release, x, y);
     else if (from->down)
@@ -153,6 +178,8 @@ static void end_report(source *from)
 static void on_axis(source *from, uint16_t code, int32_t value)
 {
     const bool first_finger = from->slot == 0;
+    if (on_trigger(from, code, value))
+        return;
     switch (code) {
     case ABS_HAT0X:
         set_hat(from, key_left, key_right, value);
@@ -185,17 +212,19 @@ static void on_axis(source *from, uint16_t code, int32_t value)
 /* Values: 0 released, 1 pressed, 2 repeated by the kernel, whose pace is not ours. */
 static void on_key(source *from, uint16_t code, int32_t value)
 {
-    if (code == (from->ranges.by_button ? BTN_LEFT : BTN_TOUCH))
+    if (code == (from->axes.panel.by_button ? BTN_LEFT : BTN_TOUCH))
         from->down = value != 0;
     else if (value == 0 || value == 1)
-        set_keys(from, key_mask(code), value == 1);
+        hold(from, &from->buttons,
+             value ? from->buttons | key_mask(code) : from->buttons & ~key_mask(code));
 }
 
 /* What the kernel dropped may have been a release. */
 static void let_go(source *from)
 {
-    set_keys(from, from->held, false);
-    from->hat = 0;
+    if (held(from))
+        key_event(held(from), false);
+    from->buttons = from->hat = from->triggers = 0;
     from->down = false;
     end_report(from);
 }
@@ -257,9 +286,9 @@ static void open_source(const char *name)
     const int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0)
         return; /* one that is not ours to read, or not yet: its rights may follow */
-    const linux_touch_ranges ranges = linux_panel_ranges(fd);
+    const linux_axes axes = linux_axes_of(fd);
     (void)ioctl(fd, EVIOCGRAB, 1); /* so that a shell behind the picture does not type along */
-    if (linux_input_add(fd, &ranges) != 0)
+    if (linux_input_add(fd, &axes) != 0)
         close(fd);
     else
         sources[source_count - 1].number = number;
@@ -294,7 +323,7 @@ static void open_arrivals()
         open_folder(); /* names in the events may be gone again: the folder itself is right */
 }
 
-int linux_input_add(int fd, const linux_touch_ranges *ranges)
+int linux_input_add(int fd, const linux_axes *axes)
 {
     if (source_count == sources_most)
         return -1;
@@ -304,9 +333,9 @@ int linux_input_add(int fd, const linux_touch_ranges *ranges)
     sources[source_count] = {};
     sources[source_count].fd = fd;
     sources[source_count].number = -1;
-    sources[source_count].raw_x = ranges->x_now;
-    sources[source_count].raw_y = ranges->y_now;
-    sources[source_count++].ranges = *ranges;
+    sources[source_count].raw_x = axes->panel.x_now;
+    sources[source_count].raw_y = axes->panel.y_now;
+    sources[source_count++].axes = *axes;
     return 0;
 }
 

@@ -16,6 +16,7 @@
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 /* ---- Panel ---- */
@@ -192,11 +193,12 @@ class linux_input_of : public testing::Test
             close(end);
     }
 
-    int attach(const linux_touch_ranges &ranges = {})
+    int attach(const linux_touch_ranges &panel = {}, const linux_trigger (&triggers)[2] = {{}, {}})
     {
         int pair[2];
         EXPECT_EQ(pipe(pair), 0);
-        EXPECT_EQ(linux_input_add(pair[0], &ranges), 0);
+        const linux_axes axes = {panel, {triggers[0], triggers[1]}};
+        EXPECT_EQ(linux_input_add(pair[0], &axes), 0);
         ends.push_back(pair[1]);
         return pair[1];
     }
@@ -273,6 +275,106 @@ TEST_F(linux_input_of, a_direction_hat_is_four_keys)
     send(pad, EV_ABS, ABS_HAT0X, 0);
     send(pad, EV_ABS, ABS_HAT0Y, 0);
     EXPECT_EQ(pass().held, 0u);
+}
+
+constexpr linux_trigger pad_triggers[2] = {{ABS_Z, {0, 255}}, {ABS_RZ, {0, 255}}};
+
+TEST_F(linux_input_of, triggers_that_are_axes_are_volume_keys)
+{
+    const int pad = attach({}, pad_triggers);
+    send(pad, EV_ABS, ABS_Z, 255);
+    EXPECT_EQ(pass().pressed, key_vol_down);
+    send(pad, EV_ABS, ABS_RZ, 200);
+    EXPECT_EQ(pass().pressed, key_vol_up);
+    send(pad, EV_ABS, ABS_Z, 0);
+    EXPECT_EQ(pass().released, key_vol_down);
+    EXPECT_EQ(pass().held, key_vol_up);
+    close(pad);
+    ends.clear();
+    EXPECT_EQ(pass().held, 0u) << "unplugged";
+}
+
+TEST_F(linux_input_of, a_trigger_that_trembles_presses_once)
+{
+    const int pad = attach({}, {{ABS_BRAKE, {0, 1023}}, {ABS_GAS, {0, 1023}}});
+    send(pad, EV_ABS, ABS_GAS, 500);
+    EXPECT_EQ(pass().held, 0u) << "not half way";
+    send(pad, EV_ABS, ABS_GAS, 520);
+    EXPECT_EQ(pass().pressed, key_vol_up);
+    for (const int32_t value : {505, 515, 400, 512}) {
+        send(pad, EV_ABS, ABS_GAS, value);
+        const key_report keys = pass();
+        EXPECT_EQ(keys.pressed | keys.released, 0u) << value;
+    }
+    send(pad, EV_ABS, ABS_GAS, 380);
+    EXPECT_EQ(pass().released, key_vol_up);
+}
+
+TEST_F(linux_input_of, triggers_of_any_range_press)
+{
+    for (const linux_range &range :
+         {linux_range{-32768, 32767}, linux_range{0, 255}, linux_range{INT32_MIN, INT32_MAX}}) {
+        const int pad = attach({}, {{ABS_Z, range}, {ABS_RZ, range}});
+        send(pad, EV_ABS, ABS_RZ, range.most);
+        EXPECT_EQ(pass().pressed, key_vol_up) << range.least;
+        send(pad, EV_ABS, ABS_RZ, range.least);
+        EXPECT_EQ(pass().released, key_vol_up) << range.least;
+    }
+}
+
+TEST_F(linux_input_of, a_trigger_that_is_an_axis_and_a_button_is_one_key)
+{
+    const int pad = attach({}, pad_triggers);
+    send(pad, EV_ABS, ABS_RZ, 255);
+    EXPECT_EQ(pass().pressed, key_vol_up);
+    send(pad, EV_KEY, BTN_TR2, 1);
+    EXPECT_EQ(pass().pressed, 0u);
+    send(pad, EV_KEY, BTN_TR2, 0);
+    EXPECT_EQ(pass().held, key_vol_up) << "still pulled";
+    send(pad, EV_ABS, ABS_RZ, 0);
+    EXPECT_EQ(pass().released, key_vol_up);
+}
+
+TEST_F(linux_input_of, sticks_on_the_axes_of_triggers_press_nothing)
+{
+    const int pad = attach();
+    send(pad, EV_ABS, ABS_Z, 255);
+    send(pad, EV_ABS, ABS_RZ, 0);
+    EXPECT_EQ(pass().held, 0u);
+}
+
+struct pad_bits {
+    unsigned char keys[KEY_MAX / 8 + 1] = {}, axes[ABS_MAX / 8 + 1] = {};
+    pad_bits(std::initializer_list<unsigned> with_keys, std::initializer_list<unsigned> with_axes)
+    {
+        for (const unsigned each : with_keys)
+            keys[each / 8] = (unsigned char)(keys[each / 8] | 1u << each % 8);
+        for (const unsigned each : with_axes)
+            axes[each / 8] = (unsigned char)(axes[each / 8] | 1u << each % 8);
+    }
+    std::pair<int, int> triggers() const
+    {
+        uint16_t found[2] = {};
+        return linux_trigger_axes(keys, axes, found) ? std::pair<int, int>(found[0], found[1])
+                                                     : std::pair<int, int>();
+    }
+};
+
+TEST(linux_pads, have_their_triggers_where_their_sticks_are_not)
+{
+    using axes = std::pair<int, int>;
+    const pad_bits two_sticks({BTN_SOUTH}, {ABS_X, ABS_Y, ABS_Z, ABS_RX, ABS_RY, ABS_RZ});
+    EXPECT_EQ(two_sticks.triggers(), axes(ABS_Z, ABS_RZ));
+    const pad_bits pedals({BTN_SOUTH}, {ABS_X, ABS_Y, ABS_Z, ABS_RZ, ABS_GAS, ABS_BRAKE});
+    EXPECT_EQ(pedals.triggers(), axes(ABS_BRAKE, ABS_GAS));
+    const pad_bits hats({BTN_SOUTH}, {ABS_X, ABS_Y, ABS_HAT2X, ABS_HAT2Y});
+    EXPECT_EQ(hats.triggers(), axes(ABS_HAT2Y, ABS_HAT2X));
+    const pad_bits other_stick({BTN_SOUTH}, {ABS_X, ABS_Y, ABS_Z, ABS_RZ});
+    EXPECT_EQ(other_stick.triggers(), axes()) << "the second stick";
+    const pad_bits wheel({BTN_JOYSTICK}, {ABS_X, ABS_GAS, ABS_BRAKE});
+    EXPECT_EQ(wheel.triggers(), axes()) << "no pad";
+    const pad_bits plain({BTN_SOUTH, BTN_TL2, BTN_TR2}, {ABS_HAT0X, ABS_HAT0Y});
+    EXPECT_EQ(plain.triggers(), axes());
 }
 
 TEST_F(linux_input_of, a_panel_reports_whole_points)
@@ -454,7 +556,7 @@ TEST_F(linux_input_of, takes_no_more_sources_than_it_has_room_for)
         attach();
     int pair[2];
     ASSERT_EQ(pipe(pair), 0);
-    const linux_touch_ranges none = {};
+    const linux_axes none = {};
     EXPECT_EQ(linux_input_add(pair[0], &none), -1);
     close(pair[0]);
     close(pair[1]);
