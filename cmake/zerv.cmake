@@ -75,6 +75,39 @@ function(zerv_include target)
   target_include_directories(${compiled} PRIVATE ${ARGN})
 endfunction()
 
+# Folders that are modules: files beside the program, which it loads when it wants them.
+set(ZERV_MODULES platform/device/sdl)
+
+# Makes the module of one folder, named after it: zerv-device-sdl.so. It sees the headers of the
+# folders below; what it calls of them is the program's own (zerv_host).
+function(zerv_module target below sources)
+  string(REGEX REPLACE "^platform-" "zerv-" file ${target})
+  add_library(${target} MODULE ${sources})
+  set_target_properties(${target} PROPERTIES PREFIX "" SUFFIX ".so" OUTPUT_NAME ${file}
+    LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/player)
+  foreach(other ${below})
+    target_include_directories(${target} PRIVATE
+      $<TARGET_PROPERTY:${other},INTERFACE_INCLUDE_DIRECTORIES>)
+    if(BUILD_SHARED_LIBS)
+      target_link_libraries(${target} PRIVATE ${other})
+    endif()
+  endforeach()
+  target_link_libraries(${target} PRIVATE ${LIBRARIES_${target}} Threads::Threads)
+  install(TARGETS ${target} LIBRARY DESTINATION lib/zerv-player)
+endfunction()
+
+# Lets modules call the platform of a program, and builds them with it.
+function(zerv_host target)
+  target_link_options(${target} PRIVATE -Wl,--dynamic-list=${CMAKE_SOURCE_DIR}/cmake/host.list)
+  set_target_properties(${target} PROPERTIES LINK_DEPENDS ${CMAKE_SOURCE_DIR}/cmake/host.list)
+  foreach(folder ${ZERV_MODULES})
+    string(REPLACE "/" "-" module ${folder})
+    if(TARGET ${module})
+      add_dependencies(${target} ${module})
+    endif()
+  endforeach()
+endfunction()
+
 # Makes the library of one folder.
 #   below    targets of the folders it may include, link and call
 #   public   headers that others may include
@@ -87,6 +120,12 @@ function(zerv_folder folder below public)
   zerv_link_headers(${CMAKE_BINARY_DIR}/include/own/${target} ${folder} ${headers})
   zerv_link_headers(${CMAKE_BINARY_DIR}/include/public/${target} ${folder} ${public})
 
+  if(folder IN_LIST ZERV_MODULES)
+    zerv_module(${target} "${below}" "${sources}")
+    zerv_include_own(${target} ${folder})
+    zerv_common_options(${target})
+    return()
+  endif()
   if(BUILD_SHARED_LIBS AND folder MATCHES "^platform/")
     zerv_part_of(${target} part)
     add_library(${target}-objects OBJECT ${sources} ${ZERV_EMPTY})
@@ -142,9 +181,6 @@ function(zerv_house plan)
     separate_arguments(names)
     separate_arguments(public)
     set(below)
-    if(NOT ZERV_SDL)
-      list(REMOVE_ITEM names platform/device/sdl)
-    endif()
     foreach(name ${names})
       string(REPLACE "/" "-" name ${name})
       if(name MATCHES "^(.*-)\\*$")
@@ -163,8 +199,10 @@ function(zerv_house plan)
     # The linker reads static libraries in order: the highest first.
     list(REVERSE below)
     zerv_folder(${folder} "${below}" "${public}")
-    string(REPLACE "/" "-" target ${folder})
-    list(APPEND all ${target})
+    if(NOT folder IN_LIST ZERV_MODULES)
+      string(REPLACE "/" "-" target ${folder})
+      list(APPEND all ${target})
+    endif()
   endforeach()
   set(ZERV_FOLDERS ${all} PARENT_SCOPE)
 endfunction()

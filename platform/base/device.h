@@ -44,9 +44,16 @@ struct device {
     int (*status)() = nullptr;
 };
 
-extern const device device_sdl;     /* a desktop window; only in builds with SDL */
 extern const device device_linux;   /* frame buffer, evdev, ALSA */
 extern const device device_virtual; /* memory, script and WAV file */
+
+/* What a device that is a module of its own shows to the program, under the name
+ * zerv_device_module (extern "C"). */
+struct device_module {
+    const char *version; /* of the program that it was built with, */
+    uint32_t size;       /* and sizeof(device) there */
+    const device *record;
+};
 
 /* Null before sys_init(); stays set after sys_exit(), because workers may still ask for the
  * time. */

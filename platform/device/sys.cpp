@@ -2,29 +2,61 @@
 
 #include "platform/base/device.h"
 #include "platform/base/fault.h"
+#include "platform/device/device_module.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
+/* A device that is built in, or the file that holds it. */
+struct device_choice {
+    const char *name;
+    bool (*fits)(); /* as in the device's record; null: it has to be named */
+    const device *built_in;
+    const char *module;
+};
+
+static bool is_set(const char *variable)
+{
+    const char *value = getenv(variable);
+    return value && *value;
+}
+
+/* Told without loading anything. */
+[[maybe_unused]] static bool desktop_fits()
+{
+    return is_set("DISPLAY") || is_set("WAYLAND_DISPLAY") || is_set("SDL_VIDEODRIVER");
+}
+
+static bool console_fits()
+{
+    return device_linux.fits();
+}
+
 /* The first that fits is taken, or the one that is named. */
-static const device *const devices[] = {
+static constexpr device_choice choices[] = {
 #ifdef ZERV_SDL
-    &device_sdl, /* before the bare console: a desktop's frame buffer is not ours to draw on */
+    /* Before the bare console: a desktop's frame buffer is not ours to draw on. */
+    {"sdl", desktop_fits, nullptr, "zerv-device-sdl.so"},
 #endif
-    &device_linux,
-    &device_virtual,
+    {"linux", console_fits, &device_linux, nullptr},
+    {"virtual", nullptr, &device_virtual, nullptr},
 };
 
 /* Main thread. */
 static constinit bool opened = false;
 
+static const device *get(const device_choice &choice)
+{
+    return choice.built_in ? choice.built_in : device_module_load(choice.module);
+}
+
 static const device *find_named(const char *name)
 {
-    for (const device *each : devices) {
-        if (strcmp(each->name, name) == 0)
-            return each;
+    for (const device_choice &each : choices) {
+        if (strcmp(each.name, name) == 0)
+            return get(each);
     }
     fprintf(stderr, "there is no device \"%s\"\n", name);
     return nullptr;
@@ -32,9 +64,9 @@ static const device *find_named(const char *name)
 
 static const device *find_fitting()
 {
-    for (const device *each : devices) {
-        if (each->fits && each->fits())
-            return each;
+    for (const device_choice &each : choices) {
+        if (each.fits && each.fits())
+            return get(each);
     }
     fprintf(stderr, "there is no screen: neither a desktop (DISPLAY, WAYLAND_DISPLAY) nor a frame "
                     "buffer (/dev/fb0) can be used\n");
@@ -43,8 +75,7 @@ static const device *find_fitting()
 
 static const device *choose()
 {
-    const char *name = getenv("ZERV_DEVICE");
-    return name && *name ? find_named(name) : find_fitting();
+    return is_set("ZERV_DEVICE") ? find_named(getenv("ZERV_DEVICE")) : find_fitting();
 }
 
 int sys_init()

@@ -69,7 +69,7 @@ class PlayerTest(unittest.TestCase):
         self.program = os.path.join(self.folder, "zerv-player")
         os.link(PROGRAM, self.program) if self.same_disk(PROGRAM) else shutil.copy(PROGRAM, self.program)
         for name in os.listdir(built):
-            if name == "skins" or name.endswith((".ttf", ".png")):
+            if name == "skins" or name.endswith((".ttf", ".png", ".so")):
                 os.symlink(os.path.join(built, name), self.path(name))
 
     def same_disk(self, path):

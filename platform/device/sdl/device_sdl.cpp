@@ -67,11 +67,6 @@ static int open_video()
     return -1;
 }
 
-static bool sdl_fits()
-{
-    return is_set("DISPLAY") || is_set("WAYLAND_DISPLAY") || is_set("SDL_VIDEODRIVER");
-}
-
 static int sdl_open()
 {
     SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
@@ -208,9 +203,8 @@ static time_t sdl_wall()
     return time(nullptr);
 }
 
-constinit const device device_sdl = {
+static constinit const device device_sdl = {
     .name = "sdl",
-    .fits = sdl_fits,
     .open = sdl_open,
     .close = sdl_close,
     .screen_open = sdl_screen_open,
@@ -230,4 +224,12 @@ constinit const device device_sdl = {
     .msleep = clock_real_msleep,
     .wait = sdl_input_wait,
     .wake = sdl_input_wake,
+};
+
+/* The one name that the program looks for. */
+extern "C" const device_module zerv_device_module;
+extern "C" constinit const device_module zerv_device_module = {
+    .version = ZERV_VERSION,
+    .size = sizeof(device),
+    .record = &device_sdl,
 };
