@@ -28,11 +28,32 @@ int (*play_ended)(int32_t delta) = nullptr;
 /* What play_fpath is the beginning of. */
 static constinit char whole_path[PATH_MAX] GUARDED_BY(play_lock) = "";
 
+/* What play_watch() was told; nobody asks at first. */
+static constinit std::atomic<int32_t> watch_first{INT32_MIN}, watch_last{INT32_MAX};
+
 /* Held from the closing of one stream until the next one plays. Without it two begins could meet
  * between their two looks at play_lock and lose a stream, and a stop could come between the end
  * of a track and the start of the next and be forgotten. Recursive: the step to the next track
  * begins it while holding it. Before play_lock. */
 static constinit sys_lock begin_lock;
+
+/* Two words that a play_watch() may change in between: at worst the main loop looks for nothing, or
+ * with the next period. */
+static void tell_position()
+{
+    const int32_t position = play_pos;
+    if (position >= watch_first && position <= watch_last)
+        return;
+    watch_first = INT32_MIN;
+    watch_last = INT32_MAX;
+    clock_wake();
+}
+
+static void tell_change()
+{
+    ++play_handle_id;
+    clock_wake();
+}
 
 static void close_locked() REQUIRES(play_lock)
 {
@@ -40,7 +61,7 @@ static void close_locked() REQUIRES(play_lock)
         (void)play_decoder->close(play_handle); /* nothing to do about a file that closes badly */
         play_decoder = nullptr;
         play_handle = nullptr;
-        ++play_handle_id;
+        tell_change();
     }
     play_paused = 1;
     play_pos = 0;
@@ -59,7 +80,7 @@ static int open_locked(const char *path) REQUIRES(play_lock)
         return -1;
     play_decoder = decoder;
     play_handle = stream;
-    ++play_handle_id;
+    tell_change();
     if (path != play_fpath && whole != whole_path) {
         (void)str_copy(whole_path, whole); /* fits, see above */
         (void)str_copy(play_fpath, whole); /* cut */
@@ -159,11 +180,19 @@ int play_next(void *buffer, uint32_t length, uint32_t *id)
             return -1;
         const bool paused = play_paused != 0;
         play_pos = heard_ms_locked(paused ? 0 : sound_get_buffer_remaining());
+        tell_position();
         if (!paused)
             return length == 0 ? -1 : fill_locked(static_cast<uint8_t *>(buffer), length);
     }
     clock_msleep(idle_ms);
     return 0;
+}
+
+void play_watch(int32_t first, int32_t last)
+{
+    watch_first = first;
+    watch_last = last;
+    tell_position(); /* it may have left while nobody watched */
 }
 
 void play_sound_callback(void *user, void *buffer, uint32_t length)

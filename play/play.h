@@ -38,6 +38,9 @@ int play_end();
 /* Fills `buffer`. 0 filled or paused, 1 end of stream, -1 error or nothing open. Sound thread.
  *   id  receives play_handle_id as it was under the lock */
 int play_next(void *buffer, uint32_t length, uint32_t *id);
+/* Wakes the main loop when play_pos leaves `first` to `last`; once, until it is asked again. The
+ * beginning and the end of a track wake it always. Any thread. */
+void play_watch(int32_t first, int32_t last);
 void play_sound_callback(void *user, void *buffer, uint32_t length);
 /* The whole path of the current or last track, of which play_fpath may be the beginning only, under
  * the lock; false, and `to` as it was, when nothing was ever played. */

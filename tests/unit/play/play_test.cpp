@@ -256,6 +256,42 @@ TEST_F(play, tells_positions_of_endless_streams)
     EXPECT_EQ(play_pos, 0);
 }
 
+TEST_F(play, wakes_the_main_loop_once_when_the_position_leaves_what_it_watches)
+{
+    ASSERT_EQ(play_begin("a.mp3"), 0);
+    the_script.tell = 44100 * 2;
+    EXPECT_EQ(next(), 0);
+    looks = 0;
+    play_watch(2000, 2999);
+    EXPECT_EQ(next(), 0);
+    the_script.tell = 44100 * 3 - 44;
+    EXPECT_EQ(next(), 0);
+    EXPECT_EQ(play_pos, 2999);
+    EXPECT_EQ(looks, 0);
+    the_script.tell = 44100 * 3;
+    EXPECT_EQ(next(), 0);
+    EXPECT_EQ(looks, 1);
+    EXPECT_EQ(next(), 0);
+    EXPECT_EQ(looks, 1) << "nobody has looked yet";
+    play_watch(3000, 3999);
+    the_script.tell = 44100 * 2; /* back */
+    EXPECT_EQ(next(), 0);
+    EXPECT_EQ(looks, 2);
+    play_watch(3000, 3999);
+    EXPECT_EQ(looks, 3) << "it had left already";
+}
+
+TEST_F(play, wakes_the_main_loop_when_a_track_begins_and_ends)
+{
+    looks = 0;
+    ASSERT_EQ(play_begin("a.mp3"), 0);
+    EXPECT_EQ(looks, 1);
+    EXPECT_EQ(play_end(), 0);
+    EXPECT_EQ(looks, 2);
+    EXPECT_EQ(play_end(), 0);
+    EXPECT_EQ(looks, 2) << "nothing played";
+}
+
 TEST_F(play, survives_a_stream_without_a_rate)
 {
     the_script.sample_rate = 0;

@@ -36,6 +36,7 @@ inline script the_script;
 inline std::atomic<int> streams_open{0};
 inline std::atomic<int> streams_open_most{0};
 inline std::atomic<int> sleeps{0};
+inline std::atomic<int> looks{0};
 inline std::atomic<int> resets{0};
 inline std::atomic<bool> reset_saw_lock_taken{false};
 inline std::vector<std::string> opened, closed; /* under the engine's locks */
@@ -107,4 +108,10 @@ int32_t sound_get_buffer_remaining()
 void clock_msleep(int32_t)
 {
     ++sleeps;
+}
+
+/* The main loop is told of something. */
+void clock_wake()
+{
+    ++looks;
 }
