@@ -58,6 +58,19 @@ static void change_track(uint32_t track_id)
     (void)choose_layout(-1);
 }
 
+/* Shows the lyrics of a position, and is woken when they or the seconds change. */
+static void watch_position(int32_t position)
+{
+    int32_t first = position - position % 1000;
+    int32_t last = first > INT32_MAX - 999 ? INT32_MAX : first + 999;
+    const sys_guard guard(play_view_lock);
+    if (play_view.lyrics_texts) {
+        update_lyrics_shown(static_cast<uint32_t>(position));
+        play_lyrics_cut_span(position, &first, &last);
+    }
+    play_watch(first, last);
+}
+
 /* Raises `redraw` for whatever changed since the last pass. */
 static void notice_changes(view *self, const play_frame &frame)
 {
@@ -72,9 +85,7 @@ static void notice_changes(view *self, const play_frame &frame)
             draw_seen_second = position / 1000;
             self->redraw = 1;
         }
-        const sys_guard guard(play_view_lock);
-        if (play_view.lyrics_texts)
-            update_lyrics_shown(static_cast<uint32_t>(position));
+        watch_position(position);
     }
     if (frame.now / 60 != draw_seen_minute) {
         draw_seen_minute = frame.now / 60;

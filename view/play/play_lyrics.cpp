@@ -9,6 +9,7 @@
 #include "view/play/play_layout.h"
 #include "view/play/play_worker.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <new>
@@ -185,6 +186,18 @@ void update_lyrics_shown(uint32_t position)
         start = end - play_lyrics_lines;
     if (static_cast<int32_t>(start) != play_view.lyrics_first_shown)
         show_lines_locked(start, end);
+}
+
+/* Times of a file may lie beyond what a position can reach. */
+void play_lyrics_cut_span(int32_t position, int32_t *first, int32_t *last)
+{
+    const uint32_t next = play_view.lyrics_cur;
+    const uint32_t *times = play_view.lyrics_times;
+    if (next > 0)
+        *first = static_cast<int32_t>(std::clamp<int64_t>(times[next - 1], *first, position));
+    if (next < play_view.lyrics_count)
+        *last =
+            static_cast<int32_t>(std::clamp<int64_t>(int64_t{times[next]} - 1, position, *last));
 }
 
 bool play_lyrics_copy_shown(play_lyrics_shown *to)

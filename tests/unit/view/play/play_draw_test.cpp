@@ -54,6 +54,25 @@ TEST_F(play_draw_test, redraws_once_a_second_while_playing)
     EXPECT_EQ(shown_texts(), texts{"0:01"});
 }
 
+TEST_F(play_draw_test, watches_the_second_or_the_line_that_it_shows)
+{
+    load_part({"|<text format=\"$mins:$02secs\"/>"});
+    set_track();
+    play_pos = 4321;
+    EXPECT_TRUE(draw());
+    EXPECT_EQ(watched_first, 4000);
+    EXPECT_EQ(watched_last, 4999);
+    hold_lyrics({{4100, "a"}, {4700, "b"}});
+    play_pos = 4400;
+    (void)draw();
+    EXPECT_EQ(watched_first, 4100);
+    EXPECT_EQ(watched_last, 4699);
+    play_pos = INT32_MAX;
+    (void)draw();
+    EXPECT_EQ(watched_last, INT32_MAX);
+    EXPECT_LE(watched_first, INT32_MAX - 7);
+}
+
 TEST_F(play_draw_test, redraws_once_a_minute_while_paused)
 {
     load_part({"|<text format=\"$time\"/>"});

@@ -138,6 +138,15 @@ bool play_copy_last_path(char (&to)[PATH_MAX])
     return to[0] != '\0';
 }
 
+/* The last span that the screen watched. */
+inline int32_t watched_first = 0, watched_last = 0;
+
+void play_watch(int32_t first, int32_t last)
+{
+    watched_first = first;
+    watched_last = last;
+}
+
 bool play_copy_path(char (&to)[512])
 {
     const sys_guard guard(play_lock);

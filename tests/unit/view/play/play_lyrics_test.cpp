@@ -55,6 +55,24 @@ TEST_F(play_lyrics, shows_a_line_from_its_time_on)
     EXPECT_EQ(at(1000000), texts{"c"});
 }
 
+TEST_F(play_lyrics, tells_how_long_the_shown_lines_stay)
+{
+    set_track();
+    hold_lyrics({{1200, "a"}, {1700, "b"}, {1700, "c"}, {UINT32_MAX, "d"}});
+    const auto span = [](int32_t position, int32_t first, int32_t last) {
+        move_to(static_cast<uint32_t>(position));
+        const sys_guard guard(play_view_lock);
+        play_lyrics_cut_span(position, &first, &last);
+        return std::pair(first, last);
+    };
+    EXPECT_EQ(span(0, 0, 999), std::pair(0, 999));
+    EXPECT_EQ(span(1100, 1000, 1999), std::pair(1000, 1199));
+    EXPECT_EQ(span(1200, 1000, 1999), std::pair(1200, 1699));
+    EXPECT_EQ(span(1800, 1000, 1999), std::pair(1700, 1999));
+    EXPECT_EQ(span(INT32_MAX, INT32_MAX - 7, INT32_MAX), std::pair(INT32_MAX - 7, INT32_MAX));
+    EXPECT_EQ(span(1150, 1000, 1999), std::pair(1000, 1199)) << "sought back";
+}
+
 TEST_F(play_lyrics, shows_lines_of_one_time_together)
 {
     set_track();
