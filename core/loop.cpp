@@ -119,11 +119,16 @@ void loop_pass()
     loop_check_display(now);
     loop_check_auto_off(now);
     loop_check_battery(now);
+    /* A view that did not draw for the sake of its input does so in the next pass. */
+    if (input_key_checked || input_touch_checked)
+        clock_look_in(0);
     loop_handle_input(now);
     if (loop_desktop)
         loop_desktop();
     if (fb_power)
         view_run();
+    /* The battery, the timers above and what a list counts down go by whole seconds. */
+    clock_look_next_second();
 }
 
 /* A display that went dark during a slide leaves it standing still: views do not run. */
@@ -136,7 +141,10 @@ void loop_run()
 {
     while (program_running) {
         loop_pass();
-        if (loop_may_sleep())
-            clock_msleep(pass_sleep_ms);
+        const int32_t look_ms = clock_take_look();
+        if (!loop_may_sleep())
+            continue;
+        clock_stretch(look_ms);
+        clock_msleep(pass_sleep_ms);
     }
 }

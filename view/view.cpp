@@ -71,6 +71,8 @@ static void present(view *shown)
     (void)overlay_msg->draw(shown, fb_cur);
     (void)fb_flip(); /* a frame that could not be shown is followed by the next one */
     shown->updated = 0;
+    if (sliding)
+        clock_look_in(0); /* also after its last frame: views that waited for the end draw then */
     if (sliding && at.new_x == 0) {
         view_anime_started = 0;
         view_previous = nullptr;
@@ -104,8 +106,12 @@ void view_run()
     run(shown);
     /* The input may have selected another one. */
     shown = view_selected;
-    if (shown)
-        present(shown);
+    if (!shown)
+        return;
+    present(shown);
+    clock_look_next_minute(); /* both screens may show it */
+    if (shown->redraw || shown->updated)
+        clock_look_in(0); /* it was not drawn in this pass */
 }
 
 void view_select(view *next)

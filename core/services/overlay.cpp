@@ -6,6 +6,7 @@
 #include "platform/draw/fb.h"
 #include "view/view.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -77,11 +78,22 @@ static int add_locked(overlay_message *message) REQUIRES(overlay_lock)
 }
 
 /* The clock wraps after 24 days, a difference does not. */
-static bool is_over(const overlay_message *message, int32_t now)
+static int64_t left_ms(const overlay_message *message, int32_t now)
 {
     const auto age = static_cast<int32_t>(static_cast<uint32_t>(now) -
                                           static_cast<uint32_t>(message->started_ms));
-    return message->duration_ms != 0 && age > message->duration_ms;
+    return int64_t{message->duration_ms} - age;
+}
+
+/* True when it has gone; else it asks to be looked at when it will. */
+static bool is_over(const overlay_message *message, int32_t now)
+{
+    if (message->duration_ms == 0)
+        return false;
+    const int64_t left = left_ms(message, now);
+    if (left >= 0)
+        clock_look_in(static_cast<int32_t>(std::min<int64_t>(left + 1, INT32_MAX)));
+    return left < 0;
 }
 
 /* ---- the view ---- */

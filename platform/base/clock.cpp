@@ -2,14 +2,16 @@
 
 #include "platform/base/device.h"
 
-#include <atomic>
+#include <algorithm>
 
-/* A pass of an idle main loop may come this late: 50 wake-ups a second instead of 930, and still
- * no slower than a frame. */
-constexpr int32_t stretched_ms = 20;
-constexpr int32_t attentive_ms = 2000;
+constexpr int64_t never = INT64_MAX;
+/* The wall clock is read in whole seconds, some milliseconds after they have begun. */
+constexpr int64_t wall_late_ms = 20;
 
-static constinit std::atomic<int32_t> input_last{0};
+/* Main thread. */
+static constinit int64_t look_at_ms = never; /* now_msec() */
+static constinit int32_t stretched_ms = 0;   /* of the next sleep */
+
 static constinit thread_local bool *sleeps_noted = nullptr;
 
 static int64_t now_msec()
@@ -17,11 +19,9 @@ static int64_t now_msec()
     return device_current ? device_current->msec() : clock_real_msec();
 }
 
-int32_t clock_stretch(int32_t ms, int32_t since_input_ms)
+static void look_at(int64_t ms)
 {
-    if (ms >= stretched_ms || since_input_ms < attentive_ms)
-        return ms;
-    return stretched_ms;
+    look_at_ms = std::min(look_at_ms, ms);
 }
 
 int32_t clock_sec()
@@ -40,11 +40,6 @@ time_t clock_wall()
     return device_current ? device_current->wall() : time(nullptr);
 }
 
-void clock_note_input()
-{
-    input_last.store(clock_msec(), std::memory_order_relaxed);
-}
-
 void clock_note_sleeps(bool *noted)
 {
     sleeps_noted = noted;
@@ -61,10 +56,8 @@ void clock_msleep(int32_t ms)
         return;
     }
     if (device_current->wait && clock_on_main_thread()) {
-        const uint32_t since = static_cast<uint32_t>(clock_msec()) -
-                               static_cast<uint32_t>(input_last.load(std::memory_order_relaxed));
-        device_current->wait(
-            clock_stretch(ms, since > INT32_MAX ? INT32_MAX : static_cast<int32_t>(since)));
+        device_current->wait(std::max(ms, stretched_ms));
+        stretched_ms = 0;
         return;
     }
     device_current->msleep(ms);
@@ -74,4 +67,38 @@ void clock_wake()
 {
     if (device_current && device_current->wake)
         device_current->wake();
+}
+
+void clock_look_in(int32_t ms)
+{
+    look_at(now_msec() + ms);
+}
+
+void clock_look_next_second()
+{
+    look_at((now_msec() / 1000 + 1) * 1000);
+}
+
+void clock_look_next_minute()
+{
+    timespec fine = {};
+    clock_gettime(CLOCK_REALTIME, &fine);
+    const int64_t fraction_ms = fine.tv_nsec / 1000000;
+    const int64_t seconds = 60 - int64_t{clock_wall()} % 60;
+    const bool just_over = seconds == 1 && fraction_ms < wall_late_ms; /* as likely the 60th */
+    look_at(now_msec() + (just_over ? 0 : seconds * 1000 - fraction_ms) + wall_late_ms);
+}
+
+int32_t clock_take_look()
+{
+    const int64_t at = look_at_ms;
+    look_at_ms = never;
+    if (at == never)
+        return INT32_MAX;
+    return static_cast<int32_t>(std::clamp<int64_t>(at - now_msec(), 0, INT32_MAX));
+}
+
+void clock_stretch(int32_t ms)
+{
+    stretched_ms = ms;
 }

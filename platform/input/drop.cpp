@@ -1,6 +1,5 @@
 #include "platform/input/drop.h"
 
-#include "platform/base/clock.h"
 #include "platform/base/dynamic.h"
 #include "platform/sound/sound.h"
 
@@ -37,7 +36,6 @@ void drop_forget()
 
 void drop_event(const char *path)
 {
-    clock_note_input();
     sound_wake();
     if (paths.count >= paths_most)
         return;

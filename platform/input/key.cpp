@@ -71,6 +71,17 @@ static void repeat_held(int32_t now, key_report *report)
     }
 }
 
+static void ask_for_next_look(int32_t now)
+{
+    if (queue_count > 0)
+        clock_look_in(0);
+    for (int bit = 0; bit < 32; bit++) {
+        if (held & (1u << bit))
+            clock_look_in(static_cast<int32_t>(static_cast<uint32_t>(repeat_at[bit]) -
+                                               static_cast<uint32_t>(now)));
+    }
+}
+
 int key_open()
 {
     if (fault_hit("key_open") || !device_current || device_current->key_open() != 0)
@@ -100,14 +111,12 @@ int key_check(key_report *report)
     take_changes(now, report);
     repeat_held(now, report);
     report->held = held;
-    if (held)
-        clock_note_input();
+    ask_for_next_look(now);
     return (report->pressed | report->repeat) != 0;
 }
 
 void key_event(uint32_t mask, bool down)
 {
-    clock_note_input();
     sound_wake();
     /* Nobody has polled for 64 changes: better no key than one that stays down for ever. */
     if (queue_count == queue_size) {

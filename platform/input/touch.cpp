@@ -86,12 +86,13 @@ int touch_check(int32_t *x, int32_t *y, int32_t *type)
     *y = queue[0].y;
     *type = queue[0].type;
     drop(0, 1);
+    if (queue_count > 0)
+        clock_look_in(0);
     return 1;
 }
 
 void touch_event(int32_t type, int32_t x, int32_t y)
 {
-    clock_note_input();
     sound_wake();
     x = std::clamp(x, 0, device_width - 1);
     y = std::clamp(y, 0, device_height - 1);

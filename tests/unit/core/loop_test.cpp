@@ -408,6 +408,89 @@ TEST_F(loop, loop_sleeps_a_millisecond_a_pass)
     EXPECT_EQ(seen.inputs, 4);
 }
 
+/* ---- the next moment at which anything can change ---- */
+
+/* What a pass asks for, once what the test began has been drawn. */
+static int32_t look_after_a_pass()
+{
+    loop_pass();
+    (void)clock_take_look();
+    loop_pass();
+    return clock_take_look();
+}
+
+TEST_F(loop, an_idle_pass_looks_again_with_the_next_second)
+{
+    machine.ms = 1000250;
+    machine.wall = 1767268800; /* a full minute: the next is far */
+    EXPECT_EQ(look_after_a_pass(), 750);
+    machine.ms = 1000999;
+    EXPECT_EQ(look_after_a_pass(), 1);
+}
+
+TEST_F(loop, a_message_is_looked_at_when_it_ends)
+{
+    ASSERT_GE(overlay_msg_add("short", 300, 0xF800), 0);
+    ASSERT_GE(overlay_msg_add("shorter", 200, 0xF800), 0);
+    ASSERT_GE(overlay_msg_add("for ever", 0, 0xF800), 0);
+    EXPECT_EQ(look_after_a_pass(), 201);
+    machine.ms += 201;
+    EXPECT_EQ(look_after_a_pass(), 100);
+    machine.ms += 100;
+    EXPECT_EQ(look_after_a_pass(), 699) << "to the next second";
+    EXPECT_EQ(messages().size(), 1u);
+}
+
+TEST_F(loop, a_dark_display_looks_at_nothing_but_the_seconds)
+{
+    darken();
+    ASSERT_GE(overlay_msg_add("unseen", 100, 0xF800), 0);
+    EXPECT_EQ(look_after_a_pass(), 1000);
+    EXPECT_EQ(seen.inputs, 0);
+}
+
+TEST_F(loop, input_is_followed_by_another_pass_at_once)
+{
+    (void)look_after_a_pass();
+    test_press(key_down);
+    loop_pass();
+    EXPECT_EQ(clock_take_look(), 0);
+    loop_pass(); /* the key comes up */
+    (void)clock_take_look();
+    loop_pass();
+    EXPECT_EQ(clock_take_look(), 1000);
+    test_touch(touch_type_press, 1, 1);
+    loop_pass();
+    EXPECT_EQ(clock_take_look(), 0);
+}
+
+TEST_F(loop, a_view_that_was_not_drawn_is_looked_at_again)
+{
+    (void)look_after_a_pass();
+    first.input = [](view *) { return -1; };
+    first.redraw = 1;
+    loop_pass();
+    EXPECT_EQ(clock_take_look(), 0);
+    first.input = note_input;
+    loop_pass();
+    EXPECT_EQ(clock_take_look(), 1000);
+}
+
+TEST_F(loop, a_slide_is_followed_by_another_pass)
+{
+    (void)look_after_a_pass();
+    view_select(&second);
+    loop_pass();
+    EXPECT_NE(view_anime_started, 0);
+    EXPECT_EQ(clock_take_look(), 0);
+    machine.ms += 200;
+    loop_pass();
+    EXPECT_EQ(view_anime_started, 0);
+    EXPECT_EQ(clock_take_look(), 0) << "what waited for the end is drawn now";
+    loop_pass();
+    EXPECT_EQ(clock_take_look(), 800);
+}
+
 TEST_F(loop, every_pass_watches_the_timers)
 {
     machine.battery = 5;

@@ -13,6 +13,7 @@ class clock_of_device : public testing::Test
         device_current = &manual_device;
         manual_ms = 1000000;
         manual_slept_ms = manual_waited_ms = -1;
+        (void)clock_take_look(); /* of the test before */
     }
     void TearDown() override { device_current = nullptr; }
 };
@@ -74,35 +75,71 @@ TEST_F(clock_of_device, wraps_milliseconds_and_not_seconds)
     EXPECT_EQ(clock_sec(), 2147483);
 }
 
-TEST_F(clock_of_device, stretches_a_sleep_two_seconds_after_the_last_input)
+TEST_F(clock_of_device, the_earliest_moment_asked_for_counts_once)
 {
-    clock_note_input();
-    manual_ms += 1999;
-    clock_msleep(1);
-    EXPECT_EQ(manual_waited_ms, 1);
-    manual_ms += 1;
-    clock_msleep(1);
-    EXPECT_EQ(manual_waited_ms, 20);
-    clock_note_input();
-    clock_msleep(1);
-    EXPECT_EQ(manual_waited_ms, 1);
-    EXPECT_EQ(manual_slept_ms, -1);
+    EXPECT_EQ(clock_take_look(), INT32_MAX) << "nobody asked";
+    clock_look_in(700);
+    clock_look_in(300);
+    clock_look_in(500);
+    manual_ms += 100; /* a pass takes its time */
+    EXPECT_EQ(clock_take_look(), 200);
+    EXPECT_EQ(clock_take_look(), INT32_MAX);
+    clock_look_in(0);
+    manual_ms += 5;
+    EXPECT_EQ(clock_take_look(), 0) << "past";
+    clock_look_in(INT32_MAX);
+    EXPECT_EQ(clock_take_look(), INT32_MAX);
 }
 
-TEST_F(clock_of_device, never_shortens_a_sleep)
+TEST_F(clock_of_device, the_next_second_is_the_one_that_clock_sec_counts)
 {
-    EXPECT_EQ(clock_stretch(50, 100000), 50);
-    EXPECT_EQ(clock_stretch(50, 0), 50);
-    EXPECT_EQ(clock_stretch(20, 100000), 20);
+    for (const int64_t ms : {int64_t{5000}, int64_t{5001}, int64_t{5999}, (int64_t{1} << 32) + 7}) {
+        manual_ms = ms;
+        const int32_t second = clock_sec();
+        clock_look_next_second();
+        const int32_t look_ms = clock_take_look();
+        manual_ms += look_ms - 1;
+        EXPECT_EQ(clock_sec(), second) << ms;
+        manual_ms += 1;
+        EXPECT_EQ(clock_sec(), second + 1) << ms;
+    }
+}
+
+TEST_F(clock_of_device, the_next_minute_is_looked_at_just_after_it_has_begun)
+{
+    for (const int64_t second : {int64_t{0}, int64_t{1}, int64_t{30}, int64_t{58}}) {
+        manual_ms = (600 + second) * 1000;
+        clock_look_next_minute();
+        /* The fraction of the second is the machine's. */
+        const int32_t look_ms = clock_take_look();
+        EXPECT_GT(look_ms, (59 - second) * 1000) << second;
+        EXPECT_LE(look_ms, (60 - second) * 1000 + 20) << second;
+    }
+    manual_ms = 659 * 1000;
+    clock_look_next_minute();
+    EXPECT_LE(clock_take_look(), 1020);
+}
+
+TEST_F(clock_of_device, one_sleep_is_stretched_and_none_shortened)
+{
+    clock_stretch(300);
+    clock_msleep(1);
+    EXPECT_EQ(manual_waited_ms, 300);
+    clock_msleep(1);
+    EXPECT_EQ(manual_waited_ms, 1);
+    clock_stretch(20);
+    clock_msleep(50);
+    EXPECT_EQ(manual_waited_ms, 50);
+    EXPECT_EQ(manual_slept_ms, -1);
 }
 
 TEST_F(clock_of_device, other_threads_sleep_as_long_as_they_ask)
 {
-    clock_note_input();
-    manual_ms += 100000;
+    clock_stretch(500);
     std::thread([] { clock_msleep(3); }).join();
     EXPECT_EQ(manual_slept_ms, 3);
     EXPECT_EQ(manual_waited_ms, -1);
+    clock_stretch(0);
 }
 
 TEST_F(clock_of_device, tells_instead_of_sleeping_where_asked)

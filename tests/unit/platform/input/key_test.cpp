@@ -15,6 +15,7 @@ class key : public testing::Test
         manual_result = 0;
         manual_poll = nullptr;
         device_current = &manual_device;
+        (void)clock_take_look(); /* of the test before */
         ASSERT_EQ(key_open(), 0);
     }
     void TearDown() override { key_close(); }
@@ -182,19 +183,36 @@ TEST_F(key, a_flood_that_hides_a_release_lets_the_key_go)
     EXPECT_EQ(check(0).repeat, 0u);
 }
 
-TEST_F(key, keeps_the_main_thread_attentive)
+TEST_F(key, a_held_key_is_looked_at_when_it_repeats)
 {
-    pass_ms(5000);
-    clock_msleep(1);
-    EXPECT_EQ(manual_waited_ms, 20);
+    check(0);
+    EXPECT_EQ(clock_take_look(), INT32_MAX) << "no key, nothing to look for";
     key_event(key_up, true);
-    clock_msleep(1);
-    EXPECT_EQ(manual_waited_ms, 1);
     check(1);
-    pass_ms(5000); /* and as long as it is held */
+    EXPECT_EQ(clock_take_look(), 400);
+    pass_ms(250);
+    key_event(key_down, true);
     check(1);
-    clock_msleep(1);
-    EXPECT_EQ(manual_waited_ms, 1);
+    EXPECT_EQ(clock_take_look(), 150) << "the earlier of two";
+    pass_ms(150);
+    EXPECT_EQ(check(1).repeat, key_up);
+    EXPECT_EQ(clock_take_look(), 100);
+    key_event(key_up, false);
+    key_event(key_down, false);
+    check(0);
+    EXPECT_EQ(clock_take_look(), INT32_MAX);
+}
+
+TEST_F(key, a_press_that_waits_for_the_next_pass_asks_for_it)
+{
+    for (int i = 0; i < 2; i++) {
+        key_event(key_up, true);
+        key_event(key_up, false);
+    }
+    check(1);
+    EXPECT_EQ(clock_take_look(), 0);
+    check(1);
+    EXPECT_EQ(clock_take_look(), INT32_MAX);
 }
 
 TEST_F(key, closed_reports_nothing_and_leaves_the_device_alone)
