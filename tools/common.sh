@@ -66,6 +66,7 @@ targets_of() {
             unit/demo_music_test) printf '%s\n' demo_music_test demo-music ;;
             unit/*) echo "${name#unit/}" ;;
             fuzz/*) echo "fuzz_${name#fuzz/}" ;;
+            real/*) printf '%s\n' zerv-player zerv-skin player-folder demo-music media make_music package_verdicts ;;
             *) printf '%s\n' zerv-player zerv-skin player-folder demo-music media ;;
             esac
         done | sort -u
