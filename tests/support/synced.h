@@ -1,6 +1,7 @@
 /* synced: what a program brings to the disk, and in which order.
  *
- * Stands before the C library's fsync and rename: notes them and passes them on, or lets one fail.
+ * Stands before the C library's fsync, syncfs, sync and rename: notes them and passes them on, or
+ * lets one fail.
  * Only a power cut would show a missing fsync otherwise. Include it once in a test program. */
 #pragma once
 
@@ -16,8 +17,11 @@
 #include <vector>
 
 inline std::mutex synced_lock;
-inline std::vector<std::string> synced_steps; /* "sync PATH" and "rename FROM TO"; synced_lock */
+inline std::vector<std::string> synced_steps; /* "sync PATH", "syncfs PATH", "sync all" and
+                                                * "rename FROM TO"; synced_lock */
 inline std::atomic<int> synced_fails_at{0};   /* this fsync from now on fails; 0: none */
+inline std::atomic<int> synced_error{EIO};    /* with this */
+inline std::atomic<int> synced_fs_error{0};   /* each syncfs fails with this; 0: none */
 
 inline void synced_note(const std::string &step)
 {
@@ -43,11 +47,26 @@ inline std::string synced_path_of(int fd)
 extern "C" int fsync(int fd)
 {
     if (synced_fails_at > 0 && --synced_fails_at == 0) {
-        errno = EIO;
+        errno = synced_error;
         return -1;
     }
     synced_note("sync " + synced_path_of(fd));
     return static_cast<int>(syscall(SYS_fsync, fd));
+}
+
+extern "C" int syncfs(int fd) noexcept
+{
+    if (synced_fs_error != 0) {
+        errno = synced_fs_error;
+        return -1;
+    }
+    synced_note("syncfs " + synced_path_of(fd));
+    return static_cast<int>(syscall(SYS_syncfs, fd));
+}
+
+extern "C" void sync() noexcept
+{
+    synced_note("sync all");
 }
 
 extern "C" int rename(const char *from, const char *to) noexcept
