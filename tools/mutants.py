@@ -1,191 +1,306 @@
 #!/usr/bin/env python3
-"""Puts deliberate faults into the sources of a folder and asks its tests whether they notice.
+"""Puts deliberate faults into the sources of folders and asks the tests whether they notice.
 
-    tools/mutants.py FOLDER [--file PATTERN] [--kind KIND] [--most N] [--seed N] [--tests REGEX]
+    tools/mutants.py FOLDER... [--file PATTERN] [--kind KIND] [--most N] [--seed N] [--tests REGEX]
 
-One fault at a time, in a copy of the tree (build/mutants/tree): the tests of the folder are built
-and run, a fault that none of them notices is a survivor. Prints the survivors and the share that
-was noticed; the working tree is never touched. docs/testing.md says how to read the list.
+One fault at a time: the changed source is compiled beside the release build and linked in front of
+the build's own libraries, first into the tests that are named like it. A fault that no test of the
+folder notices is a survivor. Prints the survivors and the share that was noticed; neither the
+working tree nor the build changes. docs/testing.md says how to read the list.
 
+    FOLDER   a folder of tools/layers.txt, or `all`
     --file   only sources whose name contains this
-    --kind   only faults of this kind (see KINDS)
-    --most   so many faults, picked by the seed; all of the kinds `sync` and `lock` come first
+    --kind   only faults of this kind (see tools/mutants_faults.py); without it, all but `lock`
+    --most   so many faults a folder, picked by the seed
     --seed   of the choice; printed, so that a run can be repeated
-    --tests  names of ctest instead of those of the folder's unit tests
+    --tests  names of ctest instead of those that belong to the folder
+    --log    also prints the faults that were noticed, and by which test
 """
 
 import argparse
 import collections
+import fcntl
 import json
 import os
-import random
 import re
+import resource
+import shlex
 import shutil
+import signal
 import subprocess
 import sys
+import time
 
 import locks
+from mutants_faults import KINDS, equals, faults_in, in_order
 
-TREE = "build/mutants/tree"
-BUILD = "build/mutants/build"
-SECONDS = 120  # a test that takes longer hangs: that counts as noticed
+BUILD = "build/release"
+# What a test may take: a multiple of what it takes without a fault, and a few seconds besides. One
+# that waits and does nothing gets more of them, for the machine may be busy.
+TIMES, CPU_SECONDS, SECONDS = 10, 3, 60
+MEMORY = 8 << 30  # bytes of addresses; a fault must not take the machine's memory
 
-fault = collections.namedtuple("fault", "path line kind before after text")
-
-
-def swap(pattern, replacement):
-    """Makes a fault of each match of a pattern in a line."""
-    def make(line):
-        for found in re.finditer(pattern, line):
-            yield line[:found.start()] + found.expand(replacement) + line[found.end():]
-    return make
-
-
-def each(*makers):
-    def make(line):
-        for maker in makers:
-            yield from maker(line)
-    return make
-
-
-def other_number(line):
-    found = re.match(r"^(\s*(?:static )?constexpr [\w:]+ \w+ = )(\d+)(.*)$", line)
-    if found:
-        yield f"{found[1]}{int(found[2]) + 1}{found[3]}"
-
-
-KINDS = {
-    "sync": each(swap(r"\bf(?:data)?sync\((?:[^()]|\([^()]*\))*\) == 0", "true"),
-                 swap(r"\bf(?:data)?sync\((?:[^()]|\([^()]*\))*\) != 0", "false"),
-                 swap(r"^(\s*)\(void\)fsync\(.*\);", r"\1;")),
-    "lock": swap(r"^(\s*)(?:const )?sys_guard \w+\(.*\);", r"\1;"),
-    "bound": each(swap(r" <= ", " < "), swap(r" < ", " <= "), swap(r" >= ", " > "),
-                  swap(r" > ", " >= ")),
-    "step": each(swap(r" \+ 1\b", " + 0"), swap(r" - 1\b", " - 0")),
-    "equal": each(swap(r" == ", " != "), swap(r" != ", " == ")),
-    "and": each(swap(r" && ", " || "), swap(r" \|\| ", " && ")),
-    "negate": swap(r"\bif \((?!const |auto |int)(.*)\)( \{)?$", r"if (!(\1))\2"),
-    "call": swap(r"^(\s+)(?:\(void\))?[a-z]\w*\((?:.*)\);(.*)$", r"\1;\2"),
-    "result": swap(r"return -1;", "return 0;"),
-    "number": other_number,
+# Folders whose lines are run by tests of other folders, or by the program.
+TESTS = {
+    "core": "^unit/(loop|steps)_test$|^real/(startup|signals|playback)$",
+    "platform/device": "^unit/(sys|device_virtual)_test$",
+    "play": "^unit/(play|play_threads|list_cur_playlist|list_cur_playlist_queue)_test$",
+    "view": "^unit/view_(slide_|list_|list_frame_|play_)?test$",
+    "view/lyrics": "^unit/(lyrics_key|lyrics_parse|lyrics_fetch|play_lyrics)_test$",
+    "view/screen": "^unit/(view_(list|list_frame|list_touch|play)|play_(draw|controls|text))_test$",
 }
+
+test = collections.namedtuple("test", "name target command folder environment")
+
+
+# ---- tests ----
 
 
 def run(*command, **options):
     return subprocess.run(command, text=True, capture_output=True, **options)
 
 
-def copy_tree():
-    """The files that git knows, as they stand; unchanged ones keep their time for the build."""
-    names = run("git", "ls-files", "-co", "--exclude-standard", "-z").stdout.split("\0")
-    for name in filter(os.path.isfile, names):
-        to = os.path.join(TREE, name)
-        os.makedirs(os.path.dirname(to), exist_ok=True)
-        if not os.path.exists(to) or open(to, "rb").read() != open(name, "rb").read():
-            shutil.copy(name, to)
+def target_of(name):
+    kind, _, rest = name.partition("/")
+    return {"unit": rest, "fuzz": f"fuzz_{rest}"}.get(kind, "zerv-player")
 
 
-def configure():
-    done = run("cmake", "-S", TREE, "-B", BUILD, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
-               "-DCMAKE_CXX_FLAGS=-O1 -w -Wno-error")
+def build(targets):
+    os.makedirs("build/mutants", exist_ok=True)
+    with open("build/mutants/lock", "w", encoding="utf-8") as lock:
+        fcntl.flock(lock, fcntl.LOCK_EX)  # another run may build as well
+        done = run("ninja", "-C", BUILD, "-j2", *targets)
     if done.returncode != 0:
         sys.exit(done.stdout + done.stderr)
 
 
-def is_code(line):
-    stripped = line.strip()
-    return stripped and not stripped.startswith(("/*", "*", "//", "#", "static_assert"))
+def tests_of(regex):
+    """The tests of that name, built."""
+    def ask():
+        answer = run("ctest", "--test-dir", BUILD, "--show-only=json-v1", "-R", regex).stdout
+        return json.loads(answer)["tests"]
+
+    targets = {target_of(entry["name"]) for entry in ask()}
+    if "zerv-player" in targets:
+        targets |= {"zerv-skin", "player-folder", "demo-music", "media", "package_verdicts"}
+    if targets:
+        build(sorted(targets))
+    found = []
+    for entry in ask():  # ctest knows the command of a program once it is built
+        properties = {each["name"]: each["value"] for each in entry["properties"]}
+        environment = dict(each.split("=", 1) for each in properties.get("ENVIRONMENT", []))
+        found.append(test(entry["name"], target_of(entry["name"]), entry["command"],
+                          properties["WORKING_DIRECTORY"], environment))
+    return found
 
 
-def faults_of(path):
-    with open(path, encoding="utf-8") as source:
-        lines = source.read().split("\n")
-    for index, line in enumerate(lines):
-        if not is_code(line):
-            continue
-        code = line.split(" /*")[0]
-        for kind, make in KINDS.items():
-            for after in make(code):
-                changed = "\n".join([*lines[:index], after, *lines[index + 1:]])
-                yield fault(path, index + 1, kind, code.strip(), after.strip(), changed)
-
-
-def choose(faults, most, seed):
-    random.Random(seed).shuffle(faults)
-    faults.sort(key=lambda each: each.kind not in ("sync", "lock"))
-    return sorted(faults[:most], key=lambda each: (each.path, each.line))
-
-
-def programs_of(regex):
-    """(names of the tests, programs to build) of the configured tree."""
-    shown = json.loads(run("ctest", "--test-dir", BUILD, "--show-only=json-v1", "-R", regex).stdout)
-    names = [test["name"] for test in shown["tests"]]
-    programs = {os.path.relpath(test["command"][0], BUILD) for test in shown["tests"]
-                if "command" in test and os.path.abspath(test["command"][0]).startswith(os.path.abspath(BUILD))}
-    return names, sorted(programs)
-
-
-def folder_tests(folder):
+def names_for(folder):
     root = os.path.join("tests/unit", folder)
     stems = [name[:-4] for _, _, names in os.walk(root) for name in names if name.endswith("_test.cpp")]
-    return "^unit/(" + "|".join(sorted(stems)) + ")$" if stems else f"^unit/{folder}"
+    return TESTS.get(folder) or "^unit/(" + "|".join(sorted(stems)) + ")$"
 
 
-def is_noticed(each, regex, programs):
+def is_namesake(each, path):
+    stem = os.path.basename(path)[:-4]
+    return each.target.startswith(stem) or stem.startswith(each.target.removesuffix("_test"))
+
+
+class limits:
+    """The time one test may take; taken from a run without a fault."""
+
+    def __init__(self, cpu=0.0, wall=0.0):
+        self.cpu, self.wall = int(cpu * TIMES + CPU_SECONDS), wall * TIMES + SECONDS
+
+    def set(self):
+        resource.setrlimit(resource.RLIMIT_CPU, (self.cpu, self.cpu))
+        resource.setrlimit(resource.RLIMIT_AS, (MEMORY, MEMORY))
+
+
+# ---- one fault after the other ----
+
+
+class bench:
+    """A folder of this run's own, in which changed sources are compiled, linked and run."""
+
+    def __init__(self):
+        self.place = os.path.abspath(f"build/mutants/{os.getpid()}")
+        self.build = os.path.join(self.place, "release")  # as the tests of the program see it
+        self.scratch = os.path.join(self.place, "scratch")
+        os.makedirs(os.path.join(self.build, "player"))
+        for folder in ("", "player"):
+            for name in os.listdir(os.path.join(BUILD, folder)):
+                if name not in ("player", "zerv-player", "scenarios"):
+                    os.symlink(os.path.abspath(os.path.join(BUILD, folder, name)),
+                               os.path.join(self.build, folder, name))
+        with open(os.path.join(BUILD, "compile_commands.json"), encoding="utf-8") as commands:
+            self.compilations = {os.path.relpath(entry["file"]): entry["command"]
+                                 for entry in json.load(commands)}
+        self.links = {}
+
+    def at(self, name):
+        return os.path.join(self.place, name)
+
+    def close(self):
+        shutil.rmtree(self.place)
+
+    def compiles(self, each):
+        source = self.at(os.path.basename(each.path))
+        with open(source, "w", encoding="utf-8") as changed:
+            changed.write(each.text)
+        words = shlex.split(self.compilations[each.path])
+        words[words.index("-o"):] = ["-w", "-Wno-error", "-iquote", os.path.dirname(each.path),
+                                     "-o", self.at("changed.o"), "-c", source]
+        done = run(*[os.path.abspath(word) if word == os.path.dirname(each.path) else word
+                     for word in words], cwd=BUILD)
+        os.remove(source)
+        return done.returncode == 0
+
+    def link_of(self, target):
+        """(words, what it links: objects and members of libraries) of a program of the build."""
+        if target not in self.links:
+            line = run("ninja", "-C", BUILD, "-t", "commands", target).stdout.splitlines()[-1]
+            words = shlex.split(line.removeprefix(": && ").split(" && ")[0])
+            del words[words.index("-o"):words.index("-o") + 2]
+            traced = run(*words, "-Wl,-t,-t", "-o", self.at("traced"), cwd=BUILD)
+            self.links[target] = (words, traced.stdout)
+        return self.links[target]
+
+    def links_it(self, target, path):
+        return re.search(rf"[(/)]{re.escape(os.path.basename(path))}\.o", self.link_of(target)[1])
+
+    def program_of(self, target):
+        if target == "zerv-player":
+            return os.path.join(self.build, "player/zerv-player")
+        return self.at(target)
+
+    def link(self, target, path):
+        words = [word for word in self.link_of(target)[0]
+                 if not word.endswith(f"{target}.dir/{path}.o")]
+        done = run(*words[:1], *([self.at("changed.o")] if path else []), *words[1:],
+                   "-o", self.program_of(target), cwd=BUILD)
+        if done.returncode != 0:
+            sys.exit(done.stderr)
+
+    def run(self, each, most):
+        """(passed, CPU seconds, seconds) of one test with the program linked last."""
+        command = [word.replace(os.path.abspath(BUILD), self.build)
+                   if word.endswith(os.path.normpath(BUILD)) else word for word in each.command]
+        if each.target != "zerv-player":
+            command[0] = self.program_of(each.target)
+        environment = dict(os.environ, **each.environment, GTEST_FAIL_FAST="1")
+        if "ZERV_PLAYER" in environment:
+            environment["ZERV_PLAYER"] = self.program_of("zerv-player")
+        folder = each.folder
+        if each.name.startswith("unit/"):
+            shutil.rmtree(self.scratch, ignore_errors=True)
+            os.makedirs(self.scratch)
+            folder = self.scratch
+        start, before = time.monotonic(), resource.getrusage(resource.RUSAGE_CHILDREN)
+        with open(self.at("log"), "wb") as log:
+            child = subprocess.Popen(command, cwd=folder, env=environment, stdin=subprocess.DEVNULL,
+                                     stdout=log, stderr=log, start_new_session=True,
+                                     preexec_fn=most.set)
+            try:
+                passed = child.wait(most.wall) == 0
+            except subprocess.TimeoutExpired:
+                passed = False
+            try:
+                os.killpg(child.pid, signal.SIGKILL)
+            except ProcessLookupError:
+                pass
+            child.wait()
+        after = resource.getrusage(resource.RUSAGE_CHILDREN)
+        cpu = after.ru_utime + after.ru_stime - before.ru_utime - before.ru_stime
+        return passed, cpu, time.monotonic() - start
+
+
+def without_fault(table, tests):
+    """Each test's limits, the cheapest test first."""
+    measured = []
+    for each in tests:
+        table.link(each.target, "")
+        passed, cpu, wall = table.run(each, limits(60, 60))
+        if not passed:
+            sys.exit(f"{each.name} fails without a fault: ctest --test-dir {BUILD} -R {each.name}")
+        measured.append((cpu, each, limits(cpu, wall)))
+    return [(each, most) for _, each, most in sorted(measured, key=lambda entry: entry[0])]
+
+
+def who_notices(table, each, tests):
+    """The name of the first test that fails, "" when none does, None when it does not compile."""
     if each.kind == "lock":
-        return not locks.passes(each.path, each.text, locks.flags_of(BUILD, TREE)[each.path])
-    target = os.path.join(TREE, each.path)
-    with open(target, encoding="utf-8") as source:
-        right = source.read()
-    try:
-        with open(target, "w", encoding="utf-8") as source:
-            source.write(each.text)
-        if run("ninja", "-C", BUILD, *programs).returncode != 0:
-            return True
-        return run("ctest", "--test-dir", BUILD, "-j2", "-R", regex, "--stop-on-failure",
-                   "--timeout", str(SECONDS)).returncode != 0
-    finally:
-        with open(target, "w", encoding="utf-8") as source:
-            source.write(right)
+        flags = locks.flags_of(BUILD)[each.path]
+        return "" if locks.passes(each.path, each.text, flags) else "clang"
+    if not table.compiles(each):
+        return None
+    for one, most in sorted(tests, key=lambda entry: not is_namesake(entry[0], each.path)):
+        if table.links_it(one.target, each.path):
+            table.link(one.target, each.path)
+            if not table.run(one, most)[0]:
+                return one.name
+    return ""
+
+
+def try_folder(table, folder, wanted, known):
+    """(faults, noticed, equivalent) of one folder."""
+    faults = faults_in(folder, wanted.file, wanted.kind)
+    if not faults:
+        return 0, 0, 0
+    regex = wanted.tests or names_for(folder)
+    found = tests_of(regex)
+    if not found:
+        sys.exit(f"no tests match {regex}")
+    tests = without_fault(table, found)
+    count = noticed = equivalent = 0
+    for each in in_order(faults, wanted.seed, wanted.most < len(faults)):
+        if count == wanted.most:
+            break
+        who = who_notices(table, each, tests)
+        if who is None:
+            continue
+        count += 1
+        if who:
+            noticed += 1
+        is_known = (each.path, each.before, each.after) in known
+        equivalent += not who and is_known
+        if wanted.log or not who:
+            print(f"{each.path}:{each.line}: {each.kind}: {each.before}  ->  {each.after}"
+                  + (f"  [{who}]" if who else "  [equivalent]" if is_known else ""), flush=True)
+    print(f"{folder}: {noticed} of {count} noticed, {equivalent} equivalent", flush=True)
+    return count, noticed, equivalent
+
+
+def folders():
+    with open("tools/layers.txt", encoding="utf-8") as plan:
+        return [line.split("|")[0].strip() for line in plan if re.match(r"[a-z]", line)]
 
 
 def parse():
     parser = argparse.ArgumentParser()
-    parser.add_argument("folder")
+    parser.add_argument("folders", nargs="+")
     parser.add_argument("--file", default="")
     parser.add_argument("--kind", choices=KINDS)
     parser.add_argument("--most", type=int, default=60)
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--tests", default="")
+    parser.add_argument("--log", action="store_true")
     return parser.parse_args()
 
 
 def main():
     os.chdir(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
     wanted = parse()
-    folder = wanted.folder.strip("/")
-    paths = sorted(os.path.join(folder, name) for name in os.listdir(folder)
-                   if name.endswith(".cpp") and wanted.file in name)
-    faults = [each for path in paths for each in faults_of(path)
-              if wanted.kind in (None, each.kind)]
-    chosen = choose(faults, wanted.most, wanted.seed)
-    print(f"{len(chosen)} of {len(faults)} faults, seed {wanted.seed}", flush=True)
-    copy_tree()
-    configure()
-    regex = wanted.tests or folder_tests(folder)
-    names, programs = programs_of(regex)
-    if not names:
-        sys.exit(f"no tests match {regex}")
-    if run("ninja", "-C", BUILD, *programs).returncode != 0 or \
-            run("ctest", "--test-dir", BUILD, "-j2", "-R", regex).returncode != 0:
-        sys.exit(f"the tests fail without a fault: ctest --test-dir {BUILD} -R '{regex}'")
-    noticed = 0
-    for each in chosen:
-        if is_noticed(each, regex, programs):
-            noticed += 1
-        else:
-            print(f"{each.path}:{each.line}: {each.kind}: {each.before}  ->  {each.after}", flush=True)
-    print(f"{noticed} of {len(chosen)} noticed ({100 * noticed // max(len(chosen), 1)} %)")
+    print(f"seed {wanted.seed}, at most {wanted.most} a folder", flush=True)
+    build(["player-folder", "zerv-player"])
+    table = bench()
+    chosen = folders() if wanted.folders == ["all"] else [each.strip("/") for each in wanted.folders]
+    try:
+        sums = [try_folder(table, folder, wanted, equals()) for folder in chosen]
+    finally:
+        table.close()
+    count, noticed, equivalent = map(sum, zip(*sums))
+    share = 100 * noticed / max(count - equivalent, 1)
+    print(f"{noticed} of {count} noticed, {equivalent} equivalent: {share:.1f} % of the others")
     return 0
 
 
