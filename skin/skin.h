@@ -29,7 +29,8 @@ struct skin_element {
     uint32_t text_align; /* fb_align_* bits */
     uint16_t color;      /* fill of a "rect" */
     char *action;
-    struct image *image; /* owned; null when the package has no such file */
+    struct image *image; /* owned; null when the package has no such file, or it waits: */
+    uint32_t kept;       /* 1 + its place in the part's kept files, until it is decoded; else 0 */
     uint32_t inactive;   /* hidden on the play screen, which writes it; bars of the list screen do
                             not take a touch while it is set. 0 after loading */
     int32_t value;       /* position of a "scroll", thousandths; set by the screen before a draw */
@@ -45,11 +46,20 @@ struct skin_page {
     int32_t variant;                /* the number in the file's name */
     char *show, *hide;              /* condition words, null when absent */
     uint8_t show_means, hide_means; /* as in skin_meaning */
+    bool waits;                     /* for skin_show_page() */
+};
+
+/* The file of a picture that is decoded when it is first shown. */
+struct skin_kept {
+    void *bytes; /* owned */
+    size_t size;
 };
 
 struct skin_part {
     skin_page *pages; /* ascending by variant */
     uint32_t count;   /* at least 1 */
+    skin_kept *kept;  /* null where nothing waits */
+    uint32_t kept_count;
 };
 
 /* Compiles the pattern of part file names. Before any other function here. */
@@ -62,6 +72,12 @@ int skin_is_part_available(const char *package_path, const char *part_name);
 /* Reads every variant of a part and its images. Null when the package has none that parses, or an
  * image does not decode. The caller frees it with skin_free_part(). */
 [[nodiscard]] skin_part *skin_read_part(const char *package_path, const char *part_name);
+/* The same, but pictures of which it is certain that they are whole stay as they lie in the package, in
+ * memory, until their page is shown. */
+[[nodiscard]] skin_part *skin_read_part_sparing(const char *package_path, const char *part_name);
+/* Decodes what waits on a page of the part; no more than a look where nothing does. -1 when a picture does
+ * not decode after all, or memory runs out: it is not drawn then. */
+[[nodiscard]] int skin_show_page(const skin_part *part, skin_page *page);
 /* Accepts null. */
 int skin_free_part(skin_part *part);
 

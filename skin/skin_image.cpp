@@ -4,6 +4,7 @@
 #include "platform/base/owner.h"
 #include "platform/image/image.h"
 #include "skin/skin.h"
+#include "skin/skin_keep.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -24,11 +25,13 @@ struct image_want {
 
 /* The wants stand in the order of their names: a package may hold a hundred thousand files. */
 struct image_loading {
+    skin_part *part;
     image_want *wants;
     size_t count;
     uint64_t pixels_left, bytes_left;
     const skin_watcher *watcher;
     uint32_t failed; /* images */
+    bool may_wait;
 };
 
 static bool comes_before(const image_want &want, const char *name)
@@ -113,10 +116,16 @@ static void take_image(skin_element *element, image *picture)
 {
     (void)image_free(element->image); /* the package holds two files of this name */
     element->image = picture;
+    element->kept = 0;
     if (element->width == 0)
         element->width = picture->width;
     if (element->height == 0)
         element->height = picture->height;
+}
+
+static uint64_t pixels_of(int32_t width, int32_t height)
+{
+    return std::max(static_cast<uint64_t>(width) * static_cast<uint64_t>(height), least_pixels);
 }
 
 static int load_one(skin_package *package, const char *name, image_loading *loading,
@@ -125,9 +134,7 @@ static int load_one(skin_package *package, const char *name, image_loading *load
     image_owner picture(decode(package, name, loading));
     if (!picture)
         return -1;
-    const uint64_t pixels =
-        std::max(static_cast<uint64_t>(picture->width) * static_cast<uint64_t>(picture->height),
-                 least_pixels);
+    const uint64_t pixels = pixels_of(picture->width, picture->height);
     if (pixels > loading->pixels_left)
         return refuse(loading, name, "too-many", "the images of the part are too large together");
     loading->pixels_left -= pixels;
@@ -135,11 +142,44 @@ static int load_one(skin_package *package, const char *name, image_loading *load
     return 0;
 }
 
+static uint64_t count_uses(const image_loading *loading, const image_want *want)
+{
+    const image_want *end = loading->wants + loading->count, *next = want;
+    while (next != end && strcmp(next->src, want->src) == 0)
+        next++;
+    return static_cast<uint64_t>(next - want);
+}
+
+/* Whether the file was kept for those who want it. The budget is the one of decoding: what waits is
+ * refused no later than what does not. */
+static bool keep(skin_package *package, image_loading *loading, const image_want *want)
+{
+    skin_picture_file file = {};
+    if (skin_keep_read(package, &file) != 0)
+        return false;
+    const uint64_t uses = count_uses(loading, want);
+    const uint64_t pixels = pixels_of(file.width, file.height) * uses;
+    if (pixels > loading->pixels_left || file.kept.size * uses > loading->bytes_left ||
+        skin_keep_add(loading->part, file.kept) != 0) {
+        free(file.kept.bytes);
+        return false;
+    }
+    loading->pixels_left -= pixels;
+    loading->bytes_left -= file.kept.size * uses;
+    for (uint64_t i = 0; i < uses; i++)
+        skin_keep_for(want[i].element, loading->part, file);
+    return true;
+}
+
 static int load_file(skin_package *package, const char *name, void *user)
 {
     image_loading *loading = static_cast<image_loading *>(user);
     image_want *end = loading->wants + loading->count;
     image_want *want = std::lower_bound(loading->wants, end, name, comes_before);
+    if (want == end || strcmp(want->src, name) != 0)
+        return 0;
+    if (loading->may_wait && keep(package, loading, want))
+        return 0;
     for (; want != end && strcmp(want->src, name) == 0; want++) {
         if (load_one(package, name, loading, want->element) == 0)
             continue;
@@ -150,7 +190,8 @@ static int load_file(skin_package *package, const char *name, void *user)
     return 0;
 }
 
-int skin_load_images(skin_package *package, skin_part *part, const skin_watcher *watcher)
+int skin_load_images(skin_package *package, skin_part *part, const skin_watcher *watcher,
+                     bool may_wait)
 {
     const size_t count = count_wants(part);
     const owner<image_want, free> wants(
@@ -158,17 +199,20 @@ int skin_load_images(skin_package *package, skin_part *part, const skin_watcher 
     if (!wants)
         return -1;
     image_loading loading = {
+        .part = part,
         .wants = wants.get(),
         .count = 0,
         .pixels_left = skin_limit_pixels,
         .bytes_left = skin_limit_image_bytes,
         .watcher = watcher,
         .failed = 0,
+        .may_wait = may_wait,
     };
     collect_wants(part, &loading);
     if (skin_package_walk(package, true, load_file, &loading) != 0) {
         skin_package_tell(package, watcher);
         return -1;
     }
+    skin_keep_note_pages(part);
     return loading.failed > 0 ? -1 : 0;
 }

@@ -191,8 +191,8 @@ skin_part *skin_read_pages(skin_package *package, const char *part_name,
     return part.release();
 }
 
-skin_part *skin_read_part_watched(const char *package_path, const char *part_name,
-                                  const skin_watcher *watcher)
+static skin_part *read_part(const char *package_path, const char *part_name,
+                            const skin_watcher *watcher, bool may_wait)
 {
     skin_package package;
     if (skin_package_open(&package, package_path) != 0) {
@@ -200,14 +200,25 @@ skin_part *skin_read_part_watched(const char *package_path, const char *part_nam
         return nullptr;
     }
     part_owner part(skin_read_pages(&package, part_name, watcher));
-    const bool whole = part && skin_load_images(&package, part.get(), watcher) == 0;
+    const bool whole = part && skin_load_images(&package, part.get(), watcher, may_wait) == 0;
     const int closed = skin_package_close(&package);
     return whole && closed == 0 ? part.release() : nullptr;
 }
 
+skin_part *skin_read_part_watched(const char *package_path, const char *part_name,
+                                  const skin_watcher *watcher)
+{
+    return read_part(package_path, part_name, watcher, false);
+}
+
 skin_part *skin_read_part(const char *package_path, const char *part_name)
 {
-    return skin_read_part_watched(package_path, part_name, nullptr);
+    return read_part(package_path, part_name, nullptr, false);
+}
+
+skin_part *skin_read_part_sparing(const char *package_path, const char *part_name)
+{
+    return read_part(package_path, part_name, nullptr, true);
 }
 
 int skin_free_part(skin_part *part)
@@ -216,6 +227,9 @@ int skin_free_part(skin_part *part)
         return 0;
     for (uint32_t i = 0; i < part->count; i++)
         skin_page_clear(&part->pages[i]);
+    for (uint32_t i = 0; i < part->kept_count; i++)
+        free(part->kept[i].bytes);
+    free(part->kept);
     free(part->pages);
     free(part);
     return 0;

@@ -23,8 +23,8 @@ constexpr uint32_t skin_limit_variants = 256;
 /* The variants in their order, without images. Null when none parses or the package fails. */
 [[nodiscard]] skin_part *skin_read_pages(skin_package *package, const char *part_name,
                                          const skin_watcher *watcher);
-/* Decodes the images that the elements name, and gives elements without a size theirs. An element
+/* Decodes the images that the elements name (or keeps the files of those that can wait), and gives elements without a size theirs. An element
  * whose file is not there keeps none. -1 when one does not decode; a watcher hears of the first
  * files that do not, each once. */
 [[nodiscard]] int skin_load_images(skin_package *package, skin_part *part,
-                                   const skin_watcher *watcher);
+                                   const skin_watcher *watcher, bool may_wait = false);

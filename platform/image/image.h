@@ -46,6 +46,11 @@ typedef int (*image_read_cb)(void *handle, void *buffer, unsigned length);
  *                  Untouched on failure */
 [[nodiscard]] image *image_read_reduced(const char *ext, const void *data, size_t size,
                                         int32_t side, int32_t *width, int32_t *height);
+/* Whether this is a PNG file that lacks nothing: every part of it agrees with its checksum, so that only
+ * one that its maker wrote wrong does not decode. Costs a look at each byte, no decoding. Its size, where
+ * it is. Of other files, and of damaged ones, it says no. */
+[[nodiscard]] bool image_is_whole_png(const void *data, size_t size, int32_t *width,
+                                      int32_t *height);
 /* A transparent picture. Null for a size below 1 or above the limits. */
 [[nodiscard]] image *image_create(int32_t width, int32_t height);
 /* Fits *w x *h into a box, ratio kept, enlarging or reducing; each result at least 1.

@@ -3,6 +3,7 @@
 
 #include "config/cfg.h"
 #include "lists/record/list.h"
+#include "skin/skin.h"
 #include "skin/skin_table.h"
 #include "view/list/view_list_state.h"
 #include "view/screen/screen.h"
@@ -44,7 +45,8 @@ void view_list_use_page(skin_page *page)
 
 int view_list_load_skin(const char *package_path)
 {
-    skin_part *part = screen_read_skin(package_path, "list", cfg_skin_list, sizeof cfg_skin_list);
+    skin_part *part =
+        screen_read_skin(package_path, "list", cfg_skin_list, sizeof cfg_skin_list, skin_read_part);
     if (!part)
         return -1;
     view_list_forget_touch();

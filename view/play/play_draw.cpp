@@ -227,7 +227,7 @@ int play_draw(view *self, fb_surface *)
         return 0;
     screen_begin_frame(self);
     /* A worker may choose another layout meanwhile; this frame keeps to one. */
-    if (skin_page *page = play_layout_current())
+    if (skin_page *page = play_layout_shown())
         draw_page(self->frame, page, frame);
     screen_finish_frame(self);
     return 0;

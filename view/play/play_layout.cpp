@@ -1,6 +1,7 @@
 #include "view/play/play_layout.h"
 
 #include "config/cfg.h"
+#include "skin/skin.h"
 #include "skin/skin_table.h"
 #include "view/screen/screen.h"
 
@@ -113,9 +114,10 @@ skin_page *play_layout_current()
     return play_view.current_layout;
 }
 
-int play_layout_load_skin(const char *package_path)
+static int load_skin(const char *package_path, screen_skin_reader read)
 {
-    skin_part *part = screen_read_skin(package_path, "play", cfg_skin_play, sizeof cfg_skin_play);
+    skin_part *part =
+        screen_read_skin(package_path, "play", cfg_skin_play, sizeof cfg_skin_play, read);
     if (!part)
         return -1;
     skin_part *old = nullptr;
@@ -130,6 +132,28 @@ int play_layout_load_skin(const char *package_path)
     (void)skin_free_part(old);
     play_view_request_redraw();
     return 0;
+}
+
+int play_layout_load_skin(const char *package_path)
+{
+    return load_skin(package_path, skin_read_part_sparing);
+}
+
+/* The part is replaced on this thread only, and its images are nobody else's. */
+static skin_part *current_part()
+{
+    const sys_guard guard(play_view_lock);
+    return play_view.play_part;
+}
+
+skin_page *play_layout_shown()
+{
+    skin_page *page = play_layout_current();
+    if (!page || skin_show_page(current_part(), page) == 0)
+        return page;
+    /* Read whole, it is refused at once; without any other skin what there is of it is shown. */
+    (void)load_skin(cfg_skin_play, skin_read_part);
+    return play_layout_current();
 }
 
 uint32_t play_layout_skin_serial()

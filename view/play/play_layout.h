@@ -20,6 +20,9 @@ uint32_t choose_layout(int32_t start);
 void play_layout_update_visibility(skin_page *page);
 /* The variant in use, null without a part; valid until the part is replaced. Main thread. */
 skin_page *play_layout_current();
+/* The same, to be drawn: its pictures are decoded when it is first shown. A part whose pictures turn out to
+ * be broken is replaced as play_layout_load_skin() would have done. */
+skin_page *play_layout_shown();
 /* Reads the part "play" of a package, then of the default, then of any (which rewrites
  * cfg_skin_play), and makes it the screen's. -1: the old part stays. Main thread. */
 int play_layout_load_skin(const char *package_path);

@@ -45,16 +45,17 @@ void screen_finish_frame(view *self)
 
 /* ---- skin ---- */
 
-skin_part *screen_read_skin(const char *package_path, const char *part, char *chosen, size_t size)
+skin_part *screen_read_skin(const char *package_path, const char *part, char *chosen, size_t size,
+                            screen_skin_reader read)
 {
-    if (skin_part *read = skin_read_part(package_path, part))
-        return read;
+    if (skin_part *found = read(package_path, part))
+        return found;
     cfg_set_default_skin_part(chosen, size, part);
-    if (skin_part *read = skin_read_part(chosen, part))
-        return read;
+    if (skin_part *found = read(chosen, part))
+        return found;
     if (cfg_find_available_skin_part(chosen, size, part) != 0)
         return nullptr;
-    return skin_read_part(chosen, part);
+    return read(chosen, part);
 }
 
 /* ---- drawing ---- */

@@ -3,6 +3,7 @@
 
 #include "skin/skin_text.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <ctime>
 
@@ -17,12 +18,14 @@ struct view;
 /* Accepts a view that was never opened. */
 void screen_close(view *self);
 
+/* skin_read_part() or skin_read_part_sparing(). */
+typedef skin_part *(*screen_skin_reader)(const char *package_path, const char *part);
 /* Reads a part from a package, else from the default one, else from any that has it. The package
  * that is read instead is written into the setting of the chosen one.
  *   chosen  cfg_skin_list or cfg_skin_play, `size` bytes
  * Null when no package has the part; the caller frees it. */
 [[nodiscard]] skin_part *screen_read_skin(const char *package_path, const char *part, char *chosen,
-                                          size_t size);
+                                          size_t size, screen_skin_reader read);
 
 /* A frame begins white; once it is finished, it is the view's picture. */
 void screen_begin_frame(view *self);

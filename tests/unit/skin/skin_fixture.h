@@ -16,6 +16,7 @@
 #include <unistd.h>
 #include <utility>
 #include <vector>
+#include <zlib.h>
 
 using part_owner = owner<skin_part, skin_free_part>;
 
@@ -33,6 +34,20 @@ inline std::string make_png(uint32_t width, uint32_t height, uint32_t argb = 0xF
     EXPECT_NE(png_image_write_to_memory(&picture, file.data(), &size, 0, pixels.data(), 0, nullptr),
               0);
     file.resize(size);
+    return file;
+}
+
+/* One whose checksums are right, but whose pixels cannot be unpacked. */
+inline std::string make_png_of_wrong_pixels()
+{
+    std::string file = make_png(20, 10);
+    const size_t name = file.find("IDAT");
+    const auto *bytes = reinterpret_cast<const uint8_t *>(file.data());
+    const uint32_t size = uint32_t{bytes[name - 2]} << 8 | bytes[name - 1];
+    file[name + 6] = static_cast<char>(0xFF); /* a kind of block that does not exist */
+    const uint32_t sum = static_cast<uint32_t>(crc32(0, bytes + name, size + 4));
+    for (uint32_t i = 0; i < 4; i++)
+        file[name + 4 + size + i] = static_cast<char>(sum >> (24 - 8 * i));
     return file;
 }
 

@@ -1,5 +1,6 @@
 #include "view/play/play_layout.h"
 
+#include "unit/skin/skin_fixture.h"
 #include "unit/view/play/play_fixture.h"
 
 /* Loaders that only count: what is held is set by hand. */
@@ -212,6 +213,38 @@ TEST_F(play_layout, falls_back_to_the_default_skin_and_then_to_any)
     ASSERT_EQ(play_layout_load_skin("skins/gone"), 0);
     EXPECT_STREQ(cfg_skin_play, "skins/Aqua_Ver0.4.zip");
     EXPECT_EQ(element(0)->x, 2);
+}
+
+/* Found out when the variant is first drawn; the outcome is that of a picture found broken at once. */
+TEST_F(play_layout, a_skin_whose_picture_does_not_decode_is_replaced_when_it_is_shown)
+{
+    cfg_load_default();
+    ASSERT_EQ(mkdir("skins", 0755), 0);
+    ASSERT_EQ(mkdir("skins/any", 0755), 0);
+    scratch_write("skins/any/play.xml", "<skin version=\"0.1\"><text x=\"1\"/></skin>");
+    str_copy(cfg_skin_play, "pack");
+    load_part({"|<text x=\"5\"/>", "|<img src=\"a.png\"/>"});
+    scratch_write("pack/a.png", make_png_of_wrong_pixels());
+    ASSERT_EQ(play_layout_load_skin("pack"), 0);
+    EXPECT_TRUE(draw());
+    EXPECT_EQ(element(0)->x, 5) << "the other variant is not shown";
+    EXPECT_STREQ(cfg_skin_play, "pack");
+    choose_layout(1);
+    play_screen.redraw = 1;
+    EXPECT_TRUE(draw());
+    EXPECT_STREQ(cfg_skin_play, "skins/any");
+    EXPECT_EQ(element(0)->x, 1);
+}
+
+TEST_F(play_layout, without_any_other_skin_the_rest_of_it_is_shown)
+{
+    cfg_load_default();
+    load_part({"|<img src=\"a.png\"/><text x=\"5\"/>"});
+    scratch_write("pack/a.png", make_png_of_wrong_pixels());
+    ASSERT_EQ(play_layout_load_skin("pack"), 0);
+    EXPECT_TRUE(draw());
+    EXPECT_EQ(element(0)->image, nullptr);
+    EXPECT_EQ(element(1)->x, 5);
 }
 
 TEST_F(play_layout, keeps_the_old_part_when_no_skin_can_be_read)
