@@ -31,7 +31,7 @@ struct menu_row {
 };
 
 /* A running scan. The thread owns it. */
-struct scan_job {
+struct menu_scan {
     std::atomic<uint8_t> *running;
     int32_t message_id; /* shown until the scan has succeeded */
 };
@@ -48,7 +48,7 @@ static void show(list *next)
 
 static void scan(void *started)
 {
-    auto *job = static_cast<scan_job *>(started);
+    auto *job = static_cast<menu_scan *>(started);
     if (library_scan() == 0) {
         (void)overlay_msg_remove(job->message_id); /* gone already while the program ends */
         (void)list_playlists->update(nullptr, list_playlists);
@@ -62,7 +62,7 @@ static void scan(void *started)
 
 static int start_scan(int32_t message_id)
 {
-    auto *job = static_cast<scan_job *>(calloc(1, sizeof(scan_job)));
+    auto *job = static_cast<menu_scan *>(calloc(1, sizeof(menu_scan)));
     if (!job)
         return -1;
     job->running = &scan_running;

@@ -16,7 +16,7 @@
 constexpr uint32_t fresh_in_folder = 256; /* memory cards search a folder from its start */
 
 /* Where one entry goes. */
-struct placement {
+struct file_placement {
     char fresh[64]; /* its content, extracted */
     char target[1024];
     char parking[512];
@@ -53,7 +53,7 @@ static mode_t choose_mode(const update_entry *entry, const char *target)
     return mode | 0600;
 }
 
-static bool plan(const update_entry *entry, placement *place)
+static bool plan(const update_entry *entry, file_placement *place)
 {
     char name[update_name_size];
     str_copy(name, entry->name);
@@ -67,7 +67,7 @@ static bool plan(const update_entry *entry, placement *place)
 
 static int extract_file(update_package *package, const update_entry *entry)
 {
-    placement place;
+    file_placement place;
     char folder[64];
     fresh_folder(entry->index / fresh_in_folder, folder);
     if (!plan(entry, &place) || file_mkdir(folder) != 0)
@@ -138,7 +138,7 @@ static bool can_be_written(const char *target)
 }
 
 /* A second name first, where the disk knows such: then the target is never missing. */
-static void park(const placement *place)
+static void park(const file_placement *place)
 {
     if (link(place->target, place->parking) != 0)
         (void)file_rename(place->target, place->parking);
@@ -164,7 +164,7 @@ static int sync_file(FILE *file)
 
 /* For targets that cannot be replaced by a rename: a link that somebody made, a folder in which
  * nothing can be made, another disk. */
-static int overwrite(const placement *place)
+static int overwrite(const file_placement *place)
 {
     owner<FILE, fclose> from(file_fopen(place->fresh, "rb"));
     owner<FILE, fclose> to(file_fopen(place->target, "wb"));
@@ -186,7 +186,7 @@ static bool is_folder(const char *path)
 }
 
 /* The check refuses files over folders; one that was made since then stays where it is too. */
-static int put_in_place(const placement *place)
+static int put_in_place(const file_placement *place)
 {
     struct stat old;
     if (is_folder(place->target))
@@ -230,7 +230,7 @@ static bool path_is_refused(const char *path)
 
 static int place_file(const update_entry *entry)
 {
-    placement place;
+    file_placement place;
     if (!plan(entry, &place))
         return -1;
     if (put_in_place(&place) == 0)

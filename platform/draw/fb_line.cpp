@@ -6,7 +6,7 @@
 
 /* A line walked along its longer direction, `major` growing. The same pixels come out whichever
  * end is named first. */
-struct walk {
+struct line_walk {
     int64_t major;     /* of the pixel reached */
     int64_t minor;     /* of the pixel reached */
     int64_t major_end; /* last pixel */
@@ -18,7 +18,7 @@ struct walk {
 
 /* Goes `steps` pixels at once, for a start far outside the surface. The product of steps and rise
  * needs 65 bits, hence the division bit by bit. */
-static void walk_skip(walk *line, uint64_t steps)
+static void walk_skip(line_walk *line, uint64_t steps)
 {
     uint64_t quotient = 0;
     uint64_t rest = 0;
@@ -38,7 +38,7 @@ static void walk_skip(walk *line, uint64_t steps)
     line->minor += line->minor_step * static_cast<int64_t>(quotient);
 }
 
-static void walk_step(walk *line)
+static void walk_step(line_walk *line)
 {
     line->major++;
     line->error += line->rise;
@@ -48,13 +48,13 @@ static void walk_step(walk *line)
     }
 }
 
-static walk walk_make(int64_t major1, int64_t minor1, int64_t major2, int64_t minor2)
+static line_walk walk_make(int64_t major1, int64_t minor1, int64_t major2, int64_t minor2)
 {
     if (major2 < major1) {
         std::swap(major1, major2);
         std::swap(minor1, minor2);
     }
-    walk line = {};
+    line_walk line = {};
     line.major = major1;
     line.minor = minor1;
     line.major_end = major2;
@@ -74,7 +74,7 @@ int fb_draw_line(fb_surface *surface, int32_t x1, int32_t y1, int32_t x2, int32_
         return fb_draw_rect(surface, x1, y1, 1, 1, colour);
     const bool steep = std::llabs(static_cast<int64_t>(y2) - y1) >
                        std::llabs(static_cast<int64_t>(x2) - x1); /* y is the major direction */
-    walk line = steep ? walk_make(y1, x1, y2, x2) : walk_make(x1, y1, x2, y2);
+    line_walk line = steep ? walk_make(y1, x1, y2, x2) : walk_make(x1, y1, x2, y2);
     const int32_t major_size = steep ? surface->height : surface->width;
     const int32_t minor_size = steep ? surface->width : surface->height;
     if (line.major_end < 0)

@@ -14,13 +14,13 @@ struct rectangle {
     int64_t left, top, right, bottom;
 };
 
-struct entry {
+struct text_entry {
     fb_text text;      /* its `text` is owned */
     rectangle visible; /* what copies have not covered yet, on the surface */
 };
 
 struct fb_text_log {
-    entry *entries; /* in the order drawn */
+    text_entry *entries; /* in the order drawn */
     uint32_t count;
     uint32_t room;
 };
@@ -67,7 +67,7 @@ static void hide(rectangle *visible, const rectangle &cover)
         visible->bottom = std::min(visible->bottom, cover.top);
 }
 
-static void release(entry *old)
+static void release(text_entry *old)
 {
     free(const_cast<char *>(old->text.text));
 }
@@ -98,7 +98,7 @@ static int grow(fb_text_log *log)
     if (log->room >= texts_max)
         return -1;
     const uint32_t room = log->room ? log->room * 2 : 32;
-    entry *grown = static_cast<entry *>(realloc(log->entries, room * sizeof *grown));
+    text_entry *grown = static_cast<text_entry *>(realloc(log->entries, room * sizeof *grown));
     if (!grown)
         return -1;
     log->entries = grown;
@@ -114,7 +114,7 @@ static void add(fb_text_log *log, const fb_text *text, const rectangle &visible)
     char *copy = strdup(text->text);
     if (!copy)
         return;
-    entry *added = &log->entries[log->count++];
+    text_entry *added = &log->entries[log->count++];
     added->text = *text;
     added->text.text = copy;
     added->visible = visible;
@@ -158,7 +158,7 @@ void fb_texts_move(fb_surface *dst, const fb_surface *src, const fb_area *area)
     const int32_t by_x = area->dst_x - area->src_x;
     const int32_t by_y = area->dst_y - area->src_y;
     for (uint32_t i = 0; src->texts && i < src->texts->count; i++) {
-        const entry &from = src->texts->entries[i];
+        const text_entry &from = src->texts->entries[i];
         fb_text moved = from.text;
         moved.x = moved_by(moved.x, by_x);
         moved.y = moved_by(moved.y, by_y);

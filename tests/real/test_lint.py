@@ -106,6 +106,20 @@ class Lint(unittest.TestCase):
     def test_a_build_without_objects_proves_nothing(self):
         self.assert_fault(self.run_tool("lint_links.py", "nowhere"), "build it first")
 
+    def test_two_types_of_one_name(self):
+        self.write("skin/one.cpp", "struct row {\n    int a;\n};\n")
+        self.write("view/two.cpp", "struct row {\n    long b;\n};\n")
+        run = self.run_tool("lint_types.py")
+        self.assertNotEqual(run.returncode, 0)
+        self.assertIn("row is defined at skin/one.cpp:1, view/two.cpp:1", run.stdout)
+
+    def test_types_of_tests_may_share_their_names(self):
+        self.write("tests/one.cpp", "struct row {\n};\n")
+        self.write("tests/two.cpp", "struct row {\n};\nstruct other {\n};\n")
+        self.assertEqual(self.run_tool("lint_types.py").returncode, 0)
+        self.write("view/three.cpp", "struct other {\n};\n")
+        self.assertNotEqual(self.run_tool("lint_types.py").returncode, 0)
+
 
 if __name__ == "__main__":
     unittest.main()

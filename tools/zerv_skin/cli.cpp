@@ -14,13 +14,13 @@
 
 constexpr int status_usage = 2;
 
-struct command {
+struct cli_command {
     const char *name, *arguments, *help;
     int (*run)(const cli_options *options);
     bool has_subject = true; /* it wants one argument */
 };
 
-static constexpr command commands[] = {
+static constexpr cli_command commands[] = {
     {"check", "PACKAGE",
      "Reports what the player would leave out of a package (a zip or a folder), and what it\n"
      "would show differently from what you meant. Exit status: 0 nothing found, 1 warnings,\n"
@@ -62,12 +62,12 @@ static constexpr command commands[] = {
 static void print_usage(FILE *to)
 {
     fputs("Usage: zerv-skin COMMAND ...\nHelps to make skins for " PROGRAM_NAME ".\n\n", to);
-    for (const command &each : commands)
+    for (const cli_command &each : commands)
         fprintf(to, "  zerv-skin %s%s%s\n", each.name, *each.arguments ? " " : "", each.arguments);
     fputs("\nzerv-skin COMMAND --help says more. The manual is zerv-skin(1).\n", to);
 }
 
-static void print_command(const command &of, FILE *to)
+static void print_command(const cli_command &of, FILE *to)
 {
     fprintf(to, "Usage: zerv-skin %s%s%s\n%s", of.name, *of.arguments ? " " : "", of.arguments,
             of.help);
@@ -92,7 +92,7 @@ static const option long_options[] = {
 
 enum class parse_result { run, help, wrong };
 
-static parse_result parse_options(const command &of, int argc, char **argv, cli_options *to)
+static parse_result parse_options(const cli_command &of, int argc, char **argv, cli_options *to)
 {
     optind = 0; /* starts over, also after an earlier call */
     for (int code = 0; (code = getopt_long(argc, argv, "ho:", long_options, nullptr)) != -1;) {
@@ -121,7 +121,7 @@ static parse_result parse_options(const command &of, int argc, char **argv, cli_
     return parse_result::run;
 }
 
-static int run_command(const command &of, int argc, char **argv)
+static int run_command(const cli_command &of, int argc, char **argv)
 {
     cli_options options = {};
     options.colours = isatty(STDOUT_FILENO) && !getenv("NO_COLOR");
@@ -154,7 +154,7 @@ int cli_main(int argc, char **argv)
         print_usage(stdout);
         return 0;
     }
-    for (const command &each : commands)
+    for (const cli_command &each : commands)
         if (strcmp(each.name, name) == 0)
             return run_command(each, argc - 1, argv + 1);
     if (*name)

@@ -13,14 +13,14 @@ struct fact {
     std::string text, json;
 };
 
-struct entry {
+struct word_entry {
     std::string name;
     std::vector<fact> facts;
 };
 
 struct table {
     const char *name, *title;
-    std::vector<entry> entries;
+    std::vector<word_entry> entries;
 };
 
 static fact make_text(const char *name, const std::string &text)
@@ -59,7 +59,7 @@ static table read_attributes(const char *name, const char *title,
 {
     table made = {name, title, {}};
     for (const skin_attribute &each : attributes) {
-        entry row = {each.name, {make_text("value", each.kind->name)}};
+        word_entry row = {each.name, {make_text("value", each.kind->name)}};
         if (each.standard != 0)
             row.facts.push_back(make_text("standard", std::to_string(each.standard)));
         made.entries.push_back(row);
@@ -163,7 +163,7 @@ static void print_json(const std::vector<table> &tables)
     for (const table &each : tables) {
         printf("%s  \"%s\": [", before, each.name);
         const char *separator = "\n";
-        for (const entry &row : each.entries) {
+        for (const word_entry &row : each.entries) {
             printf("%s    {\"name\": %s", separator, report_json_text(row.name).c_str());
             for (const fact &told : row.facts)
                 printf(", \"%s\": %s", told.name, told.json.c_str());
@@ -180,7 +180,7 @@ static void print_text(const std::vector<table> &tables)
 {
     for (const table &each : tables) {
         printf("%s%s\n", &each == tables.data() ? "" : "\n", each.title);
-        for (const entry &row : each.entries) {
+        for (const word_entry &row : each.entries) {
             printf("  %s", row.name.c_str());
             for (const fact &told : row.facts)
                 printf("%s %s: %s", &told == row.facts.data() ? " -" : ";", told.name,

@@ -180,14 +180,14 @@ static void draw_row(fb_surface *to, const skin_element *slot, int32_t index)
 }
 
 /* What the screen does with a kind of element, besides what every screen draws of it. */
-struct kind_drawing {
+struct list_kind_drawing {
     void (*prepare)(const view_list_model &model, skin_element *element) = nullptr;
     void (*draw)(fb_surface *to, const skin_element *element) = nullptr;
     bool has_no_outline = false;
 };
 
 static constexpr auto kinds = [] {
-    std::array<kind_drawing, skin_kind_count> all = {};
+    std::array<list_kind_drawing, skin_kind_count> all = {};
     all[skin_kind_at("scroll")] = {.prepare = set_bar};
     all[skin_kind_at("text")] = {.draw = draw_text};
     all[skin_kind_at("list")] = {.has_no_outline = true}; /* its rows have theirs */
@@ -197,7 +197,7 @@ static constexpr auto kinds = [] {
 static void draw_element(fb_surface *to, skin_element *element, const view_list_model &model,
                          view_list_rows *walk)
 {
-    const kind_drawing &kind = kinds[element->means.kind];
+    const list_kind_drawing &kind = kinds[element->means.kind];
     if (kind.prepare)
         kind.prepare(model, element);
     if (skin_common_behavior(element, to) != 0)

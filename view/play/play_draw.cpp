@@ -24,7 +24,7 @@ struct play_frame {
 };
 
 /* What the screen does with a kind of element, besides what every screen draws of it. */
-struct kind_drawing {
+struct play_kind_drawing {
     void (*prepare)(const play_frame &frame, skin_element *element) = nullptr;
     void (*draw)(fb_surface *to, const skin_element *element, const play_frame &frame) = nullptr;
 };
@@ -188,7 +188,7 @@ static void draw_cover(fb_surface *to, const skin_element *element, const play_f
 }
 
 static constexpr auto kinds = [] {
-    std::array<kind_drawing, skin_kind_count> all = {};
+    std::array<play_kind_drawing, skin_kind_count> all = {};
     all[skin_kind_at("scroll")] = {.prepare = set_bar};
     all[skin_kind_at("text")] = {.draw = draw_text};
     all[skin_kind_at("lyrics")] = {.draw = draw_lyrics};
@@ -198,7 +198,7 @@ static constexpr auto kinds = [] {
 
 static void draw_element(fb_surface *to, skin_element *element, const play_frame &frame)
 {
-    const kind_drawing &kind = kinds[element->means.kind];
+    const play_kind_drawing &kind = kinds[element->means.kind];
     if (kind.prepare)
         kind.prepare(frame, element);
     if (skin_common_behavior(element, to) == 0 && kind.draw)

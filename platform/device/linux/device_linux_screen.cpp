@@ -25,11 +25,11 @@ static constinit size_t mapped_bytes = 0;
 static constinit int console_fd = -1; /* open while the console does not draw */
 
 /* Where a frame lies on the panel. */
-struct placement {
+struct panel_placement {
     int32_t left, top, scale;
 };
 
-static placement place(const linux_panel *on, const fb_surface *frame)
+static panel_placement place(const linux_panel *on, const fb_surface *frame)
 {
     const int32_t scale =
         std::max(1, std::min(on->width / frame->width, on->height / frame->height));
@@ -64,7 +64,7 @@ static void visible(int32_t at, int32_t length, int32_t limit, int32_t *from, in
     *count = std::max(0, std::min(at + length, limit) - *from);
 }
 
-static void convert_row(const linux_panel *on, const uint16_t *from, const placement &where,
+static void convert_row(const linux_panel *on, const uint16_t *from, const panel_placement &where,
                         int32_t left, int32_t count, uint8_t *to)
 {
     static_assert(std::endian::native == std::endian::little);
@@ -77,7 +77,7 @@ static void convert_row(const linux_panel *on, const uint16_t *from, const place
 
 void linux_panel_draw(const linux_panel *on, const fb_surface *frame)
 {
-    const placement where = place(on, frame);
+    const panel_placement where = place(on, frame);
     int32_t left = 0, top = 0, columns = 0, rows = 0;
     visible(where.left, frame->width * where.scale, on->width, &left, &columns);
     visible(where.top, frame->height * where.scale, on->height, &top, &rows);

@@ -17,16 +17,16 @@ constexpr int32_t settle_after_ms = 2;
 constexpr int32_t wait_most_ms = 10000;
 
 /* What a command did. */
-enum class outcome {
+enum class script_outcome {
     done, /* the next command may follow at once */
     pass, /* the main loop has to run a pass first */
     bad,  /* refused; `refusal` says why */
 };
 
-struct command {
+struct script_command {
     const char *name;
     int words_least, words_most; /* arguments; 1, -1: the rest of the line is one */
-    outcome (*run)(char *const *words, int count);
+    script_outcome (*run)(char *const *words, int count);
 };
 
 /* Main thread. */
@@ -39,10 +39,10 @@ static constinit const char *answer_after = nullptr; /* printed once busy_until_
 static constinit char wait_text[1024] = {};          /* what is waited for, empty: nothing */
 static constinit const char *refusal = "";
 
-static outcome refuse(const char *why)
+static script_outcome refuse(const char *why)
 {
     refusal = why;
-    return outcome::bad;
+    return script_outcome::bad;
 }
 
 /* True when this pass is spent on letting time go by. */
@@ -55,13 +55,13 @@ static bool let_time_pass()
     return true;
 }
 
-static outcome begin_time(int32_t ms)
+static script_outcome begin_time(int32_t ms)
 {
     busy_until_ms = virtual_msec() + ms;
-    return let_time_pass() ? outcome::pass : outcome::done;
+    return let_time_pass() ? script_outcome::pass : script_outcome::done;
 }
 
-static outcome run_advance(char *const *words, int)
+static script_outcome run_advance(char *const *words, int)
 {
     int32_t ms = 0;
     if (virtual_word_number(words[0], &ms) != 0 || ms < 0)
@@ -69,7 +69,7 @@ static outcome run_advance(char *const *words, int)
     return begin_time(ms);
 }
 
-static outcome send_keys(const char *word, bool down, bool up)
+static script_outcome send_keys(const char *word, bool down, bool up)
 {
     uint32_t mask = 0;
     if (virtual_word_keys(word, &mask) != 0)
@@ -78,20 +78,20 @@ static outcome send_keys(const char *word, bool down, bool up)
         key_event(mask, true);
     if (up)
         key_event(mask, false);
-    return outcome::pass;
+    return script_outcome::pass;
 }
 
-static outcome run_key(char *const *words, int)
+static script_outcome run_key(char *const *words, int)
 {
     return send_keys(words[0], true, true);
 }
 
-static outcome run_down(char *const *words, int)
+static script_outcome run_down(char *const *words, int)
 {
     return send_keys(words[0], true, false);
 }
 
-static outcome run_up(char *const *words, int)
+static script_outcome run_up(char *const *words, int)
 {
     return send_keys(words[0], false, true);
 }
@@ -105,7 +105,7 @@ static int32_t touch_type(const char *word)
     return strcmp(word, "release") == 0 ? touch_type_release : 0;
 }
 
-static outcome run_touch(char *const *words, int)
+static script_outcome run_touch(char *const *words, int)
 {
     const int32_t type = touch_type(words[0]);
     int32_t x = 0, y = 0;
@@ -114,47 +114,47 @@ static outcome run_touch(char *const *words, int)
     if (virtual_word_number(words[1], &x) != 0 || virtual_word_number(words[2], &y) != 0)
         return refuse("the point is not two numbers");
     touch_event(type, x, y);
-    return outcome::pass;
+    return script_outcome::pass;
 }
 
 /* Several may follow one another before the pass that takes them as one drop. */
-static outcome run_drop(char *const *words, int)
+static script_outcome run_drop(char *const *words, int)
 {
     drop_event(words[0]);
-    return outcome::done;
+    return script_outcome::done;
 }
 
-static outcome run_dropped(char *const *, int)
+static script_outcome run_dropped(char *const *, int)
 {
     drop_end();
-    return outcome::pass;
+    return script_outcome::pass;
 }
 
-static outcome run_title(char *const *, int)
+static script_outcome run_title(char *const *, int)
 {
     virtual_answer_title();
-    return outcome::done;
+    return script_outcome::done;
 }
 
-static outcome run_battery(char *const *words, int)
+static script_outcome run_battery(char *const *words, int)
 {
     int32_t percent = 0;
     if (virtual_word_number(words[0], &percent) != 0 || percent < 0 || percent > 100)
         return refuse("the level is not between 0 and 100");
     virtual_set_battery(percent);
-    return outcome::done;
+    return script_outcome::done;
 }
 
-static outcome run_wall(char *const *words, int)
+static script_outcome run_wall(char *const *words, int)
 {
     int64_t seconds = 0;
     if (virtual_word_wall(words[0], &seconds) != 0)
         return refuse("the time is not YYYY-MM-DDThh:mm:ss");
     virtual_set_wall(seconds);
-    return outcome::done;
+    return script_outcome::done;
 }
 
-static outcome run_settle(char *const *words, int count)
+static script_outcome run_settle(char *const *words, int count)
 {
     int32_t ms = settle_default_ms;
     if (count > 0 && (virtual_word_number(words[0], &ms) != 0 || ms < 0))
@@ -163,63 +163,63 @@ static outcome run_settle(char *const *words, int count)
     return begin_time(settle_after_ms);
 }
 
-static outcome run_wait(char *const *words, int)
+static script_outcome run_wait(char *const *words, int)
 {
     if (virtual_screen_has_text(words[0])) {
         printf("found\n");
-        return outcome::done;
+        return script_outcome::done;
     }
     if (!str_copy(wait_text, words[0]))
         return refuse("the text is too long");
     return begin_time(wait_most_ms);
 }
 
-static outcome run_screenshot(char *const *words, int)
+static script_outcome run_screenshot(char *const *words, int)
 {
-    return virtual_answer_screenshot(words[0]) == 0 ? outcome::done
+    return virtual_answer_screenshot(words[0]) == 0 ? script_outcome::done
                                                     : refuse("the picture cannot be written");
 }
 
-static outcome run_pixel(char *const *words, int)
+static script_outcome run_pixel(char *const *words, int)
 {
     int32_t x = 0, y = 0;
     if (virtual_word_number(words[0], &x) != 0 || virtual_word_number(words[1], &y) != 0 ||
         virtual_answer_pixel(x, y) != 0)
         return refuse("the point is not on the screen");
-    return outcome::done;
+    return script_outcome::done;
 }
 
-static outcome run_text(char *const *, int)
+static script_outcome run_text(char *const *, int)
 {
     virtual_answer_text();
-    return outcome::done;
+    return script_outcome::done;
 }
 
-static outcome run_state(char *const *, int)
+static script_outcome run_state(char *const *, int)
 {
     virtual_answer_state();
-    return outcome::done;
+    return script_outcome::done;
 }
 
-static outcome run_echo(char *const *words, int count)
+static script_outcome run_echo(char *const *words, int count)
 {
     printf("%s\n", count > 0 ? words[0] : "");
-    return outcome::done;
+    return script_outcome::done;
 }
 
-static outcome press_quit()
+static script_outcome press_quit()
 {
     key_event(key_quit, true);
     key_event(key_quit, false);
-    return outcome::pass;
+    return script_outcome::pass;
 }
 
-static outcome run_quit(char *const *, int)
+static script_outcome run_quit(char *const *, int)
 {
     return press_quit();
 }
 
-static const command commands[] = {
+static const script_command commands[] = {
     {"advance", 1, 1, run_advance}, {"key", 1, 1, run_key},
     {"down", 1, 1, run_down},       {"up", 1, 1, run_up},
     {"touch", 3, 3, run_touch},     {"battery", 1, 1, run_battery},
@@ -251,7 +251,7 @@ static void cut_comment(char *line)
     }
 }
 
-static outcome run_command(const command *which, char *rest)
+static script_outcome run_command(const script_command *which, char *rest)
 {
     char *words[words_most] = {};
     int count = 0;
@@ -266,14 +266,14 @@ static outcome run_command(const command *which, char *rest)
     return which->run(words, count);
 }
 
-static outcome run_line(char *line)
+static script_outcome run_line(char *line)
 {
     cut_comment(line);
     str_strip(line);
     if (*line == 0)
-        return outcome::done;
+        return script_outcome::done;
     char *rest = cut_word(line);
-    for (const command &each : commands) {
+    for (const script_command &each : commands) {
         if (strcmp(each.name, line) == 0)
             return run_command(&each, rest);
     }
@@ -318,10 +318,11 @@ static bool run_next()
         return true;
     }
     line_number++;
-    const outcome result = got == virtual_line::some ? run_line(line) : refuse("the line is bad");
-    if (result == outcome::bad)
+    const script_outcome result =
+        got == virtual_line::some ? run_line(line) : refuse("the line is bad");
+    if (result == script_outcome::bad)
         fail(refusal);
-    return result != outcome::pass;
+    return result != script_outcome::pass;
 }
 
 int virtual_script_open()
