@@ -227,18 +227,21 @@ static int replace_commit_in_place(file_replacement *replacement)
     return close(fd) == 0 ? result : -1;
 }
 
-/* The new name itself reaches the disk with its folder. A folder that cannot be opened or synced
- * leaves old or new after a power cut, which is all that is promised. */
-static void replace_sync_folder(const char *path)
+/* The new name itself reaches the disk with its folder; but where the file lies, a memory card (FAT)
+ * keeps under the name and writes with the file: without it the name would lead to the old file's
+ * place, which is free by then. What cannot be synced leaves old or new after a power cut, which is
+ * all that is promised. */
+static void replace_sync_name(int fd, const char *path)
 {
     char folder[PATH_MAX];
+    (void)fsync(fd);
     if (!str_copy(folder, path))
         return;
-    const int fd = open(file_dirname(folder), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd < 0)
+    const int above = open(file_dirname(folder), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (above < 0)
         return;
-    (void)fsync(fd);
-    close(fd);
+    (void)fsync(above);
+    close(above);
 }
 
 /* A mounted file, or one of another user in a sticky folder, keeps its name but may be written. */
@@ -266,7 +269,7 @@ static int replace_copy_over(file_replacement *replacement)
 static int replace_rename(file_replacement *replacement)
 {
     if (rename(replacement->beside, replacement->target) == 0) {
-        replace_sync_folder(replacement->target);
+        replace_sync_name(fileno(replacement->stream), replacement->target);
         return 0;
     }
     if (errno == EBUSY || errno == EPERM || errno == EACCES)
