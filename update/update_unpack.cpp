@@ -82,9 +82,9 @@ static int extract_file(update_package *package, const update_entry *entry)
 
 /* Before a file takes its place its content is on the disk, else a power cut could leave an empty
  * one there. All of them at once: a card takes as long for one. */
-static int sync_scratch()
+static int sync_disk_of(const char *folder)
 {
-    const int fd = open("_tmp", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const int fd = open(folder, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (fd < 0)
         return -1;
     int result = syncfs(fd);
@@ -253,8 +253,7 @@ static int place_entry(update_package *, const update_entry *entry, void *)
     return 0;
 }
 
-/* The new names themselves reach the disk with their folder. A disk that cannot do this leaves old
- * or new files after a power cut, which is all that is promised.
+/* The new names themselves reach the disk with their folder, which may be on another one.
  *   context  the folder that was synced last: entries of one folder mostly follow one another */
 static int sync_folder_of(update_package *, const update_entry *entry, void *context)
 {
@@ -276,7 +275,8 @@ static int sync_folder_of(update_package *, const update_entry *entry, void *con
 
 int update_extract(const char *package_path, bool (*go_on)())
 {
-    if (for_each_entry(package_path, extract_entry, nullptr, go_on) == 0 && sync_scratch() == 0)
+    if (for_each_entry(package_path, extract_entry, nullptr, go_on) == 0 &&
+        sync_disk_of("_tmp") == 0)
         return 0;
     /* What stays of it the next check removes. */
     (void)for_each_entry(package_path, drop_entry, nullptr, nullptr);
@@ -289,5 +289,9 @@ int update_place(const char *package_path)
     (void)file_mkdir(".");
     if (for_each_entry(package_path, place_entry, nullptr, nullptr) != 0)
         return -1;
+    /* Where each file lies, a memory card writes with the file and not with its folder: without
+     * this the program would be empty after a power cut. A disk that cannot do this leaves old or
+     * new files, which is all that is promised. */
+    (void)sync_disk_of(".");
     return for_each_entry(package_path, sync_folder_of, last, nullptr);
 }
