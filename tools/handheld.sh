@@ -34,13 +34,19 @@ fetch_machine() {
     touch "$folder/parts/.whole"
 }
 
-# handheld: boots it, plays, presses keys, quits, and compares picture and sound.
+# handheld: boots it, plays, presses keys, quits, and compares picture and sound. handheld card:
+# boots it with the player on a memory card, and takes its power.
 handheld() {
     install_packages play test cross cross-mipsel handheld
     fetch_machine
     build release zerv-player player-folder
     make_sysroot mipsel
     build cross-mipsel zerv-player player-folder
+    if [ "${1:-}" = card ]; then
+        python3 -B tools/handheld_card.py --player build/cross-mipsel/player \
+            --sysroot build/sysroot-mipsel --work build/handheld
+        return
+    fi
     python3 -B tools/handheld.py --player build/cross-mipsel/player --host build/release/player \
         --sysroot build/sysroot-mipsel --work build/handheld "$@"
 }

@@ -15,7 +15,8 @@ from pathlib import Path
 MODULES = ["virtio", "virtio_ring", "virtio_pci_legacy_dev", "virtio_pci_modern_dev", "virtio_pci",
            "evdev", "virtio_input", "soundcore", "snd", "snd-timer", "snd-pcm", "snd-seq-device",
            "snd-rawmidi", "gameport", "snd-ens1370"]
-TOOLS = ["sh", "mount", "insmod", "date", "reboot", "echo"]
+TOOLS = ["sh", "mount", "umount", "insmod", "date", "reboot", "echo", "cat", "cmp", "cp", "find", "mkdir",
+         "rm", "ifconfig", "httpd"]
 
 INIT = """#!/bin/sh
 export PATH=/bin LD_LIBRARY_PATH=/lib HOME=/ TZ=UTC
@@ -70,7 +71,14 @@ def copy_folder(source, target):
     subprocess.run(["cp", "-r", source, target], check=True)
 
 
-def make_root(root, parts, sysroot, clock):
+def add_library(name, target, sysroot):
+    """One that nothing is linked to, and what it needs."""
+    place = target / name
+    place.write_bytes(next((sysroot / "usr/lib").rglob(name)).read_bytes())
+    copy_libraries(place, target, sysroot)
+
+
+def make_root(root, parts, sysroot, clock, init=INIT, more_modules=()):
     """Around the folder `player` that is there already. No /etc: a small system has no groups."""
     for name in ("bin", "dev", "proc", "sys", "lib/modules", "usr/share"):
         (root / name).mkdir(parents=True)
@@ -78,11 +86,12 @@ def make_root(root, parts, sysroot, clock):
     (root / "bin/busybox").chmod(0o755)
     for name in TOOLS:
         (root / "bin" / name).symlink_to("busybox")
-    for name in MODULES:
+    modules = MODULES + list(more_modules)
+    for name in modules:
         (root / f"lib/modules/{name}.ko").write_bytes(find_module(parts, name).read_bytes())
     copy_folder(parts / "usr/share/alsa", root / "usr/share/alsa")
     copy_libraries(root / "player/zerv-player", root / "lib", sysroot)
-    (root / "init").write_text(INIT % {"modules": " ".join(MODULES), "clock": clock.replace("T", " ")})
+    (root / "init").write_text(init % {"modules": " ".join(modules), "clock": clock.replace("T", " ")})
     (root / "init").chmod(0o755)
 
 
@@ -196,13 +205,13 @@ def await_socket(path, process, log):
 
 
 @contextmanager
-def boot(root, parts, sound):
+def boot(root, parts, sound, more=()):
     archive, log, control = (root.with_suffix(end) for end in (".gz", ".log", ".control"))
     write_archive(root, archive)
     for path in (control, sound):
         path.unlink(missing_ok=True)
     with open(log, "wb") as out:
-        process = subprocess.Popen(machine_command(parts, archive, sound, control),
+        process = subprocess.Popen([*machine_command(parts, archive, sound, control), *more],
                                    stdin=subprocess.DEVNULL, stdout=out, stderr=out)
     try:
         await_socket(control, process, log)
