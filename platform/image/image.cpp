@@ -210,7 +210,7 @@ image *image_read_reduced(const char *ext, const void *data, size_t size, int32_
     source.read = read_memory;
     source.handle = &rest;
     source.side = side;
-    source.budget = std::max(budget_max - int64_t(size), budget_min);
+    source.budget = std::max(budget_max - static_cast<int64_t>(size), budget_min);
     image *picture = decode_source(&source);
     if (!picture)
         return nullptr;

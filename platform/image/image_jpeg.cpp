@@ -175,7 +175,7 @@ static bool decode_guarded(jpeg_job *job)
     job->jpeg.src = &job->input;
     job->jpeg.progress = &job->progress;
     /* Needs more only where it holds all coefficients, and gives up there. */
-    job->jpeg.mem->max_memory_to_use = long(job->source->budget);
+    job->jpeg.mem->max_memory_to_use = static_cast<long>(job->source->budget);
     return decode_steps(job);
 }
 

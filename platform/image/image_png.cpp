@@ -115,7 +115,8 @@ static bool decode_steps(png_job *job)
     const png_uint_32 height = png_get_image_height(job->png, job->info);
     if (!image_source_accept(job->source, width, height))
         return false;
-    if (job->source->side > 0 && int64_t(png_get_rowbytes(job->png, job->info)) * height > rows_max)
+    if (job->source->side > 0 &&
+        static_cast<int64_t>(png_get_rowbytes(job->png, job->info)) * height > rows_max)
         return false;
     ask_for_rgba(job);
     const int passes = png_set_interlace_handling(job->png);
@@ -124,7 +125,7 @@ static bool decode_steps(png_job *job)
         return false;
     /* The passes of an interlaced picture fill all of its rows again and again. */
     const bool is_held = job->source->side > 0 && passes > 1;
-    if (is_held && int64_t(width) * height * 4 > job->source->budget)
+    if (is_held && static_cast<int64_t>(width) * height * 4 > job->source->budget)
         return false;
     const int32_t factor = passes == 1 ? image_source_factor(job->source) : 1;
     return factor == 1 ? read_whole(job, passes) : read_reduced(job, factor);
