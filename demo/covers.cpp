@@ -98,7 +98,7 @@ static colour train(double x, double y)
 /* Four looks at each pixel smooth the edges. */
 static maker_picture draw(scene what, int size)
 {
-    maker_picture picture = {size, size, std::vector<uint32_t>(size_t(size) * size_t(size))};
+    maker_picture picture = {size, size, std::vector<uint32_t>(static_cast<size_t>(size * size))};
     for (int y = 0; y < size; y++)
         for (int x = 0; x < size; x++) {
             colour sum = {0, 0, 0};
@@ -107,8 +107,10 @@ static maker_picture draw(scene what, int size)
                                         (y + 0.25 + 0.5 * (look >> 1)) / size);
                 sum = {sum.r + one.r, sum.g + one.g, sum.b + one.b};
             }
-            const auto byte = [](double value) { return uint32_t(lround(value / 4 * 255)); };
-            picture.argb[size_t(y) * size_t(size) + size_t(x)] =
+            const auto byte = [](double value) {
+                return static_cast<uint32_t>(lround(value / 4 * 255));
+            };
+            picture.argb[static_cast<size_t>(y * size + x)] =
                 0xFF000000u | byte(sum.r) << 16 | byte(sum.g) << 8 | byte(sum.b);
         }
     return picture;

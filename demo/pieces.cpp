@@ -86,7 +86,7 @@ piece piece_spring_walk(uint32_t rate)
     const player shaker = {synth_shaker, 0.1, 0.5, 0.3};
     score in = {.mix = {.rate = rate}, .beat = 60.0 / 112};
     for (size_t bar = 0; bar < std::size(bars); bar++) {
-        const double beat = double(bar) * 3;
+        const double beat = static_cast<double>(bar) * 3;
         const bool last = bar + 1 == std::size(bars);
         note(in, bass, beat, last ? 3 : 1.6, bars[bar].bass);
         note(in, harp, beat, 2, bars[bar].bass + 12);
@@ -119,7 +119,7 @@ piece piece_street_lamps(uint32_t rate)
     const player shaker = {synth_shaker, 0.09, -0.4, 0.2};
     score in = {.mix = {.rate = rate}, .beat = 60.0 / 74};
     for (size_t bar = 0; bar < std::size(bars); bar++) {
-        const double beat = double(bar) * 4;
+        const double beat = static_cast<double>(bar) * 4;
         const bool last = bar + 1 == std::size(bars);
         spread_chord(in, keys, beat, last ? 4 : 1.8, bars[bar]);
         note(in, bass, beat, last ? 4 : 1.4, bars[bar].bass);
@@ -158,7 +158,7 @@ piece piece_paper_boats(uint32_t rate)
     const size_t count = std::size(bars);
     for (size_t bar = 0; bar < 2 * count; bar++) {
         const chord &now = bars[bar % count];
-        const double beat = double(bar) * 6;
+        const double beat = static_cast<double>(bar) * 6;
         note(in, harp, beat, 4, now.bass);
         for (int step = 0; step < 6; step++)
             note(in, harp, beat + step, 3, now.tones[order[step]], step == 0 ? 0.9 : 0.65);
@@ -168,11 +168,11 @@ piece piece_paper_boats(uint32_t rate)
         note(in, bass, beat, 5, now.bass - 12 < 33 ? now.bass : now.bass - 12);
     }
     static constexpr chord home = {38, {62, 66, 69, 74}};
-    const double end = double(2 * count) * 6;
+    const double end = static_cast<double>(2 * count) * 6;
     spread_chord(in, harp, end, 6, home);
     spread_chord(in, strings, end, 6, home);
     note(in, bass, end, 6, home.bass);
-    tune(in, bell, double(count) * 6, melody);
+    tune(in, bell, static_cast<double>(count) * 6, melody);
     return finish(in, 3);
 }
 

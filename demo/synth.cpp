@@ -12,9 +12,10 @@ void synth_play(synth_mix &mix, synth_instrument instrument, const synth_note &n
     std::vector<float> samples;
     instrument(samples, mix.rate, freq, note.length);
     const double angle = (note.pan + 1) * M_PI / 4;
-    const float left = float(note.loud * cos(angle)), right = float(note.loud * sin(angle));
-    const float room = float(note.loud * note.room);
-    const size_t from = size_t(note.at * mix.rate);
+    const float left = static_cast<float>(note.loud * cos(angle)),
+                right = static_cast<float>(note.loud * sin(angle));
+    const float room = static_cast<float>(note.loud * note.room);
+    const size_t from = static_cast<size_t>(note.at * mix.rate);
     const size_t size = from + samples.size();
     if (mix.left.size() < size) {
         mix.left.resize(size);
@@ -36,7 +37,8 @@ struct echo {
     float back = 0, dark = 0;
 
     echo(double seconds, double rate, double decay_seconds)
-        : line(size_t(seconds * rate)), back(float(pow(0.001, seconds / decay_seconds)))
+        : line(static_cast<size_t>(seconds * rate)),
+          back(static_cast<float>(pow(0.001, seconds / decay_seconds)))
     {
     }
     float pass(float in)
@@ -54,7 +56,7 @@ struct blur {
     std::vector<float> line;
     size_t at = 0;
 
-    blur(double seconds, double rate) : line(size_t(seconds * rate)) {}
+    blur(double seconds, double rate) : line(static_cast<size_t>(seconds * rate)) {}
     float pass(float in)
     {
         const float kept = line[at];
@@ -94,12 +96,14 @@ std::vector<float> synth_finish(synth_mix &mix, double fade_seconds)
     for (size_t i = 0; i < frames; i++)
         loudest = std::max({loudest, fabsf(mix.left[i]), fabsf(mix.right[i])});
     /* A little saturation lifts the soft parts and rounds the loudest. */
-    const float drive = 1 / loudest, level = float(peak / tanh(1.0));
-    const double fade_from = double(frames) - fade_seconds * mix.rate;
+    const float drive = 1 / loudest, level = static_cast<float>(peak / tanh(1.0));
+    const double fade_from = static_cast<double>(frames) - fade_seconds * mix.rate;
     std::vector<float> out(frames * 2);
     for (size_t i = 0; i < frames; i++) {
-        const double gone = std::max(double(i) - fade_from, 0.0) / (fade_seconds * mix.rate);
-        const float fade = float(level * (0.5 + 0.5 * cos(M_PI * std::min(gone, 1.0))));
+        const double gone =
+            std::max(static_cast<double>(i) - fade_from, 0.0) / (fade_seconds * mix.rate);
+        const float fade =
+            static_cast<float>(level * (0.5 + 0.5 * cos(M_PI * std::min(gone, 1.0))));
         out[2 * i] = fade * tanhf(drive * mix.left[i]);
         out[2 * i + 1] = fade * tanhf(drive * mix.right[i]);
     }

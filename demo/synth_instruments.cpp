@@ -12,7 +12,7 @@ struct noise_source {
     float next()
     {
         state = state * 1664525 + 1013904223;
-        return float(state >> 8) / 8388608.0f - 1;
+        return static_cast<float>(state >> 8) / 8388608.0f - 1;
     }
 };
 
@@ -29,17 +29,18 @@ static double release(double t, double length, double seconds)
 
 static size_t size_of(double rate, double seconds)
 {
-    return size_t(rate * seconds);
+    return static_cast<size_t>(rate * seconds);
 }
 
 /* A string: a burst of noise that runs round a loop and loses its brightness on the way. */
 void synth_harp(std::vector<float> &samples, double rate, double freq, double length)
 {
     const double period = rate / freq;
-    const size_t size = size_t(period - 0.5);
-    const float part = float(period - 0.5 - double(size)); /* between two samples */
+    const size_t size = static_cast<size_t>(period - 0.5);
+    const float part =
+        static_cast<float>(period - 0.5 - static_cast<double>(size)); /* between two samples */
     std::vector<float> loop(size);
-    noise_source noise = {uint32_t(freq * 7919)};
+    noise_source noise = {static_cast<uint32_t>(freq * 7919)};
     float soft = 0;
     for (float &value : loop) {
         soft += 0.45f * (noise.next() - soft);
@@ -47,7 +48,7 @@ void synth_harp(std::vector<float> &samples, double rate, double freq, double le
     }
     const double tail = 1.6;
     samples.resize(size_of(rate, length + tail));
-    const float keep = float(pow(0.001, 1 / (freq * std::min(5.0, 900 / freq + 1.2))));
+    const float keep = static_cast<float>(pow(0.001, 1 / (freq * std::min(5.0, 900 / freq + 1.2))));
     size_t at = 0;
     float last = 0, before = 0;
     for (size_t i = 0; i < samples.size(); i++) {
@@ -57,7 +58,7 @@ void synth_harp(std::vector<float> &samples, double rate, double freq, double le
         loop[at] = keep * 0.5f * (tuned + before);
         before = tuned;
         at = (at + 1) % size;
-        samples[i] = float(release(double(i) / rate, length, tail)) * now;
+        samples[i] = static_cast<float>(release(static_cast<double>(i) / rate, length, tail)) * now;
     }
 }
 
@@ -66,11 +67,11 @@ void synth_piano(std::vector<float> &samples, double rate, double freq, double l
 {
     samples.resize(size_of(rate, length + 0.25));
     for (size_t i = 0; i < samples.size(); i++) {
-        const double t = double(i) / rate, turn = 2 * M_PI * freq * t;
+        const double t = static_cast<double>(i) / rate, turn = 2 * M_PI * freq * t;
         const double bend = (0.25 + 1.1 * exp(-5 * t)) * sin(turn);
         const double tine = 0.12 * exp(-18 * t) * sin(14 * turn);
         const double level = rise(t, 0.004) * exp(-1.3 * t) * release(t, length, 0.25);
-        samples[i] = float(0.6 * level * (sin(turn + bend) + tine));
+        samples[i] = static_cast<float>(0.6 * level * (sin(turn + bend) + tine));
     }
 }
 
@@ -91,31 +92,31 @@ void synth_strings(std::vector<float> &samples, double rate, double freq, double
             const std::complex<double> turn = std::polar(1.0, step);
             std::complex<double> wave = std::polar(0.16 / pow(n, 1.5), n * detune);
             for (float &sample : samples) {
-                sample += float(wave.imag());
+                sample += static_cast<float>(wave.imag());
                 wave = turn_by(wave, turn);
             }
         }
     for (size_t i = 0; i < samples.size(); i++) {
-        const double t = double(i) / rate, in = rise(t, 0.55);
+        const double t = static_cast<double>(i) / rate, in = rise(t, 0.55);
         const double swell = 1 + 0.08 * sin(2 * M_PI * 0.7 * t);
-        samples[i] *= float(in * in * (3 - 2 * in) * swell * release(t, length, tail));
+        samples[i] *= static_cast<float>(in * in * (3 - 2 * in) * swell * release(t, length, tail));
     }
 }
 
 void synth_flute(std::vector<float> &samples, double rate, double freq, double length)
 {
     samples.resize(size_of(rate, length + 0.16));
-    noise_source noise = {uint32_t(freq)};
+    noise_source noise = {static_cast<uint32_t>(freq)};
     float breath = 0;
     double turn = 0;
     for (size_t i = 0; i < samples.size(); i++) {
-        const double t = double(i) / rate;
+        const double t = static_cast<double>(i) / rate;
         const double shake = 0.0045 * rise(t, 0.6) * sin(2 * M_PI * 5.1 * t);
         turn += 2 * M_PI * freq * (1 + shake) / rate;
         breath += 0.12f * (noise.next() - breath);
         const double tone = sin(turn) + 0.22 * sin(2 * turn) + 0.08 * sin(3 * turn);
         const double level = rise(t, 0.07) * release(t, length, 0.16);
-        samples[i] = float(0.5 * level * (tone + 0.12 * double(breath)));
+        samples[i] = static_cast<float>(0.5 * level * (tone + 0.12 * static_cast<double>(breath)));
     }
 }
 
@@ -123,11 +124,12 @@ void synth_bass(std::vector<float> &samples, double rate, double freq, double le
 {
     samples.resize(size_of(rate, length + 0.1));
     for (size_t i = 0; i < samples.size(); i++) {
-        const double t = double(i) / rate, turn = 2 * M_PI * freq * t;
+        const double t = static_cast<double>(i) / rate, turn = 2 * M_PI * freq * t;
         const double bright = exp(-6 * t);
         const double tone =
             sin(turn) + (0.2 + 0.3 * bright) * sin(2 * turn) + 0.25 * bright * sin(3 * turn);
-        samples[i] = float(0.7 * rise(t, 0.008) * exp(-0.9 * t) * release(t, length, 0.1) * tone);
+        samples[i] = static_cast<float>(0.7 * rise(t, 0.008) * exp(-0.9 * t) *
+                                        release(t, length, 0.1) * tone);
     }
 }
 
@@ -135,10 +137,11 @@ void synth_bell(std::vector<float> &samples, double rate, double freq, double le
 {
     samples.resize(size_of(rate, length + 1.5));
     for (size_t i = 0; i < samples.size(); i++) {
-        const double t = double(i) / rate, turn = 2 * M_PI * freq * t;
+        const double t = static_cast<double>(i) / rate, turn = 2 * M_PI * freq * t;
         const double tone =
             sin(turn + 0.9 * exp(-3 * t) * sin(3.01 * turn)) + 0.3 * exp(-4 * t) * sin(2.76 * turn);
-        samples[i] = float(0.5 * rise(t, 0.002) * exp(-2.3 * t) * release(t, length, 1.5) * tone);
+        samples[i] = static_cast<float>(0.5 * rise(t, 0.002) * exp(-2.3 * t) *
+                                        release(t, length, 1.5) * tone);
     }
 }
 
@@ -147,9 +150,10 @@ void synth_drum(std::vector<float> &samples, double rate, double, double)
     samples.resize(size_of(rate, 0.4));
     double turn = 0;
     for (size_t i = 0; i < samples.size(); i++) {
-        const double t = double(i) / rate;
+        const double t = static_cast<double>(i) / rate;
         turn += 2 * M_PI * (46 + 85 * exp(-28 * t)) / rate;
-        samples[i] = float(rise(t, 0.002) * exp(-9 * t) * release(t, 0.3, 0.1) * sin(turn));
+        samples[i] =
+            static_cast<float>(rise(t, 0.002) * exp(-9 * t) * release(t, 0.3, 0.1) * sin(turn));
     }
 }
 
@@ -158,13 +162,14 @@ static void hiss(std::vector<float> &samples, double rate, double seconds, doubl
                  double decay, float bright, float dark)
 {
     samples.resize(size_of(rate, seconds));
-    noise_source noise = {uint32_t(seconds * 1e6)};
+    noise_source noise = {static_cast<uint32_t>(seconds * 1e6)};
     float high = 0, low = 0;
     for (size_t i = 0; i < samples.size(); i++) {
-        const double t = double(i) / rate;
+        const double t = static_cast<double>(i) / rate;
         high += bright * (noise.next() - high);
         low += dark * (high - low);
-        samples[i] = float(rise(t, attack) * exp(-decay * t) * release(t, seconds - 0.02, 0.02)) *
+        samples[i] = static_cast<float>(rise(t, attack) * exp(-decay * t) *
+                                        release(t, seconds - 0.02, 0.02)) *
                      (high - low);
     }
 }
