@@ -20,7 +20,7 @@ maker_sound maker_sine(double freq, double seconds, uint32_t rate, int channels,
             .channels = channels,
             .frames = llround(seconds * rate),
             .sample = [step, level](int64_t frame, int) {
-                return float(level * sin(step * double(frame)));
+                return static_cast<float>(level * sin(step * static_cast<double>(frame)));
             }};
 }
 
@@ -38,7 +38,7 @@ static uint32_t scramble(uint64_t value)
     value *= 0x9E3779B97F4A7C15u;
     value ^= value >> 29;
     value *= 0xBF58476D1CE4E5B9u;
-    return uint32_t(value >> 32);
+    return static_cast<uint32_t>(value >> 32);
 }
 
 maker_sound maker_noise(double seconds, uint32_t rate, int channels, double level, uint32_t seed)
@@ -48,8 +48,9 @@ maker_sound maker_noise(double seconds, uint32_t rate, int channels, double leve
             .frames = llround(seconds * rate),
             .sample = [level, seed](int64_t frame, int channel) {
                 const uint64_t place =
-                    (uint64_t(frame) * 8 + uint64_t(channel) + 1) ^ (uint64_t(seed) << 40);
-                return float(level * (scramble(place) / 2147483648.0 - 1));
+                    (static_cast<uint64_t>(frame) * 8 + static_cast<uint64_t>(channel) + 1) ^
+                    (static_cast<uint64_t>(seed) << 40);
+                return static_cast<float>(level * (scramble(place) / 2147483648.0 - 1));
             }};
 }
 
@@ -58,9 +59,10 @@ maker_sound maker_samples(std::vector<float> interleaved, uint32_t rate, int cha
     auto samples = std::make_shared<std::vector<float>>(std::move(interleaved));
     return {.rate = rate,
             .channels = channels,
-            .frames = int64_t(samples->size()) / channels,
+            .frames = static_cast<int64_t>(samples->size()) / channels,
             .sample = [samples, channels](int64_t frame, int channel) {
-                return (*samples)[size_t(frame) * size_t(channels) + size_t(channel)];
+                return (*samples)[static_cast<size_t>(frame) * static_cast<size_t>(channels) +
+                                  static_cast<size_t>(channel)];
             }};
 }
 
@@ -165,7 +167,7 @@ static std::string body_key(const char *ext, const maker_file &file)
     char key[256];
     snprintf(key, sizeof key, "%s %.6f %.6f %.6f %u %d mp3 %d %d %d ogg %.3f flac %d %d %d", ext,
              file.seconds, file.freq, file.level, file.rate, file.channels, file.mp3.kbps,
-             file.mp3.vbr, file.mp3.header, double(file.ogg.quality), file.flac.bits,
+             file.mp3.vbr, file.mp3.header, static_cast<double>(file.ogg.quality), file.flac.bits,
              file.flac.block, file.flac.level);
     return key;
 }

@@ -27,7 +27,7 @@ static FLAC__StreamEncoderWriteStatus flac_write(const FLAC__StreamEncoder *,
 static FLAC__StreamEncoderSeekStatus flac_seek(const FLAC__StreamEncoder *, FLAC__uint64 to,
                                                void *user)
 {
-    static_cast<flac_file *>(user)->at = size_t(to);
+    static_cast<flac_file *>(user)->at = static_cast<size_t>(to);
     return FLAC__STREAM_ENCODER_SEEK_STATUS_OK;
 }
 
@@ -41,16 +41,17 @@ static FLAC__StreamEncoderTellStatus flac_tell(const FLAC__StreamEncoder *, FLAC
 static bool encode_sound(FLAC__StreamEncoder *encoder, const maker_sound &sound, int bits)
 {
     constexpr int64_t part = 4096;
-    const double full = double((1 << (bits - 1)) - 1);
-    const size_t channels = size_t(sound.channels);
-    std::vector<FLAC__int32> samples(size_t(part) * channels);
+    const double full = static_cast<double>((1 << (bits - 1)) - 1);
+    const size_t channels = static_cast<size_t>(sound.channels);
+    std::vector<FLAC__int32> samples(static_cast<size_t>(part) * channels);
     for (int64_t at = 0; at < sound.frames; at += part) {
         const int64_t count = std::min(part, sound.frames - at);
         for (int64_t i = 0; i < count; i++)
             for (size_t c = 0; c < channels; c++)
-                samples[size_t(i) * channels + c] =
-                    FLAC__int32(lrint(double(sound.sample(at + i, int(c))) * full));
-        if (!FLAC__stream_encoder_process_interleaved(encoder, samples.data(), uint32_t(count)))
+                samples[static_cast<size_t>(i) * channels + c] = static_cast<FLAC__int32>(
+                    lrint(static_cast<double>(sound.sample(at + i, static_cast<int>(c))) * full));
+        if (!FLAC__stream_encoder_process_interleaved(encoder, samples.data(),
+                                                      static_cast<uint32_t>(count)))
             return false;
     }
     return true;
@@ -62,10 +63,12 @@ static maker_body split_file(const std::string &bytes)
     maker_body body;
     size_t at = 4;
     for (bool last = false; !last && at + 4 <= bytes.size();) {
-        const auto byte = [&](size_t i) { return size_t(uint8_t(bytes[at + i])); };
+        const auto byte = [&](size_t i) {
+            return static_cast<size_t>(static_cast<uint8_t>(bytes[at + i]));
+        };
         const size_t size = byte(1) << 16 | byte(2) << 8 | byte(3);
         last = byte(0) & block_last;
-        if ((byte(0) & ~size_t(block_last)) == block_info)
+        if ((byte(0) & ~size_t{block_last}) == block_info)
             body.flac_info = bytes.substr(at + 4, size);
         at += 4 + size;
     }
@@ -81,12 +84,12 @@ maker_body maker_flac_body(const maker_sound &sound, const maker_flac &how)
     if (!encoder)
         return {};
     FLAC__stream_encoder_set_streamable_subset(encoder, false);
-    FLAC__stream_encoder_set_channels(encoder, uint32_t(sound.channels));
-    FLAC__stream_encoder_set_bits_per_sample(encoder, uint32_t(how.bits));
+    FLAC__stream_encoder_set_channels(encoder, static_cast<uint32_t>(sound.channels));
+    FLAC__stream_encoder_set_bits_per_sample(encoder, static_cast<uint32_t>(how.bits));
     FLAC__stream_encoder_set_sample_rate(encoder, sound.rate);
-    FLAC__stream_encoder_set_compression_level(encoder, uint32_t(how.level));
+    FLAC__stream_encoder_set_compression_level(encoder, static_cast<uint32_t>(how.level));
     if (how.block > 0)
-        FLAC__stream_encoder_set_blocksize(encoder, uint32_t(how.block));
+        FLAC__stream_encoder_set_blocksize(encoder, static_cast<uint32_t>(how.block));
     bool good = FLAC__stream_encoder_init_stream(encoder, flac_write, flac_seek, flac_tell, nullptr,
                                                  &file) == FLAC__STREAM_ENCODER_INIT_STATUS_OK;
     good = good && encode_sound(encoder, sound, how.bits);
@@ -99,13 +102,13 @@ static std::string number(size_t value, int bytes, bool big)
 {
     std::string out;
     for (int i = 0; i < bytes; i++)
-        out += char(value >> ((big ? bytes - 1 - i : i) * 8));
+        out += static_cast<char>(value >> ((big ? bytes - 1 - i : i) * 8));
     return out;
 }
 
 static std::string metadata_block(int type, const std::string &content)
 {
-    return char(type) + number(content.size(), 3, true) + content;
+    return static_cast<char>(type) + number(content.size(), 3, true) + content;
 }
 
 static std::string comment_block(const maker_tags &tags)
@@ -132,7 +135,7 @@ std::string maker_flac_wrap(const maker_body &body, const maker_flac &how, const
         return "";
     std::string info = body.flac_info;
     if (!how.total_known) {
-        info[13] = char(info[13] & 0xF0);
+        info[13] = static_cast<char>(info[13] & 0xF0);
         info.replace(14, 4, 4, '\0');
     }
     const bool comments = !maker_comments(tags).empty();

@@ -22,7 +22,7 @@ std::string maker_encode(const std::string &utf8, const std::string &encoding)
         size_t room = sizeof part;
         const size_t result = iconv(converter, &in, &in_left, &to, &room);
         out.append(part, sizeof part - room);
-        if (result != size_t(-1) || room < sizeof part)
+        if (result != static_cast<size_t>(-1) || room < sizeof part)
             continue;
         /* Skips one character that cannot be said. */
         out += '?';
@@ -48,7 +48,7 @@ static std::string big_endian(size_t value, int bytes, int bits)
 {
     std::string out;
     for (int i = bytes - 1; i >= 0; i--)
-        out += char((value >> (i * bits)) & ((1u << bits) - 1));
+        out += static_cast<char>((value >> (i * bits)) & ((1u << bits) - 1));
     return out;
 }
 
@@ -64,7 +64,9 @@ static std::string text_frame(const std::string &id, const std::string &text, co
 {
     if (text.empty())
         return "";
-    return frame(id, std::string(1, char(mark_of(how.encoding))) + maker_encode(text, how.encoding),
+    return frame(id,
+                 std::string(1, static_cast<char>(mark_of(how.encoding))) +
+                     maker_encode(text, how.encoding),
                  how.version);
 }
 
@@ -99,7 +101,7 @@ std::string maker_id3v2_bytes(const maker_tags &tags, const maker_id3 &how)
     if (frames.empty() && how.padding == 0)
         return "";
     frames.append(how.padding, '\0');
-    const char head[] = {'I', 'D', '3', char(how.version - 20), 0, 0};
+    const char head[] = {'I', 'D', '3', static_cast<char>(how.version - 20), 0, 0};
     return std::string(head, sizeof head) + big_endian(frames.size(), 4, 7) + frames;
 }
 
@@ -116,6 +118,6 @@ std::string maker_id3v1_bytes(const maker_tags &tags, const std::string &encodin
                       fixed(tags.album, encoding, 30) + fixed(tags.year, encoding, 4) +
                       fixed("", encoding, 30);
     const TagLib::String genre(tags.genre, TagLib::String::UTF8);
-    out += char(tags.genre.empty() ? 255 : TagLib::ID3v1::genreIndex(genre));
+    out += static_cast<char>(tags.genre.empty() ? 255 : TagLib::ID3v1::genreIndex(genre));
     return out;
 }

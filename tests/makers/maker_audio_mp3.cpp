@@ -12,8 +12,8 @@ static lame_t lame_for(const maker_sound &sound, const maker_mp3 &how)
     lame_t lame = lame_init();
     if (!lame)
         return nullptr;
-    lame_set_in_samplerate(lame, int(sound.rate));
-    lame_set_out_samplerate(lame, int(sound.rate));
+    lame_set_in_samplerate(lame, static_cast<int>(sound.rate));
+    lame_set_out_samplerate(lame, static_cast<int>(sound.rate));
     lame_set_num_channels(lame, sound.channels);
     lame_set_mode(lame, sound.channels == 1 ? MONO : JOINT_STEREO);
     lame_set_quality(lame, 5);
@@ -39,15 +39,16 @@ static int encode_part(lame_t lame, const maker_sound &sound, int64_t from, int 
      * for. */
     const float scale = 1 / lame_get_scale(lame);
     for (int i = 0; i < count; i++) {
-        left[size_t(i)] = scale * sound.sample(from + i, 0);
-        right[size_t(i)] = sound.channels > 1 ? scale * sound.sample(from + i, 1) : left[size_t(i)];
+        left[static_cast<size_t>(i)] = scale * sound.sample(from + i, 0);
+        right[static_cast<size_t>(i)] =
+            sound.channels > 1 ? scale * sound.sample(from + i, 1) : left[static_cast<size_t>(i)];
     }
-    std::vector<unsigned char> out(size_t(count) * 2 + 16384);
+    std::vector<unsigned char> out(static_cast<size_t>(count) * 2 + 16384);
     const int n = lame_encode_buffer_ieee_float(lame, left.data(), right.data(), count, out.data(),
-                                                int(out.size()));
+                                                static_cast<int>(out.size()));
     if (n < 0)
         return -1;
-    to.append(reinterpret_cast<const char *>(out.data()), size_t(n));
+    to.append(reinterpret_cast<const char *>(out.data()), static_cast<size_t>(n));
     return 0;
 }
 
@@ -56,14 +57,14 @@ static int encode_all(lame_t lame, const maker_sound &sound, bool header, std::s
     constexpr int64_t part = 1152 * 64;
     for (int64_t at = 0; at < sound.frames; at += part) {
         const int64_t count = std::min(part, sound.frames - at);
-        if (encode_part(lame, sound, at, int(count), to))
+        if (encode_part(lame, sound, at, static_cast<int>(count), to))
             return -1;
     }
     unsigned char end[16384];
     const int n = lame_encode_flush(lame, end, sizeof end);
     if (n < 0)
         return -1;
-    to.append(reinterpret_cast<const char *>(end), size_t(n));
+    to.append(reinterpret_cast<const char *>(end), static_cast<size_t>(n));
     if (!header)
         return 0;
     /* The first frame was left empty for what is only known now. */

@@ -6,7 +6,7 @@
 
 static std::string bytes_of(const ogg_packet &packet)
 {
-    return {reinterpret_cast<const char *>(packet.packet), size_t(packet.bytes)};
+    return {reinterpret_cast<const char *>(packet.packet), static_cast<size_t>(packet.bytes)};
 }
 
 static void take_packets(vorbis_dsp_state *dsp, vorbis_block *block, maker_body &body)
@@ -25,7 +25,7 @@ static void encode_sound(vorbis_dsp_state *dsp, vorbis_block *block, const maker
 {
     constexpr int64_t part = 4096;
     for (int64_t at = 0; at < sound.frames; at += part) {
-        const int count = int(std::min(part, sound.frames - at));
+        const int count = static_cast<int>(std::min(part, sound.frames - at));
         float **to = vorbis_analysis_buffer(dsp, count);
         for (int i = 0; i < count; i++)
             for (int channel = 0; channel < sound.channels; channel++)
@@ -42,7 +42,8 @@ maker_body maker_ogg_body(const maker_sound &sound, const maker_ogg &how)
     maker_body body;
     vorbis_info info;
     vorbis_info_init(&info);
-    if (vorbis_encode_init_vbr(&info, sound.channels, long(sound.rate), how.quality) == 0) {
+    if (vorbis_encode_init_vbr(&info, sound.channels, static_cast<long>(sound.rate), how.quality) ==
+        0) {
         vorbis_dsp_state dsp;
         vorbis_block block;
         vorbis_comment comment;
@@ -65,8 +66,8 @@ maker_body maker_ogg_body(const maker_sound &sound, const maker_ogg &how)
 
 static void add_page(const ogg_page &page, std::string &out)
 {
-    out.append(reinterpret_cast<const char *>(page.header), size_t(page.header_len));
-    out.append(reinterpret_cast<const char *>(page.body), size_t(page.body_len));
+    out.append(reinterpret_cast<const char *>(page.header), static_cast<size_t>(page.header_len));
+    out.append(reinterpret_cast<const char *>(page.body), static_cast<size_t>(page.body_len));
 }
 
 static void put_packet(ogg_stream_state *stream, const std::string &bytes, int64_t number,
@@ -74,7 +75,7 @@ static void put_packet(ogg_stream_state *stream, const std::string &bytes, int64
 {
     std::string copy = bytes;
     ogg_packet packet = {.packet = reinterpret_cast<unsigned char *>(copy.data()),
-                         .bytes = long(copy.size()),
+                         .bytes = static_cast<long>(copy.size()),
                          .b_o_s = number == 0,
                          .e_o_s = last,
                          .granulepos = granule,
@@ -103,7 +104,7 @@ std::string maker_ogg_wrap(const maker_body &body, const maker_ogg &how, const m
         return out;
     ogg_stream_state stream;
     ogg_page page;
-    ogg_stream_init(&stream, int(how.serial));
+    ogg_stream_init(&stream, static_cast<int>(how.serial));
     put_packet(&stream, body.ogg_id, 0, 0, false);
     while (ogg_stream_flush(&stream, &page))
         add_page(page, out);
@@ -113,8 +114,10 @@ std::string maker_ogg_wrap(const maker_body &body, const maker_ogg &how, const m
         add_page(page, out);
     for (size_t i = 0; i < body.packets.size(); i++) {
         const bool last = i + 1 == body.packets.size();
-        put_packet(&stream, body.packets[i].bytes, int64_t(i) + 3, body.packets[i].granule, last);
-        const bool full = how.packets_a_page > 0 && (i + 1) % size_t(how.packets_a_page) == 0;
+        put_packet(&stream, body.packets[i].bytes, static_cast<int64_t>(i) + 3,
+                   body.packets[i].granule, last);
+        const bool full =
+            how.packets_a_page > 0 && (i + 1) % static_cast<size_t>(how.packets_a_page) == 0;
         while (full || last ? ogg_stream_flush(&stream, &page) : ogg_stream_pageout(&stream, &page))
             add_page(page, out);
     }

@@ -17,7 +17,8 @@
 
 maker_picture maker_plain(int width, int height, uint32_t argb)
 {
-    return {width, height, std::vector<uint32_t>((size_t)width * (size_t)height, argb)};
+    return {width, height,
+            std::vector<uint32_t>(static_cast<size_t>(width) * static_cast<size_t>(height), argb)};
 }
 
 /* A picture from a formula of the place. */
@@ -26,13 +27,13 @@ template <typename formula> static maker_picture drawn(int width, int height, fo
     maker_picture made = maker_plain(width, height, 0);
     for (int y = 0; y < height; y++)
         for (int x = 0; x < width; x++)
-            made.argb[(size_t)y * (size_t)width + (size_t)x] = colour(x, y);
+            made.argb[static_cast<size_t>(y * width + x)] = colour(x, y);
     return made;
 }
 
 static uint32_t share(int position, int size)
 {
-    return size > 1 ? (uint32_t)(position * 255 / (size - 1)) : 0;
+    return size > 1 ? static_cast<uint32_t>(position * 255 / (size - 1)) : 0;
 }
 
 maker_picture maker_gradient(int width, int height)
@@ -55,7 +56,7 @@ maker_picture maker_disc(int width, int height, uint32_t argb)
     return drawn(width, height, [=](int x, int y) {
         const double distance = hypot(x + 0.5 - width / 2.0, y + 0.5 - height / 2.0);
         const double cover = std::clamp(radius - distance + 0.5, 0.0, 1.0);
-        return (uint32_t)lround(cover * (argb >> 24)) << 24 | (argb & 0xFFFFFF);
+        return static_cast<uint32_t>(lround(cover * (argb >> 24))) << 24 | (argb & 0xFFFFFF);
     });
 }
 
@@ -74,7 +75,7 @@ static int distance(uint32_t a, uint32_t b)
 {
     int sum = 0;
     for (int shift = 0; shift < 32; shift += 8)
-        sum += abs((int)(a >> shift & 0xFF) - (int)(b >> shift & 0xFF));
+        sum += abs(static_cast<int>(a >> shift & 0xFF) - static_cast<int>(b >> shift & 0xFF));
     return sum;
 }
 
@@ -84,7 +85,7 @@ maker_palette maker_palette_of(const maker_picture &picture, size_t colours_max)
     for (const uint32_t argb : picture.argb) {
         const auto known = std::find(made.colours.begin(), made.colours.end(), argb);
         if (known != made.colours.end() || made.colours.size() < colours_max) {
-            made.indices.push_back((uint8_t)(known - made.colours.begin()));
+            made.indices.push_back(static_cast<uint8_t>(known - made.colours.begin()));
             if (known == made.colours.end())
                 made.colours.push_back(argb);
             continue;
@@ -92,7 +93,7 @@ maker_palette maker_palette_of(const maker_picture &picture, size_t colours_max)
         const auto nearest = std::min_element(
             made.colours.begin(), made.colours.end(),
             [argb](uint32_t a, uint32_t b) { return distance(a, argb) < distance(b, argb); });
-        made.indices.push_back((uint8_t)(nearest - made.colours.begin()));
+        made.indices.push_back(static_cast<uint8_t>(nearest - made.colours.begin()));
     }
     return made;
 }
@@ -143,13 +144,13 @@ static std::vector<uint32_t> samples_of(uint32_t argb, const maker_png_options &
 static std::vector<maker_bytes> rows_of(const maker_picture &picture,
                                         const maker_png_options &options)
 {
-    std::vector<maker_bytes> rows((size_t)picture.height);
+    std::vector<maker_bytes> rows(static_cast<size_t>(picture.height));
     for (int y = 0; y < picture.height; y++) {
         for (int x = 0; x < picture.width; x++) {
             for (const uint32_t sample : samples_of(picture.at(x, y), options)) {
                 if (options.depth == 16)
-                    rows[(size_t)y].push_back((uint8_t)(sample >> 8));
-                rows[(size_t)y].push_back((uint8_t)sample);
+                    rows[static_cast<size_t>(y)].push_back(static_cast<uint8_t>(sample >> 8));
+                rows[static_cast<size_t>(y)].push_back(static_cast<uint8_t>(sample));
             }
         }
     }
@@ -163,7 +164,7 @@ static void on_png_error(png_structp, png_const_charp what)
 
 static void append(png_structp png, png_bytep bytes, size_t size)
 {
-    maker_bytes *to = (maker_bytes *)png_get_io_ptr(png);
+    maker_bytes *to = static_cast<maker_bytes *>(png_get_io_ptr(png));
     to->insert(to->end(), bytes, bytes + size);
 }
 
@@ -190,12 +191,13 @@ static void set_palette(png_structp png, png_infop info, const maker_palette &pa
     std::vector<png_color> colours;
     std::vector<png_byte> alphas;
     for (const uint32_t argb : palette.colours) {
-        colours.push_back({(png_byte)(argb >> 16), (png_byte)(argb >> 8), (png_byte)argb});
-        alphas.push_back((png_byte)(argb >> 24));
+        colours.push_back({static_cast<png_byte>(argb >> 16), static_cast<png_byte>(argb >> 8),
+                           static_cast<png_byte>(argb)});
+        alphas.push_back(static_cast<png_byte>(argb >> 24));
     }
-    png_set_PLTE(png, info, colours.data(), (int)colours.size());
+    png_set_PLTE(png, info, colours.data(), static_cast<int>(colours.size()));
     if (transparent)
-        png_set_tRNS(png, info, alphas.data(), (int)alphas.size(), nullptr);
+        png_set_tRNS(png, info, alphas.data(), static_cast<int>(alphas.size()), nullptr);
 }
 
 static void set_transparent_colour(png_structp png, png_infop info, uint32_t argb,
@@ -203,10 +205,10 @@ static void set_transparent_colour(png_structp png, png_infop info, uint32_t arg
 {
     const std::vector<uint32_t> samples = samples_of(argb, options);
     png_color_16 colour = {};
-    colour.gray = (png_uint_16)samples[0];
-    colour.red = (png_uint_16)samples[0];
-    colour.green = (png_uint_16)samples[samples.size() > 2 ? 1 : 0];
-    colour.blue = (png_uint_16)samples[samples.size() > 2 ? 2 : 0];
+    colour.gray = static_cast<png_uint_16>(samples[0]);
+    colour.red = static_cast<png_uint_16>(samples[0]);
+    colour.green = static_cast<png_uint_16>(samples[samples.size() > 2 ? 1 : 0]);
+    colour.blue = static_cast<png_uint_16>(samples[samples.size() > 2 ? 2 : 0]);
     png_set_tRNS(png, info, nullptr, 0, &colour);
 }
 
@@ -229,13 +231,13 @@ maker_bytes maker_png(const maker_picture &picture, const maker_png_options &opt
         png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, on_png_error, nullptr);
     png_infop info = png_create_info_struct(png);
     png_set_write_fn(png, &bytes, append, nullptr);
-    png_set_IHDR(png, info, (png_uint_32)picture.width, (png_uint_32)picture.height, options.depth,
-                 colour_type(options.kind),
+    png_set_IHDR(png, info, static_cast<png_uint_32>(picture.width),
+                 static_cast<png_uint_32>(picture.height), options.depth, colour_type(options.kind),
                  options.interlaced ? PNG_INTERLACE_ADAM7 : PNG_INTERLACE_NONE,
                  PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     std::vector<maker_bytes> rows;
     if (options.kind == maker_png_kind::palette) {
-        const maker_palette palette = maker_palette_of(picture, (size_t)1 << options.depth);
+        const maker_palette palette = maker_palette_of(picture, size_t{1} << options.depth);
         set_palette(png, info, palette, options.transparent);
         for (auto from = palette.indices.begin(); from != palette.indices.end();
              from += picture.width)
@@ -275,7 +277,7 @@ maker_picture maker_png_seen(const maker_picture &picture, const maker_png_optio
 {
     maker_picture seen = picture;
     if (options.kind == maker_png_kind::palette) {
-        const maker_palette palette = maker_palette_of(picture, (size_t)1 << options.depth);
+        const maker_palette palette = maker_palette_of(picture, size_t{1} << options.depth);
         for (size_t i = 0; i < seen.argb.size(); i++)
             seen.argb[i] =
                 palette.colours[palette.indices[i]] | (options.transparent ? 0 : 0xFF000000u);

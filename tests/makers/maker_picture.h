@@ -19,7 +19,10 @@ struct maker_picture {
     int height = 0;
     std::vector<uint32_t> argb;
 
-    uint32_t at(int x, int y) const { return argb[(size_t)y * (size_t)width + (size_t)x]; }
+    uint32_t at(int x, int y) const
+    {
+        return argb[static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x)];
+    }
 };
 
 maker_picture maker_plain(int width, int height, uint32_t argb);

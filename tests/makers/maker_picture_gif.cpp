@@ -15,13 +15,13 @@ static constexpr size_t run_max = 200;
 static void append_text(maker_bytes *to, const char *text)
 {
     while (*text)
-        to->push_back((uint8_t)*text++);
+        to->push_back(static_cast<uint8_t>(*text++));
 }
 
 static void append_number(maker_bytes *to, int number)
 {
-    to->push_back((uint8_t)number);
-    to->push_back((uint8_t)(number >> 8));
+    to->push_back(static_cast<uint8_t>(number));
+    to->push_back(static_cast<uint8_t>(number >> 8));
 }
 
 /* The order of rows in the file. */
@@ -49,10 +49,10 @@ static maker_bytes packed_codes(const std::vector<uint32_t> &codes)
     for (const uint32_t code : codes) {
         bits |= code << count;
         for (count += code_bits; count >= 8; count -= 8, bits >>= 8)
-            packed.push_back((uint8_t)bits);
+            packed.push_back(static_cast<uint8_t>(bits));
     }
     if (count > 0)
-        packed.push_back((uint8_t)bits);
+        packed.push_back(static_cast<uint8_t>(bits));
     return packed;
 }
 
@@ -67,7 +67,8 @@ static void append_pixels(maker_bytes *to, const maker_bytes &indices, int width
                 codes.push_back(code_clear);
                 run = 0;
             }
-            codes.push_back(indices[(size_t)y * (size_t)width + (size_t)x]);
+            codes.push_back(indices[static_cast<size_t>(y) * static_cast<size_t>(width) +
+                                    static_cast<size_t>(x)]);
         }
     }
     codes.push_back(code_end);
@@ -75,9 +76,9 @@ static void append_pixels(maker_bytes *to, const maker_bytes &indices, int width
     to->push_back(8); /* bits of a colour */
     for (size_t i = 0; i < packed.size(); i += 255) {
         const size_t size = std::min<size_t>(255, packed.size() - i);
-        to->push_back((uint8_t)size);
-        to->insert(to->end(), packed.begin() + (ptrdiff_t)i,
-                   packed.begin() + (ptrdiff_t)(i + size));
+        to->push_back(static_cast<uint8_t>(size));
+        to->insert(to->end(), packed.begin() + static_cast<ptrdiff_t>(i),
+                   packed.begin() + static_cast<ptrdiff_t>(i + size));
     }
     to->push_back(0);
 }
@@ -110,7 +111,8 @@ maker_bytes maker_gif(const maker_picture &picture, const maker_gif_options &opt
     bytes.insert(bytes.end(), {0xF7, 0, 0}); /* 256 colours for all frames */
     for (size_t i = 0; i < 256; i++) {
         const uint32_t argb = i < palette.colours.size() ? palette.colours[i] : 0;
-        bytes.insert(bytes.end(), {(uint8_t)(argb >> 16), (uint8_t)(argb >> 8), (uint8_t)argb});
+        bytes.insert(bytes.end(), {static_cast<uint8_t>(argb >> 16),
+                                   static_cast<uint8_t>(argb >> 8), static_cast<uint8_t>(argb)});
     }
     append_frame(&bytes, picture, palette.indices, options);
     const maker_bytes black(palette.indices.size(), 255);

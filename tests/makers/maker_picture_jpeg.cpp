@@ -21,14 +21,14 @@ static bool has_inks(maker_jpeg_kind kind)
 /* Four inks, black taken out of the others as far as it goes. */
 static void append_inks(maker_bytes *row, uint32_t argb, bool inverted)
 {
-    const int red = (int)(argb >> 16 & 0xFF);
-    const int green = (int)(argb >> 8 & 0xFF);
-    const int blue = (int)(argb & 0xFF);
+    const int red = static_cast<int>(argb >> 16 & 0xFF);
+    const int green = static_cast<int>(argb >> 8 & 0xFF);
+    const int blue = static_cast<int>(argb & 0xFF);
     const int white = std::max({red, green, blue, 1});
     const int inks[] = {255 - red * 255 / white, 255 - green * 255 / white,
                         255 - blue * 255 / white, 255 - white};
     for (const int ink : inks)
-        row->push_back((uint8_t)(inverted ? 255 - ink : ink));
+        row->push_back(static_cast<uint8_t>(inverted ? 255 - ink : ink));
 }
 
 static maker_bytes row_of(const maker_picture &picture, int y, const maker_jpeg_options &options)
@@ -39,7 +39,8 @@ static maker_bytes row_of(const maker_picture &picture, int y, const maker_jpeg_
         if (has_inks(options.kind))
             append_inks(&row, argb, options.adobe);
         else
-            row.insert(row.end(), {(uint8_t)(argb >> 16), (uint8_t)(argb >> 8), (uint8_t)argb});
+            row.insert(row.end(), {static_cast<uint8_t>(argb >> 16),
+                                   static_cast<uint8_t>(argb >> 8), static_cast<uint8_t>(argb)});
     }
     return row;
 }
@@ -71,8 +72,8 @@ maker_bytes maker_jpeg(const maker_picture &picture, const maker_jpeg_options &o
     unsigned char *memory = nullptr;
     unsigned long size = 0;
     jpeg_mem_dest(&jpeg, &memory, &size);
-    jpeg.image_width = (JDIMENSION)picture.width;
-    jpeg.image_height = (JDIMENSION)picture.height;
+    jpeg.image_width = static_cast<JDIMENSION>(picture.width);
+    jpeg.image_height = static_cast<JDIMENSION>(picture.height);
     set_colours(&jpeg, options);
     jpeg_set_quality(&jpeg, options.quality, TRUE);
     if (options.progressive)

@@ -29,7 +29,7 @@ std::string maker_key_text(const maker_key &key)
 void maker_key_sign(const maker_key &key, const std::string &bytes, uint8_t (&signature)[64])
 {
     uint8_t digest[crypto_hash_sha512_BYTES];
-    (void)crypto_hash_sha512(digest, (const uint8_t *)bytes.data(), bytes.size());
+    (void)crypto_hash_sha512(digest, reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size());
     (void)crypto_sign_ed25519_detached(signature, nullptr, digest, sizeof digest, key.secret);
 }
 
@@ -40,7 +40,7 @@ std::string maker_signed(const std::string &package, const maker_key &key,
         "zerv-player update\nbuild " + build + "\nversion " + version + "\nsignature ";
     const size_t length = claim.size() + 2 * 64 + 1;
     std::string bytes = package.substr(0, package.size() - 2);
-    bytes += {(char)(length & 0xFF), (char)(length >> 8)};
+    bytes += {static_cast<char>(length & 0xFF), static_cast<char>(length >> 8)};
     bytes += claim;
     uint8_t signature[64];
     maker_key_sign(key, bytes, signature);
