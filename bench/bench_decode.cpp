@@ -35,10 +35,10 @@ static maker_sound band(double seconds, uint32_t rate)
 {
     maker_sound sound = maker_noise(seconds, rate, 2, 0.04);
     sound.sample = [noise = sound.sample, rate](int64_t frame, int channel) {
-        const double t = double(frame) / rate, swell = 0.6 + 0.4 * sin(t * 3);
+        const double t = static_cast<double>(frame) / rate, swell = 0.6 + 0.4 * sin(t * 3);
         return noise(frame, channel) +
-               float(swell * (0.2 * sin(t * 1382.3 + channel) + 0.15 * sin(t * 2073.4) +
-                              0.1 * sin(t * 5529)));
+               static_cast<float>(swell * (0.2 * sin(t * 1382.3 + channel) +
+                                           0.15 * sin(t * 2073.4) + 0.1 * sin(t * 5529)));
     };
     return sound;
 }
@@ -68,7 +68,7 @@ static void decode(benchmark::State &state, const std::string &path)
             bytes += n;
         decoder->close(stream);
     }
-    const double seconds = double(bytes) / sound_frame_bytes / sound_rate;
+    const double seconds = static_cast<double>(bytes) / sound_frame_bytes / sound_rate;
     state.counters["times_real"] = benchmark::Counter(seconds, benchmark::Counter::kIsRate);
 }
 

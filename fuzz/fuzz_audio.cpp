@@ -24,10 +24,10 @@ static void play(const audio_decoder *decoder, const char *path)
     int32_t n = 1;
     for (int i = 0; i < reads && n > 0; i++) {
         n = decoder->read(stream, buffer, sizeof buffer);
-        if (n < -1 || n > int32_t(sizeof buffer) || (n > 0 && n % 4 != 0))
+        if (n < -1 || n > static_cast<int32_t>(sizeof buffer) || (n > 0 && n % 4 != 0))
             abort();
     }
-    for (const int64_t place : {stream->length / 2, stream->length - 1, int64_t(0)}) {
+    for (const int64_t place : {stream->length / 2, stream->length - 1, int64_t{0}}) {
         (void)decoder->seek(stream, place);
         (void)decoder->read(stream, buffer, sizeof buffer);
         if (decoder->tell(stream) < 0)

@@ -41,7 +41,7 @@ static void answer_one(int connection)
             const ssize_t sent = send(connection, text.data() + at, text.size() - at, MSG_NOSIGNAL);
             if (sent <= 0)
                 break; /* the reader has had enough */
-            at += (size_t)sent;
+            at += static_cast<size_t>(sent);
         }
         (void)shutdown(connection, SHUT_WR);
     }
@@ -63,8 +63,9 @@ static void start_server()
     where.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     listener = socket(AF_INET, SOCK_STREAM, 0);
     pthread_t thread;
-    if (listener < 0 || bind(listener, (const sockaddr *)&where, size) != 0 ||
-        listen(listener, 16) != 0 || getsockname(listener, (sockaddr *)&where, &size) != 0 ||
+    if (listener < 0 || bind(listener, reinterpret_cast<const sockaddr *>(&where), size) != 0 ||
+        listen(listener, 16) != 0 ||
+        getsockname(listener, reinterpret_cast<sockaddr *>(&where), &size) != 0 ||
         pthread_create(&thread, nullptr, serve, nullptr) != 0 || sock_init() != 0)
         abort();
     snprintf(address, sizeof address, "http://127.0.0.1:%d/", ntohs(where.sin_port));
@@ -73,7 +74,7 @@ static void start_server()
 /* The place that a redirect leads to is ours, so that nobody else is asked. */
 static std::string with_our_address(const uint8_t *data, size_t size)
 {
-    std::string text((const char *)data, size);
+    std::string text(reinterpret_cast<const char *>(data), size);
     constexpr char place[] = "OURS";
     for (size_t at = 0; (at = text.find(place, at)) != std::string::npos; at += strlen(address))
         text.replace(at, strlen(place), address);
@@ -86,7 +87,7 @@ static bool names_another_host(std::string text)
     for (size_t at = 0; (at = text.find(address)) != std::string::npos;)
         text.erase(at, strlen(address));
     for (char &each : text)
-        each = (char)tolower((unsigned char)each);
+        each = static_cast<char>(tolower(static_cast<unsigned char>(each)));
     return text.find("ttp:") != std::string::npos || text.find("//") != std::string::npos ||
            text.find('\\') != std::string::npos;
 }
@@ -98,12 +99,12 @@ static void read_whole(sock *from)
     const int64_t announced = sock_length(from);
     int got = 0;
     while (total < most_read && (got = sock_read(from, piece, sizeof piece)) > 0) {
-        if (got > (int)sizeof piece)
+        if (got > static_cast<int>(sizeof piece))
             abort();
-        total += (size_t)got;
+        total += static_cast<size_t>(got);
     }
     /* A whole body is as long as announced; one that is shorter is told. */
-    if (got == 0 && announced >= 0 && total != (uint64_t)announced)
+    if (got == 0 && announced >= 0 && total != static_cast<uint64_t>(announced))
         abort();
     if (got <= 0 && sock_read(from, piece, sizeof piece) != got)
         abort(); /* the end is said again and again */
