@@ -38,7 +38,7 @@ extern "C" void __libc_free(void *block);
 inline void *count_allocation(void *block)
 {
     allocations++;
-    const int64_t now = allocated_bytes += (int64_t)malloc_usable_size(block);
+    const int64_t now = allocated_bytes += static_cast<int64_t>(malloc_usable_size(block));
     int64_t peak = allocated_peak;
     while (now > peak && !allocated_peak.compare_exchange_weak(peak, now))
         ;

@@ -14,7 +14,7 @@
 inline void refuse_by(std::vector<sock_filter> program)
 {
     program.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW));
-    const sock_fprog filter = {(unsigned short)program.size(), program.data()};
+    const sock_fprog filter = {static_cast<unsigned short>(program.size()), program.data()};
     if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
         prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) != 0)
         abort();
@@ -26,8 +26,9 @@ inline void refuse_calls(std::initializer_list<long> numbers, int error)
     std::vector<sock_filter> program = {
         BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr))};
     for (const long number : numbers) {
-        program.push_back(BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, (unsigned)number, 0, 1));
-        program.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | (unsigned)error));
+        program.push_back(BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<unsigned>(number), 0, 1));
+        program.push_back(
+            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | static_cast<unsigned>(error)));
     }
     refuse_by(program);
 }
@@ -39,5 +40,5 @@ inline void refuse_creating(int error)
                BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_openat, 0, 3),
                BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args[2])),
                BPF_JUMP(BPF_JMP | BPF_JSET | BPF_K, O_CREAT, 0, 1),
-               BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | (unsigned)error)});
+               BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | static_cast<unsigned>(error))});
 }

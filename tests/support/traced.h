@@ -51,8 +51,8 @@ template <typename work_type> int traced_count(work_type work, std::initializer_
         __ptrace_syscall_info info = {};
         if (ptrace(PTRACE_GET_SYSCALL_INFO, child, sizeof info, &info) > 0 &&
             info.op == PTRACE_SYSCALL_INFO_ENTRY)
-            found +=
-                std::find(numbers.begin(), numbers.end(), (long)info.entry.nr) != numbers.end();
+            found += std::find(numbers.begin(), numbers.end(), static_cast<long>(info.entry.nr)) !=
+                     numbers.end();
         if (ptrace(PTRACE_SYSCALL, child, nullptr, nullptr) != 0)
             return -1;
     }

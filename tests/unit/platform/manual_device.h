@@ -42,7 +42,7 @@ inline const device manual_device = {
     .speaker = [] { return manual_speaker; },
     .battery = [] { return manual_battery; },
     .msec = [] { return manual_ms.load(); },
-    .wall = [] { return (time_t)(manual_ms / 1000); },
+    .wall = [] { return static_cast<time_t>(manual_ms / 1000); },
     .msleep = [](int32_t ms) { manual_slept_ms = ms; },
     .wait = [](int32_t ms) { manual_waited_ms = ms; },
 };
