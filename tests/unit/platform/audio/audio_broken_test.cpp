@@ -24,7 +24,7 @@ static bool exercise(const std::string &path)
     EXPECT_LE(sound.end, 0) << path << ": no end in sight";
     EXPECT_GE(sound.end, -1);
     const int64_t length = file.stream->length;
-    for (const int64_t at : {length / 2, length - 1, int64_t(0), length * 2, int64_t(1) << 60}) {
+    for (const int64_t at : {length / 2, length - 1, int64_t{0}, length * 2, int64_t{1} << 60}) {
         const int result = file.seek(at);
         EXPECT_TRUE(result == 0 || result == -1);
         EXPECT_GE(file.tell(), 0);
@@ -79,7 +79,7 @@ TEST(audio_broken, single_wrong_bytes_in_the_heads_do_no_harm)
             std::string broken = bytes;
             for (int n = 0; n < 3; n++) {
                 random = random * 1664525 + 1013904223;
-                broken[(random >> 8) % 1200] = char(random >> 24);
+                broken[(random >> 8) % 1200] = static_cast<char>(random >> 24);
             }
             ASSERT_EQ(maker_audio_save("wrong" + ext, broken), 0);
             exercise("wrong" + ext);
@@ -97,7 +97,7 @@ TEST(audio_broken, wrong_bytes_anywhere_do_no_harm)
             std::string broken = bytes;
             for (int n = 0; n < 40; n++) {
                 random = random * 1664525 + 1013904223;
-                broken[(random >> 4) % broken.size()] = char(random >> 24);
+                broken[(random >> 4) % broken.size()] = static_cast<char>(random >> 24);
             }
             ASSERT_EQ(maker_audio_save("any" + ext, broken), 0);
             exercise("any" + ext);
@@ -118,7 +118,7 @@ TEST(audio_broken, what_is_no_music_is_refused)
     std::string garbage;
     uint32_t random = seed_or(1);
     for (int i = 0; i < 300000; i++)
-        garbage += char((random = random * 1664525 + 1013904223) >> 24);
+        garbage += static_cast<char>((random = random * 1664525 + 1013904223) >> 24);
     for (const std::string ext : exts) {
         for (const std::string &bytes :
              {std::string(), std::string("x"), std::string(100000, '\0'), garbage,
@@ -169,7 +169,7 @@ TEST(audio_broken, impossible_heads_are_refused)
     /* FLAC: rate is 20 bits from the 18th byte on. */
     std::string flac = maker_flac_bytes(maker_sine(440, 0.5));
     flac.replace(18, 2, 2, '\0');
-    flac[20] = char(flac[20] & 0x0F);
+    flac[20] = static_cast<char>(flac[20] & 0x0F);
     ASSERT_EQ(maker_audio_save("r0.flac", flac), 0);
     EXPECT_EQ(audio_get_decoder("r0.flac")->open("r0.flac"), nullptr);
 }
@@ -194,7 +194,7 @@ TEST(audio_broken, an_mp3_header_that_claims_hours_is_not_believed)
     ASSERT_EQ(maker_audio_save("hours.mp3", mp3), 0);
     opened file("hours.mp3");
     ASSERT_NE(file.stream, nullptr);
-    EXPECT_NEAR(double(file.stream->length), 44100, 3000);
+    EXPECT_NEAR(static_cast<double>(file.stream->length), 44100, 3000);
     EXPECT_EQ(hear(file, patience).end, 0);
 }
 

@@ -46,15 +46,16 @@ inline heard hear(opened &from, size_t frames = SIZE_MAX)
     heard all;
     std::vector<int16_t> part(2 * 529);
     while (all.frames() < frames) {
-        const uint32_t want = uint32_t(std::min<size_t>(529, frames - all.frames())) * 4;
+        const uint32_t want =
+            static_cast<uint32_t>(std::min<size_t>(529, frames - all.frames())) * 4;
         all.end = from.decoder->read(from.stream, part.data(), want);
         if (all.end <= 0)
             break;
         EXPECT_EQ(all.end % 4, 0);
-        EXPECT_LE(uint32_t(all.end), want);
+        EXPECT_LE(static_cast<uint32_t>(all.end), want);
         for (int32_t i = 0; i < all.end / 4; i++) {
-            all.left.push_back(part[size_t(2 * i)]);
-            all.right.push_back(part[size_t(2 * i + 1)]);
+            all.left.push_back(part[static_cast<size_t>(2 * i)]);
+            all.right.push_back(part[static_cast<size_t>(2 * i + 1)]);
         }
     }
     return all;
@@ -87,7 +88,9 @@ inline double measure_freq(const std::vector<int16_t> &channel, size_t from, siz
         if (channel[i] < -peak / 2)
             below = true;
         if (channel[i - 1] < 0 && channel[i] >= 0)
-            crossing = double(i) - double(channel[i]) / double(channel[i] - channel[i - 1]);
+            crossing =
+                static_cast<double>(i) -
+                static_cast<double>(channel[i]) / static_cast<double>(channel[i] - channel[i - 1]);
         if (!below || channel[i] < peak / 2)
             continue;
         below = false;
@@ -95,7 +98,7 @@ inline double measure_freq(const std::vector<int16_t> &channel, size_t from, siz
         if (periods++ < 0)
             first = crossing;
     }
-    return periods < 1 ? 0 : periods * double(sound_rate) / (last - first);
+    return periods < 1 ? 0 : periods * static_cast<double>(sound_rate) / (last - first);
 }
 
 /* Measures the sine in a stretch of a channel.
@@ -108,7 +111,9 @@ inline measured measure(const std::vector<int16_t> &channel, size_t from, size_t
     result.freq = freq > 0 ? freq : measure_freq(channel, from, end);
     if (result.freq <= 0 || end <= from)
         return result;
-    const auto angle = [&](size_t i) { return 2 * M_PI * result.freq * double(i) / sound_rate; };
+    const auto angle = [&](size_t i) {
+        return 2 * M_PI * result.freq * static_cast<double>(i) / sound_rate;
+    };
     /* The sine and cosine that come nearest. */
     double ss = 0, sc = 0, cc = 0, ys = 0, yc = 0;
     for (size_t i = from; i < end; i++) {
@@ -127,7 +132,7 @@ inline measured measure(const std::vector<int16_t> &channel, size_t from, size_t
         rest += left * left;
     }
     result.level = sqrt(in * in + out * out) / 32768;
-    result.noise = sqrt(rest / double(end - from));
+    result.noise = sqrt(rest / static_cast<double>(end - from));
     return result;
 }
 
@@ -138,7 +143,7 @@ inline double sine_distance(const std::vector<int16_t> &channel, size_t from, si
 {
     double worst = 0;
     for (size_t i = from; i < from + count && i < channel.size(); i++) {
-        const double time = begins_at_seconds + double(i) / sound_rate;
+        const double time = begins_at_seconds + static_cast<double>(i) / sound_rate;
         const double wanted = 32767 * level * sin(2 * M_PI * freq * time);
         worst = std::max(worst, fabs(channel[i] - wanted));
     }
@@ -162,10 +167,13 @@ inline void expect_same_after_seek(opened &file, const heard &whole, int64_t sam
     ASSERT_EQ(file.seek(sample), 0) << sample;
     EXPECT_EQ(file.tell(), sample);
     const heard part = hear(file, frames);
-    ASSERT_EQ(part.frames(), std::min<size_t>(frames, whole.frames() - size_t(sample))) << sample;
+    ASSERT_EQ(part.frames(), std::min<size_t>(frames, whole.frames() - static_cast<size_t>(sample)))
+        << sample;
     for (size_t i = 0; i < part.frames(); i++) {
-        ASSERT_EQ(part.left[i], whole.left[size_t(sample) + i]) << sample << " + " << i;
-        ASSERT_EQ(part.right[i], whole.right[size_t(sample) + i]) << sample << " + " << i;
+        ASSERT_EQ(part.left[i], whole.left[static_cast<size_t>(sample) + i])
+            << sample << " + " << i;
+        ASSERT_EQ(part.right[i], whole.right[static_cast<size_t>(sample) + i])
+            << sample << " + " << i;
     }
-    EXPECT_EQ(file.tell(), sample + int64_t(part.frames()));
+    EXPECT_EQ(file.tell(), sample + static_cast<int64_t>(part.frames()));
 }

@@ -81,7 +81,7 @@ TEST(audio_tags_hostile, packed_rubbish_is_left_out)
     std::string frame = maker_id3_frame("TIT2", latin(std::string(500, 'x')), packed);
     for (size_t i = 16; i < frame.size(); i++) {
         std::string broken = frame;
-        broken[i] = char(broken[i] ^ 0x55);
+        broken[i] = static_cast<char>(broken[i] ^ 0x55);
         save(maker_id3_block(broken + maker_id3_frame("TPE1", latin("Next"))));
         EXPECT_NE(names().find("/Next"), std::string::npos) << i;
     }
@@ -172,10 +172,10 @@ TEST(audio_tags_hostile, blocks_of_nothing_inside_packed_text_are_counted)
 static std::string ogg_page(uint32_t serial, bool continued, const std::string &body)
 {
     std::string page("OggS\0", 5);
-    page += char(continued ? 1 : 0);
+    page += static_cast<char>(continued ? 1 : 0);
     page += std::string(8, '\0');
     for (int i = 0; i < 4; i++)
-        page += char(serial >> (8 * i));
+        page += static_cast<char>(serial >> (8 * i));
     return page + std::string(8, '\0') + '\1' + '\xFF' + body + std::string(255 - body.size(), 'v');
 }
 

@@ -343,7 +343,8 @@ TEST(audio_tags, pictures_in_front_of_the_texts_are_passed_over)
         std::string both =
             pictured.substr(0, 6) + std::string(4, '\0') + pictured.substr(10) + named.substr(10);
         for (int i = 0; i < 4; i++)
-            both[size_t(6 + i)] = char((both.size() - 10) >> (21 - 7 * i) & 0x7F);
+            both[static_cast<size_t>(6 + i)] =
+                static_cast<char>((both.size() - 10) >> (21 - 7 * i) & 0x7F);
         ASSERT_EQ(maker_audio_save("p.mp3", both + body), 0);
         EXPECT_EQ(tags_of("p.mp3").title, "Behind");
     }
@@ -375,15 +376,15 @@ TEST(audio_tags, unsynchronised_blocks_are_understood)
     std::string content;
     for (size_t i = 10; i < plain.size(); i++) {
         content += plain[i];
-        const bool next_confuses =
-            i + 1 == plain.size() || plain[i + 1] == 0 || (uint8_t(plain[i + 1]) & 0xE0) == 0xE0;
-        if (uint8_t(plain[i]) == 0xFF && next_confuses)
+        const bool next_confuses = i + 1 == plain.size() || plain[i + 1] == 0 ||
+                                   (static_cast<uint8_t>(plain[i + 1]) & 0xE0) == 0xE0;
+        if (static_cast<uint8_t>(plain[i]) == 0xFF && next_confuses)
             content += '\0';
     }
     std::string tag = plain.substr(0, 10) + content;
-    tag[5] = char(0x80);
-    tag[9] = char(content.size() & 0x7F);
-    tag[8] = char(content.size() >> 7);
+    tag[5] = static_cast<char>(0x80);
+    tag[9] = static_cast<char>(content.size() & 0x7F);
+    tag[8] = static_cast<char>(content.size() >> 7);
     ASSERT_EQ(maker_audio_save("unsync.mp3", tag + body), 0);
     EXPECT_EQ(tags_of("unsync.mp3").title, "ÿÿa");
     EXPECT_EQ(tags_of("unsync.mp3").artist, "B");

@@ -6,16 +6,16 @@
 
 static int16_t as_16_bits(float sample)
 {
-    return int16_t(lrint(double(sample) * 32767));
+    return static_cast<int16_t>(lrint(static_cast<double>(sample) * 32767));
 }
 
 static void expect_exact(const heard &sound, const maker_sound &made)
 {
-    ASSERT_EQ(sound.frames(), size_t(made.frames));
+    ASSERT_EQ(sound.frames(), static_cast<size_t>(made.frames));
     const int right = made.channels > 1 ? 1 : 0;
     for (size_t i = 0; i < sound.frames(); i++) {
-        ASSERT_EQ(sound.left[i], as_16_bits(made.sample(int64_t(i), 0))) << i;
-        ASSERT_EQ(sound.right[i], as_16_bits(made.sample(int64_t(i), right))) << i;
+        ASSERT_EQ(sound.left[i], as_16_bits(made.sample(static_cast<int64_t>(i), 0))) << i;
+        ASSERT_EQ(sound.right[i], as_16_bits(made.sample(static_cast<int64_t>(i), right))) << i;
     }
 }
 
@@ -69,7 +69,7 @@ TEST(decoder_flac, a_seek_is_clamped_to_the_stream)
     EXPECT_EQ(hear(file).frames(), 1u);
     EXPECT_EQ(file.seek(-5), 0);
     EXPECT_EQ(file.tell(), 0);
-    EXPECT_EQ(hear(file).frames(), size_t(noise.frames));
+    EXPECT_EQ(hear(file).frames(), static_cast<size_t>(noise.frames));
 }
 
 TEST(decoder_flac, a_stream_that_has_ended_can_be_seeked_back)
@@ -89,7 +89,7 @@ TEST(decoder_flac, twenty_four_bits_are_dithered_around_the_truth)
     const maker_sound sine = maker_sine(440, 2, 44100, 2, 0.5);
     ASSERT_EQ(maker_track_of("w.flac", sine, {.flac = {.bits = 24}}), 0);
     const heard sound = hear_file("w.flac");
-    ASSERT_EQ(sound.frames(), size_t(sine.frames));
+    ASSERT_EQ(sound.frames(), static_cast<size_t>(sine.frames));
     EXPECT_LE(sine_distance(sound.left, 0, sound.frames(), 440, 0.5, 0), 2.0);
     const measured is = measure(sound.left, 0, sound.frames(), 440);
     EXPECT_NEAR(is.level, 0.5, 0.0005);
@@ -104,8 +104,8 @@ TEST(decoder_flac, dither_keeps_what_is_smaller_than_a_step)
     const heard sound = hear_file("faint.flac");
     double in = 0;
     for (size_t i = 0; i < sound.frames(); i++)
-        in += sound.left[i] * sin(2 * M_PI * 1000 * double(i) / sound_rate);
-    EXPECT_NEAR(in * 2 / double(sound.frames()), 0.4, 0.03);
+        in += sound.left[i] * sin(2 * M_PI * 1000 * static_cast<double>(i) / sound_rate);
+    EXPECT_NEAR(in * 2 / static_cast<double>(sound.frames()), 0.4, 0.03);
 }
 
 TEST(decoder_flac, twenty_four_bits_sound_the_same_after_a_seek)
@@ -129,7 +129,7 @@ TEST(decoder_flac, high_resolution_keeps_pitch_level_and_length)
     EXPECT_EQ(file.stream->length, 288000);
     const heard sound = hear(file);
     EXPECT_EQ(sound.end, 0);
-    EXPECT_NEAR(double(sound.frames()), 3 * 44100, 1);
+    EXPECT_NEAR(static_cast<double>(sound.frames()), 3 * 44100, 1);
     EXPECT_EQ(file.tell(), 288000);
     expect_sine(sound, 1000, 0.5, 0.001);
     EXPECT_LT(measure(sound.left, 4410, 120000, 1000).noise, 1.0);
@@ -155,15 +155,17 @@ TEST(decoder_flac, a_seek_is_exact_where_rates_differ)
         opened file("r.flac");
         ASSERT_NE(file.stream, nullptr);
         for (const double seconds : {0.0, 1.0, 0.3331, 1.777}) {
-            const int64_t sample = int64_t(seconds * rate);
+            const int64_t sample = static_cast<int64_t>(seconds * rate);
             ASSERT_EQ(file.seek(sample), 0);
             EXPECT_EQ(file.tell(), sample);
             const heard sound = hear(file, 4000);
             const size_t edge = rate == 44101 ? 500 : 0;
-            EXPECT_LE(sine_distance(sound.left, edge, 4000, 700, 0.5, double(sample) / rate),
-                      seconds == 0 ? 1000.0 : 4.0)
+            EXPECT_LE(
+                sine_distance(sound.left, edge, 4000, 700, 0.5, static_cast<double>(sample) / rate),
+                seconds == 0 ? 1000.0 : 4.0)
                 << rate << " " << seconds;
-            EXPECT_NEAR(double(file.tell()), double(sample) + 4000.0 * rate / 44100, 1);
+            EXPECT_NEAR(static_cast<double>(file.tell()),
+                        static_cast<double>(sample) + 4000.0 * rate / 44100, 1);
         }
     }
 }
@@ -176,7 +178,8 @@ TEST(decoder_flac, odd_rates_keep_pitch_and_length)
         ASSERT_NE(file.stream, nullptr) << rate;
         EXPECT_EQ(file.stream->sample_rate, rate);
         const heard sound = hear(file);
-        EXPECT_EQ(int64_t(sound.frames()), llround(double(file.stream->length) * 44100 / rate))
+        EXPECT_EQ(static_cast<int64_t>(sound.frames()),
+                  llround(static_cast<double>(file.stream->length) * 44100 / rate))
             << rate;
         EXPECT_EQ(file.tell(), file.stream->length);
         expect_sine(sound, 500, 0.5, 0.002);
@@ -216,9 +219,9 @@ TEST(decoder_flac, a_length_that_the_header_does_not_tell_is_found)
 /* Sets the 36 bits of the length in the head. */
 static void set_total(std::string *bytes, uint32_t total)
 {
-    (*bytes)[21] = char((*bytes)[21] & 0xF0);
+    (*bytes)[21] = static_cast<char>((*bytes)[21] & 0xF0);
     for (int i = 0; i < 4; i++)
-        (*bytes)[size_t(22 + i)] = char(total >> (24 - 8 * i));
+        (*bytes)[static_cast<size_t>(22 + i)] = static_cast<char>(total >> (24 - 8 * i));
 }
 
 TEST(decoder_flac, a_stream_longer_than_its_head_tells_shows_its_real_place)
@@ -232,7 +235,7 @@ TEST(decoder_flac, a_stream_longer_than_its_head_tells_shows_its_real_place)
         opened file("longer.flac");
         ASSERT_NE(file.stream, nullptr);
         const heard whole = hear(file);
-        EXPECT_EQ(whole.frames(), size_t(sound.frames));
+        EXPECT_EQ(whole.frames(), static_cast<size_t>(sound.frames));
         EXPECT_EQ(file.tell(), sound.frames);
         EXPECT_EQ(file.stream->length, sound.frames);
         for (const int64_t at : {180000, 1000, 73206, 150000})
@@ -256,10 +259,12 @@ struct flac_parts {
         size_t at = 4;
         for (bool last = false; !last;) {
             last = bytes[at] & 0x80;
-            const size_t size = 4 + (size_t(uint8_t(bytes[at + 1])) << 16 |
-                                     size_t(uint8_t(bytes[at + 2])) << 8 | uint8_t(bytes[at + 3]));
+            const size_t size =
+                4 + (static_cast<size_t>(static_cast<uint8_t>(bytes[at + 1])) << 16 |
+                     static_cast<size_t>(static_cast<uint8_t>(bytes[at + 2])) << 8 |
+                     static_cast<uint8_t>(bytes[at + 3]));
             std::string block = bytes.substr(at, size);
-            block[0] = char(block[0] & 0x7F);
+            block[0] = static_cast<char>(block[0] & 0x7F);
             (at == 4 ? info : others) += block;
             at += size;
         }
@@ -269,7 +274,7 @@ struct flac_parts {
 
 static std::string last_block(std::string block)
 {
-    block[0] = char(block[0] | 0x80);
+    block[0] = static_cast<char>(block[0] | 0x80);
     return block;
 }
 
@@ -346,14 +351,14 @@ TEST(decoder_flac, damage_leaves_what_follows_in_its_place)
     const maker_sound noise = maker_noise(2);
     std::string bytes = maker_flac_bytes(noise, {.block = 1152});
     for (size_t i = 0; i < 6000; i++)
-        bytes[bytes.size() / 2 + i] = char(i * 7);
+        bytes[bytes.size() / 2 + i] = static_cast<char>(i * 7);
     ASSERT_EQ(maker_audio_save("d.flac", bytes), 0);
     const heard sound = hear_file("d.flac");
-    ASSERT_EQ(sound.frames(), size_t(noise.frames));
+    ASSERT_EQ(sound.frames(), static_cast<size_t>(noise.frames));
     for (size_t i = 0; i < 20000; i++) {
         const size_t end = sound.frames() - 1 - i;
-        ASSERT_EQ(sound.left[i], as_16_bits(noise.sample(int64_t(i), 0)));
-        ASSERT_EQ(sound.left[end], as_16_bits(noise.sample(int64_t(end), 0)));
+        ASSERT_EQ(sound.left[i], as_16_bits(noise.sample(static_cast<int64_t>(i), 0)));
+        ASSERT_EQ(sound.left[end], as_16_bits(noise.sample(static_cast<int64_t>(end), 0)));
     }
 }
 
@@ -366,8 +371,8 @@ TEST(decoder_flac, a_cut_file_plays_to_the_cut)
     ASSERT_NE(file.stream, nullptr);
     const heard sound = hear(file);
     EXPECT_EQ(sound.end, 0);
-    EXPECT_GT(sound.frames(), size_t(noise.frames) / 3);
-    EXPECT_LT(sound.frames(), size_t(noise.frames) * 2 / 3);
+    EXPECT_GT(sound.frames(), static_cast<size_t>(noise.frames) / 3);
+    EXPECT_LT(sound.frames(), static_cast<size_t>(noise.frames) * 2 / 3);
     /* A place behind the cut cannot be had; the stream lives on. */
     ASSERT_EQ(file.seek(1000), 0);
     EXPECT_EQ(file.seek(file.stream->length - 1), -1);

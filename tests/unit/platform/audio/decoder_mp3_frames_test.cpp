@@ -91,22 +91,22 @@ TEST(decoder_mp3_frames, the_index_of_hours_stays_small_and_right)
     mp3_index_extend(&index, of.file, &of.layout, INT64_MAX, INT64_MAX / 2);
     EXPECT_EQ(index.frames, frames);
     EXPECT_LE(index.count, 16384u);
-    ASSERT_EQ(int64_t(index.count), (frames + index.step - 1) / index.step);
+    ASSERT_EQ(static_cast<int64_t>(index.count), (frames + index.step - 1) / index.step);
     for (uint32_t i = 0; i < index.count; i++)
-        ASSERT_EQ(index.places[i], int64_t(i) * index.step * 24);
+        ASSERT_EQ(index.places[i], static_cast<int64_t>(i) * index.step * 24);
     mp3_index_end(&index);
 }
 
 TEST(decoder_mp3_frames, hours_can_be_seeked)
 {
     constexpr int64_t frames = 300001;
-    make_endless("far.mp3", int(frames));
+    make_endless("far.mp3", static_cast<int>(frames));
     opened file("far.mp3");
     ASSERT_NE(file.stream, nullptr);
     EXPECT_EQ(file.stream->sample_rate, 24000u);
     EXPECT_EQ(file.stream->length, frames * 576);
     ASSERT_EQ(file.seek(frames * 576 - 24000), 0);
-    EXPECT_NEAR(double(hear(file).frames()), 44100, 1);
+    EXPECT_NEAR(static_cast<double>(hear(file).frames()), 44100, 1);
     EXPECT_EQ(file.tell(), frames * 576);
     unlink("far.mp3");
     unlink("hours.mp3");
@@ -119,7 +119,7 @@ TEST(decoder_mp3_frames, a_frame_cut_short_is_not_counted)
         ASSERT_EQ(maker_audio_save("short.mp3", bytes.substr(0, bytes.size() - cut)), 0);
         opened file("short.mp3");
         ASSERT_NE(file.stream, nullptr);
-        EXPECT_EQ(int64_t(hear(file).frames()), file.stream->length) << cut;
+        EXPECT_EQ(static_cast<int64_t>(hear(file).frames()), file.stream->length) << cut;
     }
 }
 
@@ -145,10 +145,10 @@ static std::string plain_samples(double frequency, double level, bool noisy)
     for (int i = 0; i < 100000; i++) {
         random = random * 1664525 + 1013904223;
         const double noise = noisy ? (random >> 16) / 65536.0 - 0.5 : 0;
-        const auto value =
-            int16_t(level * (std::sin(i * frequency * 2 * M_PI / 44100) + 0.3 * noise));
-        bytes += char(value);
-        bytes += char(value >> 8);
+        const auto value = static_cast<int16_t>(
+            level * (std::sin(i * frequency * 2 * M_PI / 44100) + 0.3 * noise));
+        bytes += static_cast<char>(value);
+        bytes += static_cast<char>(value >> 8);
     }
     return bytes;
 }

@@ -19,7 +19,7 @@ TEST(decoder_mp3, delay_and_padding_of_the_encoder_are_trimmed)
         EXPECT_EQ(file.stream->length, llround(2.345 * 44100));
         const heard sound = hear(file);
         EXPECT_EQ(sound.end, 0);
-        EXPECT_EQ(int64_t(sound.frames()), file.stream->length);
+        EXPECT_EQ(static_cast<int64_t>(sound.frames()), file.stream->length);
         EXPECT_EQ(file.tell(), file.stream->length);
         expect_sine(sound, 440, 0.5, 0.01);
         /* In phase from the first sample: nothing of the encoder's delay is left. */
@@ -40,9 +40,9 @@ TEST(decoder_mp3, rates_and_mono_keep_pitch_level_and_length)
             opened file("r.mp3");
             ASSERT_NE(file.stream, nullptr);
             EXPECT_EQ(file.stream->sample_rate, rate);
-            EXPECT_EQ(file.stream->length, 2 * int64_t(rate));
+            EXPECT_EQ(file.stream->length, 2 * static_cast<int64_t>(rate));
             const heard sound = hear(file);
-            EXPECT_NEAR(double(sound.frames()), 2 * 44100, 1);
+            EXPECT_NEAR(static_cast<double>(sound.frames()), 2 * 44100, 1);
             EXPECT_EQ(file.tell(), file.stream->length);
             expect_sine(sound, 440, 0.5, 0.02);
         }
@@ -60,10 +60,11 @@ TEST(decoder_mp3, a_length_that_no_header_tells_is_counted)
             opened file("n.mp3");
             ASSERT_NE(file.stream, nullptr);
             /* Whole frames, the encoder's delay and padding included. */
-            EXPECT_GE(file.stream->length, 5 * int64_t(rate));
-            EXPECT_LE(file.stream->length, 5 * int64_t(rate) + 4 * 1152);
+            EXPECT_GE(file.stream->length, 5 * static_cast<int64_t>(rate));
+            EXPECT_LE(file.stream->length, 5 * static_cast<int64_t>(rate) + 4 * 1152);
             const heard sound = hear(file);
-            EXPECT_NEAR(double(sound.frames()), double(file.stream->length) * 44100 / rate, 1);
+            EXPECT_NEAR(static_cast<double>(sound.frames()),
+                        static_cast<double>(file.stream->length) * 44100 / rate, 1);
             EXPECT_EQ(file.tell(), file.stream->length);
             expect_sine(sound, 440, 0.5, 0.02);
         }
@@ -75,10 +76,10 @@ static void expect_exact_seeks(const std::string &path)
     opened file(path);
     ASSERT_NE(file.stream, nullptr);
     const int64_t length = file.stream->length;
-    ASSERT_EQ(int64_t(whole.frames()), length);
+    ASSERT_EQ(static_cast<int64_t>(whole.frames()), length);
     for (const int64_t at :
-         {int64_t(0), int64_t(1), int64_t(575), int64_t(1152), int64_t(1153), length / 3,
-          length / 2 + 77, length - 1, length - 5000, int64_t(9999), length * 9 / 10, length / 100})
+         {int64_t{0}, int64_t{1}, int64_t{575}, int64_t{1152}, int64_t{1153}, length / 3,
+          length / 2 + 77, length - 1, length - 5000, int64_t{9999}, length * 9 / 10, length / 100})
         expect_same_after_seek(file, whole, at);
     EXPECT_EQ(file.seek(length * 1001 / 1000), 0);
     EXPECT_EQ(file.tell(), length - 1);
@@ -127,8 +128,9 @@ static maker_sound uneven(double seconds)
 {
     maker_sound sound = maker_noise(seconds, 44100, 2, 0.4);
     sound.sample = [noise = sound.sample](int64_t frame, int channel) {
-        return frame / 30000 % 2 ? noise(frame, channel)
-                                 : float(0.3 * sin(0.05 * double(frame % 1000000)));
+        return frame / 30000 % 2
+                   ? noise(frame, channel)
+                   : static_cast<float>(0.3 * sin(0.05 * static_cast<double>(frame % 1000000)));
     };
     return sound;
 }
@@ -145,13 +147,13 @@ TEST(decoder_mp3, ten_minutes_without_a_seek_table_open_and_seek_at_once)
     double slowest = 0;
     for (const double part : {0.99, 0.01, 0.5, 0.75, 0.25, 0.999, 0.0, 0.6}) {
         const auto before = std::chrono::steady_clock::now();
-        const int64_t at = int64_t(part * double(file.stream->length));
+        const int64_t at = static_cast<int64_t>(part * static_cast<double>(file.stream->length));
         ASSERT_EQ(file.seek(at), 0);
         ASSERT_EQ(hear(file, 500).frames(), 500u);
         slowest = std::max(slowest, ms_since(before));
         EXPECT_EQ(file.tell(), at + 500);
     }
-    RecordProperty("slowest_seek_us", int(slowest * 1000));
+    RecordProperty("slowest_seek_us", static_cast<int>(slowest * 1000));
     EXPECT_LT(slowest, 250); /* under a sanitizer on a busy machine; 50 is the aim, 5 usual */
 }
 
@@ -173,10 +175,10 @@ TEST(decoder_mp3, a_cut_file_plays_to_the_cut_and_knows_its_length)
     ASSERT_EQ(maker_audio_save("cut.mp3", bytes.substr(0, bytes.size() / 2 + 100)), 0);
     opened file("cut.mp3");
     ASSERT_NE(file.stream, nullptr);
-    EXPECT_NEAR(double(file.stream->length), 2 * 44100, 3000);
+    EXPECT_NEAR(static_cast<double>(file.stream->length), 2 * 44100, 3000);
     const heard sound = hear(file);
     EXPECT_EQ(sound.end, 0);
-    EXPECT_EQ(int64_t(sound.frames()), file.stream->length);
+    EXPECT_EQ(static_cast<int64_t>(sound.frames()), file.stream->length);
     EXPECT_LE(sine_distance(sound.left, 500, 80000, 440, 0.5, 0), 500);
     ASSERT_EQ(file.seek(44100), 0);
     EXPECT_LE(sine_distance(hear(file, 4000).left, 0, 4000, 440, 0.5, 1), 500);
@@ -191,8 +193,8 @@ TEST(decoder_mp3, what_was_attached_plays_too)
     ASSERT_NE(file.stream, nullptr);
     const heard sound = hear(file);
     EXPECT_EQ(sound.end, 0);
-    EXPECT_NEAR(double(sound.frames()), 4 * 44100, 5000);
-    EXPECT_EQ(int64_t(sound.frames()), file.stream->length);
+    EXPECT_NEAR(static_cast<double>(sound.frames()), 4 * 44100, 5000);
+    EXPECT_EQ(static_cast<int64_t>(sound.frames()), file.stream->length);
     EXPECT_NEAR(measure(sound.left, 100000, 60000).freq, 600, 0.2);
 }
 
@@ -231,7 +233,7 @@ TEST(decoder_mp3, damage_in_the_middle_is_bridged)
 {
     std::string bytes = maker_mp3_bytes(maker_sine(440, 4), {.header = false});
     for (size_t i = 0; i < 3000; i++)
-        bytes[bytes.size() / 2 + i] = char(i * 31);
+        bytes[bytes.size() / 2 + i] = static_cast<char>(i * 31);
     ASSERT_EQ(maker_audio_save("dmg.mp3", bytes), 0);
     const heard sound = hear_file("dmg.mp3");
     EXPECT_EQ(sound.end, 0);

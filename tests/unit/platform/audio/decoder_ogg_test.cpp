@@ -12,10 +12,10 @@ TEST(decoder_ogg, a_sine_keeps_pitch_level_and_length)
             opened file("a.ogg");
             ASSERT_NE(file.stream, nullptr);
             EXPECT_EQ(file.stream->sample_rate, rate);
-            EXPECT_EQ(file.stream->length, int64_t(2.5 * rate));
+            EXPECT_EQ(file.stream->length, static_cast<int64_t>(2.5 * rate));
             const heard sound = hear(file);
             EXPECT_EQ(sound.end, 0);
-            EXPECT_NEAR(double(sound.frames()), 2.5 * 44100, 1);
+            EXPECT_NEAR(static_cast<double>(sound.frames()), 2.5 * 44100, 1);
             EXPECT_EQ(file.tell(), file.stream->length);
             expect_sine(sound, 440, 0.5, 0.03);
             EXPECT_LE(sine_distance(sound.left, 4000, 100000, 440, 0.5, 0), 800);
@@ -68,7 +68,7 @@ TEST(decoder_ogg, a_chain_keeps_pitch_and_time_where_rate_and_channels_change)
     EXPECT_EQ(file.stream->length, 6 * 44100);
     const heard whole = hear(file);
     EXPECT_EQ(whole.end, 0);
-    ASSERT_NEAR(double(whole.frames()), 6 * 44100, 2);
+    ASSERT_NEAR(static_cast<double>(whole.frames()), 6 * 44100, 2);
     EXPECT_EQ(file.tell(), file.stream->length);
     for (const auto *channel : {&whole.left, &whole.right}) {
         EXPECT_NEAR(measure(*channel, 2000, 80000).freq, 440, 0.1);
@@ -81,7 +81,7 @@ TEST(decoder_ogg, a_chain_keeps_pitch_and_time_where_rate_and_channels_change)
     EXPECT_EQ(file.tell(), 4 * 44100);
     const heard middle = hear(file, 8000);
     EXPECT_LE(sine_distance(middle.left, 0, 8000, 700, 0.5, 2.0), 1500);
-    ASSERT_EQ(file.seek(int64_t(5.25 * 44100)), 0);
+    ASSERT_EQ(file.seek(static_cast<int64_t>(5.25 * 44100)), 0);
     const heard late = hear(file, 8000);
     EXPECT_LE(sine_distance(late.left, 0, 8000, 900, 0.5, 0.25), 800);
     ASSERT_EQ(file.seek(44100), 0);
@@ -97,7 +97,7 @@ TEST(decoder_ogg, a_chain_that_begins_at_another_rate_is_right_too)
     EXPECT_EQ(file.stream->sample_rate, 8000u);
     EXPECT_EQ(file.stream->length, 24000);
     const heard whole = hear(file);
-    ASSERT_NEAR(double(whole.frames()), 3 * 44100, 6);
+    ASSERT_NEAR(static_cast<double>(whole.frames()), 3 * 44100, 6);
     EXPECT_NEAR(measure(whole.left, 50000, 70000).freq, 440, 0.1);
     EXPECT_EQ(file.tell(), 24000);
     ASSERT_EQ(file.seek(16000), 0);
@@ -115,7 +115,7 @@ TEST(decoder_ogg, a_later_link_of_larger_blocks_is_seeked_exactly)
     for (int64_t at = 8000; at < 23000; at += 320) { /* whole samples of both rates */
         ASSERT_EQ(file.seek(at), 0);
         const heard part = hear(file, 300);
-        const size_t from = size_t(at - 8000) * 441 / 80;
+        const size_t from = static_cast<size_t>(at - 8000) * 441 / 80;
         ASSERT_EQ(part.frames(), 300u);
         for (size_t i = 0; i < 300; i++)
             ASSERT_EQ(part.left[i], alone.left[from + i]) << at << " + " << i;
@@ -128,7 +128,7 @@ TEST(decoder_ogg, a_hole_is_bridged)
     /* A page that fails its checksum is one the library leaves out. */
     const size_t page = bytes.find("OggS", bytes.size() / 2);
     ASSERT_NE(page, std::string::npos);
-    bytes[page + 60] = char(bytes[page + 60] ^ 0x55);
+    bytes[page + 60] = static_cast<char>(bytes[page + 60] ^ 0x55);
     ASSERT_EQ(maker_audio_save("hole.ogg", bytes), 0);
     opened file("hole.ogg");
     ASSERT_NE(file.stream, nullptr);
@@ -157,6 +157,6 @@ TEST(decoder_ogg, a_cut_file_tells_its_real_length)
     ASSERT_NE(file.stream, nullptr);
     const heard sound = hear(file);
     EXPECT_EQ(sound.end, 0);
-    EXPECT_EQ(int64_t(sound.frames()), file.stream->length);
+    EXPECT_EQ(static_cast<int64_t>(sound.frames()), file.stream->length);
     EXPECT_GT(file.stream->length, 44100);
 }

@@ -14,7 +14,7 @@ static surface_owner numbered(int32_t width, int32_t height)
 {
     surface_owner made(fb_create(width, height));
     for (int32_t i = 0; i < width * height; i++)
-        made->pixels[i] = (uint16_t)(i + 1);
+        made->pixels[i] = static_cast<uint16_t>(i + 1);
     return made;
 }
 
@@ -135,8 +135,9 @@ TEST(fb_draw_rect, clips_in_every_direction)
                     EXPECT_EQ(fb_draw_rect(&target.surface, x, y, w, h, 0xF800), 0);
                     for (int32_t j = 0; j < 8; j++)
                         for (int32_t i = 0; i < 10; i++) {
-                            const bool inside =
-                                i >= x && j >= y && i < (int64_t)x + w && j < (int64_t)y + h;
+                            const bool inside = i >= x && j >= y &&
+                                                i < static_cast<int64_t>(x) + w &&
+                                                j < static_cast<int64_t>(y) + h;
                             ASSERT_EQ(target.at(i, j), inside ? 0xF800 : 0)
                                 << x << ' ' << y << ' ' << w << ' ' << h;
                         }
@@ -168,7 +169,7 @@ TEST(fb_draw_line, has_both_ends_in_every_direction)
             const std::set<place> drawn = line_pixels(8, 8, 8 + dx, 8 + dy, 17, 17);
             EXPECT_TRUE(drawn.count({8, 8}));
             EXPECT_TRUE(drawn.count({8 + dx, 8 + dy}));
-            EXPECT_EQ(drawn.size(), (size_t)std::max(abs(dx), abs(dy)) + 1);
+            EXPECT_EQ(drawn.size(), static_cast<size_t>(std::max(abs(dx), abs(dy))) + 1);
             EXPECT_EQ(drawn, line_pixels(8 + dx, 8 + dy, 8, 8, 17, 17)) << dx << ' ' << dy;
         }
 }

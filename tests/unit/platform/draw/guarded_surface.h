@@ -12,7 +12,8 @@ constexpr uint16_t guard_colour = 0xA5C3;
 /* Rows have guard pixels on both sides, and guard rows stand above and below. */
 struct guarded_surface {
     guarded_surface(int32_t width, int32_t height, uint16_t colour = 0)
-        : margin(8), memory((size_t)(width + 16) * (size_t)(height + 16), guard_colour)
+        : margin(8),
+          memory(static_cast<size_t>(width + 16) * static_cast<size_t>(height + 16), guard_colour)
     {
         surface.width = width;
         surface.height = height;

@@ -285,10 +285,10 @@ TEST_F(font, any_bytes_are_survived)
         char text[40] = {};
         for (int i = 0; i < 39; i++) {
             state = state * 1664525u + 1013904223u;
-            text[i] = (char)(state >> 24);
+            text[i] = static_cast<char>(state >> 24);
         }
         fb_draw_text(&target.surface, text, 0, 5, round % 3 ? 100 : 0, 30, 8 + round % 20, 0xFFFF,
-                     (uint32_t)round & 0x33);
+                     static_cast<uint32_t>(round) & 0x33);
     }
     EXPECT_TRUE(target.guards_hold());
 }
@@ -303,13 +303,13 @@ TEST_F(font, any_characters_are_survived)
             state = state * 1664525u + 1013904223u;
             uint32_t character = (state >> 8) % 0x3000;
             if (character >= 0x800) {
-                text += (char)(0xE0 | character >> 12);
-                text += (char)(0x80 | (character >> 6 & 0x3F));
+                text += static_cast<char>(0xE0 | character >> 12);
+                text += static_cast<char>(0x80 | (character >> 6 & 0x3F));
             } else {
                 character = 0x80 + character % 0x700;
-                text += (char)(0xC0 | character >> 6);
+                text += static_cast<char>(0xC0 | character >> 6);
             }
-            text += (char)(0x80 | (character & 0x3F));
+            text += static_cast<char>(0x80 | (character & 0x3F));
         }
         fb_draw_text(&target.surface, text.c_str(), 0, 5, round % 2 ? 70 : 0, 30, 14, 0xFFFF, 0);
         ASSERT_GE(font_text_width(text.c_str(), 14), 0);
@@ -393,8 +393,9 @@ TEST_F(font, more_glyphs_than_the_cache_holds_draw_the_same)
     const std::vector<uint16_t> before = pixels_of("国字幕音楽 Text", 24);
     guarded_surface target(60, 60);
     for (uint32_t character = 0x4E00; character < 0x5A00; character++) {
-        const char text[] = {(char)(0xE0 | character >> 12), (char)(0x80 | (character >> 6 & 0x3F)),
-                             (char)(0x80 | (character & 0x3F)), 0};
+        const char text[] = {static_cast<char>(0xE0 | character >> 12),
+                             static_cast<char>(0x80 | (character >> 6 & 0x3F)),
+                             static_cast<char>(0x80 | (character & 0x3F)), 0};
         fb_draw_text(&target.surface, text, 5, 5, 0, 0, 24, 0xFFFF, 0);
     }
     EXPECT_EQ(pixels_of("国字幕音楽 Text", 24), before);
@@ -491,7 +492,7 @@ static maker_bytes file_bytes(const char *path)
     FILE *file = fopen(path, "rb");
     maker_bytes bytes;
     for (int byte = fgetc(file); byte != EOF; byte = fgetc(file))
-        bytes.push_back((uint8_t)byte);
+        bytes.push_back(static_cast<uint8_t>(byte));
     fclose(file);
     return bytes;
 }
@@ -500,7 +501,8 @@ TEST_F(font, a_truncated_font_never_crashes)
 {
     const maker_bytes whole = file_bytes("/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf");
     for (size_t size = 0; size < whole.size(); size += size < 512 ? 16 : whole.size() / 40) {
-        maker_save("cut.ttf", maker_bytes(whole.begin(), whole.begin() + (ptrdiff_t)size));
+        maker_save("cut.ttf",
+                   maker_bytes(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(size)));
         if (font_open("cut.ttf") == 0)
             (void)drawn("Ägypten 国 مرحبا", 10, 10, 100, 0, 16);
     }

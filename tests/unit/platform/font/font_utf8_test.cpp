@@ -40,7 +40,7 @@ TEST(font_utf8, overlong_surrogate_and_too_large_sequences_are_broken)
 {
     EXPECT_EQ(decoded("\xC0\x80z"), (characters{0xFFFD, 0xFFFD, 'z'}));
     EXPECT_EQ(decoded("\xC1\xBFz"), (characters{0xFFFD, 0xFFFD, 'z'}));
-    EXPECT_EQ(decoded("\xE0\x9F\xBFz").back(), (uint32_t)'z');
+    EXPECT_EQ(decoded("\xE0\x9F\xBFz").back(), uint32_t{'z'});
     EXPECT_EQ(decoded("\xE0\x9F\xBFz").front(), 0xFFFDu);
     EXPECT_EQ(decoded("\xED\xA0\x80z").front(), 0xFFFDu);
     EXPECT_EQ(decoded("\xF4\x90\x80\x80z").front(), 0xFFFDu);
@@ -80,7 +80,7 @@ TEST(font_utf8, any_bytes_give_characters_only)
         std::string text;
         for (int i = 0; i < 12; i++) {
             state = state * 1664525u + 1013904223u;
-            text += (char)(state >> 24 | (state >> 20 & 0x80));
+            text += static_cast<char>(state >> 24 | (state >> 20 & 0x80));
         }
         text.resize(strnlen(text.c_str(), text.size()));
         const characters made = decoded(text);

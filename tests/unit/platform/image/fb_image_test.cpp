@@ -19,20 +19,20 @@ static int wide(int value, int bits)
 
 static int rounded_share(int value, int share)
 {
-    return (int)floor(value * share / 255.0 + 0.5);
+    return static_cast<int>(floor(value * share / 255.0 + 0.5));
 }
 
 static uint16_t slow_over(uint32_t argb, uint16_t under, int opacity)
 {
-    const int rest = 255 - rounded_share((int)(argb >> 24), opacity);
-    const int red = rounded_share((int)(argb >> 16 & 0xFF), opacity) +
+    const int rest = 255 - rounded_share(static_cast<int>(argb >> 24), opacity);
+    const int red = rounded_share(static_cast<int>(argb >> 16 & 0xFF), opacity) +
                     rounded_share(wide(under >> 11, 5), rest);
-    const int green = rounded_share((int)(argb >> 8 & 0xFF), opacity) +
+    const int green = rounded_share(static_cast<int>(argb >> 8 & 0xFF), opacity) +
                       rounded_share(wide(under >> 5 & 63, 6), rest);
-    const int blue =
-        rounded_share((int)(argb & 0xFF), opacity) + rounded_share(wide(under & 31, 5), rest);
-    return (uint16_t)(std::min(red, 255) / 8 << 11 | std::min(green, 255) / 4 << 5 |
-                      std::min(blue, 255) / 8);
+    const int blue = rounded_share(static_cast<int>(argb & 0xFF), opacity) +
+                     rounded_share(wide(under & 31, 5), rest);
+    return static_cast<uint16_t>(std::min(red, 255) / 8 << 11 | std::min(green, 255) / 4 << 5 |
+                                 std::min(blue, 255) / 8);
 }
 
 /* The pixels as they were before they were dithered. */
@@ -46,13 +46,14 @@ static void slow_draw(fb_surface &to, const std::vector<uint32_t> &argb, int32_t
             if (x + i < 0 || y + j < 0 || x + i >= to.width || y + j >= to.height)
                 continue;
             uint16_t &pixel = to.pixels[(y + j) * to.stride + x + i];
-            pixel = slow_over(argb[(size_t)((src_y + j) * width + src_x + i)], pixel, alpha);
+            pixel =
+                slow_over(argb[static_cast<size_t>((src_y + j) * width + src_x + i)], pixel, alpha);
         }
 }
 
 static std::vector<uint32_t> pixels_of(const image *picture)
 {
-    const size_t count = (size_t)picture->width * (size_t)picture->height;
+    const size_t count = static_cast<size_t>(picture->width) * static_cast<size_t>(picture->height);
     return std::vector<uint32_t>(picture->argb, picture->argb + count);
 }
 
@@ -75,7 +76,7 @@ static guarded_surface &painted(guarded_surface &surface)
     for (int32_t y = 0; y < surface.surface.height; y++)
         for (int32_t x = 0; x < surface.surface.width; x++)
             surface.surface.pixels[y * surface.surface.stride + x] =
-                (uint16_t)(y * 9001 + x * 1733);
+                static_cast<uint16_t>(y * 9001 + x * 1733);
     return surface;
 }
 
@@ -132,8 +133,9 @@ TEST(fb_draw_image, dithered_is_copied)
     std::vector<uint32_t> argb;
     for (int i = 0; i < 24 * 20; i++) {
         const int pixel = picture->rgb565[i];
-        argb.push_back(0xFF000000u | (uint32_t)wide(pixel >> 11, 5) << 16 |
-                       (uint32_t)wide(pixel >> 5 & 63, 6) << 8 | (uint32_t)wide(pixel & 31, 5));
+        argb.push_back(0xFF000000u | static_cast<uint32_t>(wide(pixel >> 11, 5)) << 16 |
+                       static_cast<uint32_t>(wide(pixel >> 5 & 63, 6)) << 8 |
+                       static_cast<uint32_t>(wide(pixel & 31, 5)));
     }
     compare(picture.get(), argb, 255);
     compare(picture.get(), argb, 77);

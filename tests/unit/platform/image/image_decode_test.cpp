@@ -46,7 +46,7 @@ TEST(image_png, every_colour_type_and_depth_decodes_exactly)
     for (const maker_png_options &options : every_png())
         for (const maker_picture &picture : pictures) {
             SCOPED_TRACE(testing::Message()
-                         << "kind " << (int)options.kind << " depth " << options.depth
+                         << "kind " << static_cast<int>(options.kind) << " depth " << options.depth
                          << " interlaced " << options.interlaced << options.transparent);
             expect_picture(image_of(maker_png(picture, options)).get(),
                            maker_png_seen(picture, options));
@@ -66,8 +66,8 @@ TEST(image_jpeg, every_kind_decodes_closely)
     const maker_picture picture = maker_gradient(61, 47);
     maker_picture grey = picture;
     for (uint32_t &argb : grey.argb) {
-        const uint32_t value = (uint32_t)((argb >> 16 & 0xFF) * 0.299 + (argb >> 8 & 0xFF) * 0.587 +
-                                          (argb & 0xFF) * 0.114 + 0.5);
+        const uint32_t value = static_cast<uint32_t>(
+            (argb >> 16 & 0xFF) * 0.299 + (argb >> 8 & 0xFF) * 0.587 + (argb & 0xFF) * 0.114 + 0.5);
         argb = 0xFF000000u | value * 0x010101u;
     }
     for (const bool progressive : {false, true}) {
@@ -151,7 +151,7 @@ TEST(image_gif, a_frame_stands_at_its_place_on_the_canvas)
     maker_picture wanted = maker_plain(10, 9, 0);
     for (int y = 0; y < 3; y++)
         for (int x = 0; x < 4; x++)
-            wanted.argb[(size_t)((y + 5) * 10 + x + 2)] = 0xFFFF0000;
+            wanted.argb[static_cast<size_t>((y + 5) * 10 + x + 2)] = 0xFFFF0000;
     const maker_gif_options options = {.left = 2, .top = 5, .canvas_width = 10, .canvas_height = 9};
     expect_picture(image_of(maker_gif(frame, options)).get(), wanted);
 }
@@ -185,7 +185,7 @@ TEST(image_read, opens_no_pipe)
     const int writer = open("pipe.png", O_RDWR | O_NONBLOCK | O_CLOEXEC);
     ASSERT_GE(writer, 0);
     const maker_bytes bytes = maker_png(maker_gradient(10, 10));
-    ASSERT_EQ(write(writer, bytes.data(), bytes.size()), (ssize_t)bytes.size());
+    ASSERT_EQ(write(writer, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
     EXPECT_EQ(image_owner(image_read("pipe.png")), nullptr) << "not even for a whole picture";
     (void)close(writer);
 }
@@ -200,13 +200,14 @@ struct dripping {
 
 static int drip(void *handle, void *buffer, unsigned length)
 {
-    dripping *from = (dripping *)handle;
+    dripping *from = static_cast<dripping *>(handle);
     if (from->at >= from->end)
         return from->at_end;
-    const size_t count = std::min({(size_t)length, from->step, from->end - from->at});
-    std::copy_n(from->bytes->begin() + (ptrdiff_t)from->at, count, (uint8_t *)buffer);
+    const size_t count = std::min({static_cast<size_t>(length), from->step, from->end - from->at});
+    std::copy_n(from->bytes->begin() + static_cast<ptrdiff_t>(from->at), count,
+                static_cast<uint8_t *>(buffer));
     from->at += count;
-    return (int)count;
+    return static_cast<int>(count);
 }
 
 TEST(image_read_with_cb, a_callback_may_deliver_in_small_pieces)
@@ -232,7 +233,7 @@ TEST(image_read_with_cb, an_error_of_the_callback_fails_the_picture)
 
 static int boast(void *, void *, unsigned length)
 {
-    return (int)length + 1000;
+    return static_cast<int>(length) + 1000;
 }
 
 TEST(image_read_with_cb, a_callback_that_claims_more_than_was_asked_fails)
@@ -281,7 +282,7 @@ TEST(image_decode, changed_bytes_are_survived)
             maker_bytes broken = bytes;
             const uint32_t changes = 1 + next() % 8;
             for (uint32_t i = 0; i < changes; i++)
-                broken[next() % broken.size()] = (uint8_t)next();
+                broken[next() % broken.size()] = static_cast<uint8_t>(next());
             touch(image_of(broken).get());
         }
 }
@@ -295,7 +296,7 @@ TEST(image_decode, random_bytes_behind_a_signature_are_refused)
             maker_bytes bytes(signature.begin(), signature.end());
             for (int i = 0; i < 200; i++) {
                 state = state * 1664525u + 1013904223u;
-                bytes.push_back((uint8_t)(state >> 24));
+                bytes.push_back(static_cast<uint8_t>(state >> 24));
             }
             touch(image_of(bytes).get());
         }
@@ -307,7 +308,7 @@ TEST(image_decode, random_bytes_behind_a_signature_are_refused)
 static void put(maker_bytes *bytes, size_t at, uint32_t value, int count)
 {
     for (int i = 0; i < count; i++)
-        (*bytes)[at + (size_t)i] = (uint8_t)(value >> 8 * (count - 1 - i));
+        (*bytes)[at + static_cast<size_t>(i)] = static_cast<uint8_t>(value >> 8 * (count - 1 - i));
 }
 
 TEST(image_decode, sizes_above_the_limit_are_refused)
@@ -352,7 +353,7 @@ TEST(image_decode, a_jpeg_of_endless_scans_ends)
             last_scan = i;
     maker_bytes many(whole.begin(), whole.end() - 2);
     for (int i = 0; i < 3000; i++)
-        many.insert(many.end(), whole.begin() + (ptrdiff_t)last_scan, whole.end() - 2);
+        many.insert(many.end(), whole.begin() + static_cast<ptrdiff_t>(last_scan), whole.end() - 2);
     many.insert(many.end(), {0xFF, 0xD9});
     EXPECT_EQ(image_of(many), nullptr);
 }
@@ -368,7 +369,8 @@ TEST(image_decode, a_jpeg_of_more_scans_than_encoders_make_is_refused)
     for (const int more : {10, 40}) {
         maker_bytes many(whole.begin(), whole.end() - 2);
         for (int i = 0; i < more; i++)
-            many.insert(many.end(), whole.begin() + (ptrdiff_t)last_scan, whole.end() - 2);
+            many.insert(many.end(), whole.begin() + static_cast<ptrdiff_t>(last_scan),
+                        whole.end() - 2);
         many.insert(many.end(), {0xFF, 0xD9});
         EXPECT_EQ(image_of(many) != nullptr, more == 10) << more;
     }

@@ -28,7 +28,7 @@ TEST(image_dither, every_pixel_is_one_of_the_two_nearest_levels)
         const int steps[] = {pixel >> 11, pixel >> 5 & 63, pixel & 31};
         const int sizes[] = {8, 4, 8};
         for (int c = 0; c < 3; c++) {
-            const int value = (int)(made.argb[i] >> (16 - 8 * c) & 0xFF);
+            const int value = static_cast<int>(made.argb[i] >> (16 - 8 * c) & 0xFF);
             ASSERT_GE(steps[c], value / sizes[c]);
             ASSERT_LE(steps[c], value / sizes[c] + 1);
         }
@@ -39,7 +39,7 @@ TEST(image_dither, a_grey_between_two_levels_becomes_both_in_its_share)
 {
     for (int value = 0; value <= 248; value++) {
         const image_owner picture =
-            image_from(maker_plain(16, 16, 0xFF000000u | (uint32_t)value * 0x010101u));
+            image_from(maker_plain(16, 16, 0xFF000000u | static_cast<uint32_t>(value) * 0x010101u));
         ASSERT_EQ(image_dither(picture.get()), 0);
         int red = 0, green = 0, blue = 0;
         for (int i = 0; i < 256; i++) {
@@ -104,7 +104,7 @@ TEST(image_dither, spans_cover_every_visible_pixel_once_in_order)
             ASSERT_GT(span.y * made.width + span.x, last);
             last = span.y * made.width + span.x + span.length - 1;
             for (int32_t x = 0; x < span.length; x++) {
-                const size_t at = (size_t)(span.y * made.width + span.x + x);
+                const size_t at = static_cast<size_t>(span.y * made.width + span.x + x);
                 covered[at]++;
                 if (span.opaque) {
                     ASSERT_EQ(made.argb[at] >> 24, 255u);

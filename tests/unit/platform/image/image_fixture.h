@@ -50,7 +50,8 @@ inline int difference(uint32_t a, uint32_t b)
 {
     int largest = 0;
     for (int shift = 0; shift < 32; shift += 8)
-        largest = std::max(largest, abs((int)(a >> shift & 0xFF) - (int)(b >> shift & 0xFF)));
+        largest = std::max(largest, abs(static_cast<int>(a >> shift & 0xFF) -
+                                        static_cast<int>(b >> shift & 0xFF)));
     return largest;
 }
 
@@ -94,7 +95,8 @@ inline void touch(const image *picture)
         return;
     ASSERT_GE(picture->width, 1);
     ASSERT_GE(picture->height, 1);
-    for (size_t i = 0; i < (size_t)picture->width * (size_t)picture->height; i++) {
+    for (size_t i = 0;
+         i < static_cast<size_t>(picture->width) * static_cast<size_t>(picture->height); i++) {
         const uint32_t argb = picture->argb[i];
         const uint32_t largest = std::max({argb >> 16 & 0xFF, argb >> 8 & 0xFF, argb & 0xFF});
         ASSERT_LE(largest, argb >> 24); /* multiplied with its alpha */

@@ -33,8 +33,11 @@ static uint32_t block_average(const image *whole, int32_t left, int32_t top, int
         uint64_t count = 0;
         for (int32_t y = top; y < std::min(top + factor, whole->height); y++)
             for (int32_t x = left; x < std::min(left + factor, whole->width); x++, count++)
-                sum += whole->argb[(size_t)y * (size_t)whole->width + (size_t)x] >> shift & 0xFF;
-        made |= (uint32_t)((2 * sum + count) / (2 * count)) << shift;
+                sum += whole->argb[static_cast<size_t>(y) * static_cast<size_t>(whole->width) +
+                                   static_cast<size_t>(x)] >>
+                           shift &
+                       0xFF;
+        made |= static_cast<uint32_t>((2 * sum + count) / (2 * count)) << shift;
     }
     return made;
 }
@@ -72,9 +75,9 @@ TEST(image_reduced, png_of_every_kind_is_averaged_exactly)
         for (const maker_picture &picture : pictures)
             for (const int32_t side : {1, 2, 3, 7, 10, 18, 19, 100}) {
                 SCOPED_TRACE(testing::Message()
-                             << "kind " << (int)options.kind << " depth " << options.depth
-                             << " interlaced " << options.interlaced << options.transparent
-                             << " side " << side);
+                             << "kind " << static_cast<int>(options.kind) << " depth "
+                             << options.depth << " interlaced " << options.interlaced
+                             << options.transparent << " side " << side);
                 const maker_bytes bytes = maker_png(picture, options);
                 const reduced_picture made = reduced(bytes, side);
                 const int32_t factor =
@@ -141,7 +144,7 @@ TEST(image_reduced, jpeg_of_every_kind_comes_close_to_its_averages)
         for (const maker_picture &picture : pictures)
             for (const int32_t side : {1, 20, 33, 60, 64, 65, 126, 127, 300}) {
                 SCOPED_TRACE(testing::Message()
-                             << "kind " << (int)options.kind << options.progressive
+                             << "kind " << static_cast<int>(options.kind) << options.progressive
                              << options.full_chroma << options.adobe << " width " << picture.width
                              << " side " << side);
                 const maker_bytes bytes = maker_jpeg(picture, options);
@@ -177,7 +180,7 @@ static void expect_same(const image *made, const image *whole)
     ASSERT_EQ(made->width, whole->width);
     ASSERT_EQ(made->height, whole->height);
     EXPECT_EQ(made->has_alpha, whole->has_alpha);
-    const size_t count = (size_t)whole->width * (size_t)whole->height;
+    const size_t count = static_cast<size_t>(whole->width) * static_cast<size_t>(whole->height);
     EXPECT_TRUE(std::equal(whole->argb, whole->argb + count, made->argb));
 }
 
@@ -210,7 +213,7 @@ TEST(image_reduced, files_cut_anywhere_give_what_they_give_whole)
     for (const maker_bytes &bytes : files)
         for (size_t size = 0; size <= bytes.size(); size++) {
             /* A block of its own, so that sanitizers see a read past the end. */
-            const maker_bytes cut(bytes.begin(), bytes.begin() + (ptrdiff_t)size);
+            const maker_bytes cut(bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(size));
             const image_owner whole = image_of(cut);
             for (const int32_t side : {1, 7, 15}) {
                 const reduced_picture made = reduced(cut, side);
@@ -235,8 +238,8 @@ TEST(image_reduced, changed_bytes_are_survived)
             maker_bytes broken = bytes;
             const uint32_t changes = 1 + next() % 8;
             for (uint32_t i = 0; i < changes; i++)
-                broken[next() % broken.size()] = (uint8_t)next();
-            touch(reduced(broken, 1 + (int32_t)(next() % 20)).picture.get());
+                broken[next() % broken.size()] = static_cast<uint8_t>(next());
+            touch(reduced(broken, 1 + static_cast<int32_t>(next() % 20)).picture.get());
         }
 }
 

@@ -91,18 +91,22 @@ static double kernel(double t)
 /* One channel of one pixel straight from the definition, over the source's own pixels. */
 static double slow_channel(const image *from, int width, int height, int x, int y, int shift)
 {
-    const double scale_x = std::max(1.0, (double)from->width / width);
-    const double scale_y = std::max(1.0, (double)from->height / height);
+    const double scale_x = std::max(1.0, static_cast<double>(from->width) / width);
+    const double scale_y = std::max(1.0, static_cast<double>(from->height) / height);
     const double middle_x = (x + 0.5) * from->width / width;
     const double middle_y = (y + 0.5) * from->height / height;
     double sum = 0, weights = 0;
-    for (int j = (int)floor(middle_y - 2 * scale_y) - 1; j <= middle_y + 2 * scale_y + 1; j++)
-        for (int i = (int)floor(middle_x - 2 * scale_x) - 1; i <= middle_x + 2 * scale_x + 1; i++) {
+    for (int j = static_cast<int>(floor(middle_y - 2 * scale_y)) - 1;
+         j <= middle_y + 2 * scale_y + 1; j++)
+        for (int i = static_cast<int>(floor(middle_x - 2 * scale_x)) - 1;
+             i <= middle_x + 2 * scale_x + 1; i++) {
             const double weight =
                 kernel((i + 0.5 - middle_x) / scale_x) * kernel((j + 0.5 - middle_y) / scale_y);
             const int row = std::clamp(j, 0, from->height - 1);
             const int column = std::clamp(i, 0, from->width - 1);
-            const uint32_t pixel = from->argb[(size_t)row * (size_t)from->width + (size_t)column];
+            const uint32_t pixel =
+                from->argb[static_cast<size_t>(row) * static_cast<size_t>(from->width) +
+                           static_cast<size_t>(column)];
             sum += weight * (pixel >> shift & 0xFF);
             weights += weight;
         }
@@ -116,9 +120,9 @@ static double largest_error(const image *from, int width, int height)
     for (int y = 0; y < height; y++)
         for (int x = 0; x < width; x++)
             for (int shift = 0; shift < 24; shift += 8)
-                largest =
-                    std::max(largest, fabs(slow_channel(from, width, height, x, y, shift) -
-                                           (to->argb[(size_t)(y * width + x)] >> shift & 0xFF)));
+                largest = std::max(
+                    largest, fabs(slow_channel(from, width, height, x, y, shift) -
+                                  (to->argb[static_cast<size_t>(y * width + x)] >> shift & 0xFF)));
     return largest;
 }
 
@@ -171,7 +175,7 @@ TEST(image_copy_resampled, a_part_goes_to_a_part_and_nowhere_else)
     maker_picture made = maker_plain(20, 20, 0xFFFF0000);
     for (int y = 5; y < 10; y++)
         for (int x = 10; x < 15; x++)
-            made.argb[(size_t)(y * 20 + x)] = 0xFF0000FF;
+            made.argb[static_cast<size_t>(y * 20 + x)] = 0xFF0000FF;
     const image_owner from = image_from(made);
     const image_owner to(image_create(30, 30));
     ASSERT_EQ(image_copy_resampled(to.get(), from.get(), 3, 4, 12, 9, 10, 5, 5, 5), 0);
@@ -215,7 +219,7 @@ TEST(image_copy_resampled, works_at_random_sizes)
     uint32_t state = seed_or(4711);
     const auto below = [&state](uint32_t limit) {
         state = state * 1664525u + 1013904223u;
-        return (int32_t)((state >> 8) % limit);
+        return static_cast<int32_t>((state >> 8) % limit);
     };
     const image_owner from = image_from(maker_gradient(211, 173));
     for (int round = 0; round < 400; round++) {
@@ -223,8 +227,8 @@ TEST(image_copy_resampled, works_at_random_sizes)
         const int32_t src_x = below(211), src_y = below(173);
         ASSERT_EQ(image_copy_resampled(to.get(), from.get(), below(100) - 50, below(100) - 50,
                                        1 + below(300), 1 + below(300), src_x, src_y,
-                                       1 + below((uint32_t)(211 - src_x)),
-                                       1 + below((uint32_t)(173 - src_y))),
+                                       1 + below(static_cast<uint32_t>(211 - src_x)),
+                                       1 + below(static_cast<uint32_t>(173 - src_y))),
                   0);
     }
 }

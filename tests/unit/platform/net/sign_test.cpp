@@ -40,7 +40,7 @@ TEST(sign, does_not_hold_for_anything_else)
     EXPECT_FALSE(holds("", key, key));
     EXPECT_FALSE(holds(text, other, key));
     EXPECT_FALSE(holds(text, key, maker_key{}));
-    for (int byte = 0; byte < (int)sign_size; byte++)
+    for (int byte = 0; byte < static_cast<int>(sign_size); byte++)
         EXPECT_FALSE(holds(text, key, key, byte)) << byte;
 }
 

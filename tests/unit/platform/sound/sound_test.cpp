@@ -66,8 +66,8 @@ static void play_ramp(int16_t *samples, uint32_t frames)
 {
     for (uint32_t i = 0; i < frames; i++) {
         const uint32_t at = counter++;
-        samples[i * 2] = (int16_t)(at % 20000 + 1);
-        samples[i * 2 + 1] = (int16_t) - (int32_t)(at % 20000 + 1);
+        samples[i * 2] = static_cast<int16_t>(at % 20000 + 1);
+        samples[i * 2 + 1] = static_cast<int16_t>(-static_cast<int32_t>(at % 20000 + 1));
     }
 }
 
@@ -182,8 +182,8 @@ TEST_F(sound, leaves_in_order_and_unchanged_at_full_volume)
         sound_step();
         const std::vector<int16_t> samples = pull(441);
         for (uint32_t frame = 0; frame < 441; frame++, at++) {
-            ASSERT_EQ(samples[frame * 2], (int16_t)(at % 20000 + 1));
-            ASSERT_EQ(samples[frame * 2 + 1], -(int16_t)(at % 20000 + 1));
+            ASSERT_EQ(samples[frame * 2], static_cast<int16_t>(at % 20000 + 1));
+            ASSERT_EQ(samples[frame * 2 + 1], -static_cast<int16_t>(at % 20000 + 1));
         }
     }
 }
@@ -192,7 +192,7 @@ TEST_F(sound, an_empty_queue_gives_silence)
 {
     open();
     sound_step();
-    const uint32_t queued = (uint32_t)calls * sound_period_frames;
+    const uint32_t queued = static_cast<uint32_t>(calls) * sound_period_frames;
     const std::vector<int16_t> samples = pull(queued + 100);
     EXPECT_NE(samples[(queued - 1) * 2], 0);
     for (size_t i = queued * 2; i < samples.size(); i++)
@@ -267,7 +267,7 @@ TEST_F(sound, reset_drops_what_is_queued)
     const uint32_t at = counter;
     sound_step();
     EXPECT_EQ(speaker_dropped, 1);
-    EXPECT_EQ(pull(1)[0], (int16_t)(at % 20000 + 1));
+    EXPECT_EQ(pull(1)[0], static_cast<int16_t>(at % 20000 + 1));
 }
 
 TEST_F(sound, reset_from_inside_the_callback_keeps_what_is_queued)
@@ -281,7 +281,7 @@ TEST_F(sound, reset_from_inside_the_callback_keeps_what_is_queued)
     EXPECT_GE(sound_get_buffer_remaining(), 98);
     const std::vector<int16_t> samples = pull(4000);
     for (uint32_t frame = 0; frame < 4000; frame++)
-        ASSERT_EQ(samples[frame * 2], (int16_t)(frame + 1));
+        ASSERT_EQ(samples[frame * 2], static_cast<int16_t>(frame + 1));
     EXPECT_EQ(speaker_dropped, 0);
 }
 
@@ -294,7 +294,7 @@ TEST_F(sound, reset_from_another_thread_drops_the_period_being_filled)
     };
     open();
     sound_step();
-    EXPECT_EQ(pull(1)[0], (int16_t)(3 * sound_period_frames + 1));
+    EXPECT_EQ(pull(1)[0], static_cast<int16_t>(3 * sound_period_frames + 1));
 }
 
 TEST_F(sound, reset_waits_for_nobody)
@@ -339,7 +339,7 @@ TEST_F(sound, volume_comes_back_exactly_and_is_clamped)
 TEST_F(sound, volume_follows_loudness)
 {
     play = [](int16_t *samples, uint32_t frames) {
-        std::fill(samples, samples + frames * 2, (int16_t)20000);
+        std::fill(samples, samples + frames * 2, static_cast<int16_t>(20000));
     };
     int16_t before = -1;
     for (int32_t volume = 0; volume <= 100; volume += 5) {
@@ -363,7 +363,7 @@ TEST_F(sound, volume_follows_loudness)
 TEST_F(sound, volume_is_heard_at_once_and_does_not_click)
 {
     play = [](int16_t *samples, uint32_t frames) {
-        std::fill(samples, samples + frames * 2, (int16_t)32767);
+        std::fill(samples, samples + frames * 2, static_cast<int16_t>(32767));
     };
     open();
     sound_step();

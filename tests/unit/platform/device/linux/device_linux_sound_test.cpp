@@ -65,7 +65,8 @@ static int32_t card_write(const int16_t *samples, uint32_t frames)
 {
     if (card.stopped || card.broken)
         return -1;
-    const int32_t taken = std::min((int32_t)frames, size - (card.swallow ? 0 : card.held));
+    const int32_t taken =
+        std::min(static_cast<int32_t>(frames), size - (card.swallow ? 0 : card.held));
     for (int32_t i = 0; i < taken; i++)
         card.took.push_back(samples[i * 2]);
     card.held += card.swallow ? 0 : taken;
@@ -119,7 +120,7 @@ static void on_sound(void *, void *buffer, uint32_t length)
     }
     int16_t *to = static_cast<int16_t *>(buffer);
     for (uint32_t i = 0; i < frames; i++)
-        to[i * 2] = to[i * 2 + 1] = (int16_t)(asked++ % 30000 + 1);
+        to[i * 2] = to[i * 2 + 1] = static_cast<int16_t>(asked++ % 30000 + 1);
 }
 
 template <typename condition> static bool wait_until(condition holds)
@@ -136,7 +137,7 @@ template <typename condition> static bool wait_until(condition holds)
 static void expect_ramp(const std::vector<int16_t> &samples)
 {
     for (size_t i = 0; i < samples.size(); i++)
-        ASSERT_EQ(samples[i], (int16_t)(i % 30000 + 1)) << "frame " << i;
+        ASSERT_EQ(samples[i], static_cast<int16_t>(i % 30000 + 1)) << "frame " << i;
 }
 
 class linux_sound_of : public testing::Test

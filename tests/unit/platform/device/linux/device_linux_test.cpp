@@ -29,14 +29,14 @@ class linux_panel_of : public testing::Test
         frame = fb_create(4, 3);
         ASSERT_NE(frame, nullptr);
         for (int i = 0; i < 12; i++)
-            frame->pixels[i / 4 * frame->stride + i % 4] = (uint16_t)(0x1111 * (i + 1));
+            frame->pixels[i / 4 * frame->stride + i % 4] = static_cast<uint16_t>(0x1111 * (i + 1));
     }
     void TearDown() override { fb_free(frame); }
 
     linux_panel make(int32_t width, int32_t height, int32_t bytes, int32_t spare = 0)
     {
         const int32_t line = width * bytes + spare;
-        memory.assign((size_t)line * (size_t)height + 16, 0xab);
+        memory.assign(static_cast<size_t>(line) * static_cast<size_t>(height) + 16, 0xab);
         const linux_panel small = {memory.data(), width, height, line, 2, {11, 5}, {5, 6}, {0, 5}};
         const linux_panel large = {memory.data(), width, height, line, 4, {16, 8}, {8, 8}, {0, 8}};
         return bytes == 2 ? small : large;
@@ -46,7 +46,7 @@ class linux_panel_of : public testing::Test
     {
         uint32_t value = 0;
         memcpy(&value, memory.data() + y * panel.line_bytes + x * panel.pixel_bytes,
-               (size_t)panel.pixel_bytes);
+               static_cast<size_t>(panel.pixel_bytes));
         return value;
     }
 
@@ -69,7 +69,7 @@ TEST_F(linux_panel_of, its_own_size_gets_the_frame_as_it_is)
     for (int32_t y = 0; y < 3; y++) {
         for (int32_t x = 0; x < 4; x++)
             EXPECT_EQ(at(panel, x, y), pixel(x, y));
-        EXPECT_EQ(memory[(size_t)(y * panel.line_bytes + 8)], 0xab) << "beside the row";
+        EXPECT_EQ(memory[static_cast<size_t>(y * panel.line_bytes + 8)], 0xab) << "beside the row";
     }
     expect_untouched_end();
 }
@@ -209,7 +209,7 @@ class linux_input_of : public testing::Test
         record.type = type;
         record.code = code;
         record.value = value;
-        ASSERT_EQ(write(to, &record, sizeof record), (ssize_t)sizeof record);
+        ASSERT_EQ(write(to, &record, sizeof record), ssize_t{sizeof record});
     }
 
     static void report(int to) { send(to, EV_SYN, SYN_REPORT, 0); }

@@ -57,7 +57,7 @@ inline string read_file(const char *path)
     string content;
     FILE *file = fopen(path, "rb");
     for (int c = file ? getc(file) : EOF; c != EOF; c = getc(file))
-        content += (char)c;
+        content += static_cast<char>(c);
     if (file)
         fclose(file);
     return content;

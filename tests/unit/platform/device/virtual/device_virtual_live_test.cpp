@@ -23,7 +23,7 @@ class device_virtual_pipe : public device_virtual_script
     }
     void type(const char *text)
     {
-        ASSERT_EQ(write(ends[1], text, strlen(text)), (ssize_t)strlen(text));
+        ASSERT_EQ(write(ends[1], text, strlen(text)), static_cast<ssize_t>(strlen(text)));
     }
 
     int ends[2] = {-1, -1};

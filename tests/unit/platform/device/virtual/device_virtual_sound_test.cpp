@@ -5,13 +5,13 @@ static uint32_t little(const string &from, size_t at, int bytes)
 {
     uint32_t value = 0;
     for (int i = bytes - 1; i >= 0; i--)
-        value = value << 8 | (uint8_t)from[at + (size_t)i];
+        value = value << 8 | static_cast<uint8_t>(from[at + static_cast<size_t>(i)]);
     return value;
 }
 
 static int16_t frame_at(const string &wav, uint32_t frame)
 {
-    return (int16_t)little(wav, 44 + frame * 4, 2);
+    return static_cast<int16_t>(little(wav, 44 + frame * 4, 2));
 }
 
 static std::atomic<uint32_t> counter{0};
@@ -19,7 +19,7 @@ static std::atomic<uint32_t> counter{0};
 static void play_ramp(int16_t *samples, uint32_t frames)
 {
     for (uint32_t i = 0; i < frames; i++)
-        samples[i * 2] = samples[i * 2 + 1] = (int16_t)(counter++ % 20000 + 1);
+        samples[i * 2] = samples[i * 2 + 1] = static_cast<int16_t>(counter++ % 20000 + 1);
 }
 
 TEST_F(device_virtual_script, the_speaker_consumes_exactly_the_time_that_passes)
@@ -42,7 +42,7 @@ TEST_F(device_virtual_script, the_speaker_consumes_exactly_the_time_that_passes)
     EXPECT_EQ(little(wav, 34, 2), 16u);
     EXPECT_EQ(little(wav, 40, 4), frames * 4);
     for (uint32_t i = 0; i < frames; i++)
-        ASSERT_EQ(frame_at(wav, i), (int16_t)(i % 20000 + 1));
+        ASSERT_EQ(frame_at(wav, i), static_cast<int16_t>(i % 20000 + 1));
     const uint32_t queued = (counter - frames) * 1000 / 44100;
     EXPECT_NE(answer.find("queued=" + std::to_string(queued)), string::npos) << answer;
 }
