@@ -34,7 +34,7 @@ struct library_walk_test : testing::Test {
         const std::string text = path;
         EXPECT_EQ(text.substr(0, text.rfind('/')), dir);
         test->visited.push_back(text.substr(test->folder.path.size() + 1));
-        return (int)test->visited.size() < test->visit_limit ? 0 : -1;
+        return static_cast<int>(test->visited.size()) < test->visit_limit ? 0 : -1;
     }
     static bool go_on(void *user)
     {

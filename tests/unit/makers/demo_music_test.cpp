@@ -39,7 +39,7 @@ TEST(demo_music, each_piece_plays_to_its_end_and_ends_softly)
         EXPECT_NE(stream->tags->title, nullptr);
         EXPECT_NE(stream->tags->artist, nullptr);
         EXPECT_NE(stream->tags->album, nullptr);
-        const double seconds = double(stream->length) / stream->sample_rate;
+        const double seconds = static_cast<double>(stream->length) / stream->sample_rate;
         EXPECT_GE(seconds, 15);
         EXPECT_LE(seconds, 40);
         int64_t frames = 0;
@@ -50,7 +50,7 @@ TEST(demo_music, each_piece_plays_to_its_end_and_ends_softly)
                 last = abs(buffer[i]);
                 loudest = std::max(loudest, last);
             }
-        EXPECT_NEAR(double(frames) / sound_rate, seconds, 0.001) << name;
+        EXPECT_NEAR(static_cast<double>(frames) / sound_rate, seconds, 0.001) << name;
         EXPECT_GT(loudest, 20000) << name;
         EXPECT_LT(loudest, 32767) << name << " clips";
         EXPECT_LT(last, 100) << name;

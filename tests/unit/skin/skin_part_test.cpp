@@ -210,7 +210,8 @@ TEST_F(skin_part_test, takes_the_last_of_two_images_of_one_name)
 TEST_F(skin_part_test, refuses_images_that_are_too_large)
 {
     std::string huge = make_png(2, 2);
-    const char size[] = {0, 0, char(0xEA), 0x60}; /* 60 000, with a checksum that fits */
+    const char size[] = {0, 0, static_cast<char>(0xEA),
+                         0x60}; /* 60 000, with a checksum that fits */
     memcpy(huge.data() + 16, size, 4);
     memcpy(huge.data() + 20, size, 4);
     pack({{"list.xml", skin_xml("<img src=\"a.png\"/>")}, {"a.png", huge}});
@@ -336,7 +337,8 @@ TEST_F(skin_part_test, loads_a_skin_of_a_megabyte_soon)
         std::string pixels;
         for (int k = 0; k < 320 * 240; k++) {
             noise = noise * 1664525 + 1013904223;
-            pixels += {char(noise >> 24), char(noise >> 16), char(noise >> 8)};
+            pixels += {static_cast<char>(noise >> 24), static_cast<char>(noise >> 16),
+                       static_cast<char>(noise >> 8)};
         }
         png_image picture = {};
         picture.version = PNG_IMAGE_VERSION;

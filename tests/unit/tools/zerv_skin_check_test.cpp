@@ -194,7 +194,7 @@ TEST_F(zerv_skin_check, tells_column_element_attribute_and_value)
 TEST_F(zerv_skin_check, tells_why_an_image_does_not_decode)
 {
     std::string huge = make_png(2, 2);
-    const char size[] = {0, 0, char(0xEA), 0x60}; /* 60 000 */
+    const char size[] = {0, 0, static_cast<char>(0xEA), 0x60}; /* 60 000 */
     memcpy(huge.data() + 16, size, 4);
     memcpy(huge.data() + 20, size, 4);
     const struct {

@@ -189,7 +189,7 @@ TEST_F(update_package_test, cut_or_damaged_at_any_place_never_crashes)
     }
     for (size_t at = 0; at < whole.size(); at++) {
         std::string damaged = whole;
-        damaged[at] = (char)(damaged[at] ^ 0x41);
+        damaged[at] = static_cast<char>(damaged[at] ^ 0x41);
         scratch_write("p.zip", damaged);
         (void)update_package_check("p.zip", [] { return true; });
     }

@@ -58,10 +58,12 @@ TEST_F(update_signature_test, does_not_hold_after_any_change)
 {
     for (size_t at = 0; at < good.size(); at++) {
         std::string changed = good;
-        changed[at] = (char)(changed[at] ^ 0x20); /* which leaves the value of a letter's digit */
-        const bool is_letter = at + 129 >= good.size() && isalpha((unsigned char)good[at]);
+        changed[at] =
+            static_cast<char>(changed[at] ^ 0x20); /* which leaves the value of a letter's digit */
+        const bool is_letter =
+            at + 129 >= good.size() && isalpha(static_cast<unsigned char>(good[at]));
         EXPECT_EQ(holds(changed), is_letter) << at;
-        changed[at] = (char)(good[at] ^ 1);
+        changed[at] = static_cast<char>(good[at] ^ 1);
         EXPECT_FALSE(holds(changed)) << at;
     }
     for (size_t size = 0; size < good.size(); size++)
@@ -127,7 +129,7 @@ TEST_F(update_signature_test, finds_the_key_of_the_build_before_the_file)
     EXPECT_TRUE(find_key("", key).is_ours);
     EXPECT_FALSE(find_key(other.c_str(), key).is_ours);
     for (char &digit : text)
-        digit = (char)toupper(digit);
+        digit = static_cast<char>(toupper(digit));
     scratch_write("update.key", " \r\n" + text + "\r\n");
     EXPECT_TRUE(find_key("", key).is_ours);
     ASSERT_EQ(remove("update.key"), 0);

@@ -98,7 +98,7 @@ struct update_test : testing::Test {
 
 TEST_F(update_test, asks_nobody_without_a_host)
 {
-    for (const char *host : {"", (const char *)nullptr}) {
+    for (const char *host : {"", static_cast<const char *>(nullptr)}) {
         if (host)
             ASSERT_EQ(setenv("ZERV_UPDATE_HOST", host, 1), 0);
         else
@@ -263,10 +263,10 @@ TEST_F(update_test, installs_nothing_of_a_download_that_breaks_off)
 {
     scratch_write("zerv-player", "old");
     const std::string whole = package({{"zerv-player", "new"}});
-    for (const size_t size : {(size_t)0, (size_t)10, whole.size() / 2, whole.size() - 30}) {
+    for (const size_t size : {size_t{0}, size_t{10}, whole.size() / 2, whole.size() - 30}) {
         maker_http_answer cut;
         cut.body = whole;
-        cut.cut_after = (int64_t)size;
+        cut.cut_after = static_cast<int64_t>(size);
         server.answer("/p.zip", cut);
         answer_check(server.url("/p.zip"));
         run();
@@ -320,7 +320,7 @@ TEST_F(update_test, wants_the_space_that_the_server_announces)
 {
     maker_http_answer large;
     large.body = std::string(1000, 'x');
-    for (const int64_t announced : {(int64_t)1 << 60, ((int64_t)256 << 20) + 1}) {
+    for (const int64_t announced : {int64_t{1} << 60, (int64_t{256} << 20) + 1}) {
         large.announce = announced;
         server.answer("/p.zip", large);
         answer_check(server.url("/p.zip"));

@@ -47,7 +47,7 @@ TEST(lyrics_key, refuses_a_size_that_makes_no_sense)
 {
     for (size_t i = 6; i < 10; i++) {
         std::string damaged = tag;
-        damaged[i] = (char)0x80;
+        damaged[i] = static_cast<char>(0x80);
         EXPECT_EQ(key_of(damaged + "abc"), "-1") << i;
     }
 }

@@ -108,7 +108,7 @@ TEST(lyrics_parse, keeps_at_most_ten_thousand_lines)
 
 TEST(lyrics_parse, reads_no_further_than_ten_thousand_full_lines)
 {
-    const size_t most = size_t(10000) * 1024;
+    const size_t most = size_t{10000} * 1024;
     const std::string first = "[00:01.00]first\n", last = "[00:02.00]last\n";
     const std::string filler(most - first.size() - last.size() - 1, 'x');
     EXPECT_EQ(parse(first + filler + "\n" + last + "[00:03.00]unread\n"),

@@ -139,8 +139,8 @@ TEST_F(lyrics_fetch_test, reads_no_more_than_a_mebibyte)
     answer_body(song + std::string(10 << 20, 'x'));
     EXPECT_EQ(fetch(), -1);
     const std::string kept = scratch_read("song.lrc");
-    EXPECT_GE(kept.size(), (size_t)1 << 20);
-    EXPECT_LE(kept.size(), ((size_t)1 << 20) + 1024);
+    EXPECT_GE(kept.size(), size_t{1} << 20);
+    EXPECT_LE(kept.size(), (size_t{1} << 20) + 1024);
     maker_http_answer endless;
     endless.body = "[00:01.00]x\n";
     endless.endless = true;
@@ -186,7 +186,7 @@ TEST_F(lyrics_fetch_test, is_seen_whole_while_it_is_written)
 
 TEST_F(lyrics_fetch_test, asks_nobody_without_a_host)
 {
-    for (const char *host : {"", (const char *)nullptr}) {
+    for (const char *host : {"", static_cast<const char *>(nullptr)}) {
         if (host)
             ASSERT_EQ(setenv("ZERV_LYRICS_HOST", host, 1), 0);
         else
@@ -243,7 +243,7 @@ TEST_F(lyrics_fetch_test, gives_up_between_reads_and_leaves_no_file)
     endless.piece = 16;
     answer(endless);
     int left = 5;
-    const auto count_down = [](void *context) { return (*(int *)context)-- > 0; };
+    const auto count_down = [](void *context) { return (*static_cast<int *>(context))-- > 0; };
     EXPECT_EQ(lyrics_fetch("song.mp3", "song.lrc", count_down, &left), -1);
     EXPECT_FALSE(scratch_exists("song.lrc"));
 }
@@ -384,7 +384,7 @@ static device make_forward_clock()
     device made = hand_clock;
     made.msec = [] {
         clock_asked++;
-        return (int64_t)(clock_real_msec() + clock_ahead);
+        return static_cast<int64_t>(clock_real_msec() + clock_ahead);
     };
     return made;
 }

@@ -16,7 +16,7 @@ TEST_F(play_controls, the_position_bar_seeks_to_the_nearest_sample)
     for (const int32_t offset : {0, 50, 100}) {
         EXPECT_EQ(touch(1, 10 + offset, 110), 0);
         touch(2, 10 + offset, 110);
-        ASSERT_EQ(the_engine.seeks.size(), (size_t)++i);
+        ASSERT_EQ(the_engine.seeks.size(), static_cast<size_t>(++i));
     }
     EXPECT_EQ(the_engine.seeks, wanted);
 }

@@ -146,7 +146,7 @@ TEST_F(play_cover_tag, opens_the_file_for_reading_only)
     for (ssize_t at = 0; at < size;) {
         const auto *event = reinterpret_cast<const inotify_event *>(events + at);
         EXPECT_EQ(event->mask & IN_CLOSE_WRITE, 0u);
-        at += ssize_t(sizeof *event + event->len);
+        at += static_cast<ssize_t>(sizeof *event + event->len);
     }
     (void)close(watch);
 }

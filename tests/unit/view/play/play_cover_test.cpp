@@ -10,7 +10,7 @@
 
 static std::string png_bytes(uint32_t width, uint32_t height, uint32_t argb = 0xFF0000FF)
 {
-    const std::vector<uint32_t> pixels((size_t)width * height, argb);
+    const std::vector<uint32_t> pixels(static_cast<size_t>(width) * height, argb);
     png_image picture = {};
     picture.version = PNG_IMAGE_VERSION;
     picture.width = width;
@@ -48,7 +48,7 @@ static std::string jpeg_bytes(uint32_t width, uint32_t height)
         jpeg_write_scanlines(&encoder, rows, 1);
     jpeg_finish_compress(&encoder);
     jpeg_destroy_compress(&encoder);
-    const std::string bytes((const char *)data, size);
+    const std::string bytes(reinterpret_cast<const char *>(data), size);
     free(data);
     return bytes;
 }
@@ -121,7 +121,7 @@ static std::string picture_frame(const std::string &mime, char kind, const std::
     const size_t size = body.size();
     std::string head = "APIC";
     for (const int shift : {24, 16, 8, 0})
-        head += (char)(size >> shift & 0xff);
+        head += static_cast<char>(size >> shift & 0xff);
     return head + std::string(2, '\0') + body;
 }
 
@@ -129,7 +129,7 @@ static std::string tag_with(const std::string &frames)
 {
     std::string head("ID3\3\0\0", 6);
     for (const int shift : {21, 14, 7, 0})
-        head += (char)(frames.size() >> shift & 0x7f);
+        head += static_cast<char>(frames.size() >> shift & 0x7f);
     return head + frames;
 }
 
@@ -374,7 +374,7 @@ TEST_F(play_cover_test, is_fitted_once_even_when_that_fails)
     set_track();
     draw();
     hold_cover(10, 10);
-    for (const char *fault : {"image_create", (const char *)nullptr}) {
+    for (const char *fault : {"image_create", static_cast<const char *>(nullptr)}) {
         fault_set(fault);
         play_screen.redraw = 1;
         draw();

@@ -9,7 +9,7 @@ using texts = std::vector<std::string>;
 
 static void write_png(const std::string &path, uint32_t width, uint32_t height, uint32_t argb)
 {
-    const std::vector<uint32_t> pixels((size_t)width * height, argb);
+    const std::vector<uint32_t> pixels(static_cast<size_t>(width) * height, argb);
     png_image picture = {};
     picture.version = PNG_IMAGE_VERSION;
     picture.width = width;

@@ -186,7 +186,7 @@ inline device make_hand_clock()
     device made = {};
     made.name = "hand clock";
     made.msec = [] { return clock_real_msec(); };
-    made.wall = [] { return (time_t)wall_seconds.load(); };
+    made.wall = [] { return static_cast<time_t>(wall_seconds.load()); };
     made.msleep = [](int32_t ms) { clock_real_msleep(ms); };
     return made;
 }
@@ -306,7 +306,7 @@ class play_test : public testing::Test
     {
         image *picture = image_create(width, height);
         ASSERT_NE(picture, nullptr);
-        for (int64_t i = 0; i < (int64_t)width * height; i++)
+        for (int64_t i = 0; i < static_cast<int64_t>(width) * height; i++)
             picture->argb[i] = argb;
         picture->has_alpha = false;
         const sys_guard guard(play_view_lock);
@@ -322,13 +322,13 @@ class play_test : public testing::Test
         const sys_guard guard(play_view_lock);
         play_drop_lyrics_locked();
         const size_t count = lines.size();
-        play_view.lyrics_texts = (char **)calloc(count, sizeof(char *));
-        play_view.lyrics_times = (uint32_t *)calloc(count, sizeof(uint32_t));
+        play_view.lyrics_texts = static_cast<char **>(calloc(count, sizeof(char *)));
+        play_view.lyrics_times = static_cast<uint32_t *>(calloc(count, sizeof(uint32_t)));
         for (size_t i = 0; i < count; i++) {
             play_view.lyrics_times[i] = lines[i].first;
             play_view.lyrics_texts[i] = strdup(lines[i].second.c_str());
         }
-        play_view.lyrics_count = (uint32_t)count;
+        play_view.lyrics_count = static_cast<uint32_t>(count);
         play_view.lyrics_id = play_handle_id;
         const sys_guard play_guard(play_lock);
         lyrics_loaded_for = play_handle_id;

@@ -194,9 +194,9 @@ struct slow_lyrics {
         cur = end;
         if (end - begin >= 4)
             begin = end - 3;
-        if ((long)begin == first)
+        if (static_cast<long>(begin) == first)
             return;
-        first = (long)begin;
+        first = static_cast<long>(begin);
         lines.clear();
         for (size_t i = begin; i < end; i++)
             lines.push_back(i);
@@ -212,13 +212,13 @@ TEST_F(play_lyrics, agree_with_the_slow_way_on_random_songs)
         std::vector<std::pair<uint32_t, std::string>> lines;
         const int count = 1 + rand() % 12;
         for (int i = 0; i < count; i++) {
-            const auto time = (uint32_t)(1 + rand() % 10);
+            const auto time = static_cast<uint32_t>(1 + rand() % 10);
             slow.times.push_back(time);
             lines.emplace_back(time, std::to_string(i));
         }
         hold_lyrics(lines);
         for (int step = 0; step < 60; step++) {
-            const auto position = (uint32_t)(rand() % 13);
+            const auto position = static_cast<uint32_t>(rand() % 13);
             slow.move(position);
             texts wanted;
             for (const size_t line : slow.lines)

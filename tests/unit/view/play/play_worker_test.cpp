@@ -23,7 +23,7 @@ static std::atomic<bool> gate_open{false};
 
 static void body(void *argument)
 {
-    auto *job = (numbered_job *)argument;
+    auto *job = static_cast<numbered_job *>(argument);
     const int now = ++inside;
     inside_most = std::max(inside_most.load(), now);
     while (!gate_open)
@@ -36,7 +36,7 @@ static void body(void *argument)
 
 static void drop(void *argument)
 {
-    auto *job = (numbered_job *)argument;
+    auto *job = static_cast<numbered_job *>(argument);
     const std::lock_guard<std::mutex> guard(seen_lock);
     dropped.push_back(job->number);
     delete job;

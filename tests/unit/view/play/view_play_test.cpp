@@ -157,8 +157,8 @@ TEST_F(view_play_test, exit_frees_what_belongs_to_the_track)
         play_view.cover_scaled = image_create(3, 3);
         play_view.cover_scaled_for = &play_view.current_layout->elements[0];
         play_view.cover_image = play_cover_new(image_create(3, 3), 3, 3);
-        play_view.lyrics_texts = (char **)calloc(1, sizeof(char *));
-        play_view.lyrics_times = (uint32_t *)calloc(1, sizeof(uint32_t));
+        play_view.lyrics_texts = static_cast<char **>(calloc(1, sizeof(char *)));
+        play_view.lyrics_times = static_cast<uint32_t *>(calloc(1, sizeof(uint32_t)));
         play_view.lyrics_texts[0] = strdup("line");
         play_view.lyrics_count = 1;
     }
