@@ -243,7 +243,7 @@ function(zerv_link_atomics)
   set(source "#include <atomic>
 #include <cstdint>
 std::atomic<int64_t> counter{0};
-int main(int count, char **) { return (int)(counter += count); }")
+int main(int count, char **) { return static_cast<int>(counter += count); }")
   check_cxx_source_compiles("${source}" ZERV_HAS_ATOMICS)
   if(NOT ZERV_HAS_ATOMICS)
     link_libraries(atomic)

@@ -103,6 +103,15 @@ class Lint(unittest.TestCase):
         os.remove(os.path.join(self.house, "cellar/old.cpp"))
         self.assertEqual(self.run_tool("lint_links.py", "build").returncode, 0)
 
+    def test_a_cast_without_a_name_is_refused(self):
+        sound = 'int ask(int (*of)(int), int a); /* int(a) */\nint b = static_cast<int>(2.5), c = int{3};\n'
+        self.write("roof/roof.cpp", sound + 'const char *d = "int(a)";\nlong most() { return long{1}; }\n')
+        run = self.run_tool("lint_casts.py")
+        self.assertEqual((run.returncode, run.stderr), (0, ""))
+        for cast in ("int(2.5)", "2 * size_t(b)", "float(uint8_t(b))"):
+            self.write("roof/roof.cpp", f"double e = {cast};\n")
+            self.assert_fault(self.run_tool("lint_casts.py"), "roof/roof.cpp:1: a cast without a name")
+
     def test_a_build_without_objects_proves_nothing(self):
         self.assert_fault(self.run_tool("lint_links.py", "nowhere"), "build it first")
 

@@ -24,7 +24,7 @@ static TagLib::ByteVector read_frame(const char *path)
     if (audio_picture_frame(path, &bytes, &size) != 0)
         return {};
     const owner<unsigned char, free> frame(bytes);
-    return TagLib::ByteVector(reinterpret_cast<const char *>(bytes), unsigned(size));
+    return TagLib::ByteVector(reinterpret_cast<const char *>(bytes), static_cast<unsigned>(size));
 }
 
 /* Finds the bytes of the picture and returns the extension that its type has, null without one.
