@@ -76,7 +76,7 @@ function(zerv_include target)
 endfunction()
 
 # Folders that are modules: files beside the program, which it loads when it wants them.
-set(ZERV_MODULES platform/device/sdl)
+set(ZERV_MODULES platform/device/sdl platform/device/web)
 
 # Makes the module of one folder, named after it: zerv-device-sdl.so. It sees the headers of the
 # folders below; what it calls of them is the program's own (zerv_host).
@@ -94,6 +94,18 @@ function(zerv_module target below sources)
   endforeach()
   target_link_libraries(${target} PRIVATE ${LIBRARIES_${target}} Threads::Threads)
   install(TARGETS ${target} LIBRARY DESTINATION lib/zerv-player)
+endfunction()
+
+# Makes the page for a browser part of its module; its icon is the window's.
+function(zerv_web_page target)
+  set(source ${CMAKE_BINARY_DIR}/web_page.cpp)
+  set(script ${CMAKE_SOURCE_DIR}/cmake/web_page.cmake)
+  file(GLOB files CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/platform/device/web/page/*)
+  list(APPEND files ${CMAKE_BINARY_DIR}/player/icon.png)
+  add_custom_command(OUTPUT ${source}
+    COMMAND ${CMAKE_COMMAND} -DOUT=${source} "-DFILES=${files}" -P ${script}
+    DEPENDS ${files} ${script} COMMENT "" VERBATIM)
+  target_sources(${target} PRIVATE ${source})
 endfunction()
 
 # Lets modules call the platform of a program, and builds them with it.
@@ -193,7 +205,8 @@ function(zerv_house plan)
         message(FATAL_ERROR "${plan}: ${folder} names ${name}, which does not stand below it")
       endif()
     endforeach()
-    if(folder STREQUAL "platform/device/sdl" AND NOT ZERV_SDL)
+    if((folder STREQUAL "platform/device/sdl" AND NOT ZERV_SDL) OR
+       (folder STREQUAL "platform/device/web" AND NOT ZERV_WEB))
       continue()
     endif()
     # The linker reads static libraries in order: the highest first.

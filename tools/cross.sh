@@ -2,7 +2,7 @@
 
 # The libraries that the player and its tests link. The desktop window stays at home.
 cross_libraries() {
-    named_packages play test | grep -E '^lib.*-dev$' | grep -vE '^lib(sdl2|clang|benchmark)'
+    named_packages play test | grep -E '^lib.*-dev$' | grep -vE '^lib(sdl2|websockets|clang|benchmark)'
     printf '%s\n' libc6-dev libstdc++-12-dev libatomic1
 }
 

@@ -41,6 +41,9 @@ static constexpr device_choice choices[] = {
     {"sdl", desktop_fits, nullptr, "zerv-device-sdl.so"},
 #endif
     {"linux", console_fits, &device_linux, nullptr},
+#ifdef ZERV_WEB
+    {"web", nullptr, nullptr, "zerv-device-web.so"},
+#endif
     {"virtual", nullptr, &device_virtual, nullptr},
 };
 

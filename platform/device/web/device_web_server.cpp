@@ -1,0 +1,256 @@
+/* device_web_server: one port, one thread; the library does HTTP and the sockets. */
+#include "platform/base/clock.h"
+#include "platform/base/str.h"
+#include "platform/device/web/device_web.h"
+
+#include <arpa/inet.h>
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ifaddrs.h>
+#include <libwebsockets.h>
+#include <netinet/in.h>
+#include <pthread.h>
+#include <sys/random.h>
+#include <unistd.h>
+
+constexpr char address_default[] = "127.0.0.1";
+constexpr int port_default = 8320;
+constexpr unsigned connections_most = 64;
+constexpr int farewell_ms = 300; /* for pages to hear that the program ends */
+
+constinit web_gate web_server_gate = {};
+
+/* Main thread; set before the thread starts. */
+static constinit char address[64] = "";
+static constinit std::atomic<lws_context *> context{nullptr};
+static constinit pthread_t thread = {};
+static constinit std::atomic<bool> ending{false};
+
+static int files_callback(lws *connection, lws_callback_reasons reason, void *session, void *in,
+                          size_t length)
+{
+    return web_files_callback(connection, reason, session, in, length);
+}
+
+static int pages_callback(lws *connection, lws_callback_reasons reason, void *session, void *in,
+                          size_t length)
+{
+    return web_pages_callback(connection, reason, session, in, length);
+}
+
+/* Requests belong to the first; a page's script asks for the second by its name. */
+static const lws_protocols protocols[] = {
+    {"http", files_callback, sizeof(web_upload), 0, 0, nullptr, 0},
+    {"zerv", pages_callback, web_page_session_bytes, 64, 0, nullptr, 0},
+    {nullptr, nullptr, 0, 0, 0, nullptr, 0},
+};
+
+const char *web_server_header(lws *connection, int token, web_header &to)
+{
+    const int length =
+        lws_hdr_copy(connection, to, sizeof to, static_cast<lws_token_indexes>(token));
+    return length > 0 ? to : nullptr;
+}
+
+/* The library hands out whole "name=value" texts, decoded. */
+const char *web_server_argument(lws *connection, const char *name, web_header &to)
+{
+    const size_t length = strlen(name);
+    for (int i = 0;; i++) {
+        const int got =
+            lws_hdr_copy_fragment(connection, to, sizeof to, WSI_TOKEN_HTTP_URI_ARGS, i);
+        if (got < 0)
+            return nullptr;
+        if (strncmp(to, name, length) == 0 && to[length] == '=')
+            return to + length + 1;
+    }
+}
+
+/* ---- where ---- */
+
+static const char *setting(const char *name, const char *otherwise)
+{
+    const char *value = getenv(name);
+    return value && *value ? value : otherwise;
+}
+
+/* -1: none was asked for. */
+static int read_port()
+{
+    const char *text = setting("ZERV_WEB_PORT", nullptr), *rest = nullptr;
+    const int port = text ? str_to_int32(text, &rest) : -1;
+    if (text && (rest == text || *rest != '\0' || port < 0 || port > 65535)) {
+        fprintf(stderr, "ZERV_WEB_PORT is no port: %s\n", text);
+        return -2;
+    }
+    return port;
+}
+
+static int make_token(char (&to)[33])
+{
+    unsigned char bytes[16];
+    if (getrandom(bytes, sizeof bytes, 0) != static_cast<ssize_t>(sizeof bytes))
+        return -1;
+    for (size_t i = 0; i < sizeof bytes; i++)
+        snprintf(to + i * 2, 3, "%02x", bytes[i]);
+    return 0;
+}
+
+static int prepare_gate()
+{
+    web_server_gate = {};
+    if (!str_copy(address, setting("ZERV_WEB_ADDRESS", address_default)))
+        return -1;
+    web_server_gate.wide = !web_is_loopback(address);
+    if (gethostname(web_server_gate.machine, sizeof web_server_gate.machine - 1) != 0)
+        web_server_gate.machine[0] = '\0'; /* numbers will do */
+    return web_server_gate.wide ? make_token(web_server_gate.token) : 0;
+}
+
+static lws_vhost *listen_at(lws_context *made, int port)
+{
+    lws_context_creation_info info = {};
+    info.port = port;
+    info.iface = address;
+    info.protocols = protocols;
+    info.vhost_name = "zerv";
+    info.options = LWS_SERVER_OPTION_FAIL_UPON_UNABLE_TO_BIND;
+    if (!strchr(address, ':'))
+        info.options |= LWS_SERVER_OPTION_DISABLE_IPV6;
+    info.timeout_secs = 20;
+    info.keepalive_timeout = 30;
+    return lws_create_vhost(made, &info);
+}
+
+/* The usual port, and any other where it is taken; the one that was asked for, or none. */
+static int listen_somewhere(lws_context *made)
+{
+    const int asked = read_port();
+    if (asked < -1)
+        return -1;
+    lws_vhost *host = listen_at(made, asked < 0 ? port_default : asked);
+    if (!host && asked < 0)
+        host = listen_at(made, 0);
+    if (!host) {
+        fprintf(stderr, "there is no page: port %d of %s cannot be used\n",
+                asked < 0 ? port_default : asked, address);
+        return -1;
+    }
+    web_server_gate.port = lws_get_vhost_listen_port(host);
+    return 0;
+}
+
+/* The first number under which others reach this machine. */
+static bool find_number(char (&to)[64])
+{
+    ifaddrs *all = nullptr;
+    bool found = false;
+    if (getifaddrs(&all) != 0)
+        return false;
+    for (const ifaddrs *each = all; each && !found; each = each->ifa_next) {
+        if (!each->ifa_addr || each->ifa_addr->sa_family != AF_INET)
+            continue;
+        sockaddr_in about;
+        memcpy(&about, each->ifa_addr, sizeof about);
+        found = inet_ntop(AF_INET, &about.sin_addr, to, sizeof to) && !web_is_loopback(to);
+    }
+    freeifaddrs(all);
+    return found;
+}
+
+static void say_where()
+{
+    char shown[64];
+    const bool everywhere = strcmp(address, "0.0.0.0") == 0 || strcmp(address, "::") == 0;
+    if (!everywhere || !find_number(shown))
+        (void)str_copy(shown, address); /* same size */
+    const bool brackets = strchr(shown, ':') != nullptr;
+    printf("Zerv Player is at http://%s%s%s:%d/%s%s - Ctrl-C ends it\n", brackets ? "[" : "", shown,
+           brackets ? "]" : "", web_server_gate.port, web_server_gate.wide ? "?token=" : "",
+           web_server_gate.token);
+    fflush(stdout);
+}
+
+/* ---- the thread ---- */
+
+static void *serve(void *)
+{
+    (void)pthread_setname_np(pthread_self(), "web"); /* a debugger's comfort only */
+    while (!ending && lws_service(context, 0) >= 0)
+        ;
+    const int64_t until = clock_real_msec() + farewell_ms;
+    while (!web_pages_end() && clock_real_msec() < until && lws_service(context, -1) >= 0)
+        clock_real_msleep(1);
+    return nullptr;
+}
+
+static int start_thread()
+{
+    sigset_t all, before;
+    sigfillset(&all); /* signals belong to the main thread */
+    pthread_sigmask(SIG_BLOCK, &all, &before);
+    const int failed = pthread_create(&thread, nullptr, serve, nullptr);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    if (failed)
+        fprintf(stderr, "no thread for the page: %s\n", strerror(failed));
+    return failed ? -1 : 0;
+}
+
+/* The library makes the whole process ignore broken pipes, also the one that an update starts. */
+static lws_context *make_context()
+{
+    struct sigaction before = {};
+    lws_context_creation_info info = {};
+    info.port = CONTEXT_PORT_NO_LISTEN;
+    info.options = LWS_SERVER_OPTION_EXPLICIT_VHOSTS;
+    info.fd_limit_per_thread = connections_most;
+    info.server_string = "zerv";   /* the library asserts that there is one */
+    lws_set_log_level(0, nullptr); /* what matters we say ourselves */
+    (void)sigaction(SIGPIPE, nullptr, &before);
+    lws_context *made = lws_create_context(&info);
+    (void)sigaction(SIGPIPE, &before, nullptr);
+    return made;
+}
+
+int web_server_open()
+{
+    ending = false;
+    web_upload_open();
+    lws_context *made = prepare_gate() == 0 ? make_context() : nullptr;
+    if (!made) {
+        fprintf(stderr, "there is no page: no memory, or no random numbers\n");
+        return -1;
+    }
+    context = made;
+    if (listen_somewhere(made) == 0 && start_thread() == 0) {
+        say_where();
+        return 0;
+    }
+    context = nullptr;
+    lws_context_destroy(made);
+    return -1;
+}
+
+int web_server_close()
+{
+    lws_context *made = context;
+    if (!made)
+        return 0;
+    ending = true;
+    lws_cancel_service(made);
+    pthread_join(thread, nullptr);
+    context = nullptr;
+    lws_context_destroy(made);
+    web_pages_forget();
+    return 0;
+}
+
+void web_server_wake()
+{
+    lws_context *made = context;
+    if (made && web_pages_look())
+        lws_cancel_service(made);
+}
