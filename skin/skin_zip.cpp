@@ -1,5 +1,6 @@
 /* skin_zip: packages that are archives. */
 #include "skin/skin_package.h"
+#include "skin/skin_zip_file.h"
 
 #include <cstring>
 #include <minizip/unzip.h>
@@ -8,22 +9,10 @@
 constexpr unsigned long made_by_unix = 3; /* the file mode stands in the upper half then */
 constexpr unsigned long encrypted = 1;    /* a flag */
 
-/* The library's own opening would leave the file open in a program that takes this one's place. A
- * pipe would keep its reader waiting. */
-static voidpf ZCALLBACK open_stream(voidpf, const void *name, int)
-{
-    const char *path = static_cast<const char *>(name);
-    struct stat entry = {};
-    if (stat(path, &entry) != 0 || !S_ISREG(entry.st_mode))
-        return nullptr;
-    return file_fopen(path, "rb");
-}
-
 static int zip_open(skin_package *package, const char *path)
 {
     zlib_filefunc64_def functions = {};
-    fill_fopen64_filefunc(&functions);
-    functions.zopen64_file = open_stream;
+    skin_zip_file_functions(&functions);
     unzFile zip = unzOpen2_64(path, &functions);
     if (!zip)
         return 0;
