@@ -3,7 +3,6 @@
 
 #include "platform/base/fault.h"
 #include "platform/base/owner.h"
-#include "platform/draw/fb_pixel.h"
 #include "platform/image/image_codec.h"
 
 #include <algorithm>
@@ -136,29 +135,6 @@ image *image_new(int32_t width, int32_t height)
         return nullptr;
     }
     return made;
-}
-
-bool image_premultiply(uint32_t *pixels, size_t count)
-{
-    uint32_t all = 0xFF;
-    for (size_t i = 0; i < count; i++) {
-        unsigned char rgba[4];
-        memcpy(rgba, &pixels[i], sizeof rgba);
-        const uint32_t alpha = rgba[3];
-        all &= alpha;
-        const uint32_t red = fb_div255(rgba[0] * alpha);
-        const uint32_t green = fb_div255(rgba[1] * alpha);
-        const uint32_t blue = fb_div255(rgba[2] * alpha);
-        pixels[i] = alpha << 24 | red << 16 | green << 8 | blue;
-    }
-    return all == 0xFF;
-}
-
-bool image_is_opaque(const image *picture)
-{
-    const size_t count = static_cast<size_t>(picture->width) * static_cast<size_t>(picture->height);
-    return std::all_of(picture->argb, picture->argb + count,
-                       [](uint32_t argb) { return argb >> 24 == 255; });
 }
 
 /* Only regular files: a pipe or a device with the name of a picture must not block a skin. */

@@ -5,7 +5,7 @@
  * (skins are full of them) stay flat. */
 #include "platform/base/fault.h"
 #include "platform/draw/fb_pixel.h"
-#include "platform/image/image.h"
+#include "platform/image/image_codec.h"
 #include "platform/image/image_span.h"
 
 #include <algorithm>
@@ -33,13 +33,41 @@ struct span_maker {
 
 enum pixel_kind { kind_empty, kind_mixed, kind_opaque };
 
-static uint16_t dithered(uint32_t argb, uint32_t threshold)
+/* What a row adds to red and blue on the one hand, to green on the other, before the low bits are cut
+ * off: of the 8 levels that red and blue lose, and of the 4 that green loses. */
+struct row_thresholds {
+    uint32_t outer[8], green[8];
+};
+
+static row_thresholds thresholds_of(size_t y)
 {
-    const uint32_t coarse = threshold >> 3; /* of the 8 levels that red and blue lose */
-    const uint32_t fine = threshold >> 4;   /* of the 4 that green loses */
-    return fb_pack(std::min<uint32_t>(255, (argb >> 16 & 0xFF) + coarse),
-                   std::min<uint32_t>(255, (argb >> 8 & 0xFF) + fine),
-                   std::min<uint32_t>(255, (argb & 0xFF) + coarse));
+    row_thresholds row = {};
+    for (size_t x = 0; x < 8; x++) {
+        row.outer[x] = uint32_t{bayer[y & 7][x]} / 8 * 0x00010001;
+        row.green[x] = bayer[y & 7][x] / 16u;
+    }
+    return row;
+}
+
+/* Both sums may reach one level above the highest, which is taken back. */
+static uint16_t dithered(uint32_t argb, uint32_t outer_more, uint32_t green_more)
+{
+    uint32_t outer = ((argb & 0x00FF00FF) + outer_more) >> 3 & 0x003F003F;
+    outer -= outer >> 5 & 0x00010001;
+    uint32_t green = ((argb >> 8 & 0xFF) + green_more) >> 2;
+    green -= green >> 6;
+    return static_cast<uint16_t>(outer >> 5 | green << 5 | outer);
+}
+
+static void dither_row(uint16_t *to, const uint32_t *from, size_t width, size_t y)
+{
+    const row_thresholds row = thresholds_of(y);
+    size_t x = 0;
+    for (; x + 8 <= width; x += 8) /* eight at once, for vectors */
+        for (size_t i = 0; i < 8; i++)
+            to[x + i] = dithered(from[x + i], row.outer[i], row.green[i]);
+    for (; x < width; x++)
+        to[x] = dithered(from[x], row.outer[x & 7], row.green[x & 7]);
 }
 
 static int dither_opaque(image *picture)
@@ -50,8 +78,7 @@ static int dither_opaque(image *picture)
     if (!to)
         return -1;
     for (size_t y = 0; y < static_cast<size_t>(picture->height); y++)
-        for (size_t x = 0; x < width; x++)
-            to[y * width + x] = dithered(picture->argb[y * width + x], bayer[y & 7][x & 7]);
+        dither_row(to + y * width, picture->argb + y * width, width, y);
     picture->rgb565 = to;
     free(picture->argb);
     picture->argb = nullptr;
@@ -162,8 +189,6 @@ int image_dither(image *picture)
         return 0; /* done before */
     if (!picture->argb)
         return -1;
-    const size_t count = static_cast<size_t>(picture->width) * static_cast<size_t>(picture->height);
-    picture->has_alpha = !std::all_of(picture->argb, picture->argb + count,
-                                      [](uint32_t argb) { return argb >> 24 == 255; });
+    picture->has_alpha = picture->has_alpha && !image_is_opaque(picture);
     return picture->has_alpha ? make_spans(picture) : dither_opaque(picture);
 }

@@ -64,15 +64,16 @@ static bool read_whole(png_job *job, int passes)
     job->picture = image_new(width, height);
     if (!job->picture)
         return false;
-    uint32_t *pixels = job->picture->argb;
-    for (int pass = 0; pass < passes; pass++)
-        for (int32_t y = 0; y < height; y++)
-            png_read_row(job->png,
-                         reinterpret_cast<png_bytep>(pixels + static_cast<size_t>(y) *
-                                                                  static_cast<size_t>(width)),
-                         nullptr);
-    job->picture->has_alpha =
-        !image_premultiply(pixels, static_cast<size_t>(width) * static_cast<size_t>(height));
+    bool is_opaque = true;
+    for (int pass = 0; pass < passes; pass++) {
+        uint32_t *row = job->picture->argb;
+        for (int32_t y = 0; y < height; y++, row += width) {
+            png_read_row(job->png, reinterpret_cast<png_bytep>(row), nullptr);
+            if (pass == passes - 1)
+                is_opaque = image_premultiply(row, static_cast<size_t>(width)) && is_opaque;
+        }
+    }
+    job->picture->has_alpha = !is_opaque;
     return true;
 }
 
