@@ -1,13 +1,20 @@
 #!/usr/bin/env bash
-# Starts a built player: start.sh PLAYER_FOLDER DEMO_FOLDER [--library FOLDER] [FILES]
+# Starts a built player: start.sh PLAYER_FOLDER DEMO_FOLDER [--record] [--library FOLDER] [FILES]
+#   --record    the scripted device plays a few seconds and leaves pictures and sound in the folder
+#               "shown" beside the player's
 #   --library   becomes the music folder of the player's settings
 #   FILES       are queued, and the last one plays; without FILES and folder the demo music does
-# All paths are absolute. Without a display the scripted device plays a few seconds and leaves
-# pictures and sound in the folder "shown" beside the player's.
+# All paths are absolute. Without a display a terminal gets the address of a page, and a script the
+# recording.
 set -eu -o pipefail
 player=$1
 demo=$2
 shift 2
+record=
+if [ "${1:-}" = --record ]; then
+    record=1
+    shift
+fi
 folder=
 if [ "${1:-}" = --library ]; then
     folder=$2
@@ -29,6 +36,8 @@ if [ -n "$folder" ]; then
     echo "The row 更新媒体库 (update the media library) of the main menu scans it at any time." >&2
 else
     "$tools/set_library.py" --unless-set "$config" "$demo" >/dev/null
+    # Files that are dropped on the page lie in the library of this run, beside the demo music.
+    export ZERV_WEB_UPLOADS=${ZERV_WEB_UPLOADS:-$demo/uploads}
     if [ $# = 0 ]; then
         for piece in "$demo"/*.{mp3,ogg,flac}; do
             [ -e "$piece" ] && set -- "$@" "$piece"
@@ -38,7 +47,13 @@ fi
 
 cd "$player"
 export ZERV_FIRST_START=$greeting
-if [ -n "${ZERV_DEVICE:-}" ] || [ -n "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ] || [ -w /dev/fb0 ]; then
+display=${ZERV_DEVICE:-}${DISPLAY:-}${WAYLAND_DISPLAY:-}
+[ -n "$display" ] || [ ! -w /dev/fb0 ] || display=/dev/fb0
+if [ -z "$record$display" ] && [ -t 1 ] && [ -e zerv-device-web.so ]; then
+    export ZERV_DEVICE=web
+    display=web
+fi
+if [ -z "$record" ] && [ -n "$display" ]; then
     exec ./zerv-player "$@"
 fi
 
@@ -66,4 +81,5 @@ picture() { printf 'advance 400\nscreenshot %s/%s.png\n' "$out" "$1"; }
 } >"$out/script"
 ZERV_DEVICE=virtual ZERV_VIRTUAL_SCRIPT="$out/script" ZERV_VIRTUAL_SOUND="$out/sound.wav" \
     ./zerv-player "$@" >"$out/replies.txt"
-echo "No display here. The screens are $out/*.png, the sound is $out/sound.wav"
+[ -n "$record" ] || printf "No display here. "
+echo "The screens are $out/*.png, the sound is $out/sound.wav"

@@ -2,6 +2,7 @@
 
 import contextlib
 import os
+import pty
 import resource
 import sqlite3
 import stat
@@ -10,11 +11,12 @@ import sys
 import unittest
 
 from make_flac import make_flac
-from player import DEADLINE_S, Answer, PlayerTest
+from player import DEADLINE_S, PROGRAM, Answer, PlayerTest
 
 TOOLS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "tools")
 SET_LIBRARY = os.path.join(TOOLS, "set_library.py")
 START = os.path.join(TOOLS, "start.sh")
+HAS_PAGE = os.path.exists(os.path.join(os.path.dirname(os.path.abspath(PROGRAM)), "zerv-device-web.so"))
 
 YES = "key select\nadvance 100\nsettle\nadvance 100\n"
 TRACKS = "key down\n" * 5 + "key select\nadvance 100\ntext\n"
@@ -180,6 +182,36 @@ class StartTest(PlayerTest):
 
     def test_failure_of_the_player_is_the_failure_of_the_start(self):
         self.assertEqual(self.start_player("bogus\n").status, 255)
+
+    def test_recording_needs_no_screen_and_uses_none(self):
+        run = self.start_player("", "--record", DISPLAY=":77")
+        self.assertEqual(run.status, 0, run.err)
+        self.assertIn("sound.wav", os.listdir(self.path("shown")))
+        self.assertNotIn("No display", run.out)
+
+    def read_terminal(self, terminal, wanted):
+        """Reads until a line has it, or the end; a terminal that nobody writes to any more is an error."""
+        shown = b""
+        with contextlib.suppress(OSError):
+            while wanted not in shown or not shown.endswith(b"\n"):
+                piece = os.read(terminal, 4096)
+                if not piece:
+                    break
+                shown += piece
+        return shown
+
+    @unittest.skipIf(os.access("/dev/fb0", os.W_OK), "this machine has a screen")
+    @unittest.skipUnless(HAS_PAGE, "built without the page")
+    def test_terminal_without_a_display_gets_one_line_with_an_address(self):
+        process, terminal = pty.fork()
+        if process == 0:
+            os.execvpe("bash", ["bash", START, self.player, self.demo],
+                       self.environment(ZERV_DEVICE="", DISPLAY="", WAYLAND_DISPLAY="", ZERV_WEB_PORT="0"))
+        self.addCleanup(os.close, terminal)
+        shown = self.read_terminal(terminal, b"Ctrl-C")
+        self.assertRegex(shown.decode(), r"^Zerv Player is at http://127.0.0.1:\d+/ - Ctrl-C ends it\r\n$")
+        os.write(terminal, b"\x03")
+        self.assertEqual(os.waitpid(process, 0)[1], 0, shown)
 
     @unittest.skipIf(os.access("/dev/fb0", os.W_OK), "this machine has a screen")
     def test_without_a_display_pictures_and_sound_are_left_behind(self):
