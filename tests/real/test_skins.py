@@ -16,7 +16,7 @@ from png_file import read_png  # noqa: E402
 
 SKINS = ("Aqua_Ver0.4", "Night", "LargeType")
 
-# What the three use together.
+# What the three use together: everything but $Album, whose word is English for all.
 USED = {
     "element": "img button rect scroll text list item item_sel album_cover lyrics",
     "type": " ".join(f"{kind}-{axis}{end}" for kind in ("fill", "move", "part") for axis in "xy"
@@ -27,7 +27,7 @@ USED = {
     "text_align": "left center right top middle bottom",
     "token of the list part": "$program_name $program_version $path $title $time $battery $Time $Battery",
     "token of the play part": "$title $artist $album $mins $secs $02mins $02secs $stopped $标题 $艺术家 "
-                              "$Album $time $battery $Time $Battery",
+                              "$time $battery $Time $Battery",
 }
 TOKENS = {part: "|".join(re.escape(token) for token in USED[f"token of the {part} part"].split())
           for part in ("list", "play")}
@@ -90,6 +90,18 @@ class SkinsTest(unittest.TestCase):
                 collect(file, root, used)
         for what, words in USED.items():
             self.assertEqual(used[what], set(words.split()), what)
+
+    def test_no_english_label_stands_beside_a_tag(self):
+        """A missing tag reads (未知) in every language."""
+        tags, words = re.compile(r"\$(title|artist|album)"), re.compile(r"[A-Za-z]")
+        for skin in SKINS:
+            for file, root in part_files(skin):
+                if file.name.startswith("list"):
+                    continue
+                for element in root:
+                    label, found = tags.subn("", element.get("format", ""))
+                    if found:
+                        self.assertNotRegex(label, words, f"{file.name} of {skin}")
 
     def test_each_has_a_variant_for_every_track(self):
         for skin in SKINS:
