@@ -1,6 +1,6 @@
 #include "platform/font/font_emoji.h"
 
-static constexpr uint32_t joiner = 0x200D, coloured_look = 0xFE0F;
+static constexpr uint32_t joiner = 0x200D, coloured_look = 0xFE0F, key_cap = 0x20E3;
 
 /* Every emoji that others are joined to stands in these blocks. */
 static bool is_emoji(uint32_t character)
@@ -12,6 +12,11 @@ static bool is_emoji(uint32_t character)
 static bool is_skin_colour(uint32_t character)
 {
     return character >= 0x1F3FB && character <= 0x1F3FF;
+}
+
+static bool is_on_key(uint32_t character)
+{
+    return (character >= '0' && character <= '9') || character == '#' || character == '*';
 }
 
 /* The character before, wishes for a coloured look left out; 0 at the beginning. */
@@ -26,6 +31,8 @@ bool font_emoji_goes_on(const uint32_t *text, size_t i)
 {
     if (i == 0)
         return false;
+    if (text[i] == key_cap)
+        return is_on_key(before(text, i));
     if (is_skin_colour(text[i]))
         return is_emoji(before(text, i)) && !is_skin_colour(before(text, i));
     return text[i - 1] == joiner && is_emoji(text[i]) && is_emoji(before(text, i - 1));
@@ -34,6 +41,8 @@ bool font_emoji_goes_on(const uint32_t *text, size_t i)
 /* What stands between two parts of a sign. */
 static bool is_between(const uint32_t *text, size_t i)
 {
+    if (text[i] == coloured_look && is_on_key(before(text, i)))
+        return true;
     return (text[i] == joiner || text[i] == coloured_look) && is_emoji(before(text, i));
 }
 

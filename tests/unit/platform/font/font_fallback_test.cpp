@@ -126,6 +126,17 @@ TEST_F(font_fallback, joined_emoji_are_one_sign)
     EXPECT_NE(picture("a\u200Db"), picture("a")) << "letters are not emoji";
 }
 
+/* The cap of a key is drawn around no digit of another font, but across it and its neighbours. */
+TEST_F(font_fallback, keys_are_their_digits)
+{
+    add("emoji.ttf", symbola);
+    ASSERT_EQ(font_open("fallback/chosen.ttc"), 0);
+    EXPECT_EQ(picture("1\uFE0F\u20E32\u20E3 #\uFE0F\u20E3x*\u20E3"), picture("12 #x*"));
+    EXPECT_NE(picture("\u20E3"), picture("")) << "alone it is seen";
+    EXPECT_NE(picture("e\u20E3"), picture("e")) << "so it is around other letters";
+    EXPECT_NE(picture("1\u20E3\u20E3"), picture("1")) << "and so is a second one";
+}
+
 TEST_F(font_fallback, a_cut_text_never_ends_within_a_sign)
 {
     add("emoji.ttf", symbola);
