@@ -3,6 +3,7 @@
 
 #include "platform/audio/audio_inflate.h"
 #include "platform/base/owner.h"
+#include "platform/file/file_id3.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -16,8 +17,6 @@ constexpr int frame_count_limit = 4096;
 constexpr int64_t unsynchronised_limit = 16 << 20;
 constexpr int repeated_limit = 8; /* blocks one behind the other */
 constexpr size_t piece_bytes = 4096;
-
-enum { header_unsynchronised = 0x80, header_extended = 0x40, header_footer = 0x10 };
 
 /* What the second byte of flags says, in either version. */
 enum {
@@ -42,11 +41,13 @@ static uint32_t big_endian(const unsigned char *bytes, int count, int bits)
 /* Size of the block that starts here with its head, 0 when none does. */
 static int64_t block_size(audio_file *file, int64_t at)
 {
-    unsigned char head[10];
-    if (audio_file_peek(file, at, head, sizeof head) != sizeof head || memcmp(head, "ID3", 3) != 0)
+    uint8_t bytes[file_id3_head_bytes];
+    file_id3_head head = {};
+    if (audio_file_peek(file, at, bytes, sizeof bytes) != sizeof bytes ||
+        !file_id3_read(bytes, &head))
         return 0;
-    const int64_t footer = head[3] >= 4 && (head[5] & header_footer) ? 10 : 0;
-    return 10 + static_cast<int64_t>(big_endian(head + 6, 4, 7)) + footer;
+    const bool has_footer = head.version >= 4 && (head.flags & file_id3_footer);
+    return static_cast<int64_t>(sizeof bytes) + head.size + (has_footer ? 10 : 0);
 }
 
 bool audio_id3_is_there(audio_file *file)
@@ -122,21 +123,21 @@ static int skip_extended_header(audio_id3 *block)
 
 static int open_at(audio_id3 *block, audio_file *file, int64_t at)
 {
-    unsigned char head[10];
+    uint8_t bytes[file_id3_head_bytes];
+    file_id3_head head = {};
     if (audio_file_seek(file, at, SEEK_SET) < 0 ||
-        audio_file_read(file, head, sizeof head) != static_cast<int64_t>(sizeof head))
+        audio_file_read(file, bytes, sizeof bytes) != static_cast<int64_t>(sizeof bytes) ||
+        !file_id3_read(bytes, &head) || head.version < 2 || head.version > 4)
         return -1;
     *block = {};
     block->file = file;
-    block->version = head[3];
-    if (block->version < 2 || block->version > 4)
-        return -1;
-    block->left = std::min<int64_t>(big_endian(head + 6, 4, 7), audio_file_size(file) - at - 10);
-    block->unsynchronised = (head[5] & header_unsynchronised) && block->version < 4;
-    block->frames_unsynchronised = (head[5] & header_unsynchronised) && block->version == 4;
+    block->version = head.version;
+    block->left = std::min(head.size, audio_file_size(file) - at - 10);
+    block->unsynchronised = (head.flags & file_id3_unsynchronised) && block->version < 4;
+    block->frames_unsynchronised = (head.flags & file_id3_unsynchronised) && block->version == 4;
     if (block->unsynchronised)
         block->left = std::min(block->left, unsynchronised_limit);
-    if (block->version > 2 && (head[5] & header_extended))
+    if (block->version > 2 && (head.flags & file_id3_extended))
         return skip_extended_header(block);
     return 0;
 }

@@ -3,32 +3,31 @@
 #include "platform/base/md5.h"
 #include "platform/base/owner.h"
 #include "platform/file/file.h"
+#include "platform/file/file_id3.h"
 
 #include <cstdint>
-#include <cstring>
+#include <cstdio>
 #include <fcntl.h>
 
 constexpr size_t hashed_bytes = 0x28000;
-constexpr uint8_t footer_flag = 0x10;
 /* Far above what any file has for a reason: a hole of gigabytes or a file of nothing but empty tags
  * would keep a worker busy for minutes. */
 constexpr int tags_limit = 65536;
 constexpr int zeros_limit = 16 << 20;
 
-/* Stands behind the tag: 1; stands where it stood, because there is none: 0; -1: damaged. */
+/* Stands behind the tag: 1; stands where it stood, because there is none: 0; -1: damaged. The flag
+ * of a footer counts in every version: the service's keys are made in this way. */
 static int skip_tag(FILE *file)
 {
-    uint8_t head[10];
-    const size_t got = fread(head, 1, sizeof head, file);
-    if (got < sizeof head || memcmp(head, "ID3", 3) != 0)
+    uint8_t bytes[file_id3_head_bytes];
+    file_id3_head head = {};
+    const size_t got = fread(bytes, 1, sizeof bytes, file);
+    if (got < sizeof bytes || !file_id3_read(bytes, &head))
         return fseeko(file, -static_cast<off_t>(got), SEEK_CUR) == 0 ? 0 : -1;
-    if ((head[6] | head[7] | head[8] | head[9]) & 0x80)
+    if (head.is_broken)
         return -1;
-    off_t size = static_cast<off_t>(head[6]) << 21 | static_cast<off_t>(head[7]) << 14 |
-                 static_cast<off_t>(head[8]) << 7 | head[9];
-    if (head[5] & footer_flag)
-        size += 10;
-    return fseeko(file, size, SEEK_CUR) == 0 ? 1 : -1;
+    const int64_t size = head.size + ((head.flags & file_id3_footer) ? 10 : 0);
+    return fseeko(file, static_cast<off_t>(size), SEEK_CUR) == 0 ? 1 : -1;
 }
 
 /* 0, or -1 when there are too many. */
