@@ -1,8 +1,10 @@
 #!/usr/bin/env python3
-"""Checks that the files and folders which the documents for developers name exist.
+"""Checks that what the documents for developers name exists.
 
 A path of the repository stands between backticks and begins with one of its folders. In a recipe the
-file that is still to be made is an example: such names stand in EXAMPLES."""
+file that is still to be made is an example: such names stand in EXAMPLES. A function stands between
+backticks with its parenthesis. The tables of docs/porting.md name the members of a device's records,
+every one and no other."""
 
 import glob
 import os
@@ -14,6 +16,11 @@ EXAMPLES = {
     "lists/list_genres.cpp", "tests/unit/lists/list_genres_test.cpp", "platform/audio/decoder_wav.cpp",
     "tests/unit/platform/audio/decoder_wav_test.cpp", "tests/scenarios/volume_limits/script",
 }
+RECORDS = {"device": "platform/base/device.h", "sound_speaker": "platform/sound/sound_device.h"}
+PORTING = "docs/porting.md"
+MEMBER = re.compile(r"\(\*(\w+)\)\(|\b(\w+);")
+NOISE = re.compile(r"/\*.*?\*/| = \w+", re.DOTALL)
+FUNCTION = re.compile(r"`([a-z]\w*_\w+)\([^`]*`")
 PATH = re.compile(r"`([A-Za-z_.]+/[A-Za-z0-9_./<>*-]*)`")
 
 
@@ -21,17 +28,63 @@ def names_of(document):
     with open(document, encoding="utf-8") as text:
         for name in PATH.findall(text.read()):
             if os.path.isdir(name.split("/")[0]) and "<" not in name and "NAME" not in name \
-                    and not name.startswith("build/"):
+                    and not name.startswith(("build/", "..")):
                 yield name
 
 
+def functions_of(document):
+    with open(document, encoding="utf-8") as text:
+        return set(FUNCTION.findall(text.read()))
+
+
+def words_of_program():
+    """Every word of the program's sources and headers, the tools' and the tests' included."""
+    words = set()
+    for name in glob.glob("**/*.h", recursive=True) + glob.glob("**/*.cpp", recursive=True):
+        if not name.startswith("build/"):
+            with open(name, encoding="utf-8") as source:
+                words.update(re.findall(r"\w+", source.read()))
+    return words
+
+
+def members_of(record, header):
+    """Names of the members of a record, pointers to functions and plain ones."""
+    with open(header, encoding="utf-8") as source:
+        text = NOISE.sub("", source.read())
+    found = re.search(rf"^struct {record} \{{\n(.*?)^\}};", text, re.DOTALL | re.MULTILINE)
+    return {a or b for a, b in MEMBER.findall(found[1])} if found else set()
+
+
+def rows_of(record, document):
+    """Names in the first column of the table whose head is the record."""
+    with open(document, encoding="utf-8") as source:
+        table = re.search(rf"^\| `{record}` \|.*?(?=\n\n)", source.read(), re.DOTALL | re.MULTILINE)
+    rows = table[0].split("\n")[2:] if table else []
+    return {name for row in rows for name in re.findall(r"`(\w+)`", row.split("|")[1])}
+
+
+def record_faults():
+    for record, header in RECORDS.items():
+        members, rows = members_of(record, header), rows_of(record, PORTING)
+        if not members:
+            yield f"{header} has no record {record}"
+        for name in sorted(members - rows):
+            yield f"{PORTING} does not tell of {name} of {record}"
+        for name in sorted(rows - members):
+            yield f"{PORTING} names {name}, which {record} does not have"
+
+
 def main():
-    faults, checked = [], 0
+    faults, checked, words = [], 0, words_of_program()
     for document in filter(os.path.exists, DOCUMENTS):
         for name in names_of(document):
             checked += 1
             if name not in EXAMPLES and not glob.glob(name):
                 faults.append(f"{document} names {name}, which is not there")
+        for name in sorted(functions_of(document) - words):
+            faults.append(f"{document} names {name}(), which is not there")
+    if os.path.exists(PORTING):
+        faults += record_faults()
     for fault in faults:
         print(fault, file=sys.stderr)
     if checked == 0:

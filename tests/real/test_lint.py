@@ -103,6 +103,23 @@ class Lint(unittest.TestCase):
         os.remove(os.path.join(self.house, "cellar/old.cpp"))
         self.assertEqual(self.run_tool("lint_links.py", "build").returncode, 0)
 
+    def test_documents_and_records_agree(self):
+        self.write("platform/base/device.h", "/* of one */\nstruct device {\n    const char *name;\n"
+                   "    int (*show)(int part); /* once; then again */\n    void (*wake)() = nullptr;\n};\n")
+        self.write("platform/sound/sound_device.h", "struct sound_speaker {\n    bool stepped = false;\n};\n")
+        table = "| `device` | |\n|---|---|\n| `name`, `show` | `platform/base/device.h` |\n| `wake` | |\n\n" \
+                "| `sound_speaker` | |\n|---|---|\n| `stepped` | |\n\n"
+        self.write("docs/porting.md", table)
+        run = self.run_tool("lint_docs.py")
+        self.assertEqual((run.returncode, run.stderr), (0, ""))
+        for text, words in (
+                (table.replace("`wake`", ""), "does not tell of wake of device"),
+                (table.replace("`stepped`", "`stepped`, `sunk`"), "names sunk, which sound_speaker does not have"),
+                (table + "`key_event(mask)`", "names key_event(), which is not there"),
+                (table + "`platform/base/clock.h`", "names platform/base/clock.h, which is not there")):
+            self.write("docs/porting.md", text)
+            self.assert_fault(self.run_tool("lint_docs.py"), words)
+
     def test_a_cast_without_a_name_is_refused(self):
         sound = 'int ask(int (*of)(int), int a); /* int(a) */\nint b = static_cast<int>(2.5), c = int{3};\n'
         self.write("roof/roof.cpp", sound + 'const char *d = "int(a)";\nlong most() { return long{1}; }\n')
