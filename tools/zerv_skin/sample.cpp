@@ -10,7 +10,7 @@ constexpr int32_t low_battery = 4; /* per cent */
 /* What the player says then: in its colours, with the longest line that stays for minutes. */
 static const sample_message battery_messages[] = {
     {"The battery level is too low.", 0xF800},
-    {"The system will be powered off in 5 minutes.", 0xF800},
+    {"The system will be powered off in 5 分钟.", 0xF800},
 };
 static const sample_message volume_messages[] = {{"Volume: 35", 0x001F}};
 
