@@ -345,6 +345,22 @@ TEST_F(update_unpack_test, leaves_out_what_a_card_has_no_name_for)
     EXPECT_EQ(scratch_read("player"), "old");
 }
 
+/* The look for a name that a disk refuses makes a folder of that name. */
+TEST_F(update_unpack_test, leaves_nothing_behind_where_a_name_is_none_of_the_reasons)
+{
+    add("player", "new");
+    ASSERT_EQ(maker_zip_close(zip), 0);
+    const auto work = [] {
+        if (update_extract("_tmp/update.zip", [] { return true; }) != 0)
+            return 2;
+        refuse_creating(EIO);
+        refuse_calls({SYS_rename, SYS_renameat, SYS_renameat2}, EIO);
+        return -update_place("_tmp/update.zip");
+    };
+    EXPECT_EQ(scratch_in_child(work), 1);
+    EXPECT_FALSE(scratch_exists("player"));
+}
+
 /* Some thousand files reach the disk with one sync, and their names with another: a memory card
  * writes with each file where it lies, with the folders only that there is such a name. */
 TEST_F(update_unpack_test, syncs_not_each_file)
