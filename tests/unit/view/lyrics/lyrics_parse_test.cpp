@@ -1,6 +1,7 @@
 #include "view/lyrics/lyrics_parse.h"
 
 #include "platform/base/owner.h"
+#include "support/allocations.h"
 
 #include <cstring>
 #include <gtest/gtest.h>
@@ -121,3 +122,31 @@ TEST(lyrics_parse, finds_nothing_in_an_empty_file)
     EXPECT_EQ(parse(""), lines{});
     EXPECT_EQ(parse("no stamps\nat all\n"), lines{});
 }
+
+#ifdef ALLOCATIONS_ARE_COUNTED
+TEST(lyrics_parse, fails_when_memory_runs_out)
+{
+    const owner<FILE, fclose> file(tmpfile());
+    for (int i = 0; i < 100; i++) /* more than the first room holds */
+        fputs("[00:01.00]text\n", file.get());
+    rewind(file.get());
+    lyrics_lines found;
+    ASSERT_EQ(lyrics_parse_file(file.get(), &found), 0); /* the stream has its room from now on */
+    const uint32_t count = found.count;
+    EXPECT_EQ(lyrics_free(&found), 0);
+    int n = 1;
+    for (;; n++) {
+        rewind(file.get());
+        allocation_to_fail = n;
+        const int result = lyrics_parse_file(file.get(), &found);
+        if (allocation_to_fail > 0)
+            break;
+        EXPECT_EQ(result, -1) << n;
+        EXPECT_EQ(lyrics_free(&found), 0);
+    }
+    allocation_to_fail = 0;
+    EXPECT_GT(n, 100);
+    EXPECT_EQ(found.count, count);
+    EXPECT_EQ(lyrics_free(&found), 0);
+}
+#endif
