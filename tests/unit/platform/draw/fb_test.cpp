@@ -6,6 +6,7 @@
 #include "tests/unit/platform/manual_device.h"
 
 #include <gtest/gtest.h>
+#include <string>
 #include <vector>
 
 static int32_t opened_width, opened_height;
@@ -163,6 +164,23 @@ TEST_F(fb, power_follows_what_was_asked_where_the_panel_refuses)
     result = -1;
     EXPECT_EQ(fb_set_power(0), -1);
     EXPECT_EQ(fb_power, 0);
+}
+
+TEST_F(fb, a_title_goes_to_an_open_screen_that_shows_titles)
+{
+    static std::string title;
+    title.clear();
+    fb_set_title("before");
+    ASSERT_EQ(fb_open(4, 3), 0);
+    fb_set_title("a device without titles");
+    screen_device.screen_title = [](const char *text) { title = text; };
+    fb_set_title("song");
+    EXPECT_EQ(title, "song");
+    EXPECT_EQ(fb_close(), 0);
+    fb_set_title("behind");
+    device_current = nullptr;
+    fb_set_title("no device");
+    EXPECT_EQ(title, "song");
 }
 
 TEST_F(fb, the_screen_is_not_freed_as_a_surface)

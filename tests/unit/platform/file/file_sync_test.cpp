@@ -43,6 +43,18 @@ TEST(file_sync, bytes_reach_the_disk_before_the_name_and_the_name_with_file_and_
     }
 }
 
+TEST(file_sync, leaves_nothing_open)
+{
+    const scratch folder;
+    const auto open_now = [] { return scratch_names("/proc/self/fd").size(); };
+    const size_t before = open_now();
+    ASSERT_EQ(replace("a", "new"), 0);
+    EXPECT_EQ(open_now(), before);
+    ASSERT_EQ(symlink("a", "link"), 0);
+    ASSERT_EQ(replace("link", "newer"), 0);
+    EXPECT_EQ(open_now(), before);
+}
+
 TEST(file_sync, what_does_not_reach_the_disk_does_not_take_the_name)
 {
     const scratch folder;

@@ -53,7 +53,9 @@ TEST(font_utf8, overlong_surrogate_and_too_large_sequences_are_broken)
 
 TEST(font_utf8, control_characters_are_left_out)
 {
-    EXPECT_EQ(decoded("a\t\r\n\x01\x7F\xC2\x85z"), (characters{'a', 'z'}));
+    EXPECT_EQ(decoded("a\t\r\n\x01\x1F\x7F\xC2\x80\xC2\x85\xC2\x9F\xE2\x80\xA8\xE2\x80\xA9z"),
+              (characters{'a', 'z'}));
+    EXPECT_EQ(decoded("a ~\xC2\xA0"), (characters{'a', ' ', '~', 0xA0}));
 }
 
 TEST(font_utf8, letters_and_accents_are_composed)

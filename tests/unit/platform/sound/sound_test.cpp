@@ -3,6 +3,7 @@
 #include "platform/base/fault.h"
 #include "platform/sound/sound.h"
 #include "platform/sound/sound_device.h"
+#include "support/scratch.h"
 #include "unit/platform/manual_device.h"
 
 #include <algorithm>
@@ -12,6 +13,7 @@
 #include <functional>
 #include <gtest/gtest.h>
 #include <string>
+#include <sys/resource.h>
 #include <thread>
 #include <vector>
 
@@ -390,6 +392,32 @@ TEST_F(sound, extremes_do_not_overflow)
         EXPECT_GE(samples[1998], 0);
         EXPECT_LE(samples[1999], 0);
     }
+}
+
+/* The niceness of our thread of that name, 100 without such a thread. */
+static int niceness_of(const std::string &wanted)
+{
+    for (const std::string &id : scratch_names("/proc/self/task")) {
+        char name[16] = "";
+        FILE *comm = fopen(("/proc/self/task/" + id + "/comm").c_str(), "re");
+        const bool found = comm && fscanf(comm, "%15s", name) == 1 && wanted == name;
+        if (comm)
+            (void)fclose(comm);
+        if (found)
+            return getpriority(PRIO_PROCESS, static_cast<id_t>(std::stoi(id)));
+    }
+    return 100;
+}
+
+TEST_F(sound, its_thread_goes_before_programs_that_keep_the_processor_busy)
+{
+    const int before = getpriority(PRIO_PROCESS, 0);
+    if (setpriority(PRIO_PROCESS, 0, before - 1) != 0)
+        GTEST_SKIP() << "we may not";
+    ASSERT_EQ(setpriority(PRIO_PROCESS, 0, before), 0);
+    manual_speaker = &timed;
+    open();
+    EXPECT_TRUE(wait_until([] { return niceness_of("sound") == -11; }));
 }
 
 TEST_F(sound, says_once_that_there_is_no_card_and_plays_in_real_time)
