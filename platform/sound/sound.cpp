@@ -21,14 +21,11 @@ constexpr uint32_t full_frames = sound_rate * 110 / 1000; /* never more is queue
 /* Down to here nobody wakes: nine periods are 104 ms, so the thread sleeps 42 ms at a time. */
 constexpr uint32_t low_frames = sound_rate * 62 / 1000;
 
-/* A callback with nothing to play is asked again after `wait_ms`, as long as the last input, reset
- * or sound is less than `since_ms` ago: a track that is about to open is heard at once, and a
- * player that lies in a drawer hardly wakes. */
-struct sound_patience {
-    int64_t since_ms;
-    int32_t wait_ms;
-};
-constexpr sound_patience patience[] = {{200, 5}, {3000, 40}, {INT64_MAX, 500}};
+constexpr int32_t for_ever = -1;
+/* A pause between two tracks leaves the card open; a player that lies in a drawer does not. */
+constexpr int64_t rest_after_ms = 3000;
+/* Between two tries to open a card that somebody else has taken meanwhile. */
+constexpr int64_t rouse_again_ms = 10000;
 
 constexpr size_t stack_bytes = 1024 * 1024; /* decoders and the file names of a playlist */
 /* Held for a look or a change, never while the callback runs; the lock of the ring is below it. */
@@ -39,15 +36,13 @@ static constinit bool closing GUARDED_BY(queue_lock) = false;
 static constinit bool woken GUARDED_BY(queue_lock) = false;
 static constinit bool drop_pending GUARDED_BY(queue_lock) = false;
 static constinit bool thread_idle GUARDED_BY(queue_lock) = false;
+static constinit int64_t idle_since_ms GUARDED_BY(queue_lock) = 0; /* clock_real_msec() */
 static constinit uint32_t steps_wanted GUARDED_BY(queue_lock) = 0;
 static constinit uint32_t steps_done GUARDED_BY(queue_lock) = 0;
-static constinit int32_t
-    idle_steps GUARDED_BY(queue_lock) = 0; /* let go by since the last one taken */
-static constinit int64_t
-    calm_steps GUARDED_BY(queue_lock) = 0; /* since the last wake, reset or sound */
 
-/* clock_real_msec() of the last reason to listen, cut to what every core counts in one step. */
-static constinit std::atomic<uint32_t> attention_ms{0};
+/* Sound thread. */
+static constinit bool resting = false; /* the speaker: nothing to play, or it could not be roused */
+static constinit int64_t rouse_at_ms = 0; /* not before; clock_real_msec() */
 
 static constinit std::atomic<const sound_speaker *> speaker{
     nullptr}; /* null while closed; set on main */
@@ -101,7 +96,12 @@ static bool take_drop()
 /* Between a reset and this drop the speaker gets nothing, so none of the new track is dropped. */
 static void feed(const sound_speaker *to)
 {
-    if (take_drop() && to->drop)
+    const bool drop = take_drop();
+    if (resting) {
+        sound_clock_feed(nullptr); /* where it could not be roused the player goes on without */
+        return;
+    }
+    if (drop && to->drop)
         to->drop();
     if (to->feed)
         to->feed();
@@ -110,7 +110,7 @@ static void feed(const sound_speaker *to)
 /* -1: the machine's clock says how much is wanted. */
 static int32_t room_of(const sound_speaker *to)
 {
-    return to->room ? to->room() : -1;
+    return to->room && !resting ? to->room() : -1;
 }
 
 static uint32_t wanted_frames(const sound_speaker *to)
@@ -121,6 +121,19 @@ static uint32_t wanted_frames(const sound_speaker *to)
     return total_frames() + sound_period_frames <= full_frames ? sound_period_frames : 0;
 }
 
+static void rouse(const sound_speaker *of)
+{
+    const int64_t now = clock_real_msec();
+    if (!resting || now < rouse_at_ms)
+        return;
+    resting = of->rouse() != 0;
+    if (!resting)
+        return;
+    fprintf(stderr, "the sound card cannot be used now: playing to a silent clock\n");
+    rouse_at_ms = now + rouse_again_ms;
+    sound_clock_start();
+}
+
 /* Each period reaches the speaker before the next is decoded: a slow decoder then has all that
  * the speaker holds for one period, not for many. False when the callback had nothing to play. */
 static bool fill(const sound_speaker *to, bool *sleeps)
@@ -129,19 +142,12 @@ static bool fill(const sound_speaker *to, bool *sleeps)
     for (; frames > 0 && !is_closing(); frames = wanted_frames(to)) {
         if (!fill_period(frames, sleeps))
             return false;
+        rouse(to);
+        if (to->drives && !resting)
+            return true; /* its own thread asks for the rest */
         feed(to);
     }
-    attention_ms.store(static_cast<uint32_t>(clock_real_msec()), std::memory_order_relaxed);
     return true;
-}
-
-static int32_t idle_ms(int64_t since_ms)
-{
-    for (const sound_patience &each : patience) {
-        if (since_ms < each.since_ms)
-            return each.wait_ms;
-    }
-    return patience[std::size(patience) - 1].wait_ms;
 }
 
 static int32_t busy_ms()
@@ -151,21 +157,51 @@ static int32_t busy_ms()
                                : static_cast<int32_t>((total - low_frames) * 1000 / sound_rate) + 1;
 }
 
-static void set_idle(bool idle)
+/* True when that is a change. */
+static bool set_idle(bool idle)
 {
     sys_guard guard(queue_lock);
+    const bool change = thread_idle != idle;
     thread_idle = idle;
+    if (change)
+        idle_since_ms = clock_real_msec();
+    return change;
+}
+
+/* While there is nothing to play and nothing left to be heard. */
+static int32_t rest_ms(const sound_speaker *of)
+{
+    if (resting || !of->rest)
+        return for_ever;
+    {
+        sys_guard guard(queue_lock);
+        const int64_t left = idle_since_ms + rest_after_ms - clock_real_msec();
+        if (!thread_idle || left > 0)
+            return thread_idle ? static_cast<int32_t>(left) : for_ever;
+    }
+    of->rest();
+    resting = true;
+    rouse_at_ms = 0;
+    return 0; /* a track may have begun meanwhile, on the speaker's own thread */
+}
+
+static int32_t idle_ms(const sound_speaker *to)
+{
+    const uint32_t queued = sound_ring_count();
+    return queued > 0 ? static_cast<int32_t>(queued * 1000 / sound_rate) + 1 : rest_ms(to);
 }
 
 /* Returns the milliseconds until the next round is due. */
 static int32_t play_round(const sound_speaker *to, bool *sleeps)
 {
+    if (to->drives && !resting)
+        return rest_ms(to);
     feed(to);
     const bool enough = room_of(to) < 0 && total_frames() > low_frames;
     const bool busy = enough || fill(to, sleeps);
     feed(to);
     set_idle(!busy);
-    return busy ? busy_ms() : idle_ms(static_cast<uint32_t>(clock_real_msec()) - attention_ms);
+    return busy ? busy_ms() : idle_ms(to);
 }
 
 /* False when the thread has to end. */
@@ -174,7 +210,9 @@ static bool wait_for_time(int32_t ms)
     const timespec until = clock_real_after(ms);
     sys_guard guard(queue_lock);
     while (!closing && !woken) {
-        if (pthread_cond_clockwait(&thread_work, &queue_lock.mutex, CLOCK_MONOTONIC, &until))
+        if (ms == for_ever)
+            pthread_cond_wait(&thread_work, &queue_lock.mutex);
+        else if (pthread_cond_clockwait(&thread_work, &queue_lock.mutex, CLOCK_MONOTONIC, &until))
             break;
     }
     woken = false;
@@ -190,7 +228,7 @@ static bool may_wait_for_speaker()
 /* A speaker that keeps time says itself when it wants more. */
 static bool wait_for_round(const sound_speaker *to, int32_t ms)
 {
-    const bool waited = to->wait && may_wait_for_speaker() && to->wait();
+    const bool waited = to->wait && !resting && may_wait_for_speaker() && to->wait();
     return wait_for_time(waited ? 0 : ms);
 }
 
@@ -205,10 +243,7 @@ static bool wait_for_step()
 /* Handing a step to the thread costs more than all else that a scripted millisecond does. */
 static bool step_is_due_locked() REQUIRES(queue_lock)
 {
-    calm_steps = woken || !thread_idle ? 0 : calm_steps + 1;
-    if (woken || drop_pending)
-        return true;
-    return thread_idle ? ++idle_steps >= idle_ms(calm_steps) : total_frames() <= low_frames;
+    return woken || drop_pending || (!thread_idle && total_frames() <= low_frames);
 }
 
 static void finish_step()
@@ -274,8 +309,7 @@ static void forget()
     sound_ring_clear();
     closing = woken = drop_pending = thread_idle = false;
     steps_wanted = steps_done = 0;
-    idle_steps = 0;
-    calm_steps = 0;
+    resting = false;
 }
 
 int sound_open(sound_callback to_call, void *user)
@@ -286,7 +320,6 @@ int sound_open(sound_callback to_call, void *user)
     callback = to_call;
     callback_user = user;
     sound_volume_rest();
-    attention_ms = static_cast<uint32_t>(clock_real_msec());
     const sound_speaker *found = open_speaker();
     if (!found)
         return -1;
@@ -327,7 +360,6 @@ int sound_reset()
 {
     if (on_sound_thread)
         return 0;
-    attention_ms.store(static_cast<uint32_t>(clock_real_msec()), std::memory_order_relaxed);
     {
         sys_guard guard(queue_lock);
         sound_ring_clear();
@@ -339,11 +371,13 @@ int sound_reset()
     return 0;
 }
 
+/* Also while the thread is busy: it may just have found nothing to play, and be about to say so. A
+ * stepped one is not: whoever wakes it waits for its steps. */
 void sound_wake()
 {
-    attention_ms.store(static_cast<uint32_t>(clock_real_msec()), std::memory_order_relaxed);
+    const sound_speaker *open = speaker;
     sys_guard guard(queue_lock);
-    if (!thread_idle)
+    if (open && open->stepped && !thread_idle)
         return;
     woken = true;
     pthread_cond_signal(&thread_work);
@@ -365,13 +399,26 @@ uint32_t sound_pull(int16_t *to, uint32_t frames)
     return got;
 }
 
+uint32_t sound_drive(int16_t *to, uint32_t frames)
+{
+    bool sleeps = false, busy = true;
+    on_sound_thread = true;
+    clock_note_sleeps(&sleeps);
+    for (uint32_t got = sound_ring_count(); busy && got < frames && !is_closing();
+         got = sound_ring_count())
+        busy = fill_period(std::min(frames - got, sound_period_frames), &sleeps);
+    clock_note_sleeps(nullptr);
+    if (set_idle(!busy) && !busy)
+        sound_wake(); /* the sound thread sees to the rest */
+    return sound_pull(to, frames);
+}
+
 void sound_step()
 {
     sys_guard guard(queue_lock);
     if (closing || !speaker || !step_is_due_locked())
         return;
     woken = false;
-    idle_steps = 0;
     steps_wanted++;
     pthread_cond_signal(&thread_work);
     while (!closing && steps_done != steps_wanted)

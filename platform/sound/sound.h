@@ -6,9 +6,9 @@
  * heard.
  *
  * A callback that has nothing to play calls clock_msleep() and returns with its buffer untouched.
- * On the sound thread that does not sleep: it tells the thread, which then queues nothing and
- * calls again after 5 ms; 200 ms after the last input, reset or sound after 40 ms, and three
- * seconds after it twice a second. Any input asks it again at once, and so does sound_wake(). */
+ * On the sound thread that does not sleep: it tells the thread, which then queues nothing and waits
+ * for sound_wake() or a reset. Three seconds later the card is closed, until there is something to
+ * play again. */
 #pragma once
 
 #include <cstdint>
@@ -26,7 +26,8 @@ int sound_close();
  * callback (the end of a track) what is queued is played to its end. Any thread; waits for
  * nobody. */
 int sound_reset();
-/* There is something to play again: a track was opened, a pause has ended. Any thread; cheap. */
+/* There may be something to play again: a track was opened, a pause has ended. Also when a callback
+ * with nothing to play has something to tell all the same, a new position. Any thread; cheap. */
 void sound_wake();
 /* Milliseconds queued, without the period being filled. Any thread; takes no lock. */
 int32_t sound_get_buffer_remaining();

@@ -24,6 +24,12 @@ struct sound_speaker {
     bool (*wait)() = nullptr;
     /* Ends a wait() early, or the next one if none runs. Any thread. */
     void (*wake)() = nullptr;
+    /* Lets the machine have no sound for a while, some seconds after the last; until it is roused
+     * nothing else is called but wake() and close(). Sound thread. Null: it never rests. */
+    void (*rest)() = nullptr;
+    int (*rouse)() = nullptr; /* 0, or -1: it goes on resting and is asked again some time later */
+    /* While it does not rest it asks for sound with sound_drive(), on a thread of its own. */
+    bool drives = false;
     /* The queue is filled only when sound_step() asks for it. */
     bool stepped = false;
 };
@@ -34,8 +40,10 @@ constexpr uint32_t sound_period_frames = 512; /* 11.6 ms */
  *   to  room for `frames` frames of two samples; silence stands where the queue is short
  * Returns the frames that came from the queue. One thread at a time. */
 uint32_t sound_pull(int16_t *to, uint32_t frames);
+/* The same for a speaker that drives: what the queue lacks, the callback is asked for first. */
+uint32_t sound_drive(int16_t *to, uint32_t frames);
 /* One millisecond of a stepped speaker: lets the sound thread fill the queue if that is due, and
- * waits until it has. A callback with nothing to play is asked again as seldom as in real time.
+ * waits until it has.
  * Not on the sound thread; the caller holds no lock that the callback could want. */
 void sound_step();
 

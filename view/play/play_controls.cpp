@@ -63,6 +63,12 @@ static bool change_pause(view *self, pause_wish wish)
     return true;
 }
 
+static void seek_locked(int64_t sample) REQUIRES(play_lock)
+{
+    (void)play_decoder->seek(play_handle, sample);
+    sound_wake(); /* a paused track tells its new position */
+}
+
 /* A track of unknown length has no last sample: there the decoder knows where it ends. */
 static void seek_by(int32_t seconds)
 {
@@ -76,7 +82,7 @@ static void seek_by(int32_t seconds)
         sample = 0;
     if (length > 0 && sample >= length)
         sample = length - 1;
-    (void)play_decoder->seek(play_handle, sample);
+    seek_locked(sample);
 }
 
 static void seek_to_permillage(int32_t permillage)
@@ -84,8 +90,7 @@ static void seek_to_permillage(int32_t permillage)
     const sys_guard guard(play_lock);
     if (!play_handle || play_handle->length < 1)
         return;
-    const int64_t sample = ((play_handle->length - 1) * permillage + 500) / 1000;
-    (void)play_decoder->seek(play_handle, sample);
+    seek_locked(((play_handle->length - 1) * permillage + 500) / 1000);
 }
 
 static bool restart_track()
@@ -93,7 +98,7 @@ static bool restart_track()
     const sys_guard guard(play_lock);
     if (!play_handle || play_pos < restart_after_ms)
         return false;
-    (void)play_decoder->seek(play_handle, 0);
+    seek_locked(0);
     return true;
 }
 

@@ -83,8 +83,8 @@ bool linux_trigger_is_down(const linux_trigger *trigger, int32_t value, bool was
 
 /* ---- device_linux_card.cpp: the sound card through ALSA ---- */
 
-/* The calls of the library that the speaker uses; a test puts its own card here. Opened and closed
- * on the main thread, all else on the sound thread. */
+/* The calls of the library that the speaker uses; a test puts its own card here. All is called
+ * on the sound thread, but the first opening and the last closing. */
 struct linux_card {
     int (*open)(); /* 0, or -1 after the reasons went to standard error */
     void (*close)();

@@ -21,7 +21,7 @@ constexpr nfds_t descriptors_most = 16; /* of a card; more than any plugin has *
 static constinit snd_pcm_t *pcm = nullptr; /* sound thread, while that runs */
 static constinit int32_t pcm_size = 0, pcm_period = 0;
 
-/* While cards are being opened. Main thread. */
+/* While cards are being opened, on the thread that does it. */
 static constinit char reasons[1024] = ""; /* a line for each name that was tried */
 static constinit char complaint[160] = "";
 

@@ -23,7 +23,7 @@ constexpr int32_t piece_least = 64; /* less room than this is not worth a call o
 constexpr int32_t swallowed_most = 4;
 constexpr int32_t stuck_ms = 500; /* a card that plays wakes us long before */
 
-static constinit linux_card_plan plan = {}; /* main thread; the sound thread only reads it */
+static constinit linux_card_plan plan = {}; /* sound thread, while that runs */
 static constinit int wake_event = -1;       /* never closed: any thread may call for attention */
 
 /* Sound thread. */
@@ -185,18 +185,33 @@ static void speaker_drop()
     note_delay(0);
 }
 
+static void speaker_rest()
+{
+    linux_card_current->close();
+    held = 0;
+    note_delay(0);
+}
+
+static int speaker_rouse()
+{
+    lost = wrote = false;
+    held = swallowed = 0;
+    note_delay(0);
+    sound_clock_start();
+    if (swallows)
+        return 0; /* it would again */
+    if (linux_card_current->open() != 0)
+        return -1;
+    plan = linux_card_plan_of(linux_card_current->size(), linux_card_current->period());
+    return 0;
+}
+
 static int speaker_open()
 {
     if (wake_event < 0)
         wake_event = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
-    swallows = lost = wrote = false;
-    held = swallowed = 0;
-    note_delay(0);
-    sound_clock_start();
-    if (wake_event < 0 || linux_card_current->open() != 0)
-        return -1;
-    plan = linux_card_plan_of(linux_card_current->size(), linux_card_current->period());
-    return 0;
+    swallows = false;
+    return wake_event < 0 ? -1 : speaker_rouse();
 }
 
 static int speaker_close()
@@ -214,6 +229,8 @@ static constinit const sound_speaker speaker = {
     .room = speaker_room,
     .wait = speaker_wait,
     .wake = speaker_wake,
+    .rest = speaker_rest,
+    .rouse = speaker_rouse,
 };
 
 const sound_speaker *linux_speaker()
