@@ -8,6 +8,7 @@
 
 #include <SDL.h>
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -80,8 +81,10 @@ static int sdl_open()
     SDL_EnableScreenSaver();
     SDL_StopTextInput();
     (void)SDL_InitSubSystem(SDL_INIT_GAMECONTROLLER); /* the keyboard is enough without one */
-    if (sdl_input_open() == 0)
+    sdl_input_open();
+    if (sdl_wait_open() == 0)
         return 0;
+    fprintf(stderr, "nothing to wake the window with: %s\n", strerror(errno));
     SDL_Quit();
     return -1;
 }
@@ -89,6 +92,7 @@ static int sdl_open()
 static int sdl_close()
 {
     sdl_input_close();
+    sdl_wait_close();
     SDL_Quit();
     return 0;
 }
@@ -105,6 +109,7 @@ static int32_t choose_scale(int32_t width, int32_t height)
 
 static int sdl_screen_close()
 {
+    sdl_wait_watch(nullptr);
     SDL_DestroyTexture(texture);
     SDL_DestroyRenderer(renderer);
     SDL_DestroyWindow(window);
@@ -122,6 +127,7 @@ static int open_window(int32_t width, int32_t height)
                          width * scale, height * scale, SDL_WINDOW_RESIZABLE | SDL_WINDOW_SHOWN);
     if (!window)
         return -1;
+    sdl_wait_watch(window);
     SDL_SetWindowMinimumSize(window, width, height);
     sdl_show_icon(window);
     renderer = SDL_CreateRenderer(window, -1, SDL_RENDERER_SOFTWARE);
@@ -222,8 +228,8 @@ static constinit const device device_sdl = {
     .msec = clock_real_msec,
     .wall = sdl_wall,
     .msleep = clock_real_msleep,
-    .wait = sdl_input_wait,
-    .wake = sdl_input_wake,
+    .wait = sdl_wait,
+    .wake = sdl_wake,
 };
 
 /* The one name that the program looks for. */

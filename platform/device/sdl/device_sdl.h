@@ -20,14 +20,23 @@ void sdl_show_icon(SDL_Window *window);
 
 /* ---- device_sdl_input.cpp ---- */
 
-/* Starts and ends sdl_input_wake()'s helper. */
-int sdl_input_open();
+void sdl_input_open();
 void sdl_input_close();
 void sdl_input_poll();
-/* Waits for an event or a wake, at most `ms`. */
-void sdl_input_wait(int32_t ms);
-/* Any thread; safe in a signal handler. */
-void sdl_input_wake();
+
+/* ---- device_sdl_wait.cpp ---- */
+
+int sdl_wait_open(); /* 0 or -1 */
+void sdl_wait_close();
+/* The window whose events end a wait; null: none. */
+void sdl_wait_watch(SDL_Window *window);
+/* A controller, known by its id, whose reports do; `path` is its device file, null when unknown. */
+void sdl_wait_add_pad(int32_t id, const char *path);
+void sdl_wait_remove_pad(int32_t id);
+/* Waits for an event or a wake, at most `ms`. The events stay for the next poll. */
+void sdl_wait(int32_t ms);
+/* Ends a wait, or the next one if none runs. Any thread; safe in a signal handler. */
+void sdl_wake();
 
 /* ---- device_sdl_sound.cpp ---- */
 

@@ -7,20 +7,11 @@
 
 #include <SDL.h>
 #include <algorithm>
-#include <atomic>
-#include <cerrno>
-#include <csignal>
-#include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <pthread.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
 
 constexpr int controllers_most = 4;
 constexpr int32_t wheel_steps_most = 5; /* of one event: a touch pad reports dozens */
 constexpr int32_t stick_far = 16000, stick_near = 12000; /* apart, so that a key does not flutter */
-constexpr uint64_t wake_end = 1u << 30; /* tells the helper to end; a wake adds 1 */
 
 struct key_of {
     int32_t code; /* of SDL */
@@ -89,14 +80,6 @@ static const axis_keys axes[] = {
 static constinit SDL_GameController *controllers[controllers_most] = {};
 static constinit uint32_t axes_down = 0; /* keys that the sticks hold */
 static constinit bool closing = false;   /* the window was closed */
-
-/* Between sdl_input_wake() and a main thread that sleeps inside SDL. The helper exists because
- * SDL's own way to post an event may not be used in a signal handler. */
-static constinit std::atomic<bool> sleeping{false}, wanted{false};
-static constinit int wake_event =
-    -1; /* never closed: workers may call while the program goes down */
-static constinit pthread_t helper = {};
-static constinit bool helper_runs = false;
 
 template <size_t count> static uint32_t find_mask(const key_of (&table)[count], int32_t code)
 {
@@ -168,20 +151,28 @@ static void on_axis(const SDL_ControllerAxisEvent *event)
     }
 }
 
+static SDL_JoystickID id_of(SDL_GameController *controller)
+{
+    return SDL_JoystickInstanceID(SDL_GameControllerGetJoystick(controller));
+}
+
 static void on_controller_added(int32_t index)
 {
     for (SDL_GameController *&each : controllers) {
-        if (!each) {
-            each = SDL_GameControllerOpen(index);
-            return;
-        }
+        if (each)
+            continue;
+        each = SDL_GameControllerOpen(index);
+        if (each)
+            sdl_wait_add_pad(id_of(each), SDL_GameControllerPath(each));
+        return;
     }
 }
 
 static void on_controller_removed(SDL_JoystickID id)
 {
     for (SDL_GameController *&each : controllers) {
-        if (each && SDL_JoystickInstanceID(SDL_GameControllerGetJoystick(each)) == id) {
+        if (each && id_of(each) == id) {
+            sdl_wait_remove_pad(id);
             SDL_GameControllerClose(each);
             each = nullptr;
             send(axes_down, false);
@@ -270,61 +261,14 @@ void sdl_input_poll()
         tap(key_quit);
 }
 
-void sdl_input_wait(int32_t ms)
-{
-    sleeping = true;
-    if (!wanted)
-        (void)SDL_WaitEventTimeout(nullptr, ms); /* the event stays for the next poll */
-    sleeping = false;
-    wanted = false;
-}
-
-void sdl_input_wake()
-{
-    const uint64_t one = 1;
-    const int before = errno;
-    wanted = true;
-    if (sleeping && wake_event >= 0 && write(wake_event, &one, sizeof one) < 0)
-        errno = before;
-}
-
-static void *pass_wakes_on(void *)
-{
-    for (;;) {
-        uint64_t calls = 0;
-        if (read(wake_event, &calls, sizeof calls) < 0 && errno != EINTR)
-            return nullptr;
-        if (calls >= wake_end)
-            return nullptr;
-        SDL_Event event = {};
-        event.type = SDL_USEREVENT;
-        if (calls > 0)
-            (void)SDL_PushEvent(&event); /* a full queue wakes as well */
-    }
-}
-
-int sdl_input_open()
+void sdl_input_open()
 {
     closing = false;
     axes_down = 0;
-    if (wake_event < 0)
-        wake_event = eventfd(0, EFD_CLOEXEC);
-    sigset_t all, before;
-    sigfillset(&all); /* signals belong to the main thread */
-    pthread_sigmask(SIG_BLOCK, &all, &before);
-    helper_runs = wake_event >= 0 && pthread_create(&helper, nullptr, pass_wakes_on, nullptr) == 0;
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    if (!helper_runs)
-        fprintf(stderr, "no thread for the window: %s\n", strerror(errno));
-    return helper_runs ? 0 : -1;
 }
 
 void sdl_input_close()
 {
-    if (helper_runs &&
-        write(wake_event, &wake_end, sizeof wake_end) == static_cast<ssize_t>(sizeof wake_end))
-        pthread_join(helper, nullptr);
-    helper_runs = false;
     for (SDL_GameController *&each : controllers) {
         if (each)
             SDL_GameControllerClose(each);

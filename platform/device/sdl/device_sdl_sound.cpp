@@ -7,11 +7,14 @@
 #include <SDL.h>
 #include <alsa/asoundlib.h>
 #include <atomic>
+#include <cstring>
 
-/* Small, because what SDL holds can neither be dropped nor be made softer any more. */
-constexpr uint16_t piece_frames = 512;
+/* Each piece is a wake-up, and what SDL holds can neither be dropped nor be made softer any more: 93
+ * ms, two pieces, are enough. Straight to a card it is three. A size that is no power of two SDL
+ * rounds up, and copies once more. */
+constexpr uint16_t piece_frames = 2048, card_piece_frames = 1024;
 
-static constinit SDL_AudioDeviceID card = 0; /* main thread */
+static constinit SDL_AudioDeviceID card = 0; /* sound thread, while that runs */
 
 /* SDL holds the piece that plays and the one that it asked for last. */
 static constinit std::atomic<uint32_t> held_frames{0};
@@ -21,7 +24,7 @@ static constinit uint32_t piece_before = 0; /* frames of sound in the last piece
 static void fill_piece(void *, Uint8 *stream, int bytes)
 {
     const uint32_t frames = static_cast<uint32_t>(bytes) / sound_frame_bytes;
-    const uint32_t sound = sound_pull(static_cast<int16_t *>(static_cast<void *>(stream)), frames);
+    const uint32_t sound = sound_drive(static_cast<int16_t *>(static_cast<void *>(stream)), frames);
     held_frames = piece_before + sound;
     held_since_ms = clock_real_msec();
     piece_before = sound;
@@ -38,33 +41,53 @@ static uint32_t speaker_pending()
 /* A machine without a card is told once by us, not in ten lines by the libraries below. */
 static void say_nothing(const char *, int, const char *, int, const char *, ...) {}
 
-static int speaker_open()
+/* SDL writes silence to a card that is only paused, as often as sound. */
+static void speaker_rest()
+{
+    SDL_CloseAudioDevice(card);
+    card = 0;
+    held_frames = 0;
+    piece_before = 0;
+}
+
+static bool is_card()
+{
+    const char *driver = SDL_GetCurrentAudioDriver();
+    return driver && strcmp(driver, "alsa") == 0;
+}
+
+static int speaker_rouse()
 {
     SDL_AudioSpec wanted = {};
     wanted.freq = static_cast<int>(sound_rate);
     wanted.format = AUDIO_S16SYS;
     wanted.channels = 2;
-    wanted.samples = piece_frames;
+    wanted.samples = is_card() ? card_piece_frames : piece_frames;
     wanted.callback = fill_piece;
+    card = SDL_OpenAudioDevice(nullptr, 0, &wanted, nullptr, 0);
+    if (card == 0)
+        return -1;
+    SDL_PauseAudioDevice(card, 0);
+    return 0;
+}
+
+static int speaker_open()
+{
     held_frames = 0;
     piece_before = 0;
     (void)snd_lib_error_set_handler(say_nothing); /* cannot fail */
     if (SDL_InitSubSystem(SDL_INIT_AUDIO) != 0)
         return -1;
-    card = SDL_OpenAudioDevice(nullptr, 0, &wanted, nullptr, 0);
-    if (card == 0) {
-        SDL_QuitSubSystem(SDL_INIT_AUDIO);
-        return -1;
-    }
-    SDL_PauseAudioDevice(card, 0);
-    return 0;
+    if (speaker_rouse() == 0)
+        return 0;
+    SDL_QuitSubSystem(SDL_INIT_AUDIO);
+    return -1;
 }
 
 static int speaker_close()
 {
-    SDL_CloseAudioDevice(card);
+    speaker_rest();
     SDL_QuitSubSystem(SDL_INIT_AUDIO);
-    card = 0;
     return 0;
 }
 
@@ -72,6 +95,9 @@ static constinit const sound_speaker speaker = {
     .open = speaker_open,
     .close = speaker_close,
     .pending = speaker_pending,
+    .rest = speaker_rest,
+    .rouse = speaker_rouse,
+    .drives = true,
 };
 
 const sound_speaker *sdl_speaker()
