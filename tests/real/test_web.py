@@ -1,5 +1,7 @@
 """The player in a real browser: the page shows what is drawn, takes a hand, plays, and nobody else does."""
 
+import base64
+import contextlib
 import os
 import socket
 import struct
@@ -10,6 +12,7 @@ import unittest
 import urllib.error
 import urllib.parse
 import urllib.request
+import wave
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 
 from browser import BROWSER, DRIVER, Browser
@@ -19,6 +22,8 @@ from player import DEADLINE_S, PlayerTest
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "scenarios"))
 from run_scenarios import read_png  # noqa: E402
 
+DOWN, ENTER, TAB = "\ue015", "\ue007", "\ue004"
+FINGER = "touch press {x1} {y1}\nadvance 20\ntouch move {x2} {y2}\nadvance 20\ntouch release {x2} {y2}\n"
 RATE = 44100
 BELOW_TITLE = 30  # the bar above shows the wall clock
 MIB = 1024 * 1024
@@ -32,23 +37,78 @@ for (let i = 0; i < data.length; i += 4)
 return btoa(text);
 """
 
+CATCHER = """
+registerProcessor("catcher", class extends AudioWorkletProcessor {
+    process([[left, right]]) {
+        if (left)
+            this.port.postMessage([left.slice(), right.slice()]);
+        return true;
+    }
+});
+"""
+
 CATCH_SOUND = """
 (() => {
     window.caught = [];
-    const first = AudioNode.prototype.connect;
+    const connect = AudioNode.prototype.connect, add = AudioWorklet.prototype.addModule;
+    const source = URL.createObjectURL(new Blob([`%s`], { type: "text/javascript" }));
+    AudioWorklet.prototype.addModule = async function (path) {
+        await add.call(this, source);
+        return add.call(this, path);
+    };
     AudioNode.prototype.connect = function (to, ...more) {
         if (to instanceof AudioDestinationNode) {
-            const tap = this.context.createScriptProcessor(4096, 2, 2);
-            tap.onaudioprocess = (event) => window.caught.push(
-                [0, 1].map((side) => Float32Array.from(event.inputBuffer.getChannelData(side))));
-            first.call(this, tap);
-            first.call(tap, to);
+            const catcher = new AudioWorkletNode(this.context, "catcher");
+            catcher.port.onmessage = (event) => window.caught.push(event.data);
+            connect.call(this, catcher);
         }
-        return first.call(this, to, ...more);
+        return connect.call(this, to, ...more);
     };
 })();
-"""
+""" % CATCHER
 """Keeps a copy of all that goes to the loudspeaker, from before the page's own scripts run."""
+
+TAKE_CAUGHT = """
+const words = [];
+for (const [left, right] of window.caught.splice(0))
+    for (let i = 0; i < left.length; i++)
+        words.push(Math.round(left[i] * 32768), Math.round(right[i] * 32768));
+return words;
+"""
+
+INTRUDER = b"""<!doctype html><title>elsewhere</title><body><script>
+const [player] = [location.hash.slice(1)];
+const host = new URL(player).host;
+const tries = [];
+for (const protocols of [["zerv"], [], ["http"]])
+    tries.push(new Promise((done) => {
+        const socket = new WebSocket(`ws://${host}/socket`, protocols);
+        socket.binaryType = "arraybuffer";
+        socket.onopen = () => { socket.send(new Uint8Array([1, 1, 16, 0, 0, 0])); done("socket open"); };
+        socket.onerror = () => done("refused");
+    }));
+tries.push(fetch(`${player}/upload?name=evil.mp3`, { method: "POST", mode: "no-cors", body: "evil" })
+    .then(() => "refused", () => "refused"));
+tries.push(fetch(`${player}/`).then(() => "page read", () => "refused"));
+tries.push(import(`${player}/wire.js`).then(() => "script run", () => "refused"));
+tries.push(new Promise((done) => {
+    const frame = document.createElement("iframe");
+    frame.onload = () => done("refused"); // the browser's own page about it
+    frame.src = player;
+    document.body.append(frame);
+}));
+Promise.all(tries).then((all) => { document.title = all.join(); });
+</script>"""
+
+
+DROP = """
+const bytes = Uint8Array.from(atob(arguments[0]), (letter) => letter.charCodeAt(0));
+const carried = new DataTransfer();
+carried.items.add(new File([bytes], "dropped.flac"));
+carried.items.add(new File(["no music"], "notes.txt"));
+for (const type of ["dragover", "drop"])
+    document.dispatchEvent(new DragEvent(type, { dataTransfer: carried, bubbles: true, cancelable: true }));
+"""
 
 
 def ask(address, path="/", method="GET", body=None, **headers):
@@ -140,7 +200,7 @@ class WebTest(PlayerTest):
         self.port = int(self.address.rsplit(":", 1)[1])
         return process
 
-    def tone(self, name="tone.flac", seconds=30):
+    def tone(self, name, seconds):
         self.write(name, make_flac(seconds))
         return self.path(name)
 
@@ -302,30 +362,60 @@ class UploadTest(WebTest):
         self.end_well(process)
 
 
+class Elsewhere(BaseHTTPRequestHandler):
+    """Somebody else's web server."""
+
+    def do_GET(self):
+        self.send_response(200)
+        self.send_header("content-type", "text/html")
+        self.end_headers()
+        self.wfile.write(INTRUDER)
+
+    def log_message(self, *_):
+        pass
+
+
 @unittest.skipUnless(BROWSER and DRIVER, "no browser is installed")
 class BrowserTest(WebTest):
     @classmethod
     def setUpClass(cls):
-        cls.browser = Browser()
-        cls.browser.command("Page.addScriptToEvaluateOnNewDocument", source=CATCH_SOUND)
+        cls.browser = Browser(1280, 900, "--host-resolver-rules=MAP rebound.example 127.0.0.1")
 
     @classmethod
     def tearDownClass(cls):
         cls.browser.close()
 
+    def setUp(self):
+        super().setUp()
+        self.write_config(display_off_timeout=0)
+
     def open_page(self):
         self.browser.go(self.url)
         self.browser.wait_until("document.body.dataset.connection === 'open'")
 
+    def in_new_tab(self, address):
+        """Opens a tab that the test's end closes; returns the tab before."""
+        before = self.browser.current()
+        tab = self.browser.open_tab(address)
+
+        def close():
+            self.browser.switch(tab)
+            self.browser.close_tab()
+            self.browser.switch(before)
+        self.addCleanup(close)
+        return before, tab
+
     def rows(self):
-        import base64
         data = base64.b64decode(self.browser.run(ROWS))
         return [data[i:i + 960] for i in range(0, len(data), 960)][BELOW_TITLE:]
 
     def scripted(self, script, *arguments):
-        """What the scripted device shows, its battery as full as the page's."""
+        """What the scripted device shows, its battery as full as the page's; settings stay as they were."""
         run = self.run_script("battery 100\n" + script + "screenshot shot.png\n", *arguments)
         self.assertEqual(run.status, 0, run.err + run.out)
+        self.write_config(display_off_timeout=0)
+        with contextlib.suppress(FileNotFoundError):
+            os.remove(self.path("current.m3u"))
         return [bytes(row) for row in read_png(self.path("shot.png"))[2][BELOW_TITLE:]]
 
     def wait_for(self, what, holds):
@@ -341,19 +431,23 @@ class BrowserTest(WebTest):
         self.wait_for(what, lambda: self.rows() == wanted)
 
     def menu(self, script=""):
-        self.write_config()
         return self.scripted("advance 400\n" + script)
 
-    def test_keys_buttons_taps_and_drags_do_what_they_do_in_a_window(self):
+    def has_state(self, *classes):
+        return self.browser.run("return arguments[0].every((name) => document.body.classList.contains(name))",
+                                list(classes))
+
+    # ---- hands ----
+
+    def test_keys_buttons_and_taps_do_what_they_do_in_a_window(self):
         start = self.menu()
         second = self.menu("key down\nadvance 400\n")
         third = self.menu("key down\nkey down\nadvance 400\n")
         tapped = self.menu("touch press 100 100\nadvance 2\ntouch release 100 100\nadvance 1000\n")
-        self.write_config()
         process = self.start_web()
         self.open_page()
         self.wait_for_rows(start, "the main menu")
-        self.browser.key("\ue015")
+        self.browser.key(DOWN)
         self.wait_for_rows(second, "a row down by the keyboard")
         self.browser.click("[data-key=down]")
         self.wait_for_rows(third, "a row down by the button")
@@ -363,6 +457,198 @@ class BrowserTest(WebTest):
         self.browser.drag("#screen", (100, 100))
         self.wait_for_rows(tapped, "the row under the finger")
         self.end_well(process)
+
+    def test_both_bars_follow_a_drag(self):
+        tones = [self.tone(f"tone {i}.flac", 10) for i in range(12)]
+        seek = self.scripted("advance 800\nsettle\nkey select\nadvance 200\n" +
+                             FINGER.format(x1=60, y1=146, x2=200, y2=146) + "settle\nadvance 400\n", *tones)
+        to_list = "advance 800\nsettle\nkey select\nadvance 200\nkey switch\nadvance 800\n"
+        listed = self.scripted(to_list, *tones)
+        scroll = self.scripted(to_list + FINGER.format(x1=304, y1=180, x2=304, y2=90) + "advance 400\n", *tones)
+        process = self.start_web(*tones)
+        self.open_page()
+        self.browser.wait_until("document.title.startsWith('tone 11')")
+        self.browser.key(ENTER)
+        self.browser.drag("#screen", (60, 146), (130, 146), (200, 146))
+        self.wait_for_rows(seek, "the position in the track")
+        self.browser.key(TAB)
+        self.wait_for_rows(listed, "the list")
+        self.browser.drag("#screen", (304, 180), (304, 120), (304, 90))
+        self.wait_for_rows(scroll, "the place in the list")
+        self.end_well(process)
+
+    def test_picture_is_whole_squares_in_every_window(self):
+        process = self.start_web()
+        self.open_page()
+        for width, height, ratio in ((1280, 860, 1), (1280, 860, 2), (1920, 1060, 1.5), (390, 844, 3),
+                                     (844, 390, 3), (600, 500, 1), (330, 560, 1.25)):
+            self.browser.emulate(width, height, ratio)
+            self.browser.wait_until(f"innerWidth === {width} && devicePixelRatio === {ratio}")
+            self.wait_for(f"a picture of whole squares inside {width} x {height} x {ratio}",
+                          lambda: self.is_whole(width, height, ratio))
+            self.assertEqual(self.browser.run("return document.documentElement.scrollWidth"), width)
+        self.browser.command("Emulation.clearDeviceMetricsOverride")
+        self.end_well(process)
+
+    def is_whole(self, width, height, ratio):
+        box = self.browser.run("const box = document.getElementById('screen').getBoundingClientRect();"
+                               "return [box.width, box.height, box.left, box.top, box.right, box.bottom]")
+        across, down = box[0] * ratio / 320, box[1] * ratio / 240
+        whole = round(across) >= 1 and abs(across - round(across)) < .01 and abs(across - down) < .01
+        return whole and min(box) >= 0 and box[4] <= width and box[5] <= height
+
+    def test_battery_is_a_slider(self):
+        process = self.start_web()
+        self.open_page()
+        self.wait_for_rows(self.menu(), "the main menu")
+        self.browser.run("const slider = document.getElementById('battery'); slider.value = 3;"
+                         "slider.dispatchEvent(new Event('input'))")
+        self.wait_for("the warning", lambda: b"\xff\0\0" * 2 in b"".join(self.rows()))
+        self.end_well(process)
+
+    # ---- pages ----
+
+    def test_reload_and_a_closed_page_interrupt_nothing(self):
+        process = self.start_web(self.tone("tone.flac", 10), self.tone("later.flac", 10))
+        self.open_page()
+        self.browser.wait_until("document.title.startsWith('later')")
+        self.browser.go(self.url)
+        self.browser.wait_until("document.title.startsWith('later')")
+        self.browser.go("about:blank")
+        self.open_page()
+        shown = self.rows()
+        self.wait_for("the time goes on", lambda: self.rows() != shown)
+        self.browser.wait_until("!document.body.classList.contains('watching')")
+        self.end_well(process)
+
+    def test_two_pages_share_the_picture_and_one_holds_the_keys(self):
+        second = self.menu("key down\nadvance 400\n")
+        third = self.menu("key down\nkey down\nadvance 400\n")
+        process = self.start_web()
+        self.open_page()
+        first_tab, other_tab = self.in_new_tab(self.url)
+        self.browser.wait_until("document.body.classList.contains('watching')")
+        self.browser.key(DOWN)
+        self.browser.switch(first_tab)
+        self.browser.key(DOWN)
+        self.wait_for_rows(second, "one row down: the other page's key did nothing")
+        self.browser.switch(other_tab)
+        self.wait_for_rows(second, "the page that looks on sees it")
+        self.browser.click("#take")
+        self.browser.wait_until("!document.body.classList.contains('watching')")
+        self.browser.key(DOWN)
+        self.wait_for_rows(third, "the page that took over")
+        self.browser.switch(first_tab)
+        self.browser.wait_until("document.body.classList.contains('watching')")
+        self.end_well(process)
+        self.browser.wait_until("document.body.dataset.connection === 'ended'")
+
+    def test_page_comes_back_when_the_player_does(self):
+        process = self.start_web()
+        self.open_page()
+        process.kill()
+        self.browser.wait_until("document.body.dataset.connection === 'lost'")
+        again = self.start_web(ZERV_WEB_PORT=str(self.port))
+        self.browser.wait_until("document.body.dataset.connection === 'open'")
+        self.end_well(again)
+
+    def test_pages_from_elsewhere_drive_nothing(self):
+        server = ThreadingHTTPServer(("127.0.0.1", 0), Elsewhere)
+        self.addCleanup(server.server_close)
+        self.addCleanup(server.shutdown)
+        threading.Thread(target=server.serve_forever, daemon=True).start()
+        start, uploads = self.menu(), self.path("uploads")
+        process = self.start_web(ZERV_WEB_UPLOADS=uploads)
+        self.open_page()
+        self.wait_for_rows(start, "the main menu")
+        own, _ = self.in_new_tab(f"http://127.0.0.1:{server.server_port}/#{self.address}")
+        self.browser.wait_until("document.title.includes('refused')")
+        self.assertEqual(set(self.browser.run("return document.title").split(",")), {"refused"})
+        self.browser.go(f"http://rebound.example:{self.port}/")
+        self.assertIn("not known under that name", self.browser.run("return document.body.innerText"))
+        self.browser.switch(own)
+        self.assertEqual(self.rows(), start)
+        self.assertFalse(os.path.exists(uploads))
+        self.end_well(process)
+
+    # ---- sound and files ----
+
+    def caught_tone(self, at_least):
+        """So many frames that went to the loudspeaker, silence before the first left out."""
+        caught = []
+
+        def enough():
+            caught.extend(self.browser.run(TAKE_CAUGHT))
+            first = next((i for i, word in enumerate(caught) if word), len(caught)) & ~1
+            return len(caught) - first >= at_least * 2 and caught[first:]
+        return self.wait_for("sound", enough)
+
+    def test_sound_of_the_page_is_the_tone_to_the_sample(self):
+        self.write_config(display_off_timeout=0, vol=100)
+        tone = self.tone("tone.flac", 10)
+        self.run_script("advance 1500\n", tone, ZERV_VIRTUAL_SOUND=self.path("sound.wav"))
+        with wave.open(self.path("sound.wav")) as file:
+            frames = file.readframes(file.getnframes())
+        wanted = struct.unpack(f"<{len(frames) // 2}h", frames)[::2]
+        period = wanted[RATE // 2:RATE // 2 + 100] * (10 * RATE // 100)
+        self.browser.command("Page.setBypassCSP", enabled=True)
+        catcher = self.browser.command("Page.addScriptToEvaluateOnNewDocument", source=CATCH_SOUND)
+        self.write_config(display_off_timeout=0, vol=100)
+        process = self.start_web(tone)
+        self.open_page()
+        self.assertTrue(self.has_state("muted"), "before the first touch")
+        self.browser.click("#sound")
+        self.browser.wait_until("!document.body.classList.contains('muted')")
+        caught = self.caught_tone(RATE)
+        self.browser.command("Page.removeScriptToEvaluateOnNewDocument", identifier=catcher["identifier"])
+        self.browser.command("Page.setBypassCSP", enabled=False)
+        self.assertEqual(caught[::2], caught[1::2], "left and right")
+        self.compare(caught[::2], period)
+        self.end_well(process)
+
+    def compare(self, caught, wanted):
+        """All that sounds is the tone without a jump: where a busy machine left a gap, it goes on behind it."""
+        phase = None
+        for piece in pieces_of(caught):
+            places = [at for at in range(100) if list(wanted[at:at + len(piece)]) == piece]
+            self.assertTrue(places, f"{len(piece)} samples that are not the tone")
+            if phase is not None:
+                self.assertTrue({phase, phase + 1, phase + 2} & {at + add for at in places for add in (0, 100)},
+                                "samples were lost")
+            phase = (places[0] + len(piece)) % 100
+
+    def test_files_dropped_on_the_page_are_kept_and_play(self):
+        self.write("dropped.flac", make_flac(10))
+        self.write("notes.txt", b"not music")
+        uploads = self.path("uploads")
+        process = self.start_web(ZERV_WEB_UPLOADS=uploads)
+        self.open_page()
+        self.browser.wait_until("document.body.classList.contains('takes-files')")
+        self.browser.run(DROP, base64.b64encode(self.read("dropped.flac")).decode())
+        self.browser.wait_until("document.title.startsWith('dropped.flac')")
+        self.assertEqual(os.listdir(uploads), ["dropped.flac"])
+        self.browser.wait_until("document.getElementById('note').textContent.includes('only MP3')")
+        with open(os.path.join(uploads, "dropped.flac"), "rb") as kept:
+            self.assertEqual(kept.read(), self.read("dropped.flac"))
+        self.end_well(process)
+
+
+def pieces_of(samples):
+    """The stretches between silences of 64 samples and more, without the zeros at their ends."""
+    piece, zeros = [], 0
+    for sample in samples:
+        if sample == 0:
+            zeros += 1
+        else:
+            if zeros >= 64 and piece:
+                yield piece
+                piece = []
+            elif piece:
+                piece += [0] * zeros
+            zeros = 0
+            piece.append(sample)
+    if piece:
+        yield piece
 
 
 if __name__ == "__main__":

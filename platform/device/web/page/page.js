@@ -120,8 +120,15 @@ for (const touch of ["pointerdown", "keydown"])
         if (!event.target.closest || !event.target.closest("#sound"))
             sound.touched();
     });
+// A page that the browser only puts aside must not keep the keys.
+window.addEventListener("pagehide", () => socket.close());
 new ResizeObserver(screen.fit).observe(by_id("stage"));
-window.addEventListener("resize", screen.fit); // also when only the zoom changed
+window.addEventListener("resize", screen.fit);
+// Another display, or another zoom: told once for each ratio.
+(function watch_ratio() {
+    matchMedia(`(resolution: ${devicePixelRatio}dppx)`)
+        .addEventListener("change", () => { screen.fit(); watch_ratio(); }, { once: true });
+})();
 screen.fit();
 show_sound(false);
 canvas.focus();
