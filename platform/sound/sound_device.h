@@ -59,6 +59,9 @@ void sound_volume_rest();
 
 /* ---- A speaker that nobody hears ---- */
 
+/* Frames that a real speaker would have played since the last call, at the machine's own clock: at most
+ * `sound_period_frames`, the rest at the next calls. */
+uint32_t sound_clock_take();
 /* Pulls what a real speaker would have played since the last call, at the machine's own clock, and
  * hands it to `sink` (may be null) in pieces of at most `sound_period_frames`. */
 void sound_clock_start();

@@ -19,20 +19,24 @@ void sound_clock_start()
     played_frames = 0;
 }
 
-void sound_clock_feed(void (*sink)(const int16_t *samples, uint32_t frames))
+uint32_t sound_clock_take()
 {
     const int64_t now = clock_real_msec();
     const int64_t due = (now - started_ms) * static_cast<int64_t>(sound_rate) / 1000;
     played_frames =
         std::max(played_frames, due - catch_up_ms * static_cast<int64_t>(sound_rate) / 1000);
-    while (played_frames < due) {
+    const int64_t taken = std::clamp<int64_t>(due - played_frames, 0, sound_period_frames);
+    played_frames += taken;
+    return static_cast<uint32_t>(taken);
+}
+
+void sound_clock_feed(void (*sink)(const int16_t *samples, uint32_t frames))
+{
+    for (uint32_t frames = sound_clock_take(); frames > 0; frames = sound_clock_take()) {
         int16_t samples[2 * sound_period_frames];
-        const uint32_t frames =
-            static_cast<uint32_t>(std::min<int64_t>(due - played_frames, sound_period_frames));
         (void)sound_pull(samples, frames); /* what is missing is silence */
         if (sink)
             sink(samples, frames);
-        played_frames += frames;
     }
 }
 

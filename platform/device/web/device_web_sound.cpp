@@ -74,17 +74,16 @@ static void feed_paced()
     }
 }
 
-/* A page makes its own silence. */
-static void keep_sound(const int16_t *samples, uint32_t frames)
-{
-    const int16_t *end = samples + size_t{frames} * 2;
-    if (std::any_of(samples, end, [](int16_t sample) { return sample != 0; }))
-        keep(samples, frames);
-}
-
+/* A page makes its own silence: a period that comes late is heard as it is. */
 static void feed_by_clock()
 {
-    sound_clock_feed(web_pages_listen() ? keep_sound : nullptr);
+    int16_t samples[2 * sound_period_frames];
+    const bool heard = web_pages_listen();
+    for (uint32_t due = sound_clock_take(); due > 0; due = sound_clock_take()) {
+        const uint32_t frames = sound_pull(samples, std::min(due, sound_ring_count()));
+        if (heard)
+            keep(samples, frames);
+    }
 }
 
 static void speaker_feed()
