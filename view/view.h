@@ -16,7 +16,8 @@ struct view {
     int (*draw)(view *self, fb_surface *screen); /* the overlay gets the selected view; screens
                                                     ignore `screen` */
     fb_surface *frame = nullptr;                 /* where the view draws; made by init */
-    fb_surface *surface = nullptr;               /* the finished picture; made by init */
+    fb_surface *surface = nullptr;               /* the finished picture; a frame may change places
+                                                    with it once it is finished */
     std::atomic<uint8_t> redraw{1};              /* draw everything next time; any thread */
     std::atomic<uint8_t> updated{0};             /* `surface` holds a new picture */
     uint8_t key_checked = 0;                     /* input_key_checked of this pass */

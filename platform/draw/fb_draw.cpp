@@ -78,14 +78,9 @@ int fb_copy(fb_surface *dst, const fb_surface *src, int32_t dst_x, int32_t dst_y
     if (!fb_clip(&area, dst->width, dst->height, src->width, src->height))
         return 0;
     const size_t row_size = static_cast<size_t>(area.w) * sizeof *dst->pixels;
-    if (area.w == dst->stride && area.w == src->stride) {
-        memcpy(row_of(dst, 0, area.dst_y), row_of(src, 0, area.src_y),
-               row_size * static_cast<size_t>(area.h));
-    } else {
-        for (int32_t i = 0; i < area.h; i++)
-            memcpy(row_of(dst, area.dst_x, area.dst_y + i), row_of(src, area.src_x, area.src_y + i),
-                   row_size);
-    }
+    for (int32_t i = 0; i < area.h; i++)
+        memcpy(row_of(dst, area.dst_x, area.dst_y + i), row_of(src, area.src_x, area.src_y + i),
+               row_size);
     fb_texts_move(dst, src, &area);
     return 0;
 }

@@ -15,17 +15,62 @@ struct clip {
     int64_t left, top, right, bottom;
 };
 
-static uint32_t mixed(uint32_t under, uint32_t ink, uint32_t coverage)
+/* Red on top of blue, so that both are mixed at once. */
+static uint32_t outer_of(uint16_t pixel)
 {
-    return fb_div255(under * (255 - coverage) + ink * coverage);
+    return (pixel & 0xF800u) << 5 | (pixel & 0x001Fu);
 }
 
-/* Each channel in its own 5 or 6 bits: full coverage gives the very colour asked for. */
+/* Each channel in its own 5 or 6 bits: full coverage gives the very colour asked for. The same as
+ * fb_div255() of each, two of them in one word. */
 static uint16_t ink_over(uint16_t under, uint16_t ink, uint32_t coverage)
 {
-    return static_cast<uint16_t>(mixed(under >> 11, ink >> 11, coverage) << 11 |
-                                 mixed(under >> 5 & 0x3Fu, ink >> 5 & 0x3Fu, coverage) << 5 |
-                                 mixed(under & 0x1Fu, ink & 0x1Fu, coverage));
+    const uint32_t rest = 255 - coverage;
+    uint32_t outer = outer_of(under) * rest + outer_of(ink) * coverage + 0x00800080;
+    outer = (outer + (outer >> 8 & 0x00FF00FF)) >> 8;
+    const uint32_t green = fb_div255((under >> 5 & 0x3Fu) * rest + (ink >> 5 & 0x3Fu) * coverage);
+    return static_cast<uint16_t>((outer >> 5 & 0xF800) | green << 5 | (outer & 0x1F));
+}
+
+/* Whether the machine mixes eight pixels at once. One that does not passes over the empty ones. */
+#if defined(__SSE2__) || defined(__ARM_NEON)
+static constexpr bool has_vectors = true;
+#else
+static constexpr bool has_vectors = false;
+#endif
+
+/* What a row of ink needs of its colour. */
+struct ink_channels {
+    uint16_t red, green, blue;
+};
+
+static uint16_t mixed(uint16_t under, uint16_t ink, uint16_t share)
+{
+    const auto sum = static_cast<uint16_t>(under * (255 - share) + ink * share + 128);
+    return static_cast<uint16_t>(static_cast<uint16_t>(sum + (sum >> 8)) >> 8);
+}
+
+/* Eight pixels without a branch, for vectors: no coverage gives what was there, full coverage the ink. */
+static void ink_eight(uint16_t *__restrict to, const uint8_t *__restrict coverage,
+                      const ink_channels &ink)
+{
+    for (int i = 0; i < 8; i++) {
+        const uint16_t under = to[i], share = coverage[i];
+        const uint16_t red = mixed(under >> 11, ink.red, share);
+        const uint16_t green = mixed(under >> 5 & 0x3F, ink.green, share);
+        const uint16_t blue = mixed(under & 0x1F, ink.blue, share);
+        to[i] = static_cast<uint16_t>(red << 11 | green << 5 | blue);
+    }
+}
+
+static void ink_row(uint16_t *to, const uint8_t *coverage, int64_t count, uint16_t colour,
+                    const ink_channels &ink)
+{
+    for (; has_vectors && count >= 8; count -= 8, to += 8, coverage += 8)
+        ink_eight(to, coverage, ink);
+    for (int64_t i = 0; i < count; i++)
+        if (coverage[i] != 0)
+            to[i] = coverage[i] == 255 ? colour : ink_over(to[i], colour, coverage[i]);
 }
 
 static void draw_bitmap(fb_surface *surface, const clip &area, const font_bitmap &glyph, int64_t x,
@@ -34,16 +79,13 @@ static void draw_bitmap(fb_surface *surface, const clip &area, const font_bitmap
     const int64_t left = std::max(x, area.left);
     const int64_t right = std::min(x + glyph.width, area.right);
     const int64_t bottom = std::min(y + glyph.height, area.bottom);
+    const ink_channels ink = {static_cast<uint16_t>(colour >> 11),
+                              static_cast<uint16_t>(colour >> 5 & 0x3F),
+                              static_cast<uint16_t>(colour & 0x1F)};
     for (int64_t row = std::max(y, area.top); row < bottom; row++) {
         const uint8_t *coverage = glyph.pixels + (row - y) * glyph.pitch;
         uint16_t *to = surface->pixels + row * surface->stride;
-        for (int64_t column = left; column < right; column++) {
-            const uint32_t share = coverage[column - x];
-            if (share == 255)
-                to[column] = colour;
-            else if (share)
-                to[column] = ink_over(to[column], colour, share);
-        }
+        ink_row(to + left, coverage + (left - x), right - left, colour, ink);
     }
 }
 

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <utility>
 
 constexpr uint16_t background = 0xFFFF;
 constexpr uint16_t outline_colour = 0xF800;
@@ -37,9 +38,10 @@ void screen_begin_frame(view *self)
     (void)fb_clear(self->frame, background);
 }
 
+/* The picture before it becomes the room for the next one, which begins with clearing it. */
 void screen_finish_frame(view *self)
 {
-    (void)fb_copy(self->surface, self->frame, 0, 0, self->frame->width, self->frame->height, 0, 0);
+    std::swap(self->frame, self->surface);
     self->updated = 1;
 }
 

@@ -240,6 +240,33 @@ TEST_F(font, full_coverage_has_the_colour_asked_for)
     }
 }
 
+/* Several pixels are mixed at once where there is room for them, and one at a time at an edge. */
+TEST_F(font, a_pixel_is_mixed_alike_wherever_the_surface_ends)
+{
+    uint32_t noise = seed_or(1);
+    const auto next = [&noise] {
+        noise = noise * 1664525 + 1013904223;
+        return static_cast<uint16_t>(noise >> 12);
+    };
+    for (int round = 0; round < 40; round++) {
+        guarded_surface whole(120, 40);
+        for (int32_t i = 0; i < 40 * 120; i++)
+            whole.surface.pixels[i / 120 * whole.surface.stride + i % 120] = next();
+        const std::vector<uint16_t> before = whole.pixels();
+        const uint16_t colour = next();
+        fb_draw_text(&whole.surface, "Wgo国%", 3, 4, 0, 0, 24, colour, 0);
+        for (int32_t width = 1; width < 40; width++) {
+            guarded_surface part(width, 40);
+            for (int32_t i = 0; i < 40 * width; i++)
+                part.surface.pixels[i / width * part.surface.stride + i % width] =
+                    before[static_cast<size_t>(i / width * 120 + i % width)];
+            fb_draw_text(&part.surface, "Wgo国%", 3, 4, 0, 0, 24, colour, 0);
+            for (int32_t i = 0; i < 40 * width; i++)
+                ASSERT_EQ(part.at(i % width, i / width), whole.at(i % width, i / width)) << i;
+        }
+    }
+}
+
 TEST_F(font, edges_are_grey)
 {
     const std::vector<uint16_t> all = pixels_of("Oo", 20);
