@@ -356,6 +356,27 @@ TEST_F(sound, volume_follows_loudness)
     }
 }
 
+/* Every sample with gains of all kinds, in pieces of every length: the quick way gives what the obvious
+ * one does. */
+TEST_F(sound, volume_multiplies_and_rounds_every_sample)
+{
+    for (const int32_t volume : {0, 1, 33, 50, 65, 66, 67, 80, 99, 100}) {
+        set_volume(volume, 100 - volume);
+        const double gains[] = {lround(65536 * pow(volume / 100.0, 5.0 / 3.0)) / 65536.0,
+                                lround(65536 * pow((100 - volume) / 100.0, 5.0 / 3.0)) / 65536.0};
+        std::vector<int16_t> samples(2 * 65536);
+        for (size_t i = 0; i < samples.size(); i++)
+            samples[i] = static_cast<int16_t>(static_cast<int>(i / 2) - 32768);
+        sound_volume_rest();
+        for (uint32_t at = 0, frames = 0; at < 65536; at += frames, frames = (frames + 1) % 50)
+            sound_volume_apply(samples.data() + 2 * at, std::min(frames, 65536 - at));
+        for (size_t i = 0; i < samples.size(); i++) {
+            const double exact = (static_cast<int>(i / 2) - 32768) * gains[i % 2];
+            ASSERT_EQ(samples[i], static_cast<int16_t>(floor(exact + 0.5))) << volume << " " << i;
+        }
+    }
+}
+
 TEST_F(sound, volume_is_heard_at_once_and_does_not_click)
 {
     play = [](int16_t *samples, uint32_t frames) {
