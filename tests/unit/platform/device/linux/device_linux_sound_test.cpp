@@ -20,7 +20,8 @@ constexpr int32_t size = 5 * period;
  * next wake-up. Sound thread, but for the atomics. */
 struct test_card {
     std::atomic<int64_t> heard{0}; /* frames */
-    std::atomic<int> underruns{0}, drops{0}, closed{0}, waits{0}, full_waits{0}, starts{0};
+    std::atomic<int> underruns{0}, drops{0}, opened{0}, closed{0}, waits{0}, full_waits{0},
+        starts{0};
     std::atomic<bool> swallow{false}, broken{false}, asleep{false};
     std::atomic<int32_t> late{0}; /* frames played on before the thread gets to run */
     int open_result = 0;
@@ -88,7 +89,13 @@ static int card_start()
 }
 
 static const linux_card fake = {
-    .open = [] { return card.open_result; },
+    .open =
+        [] {
+            card.opened++;
+            card.stopped = card.playing = false;
+            card.held = 0;
+            return card.open_result;
+        },
     .close = [] { card.closed++; },
     .room = [] { return card.stopped || card.broken ? -1 : size - card.held; },
     .size = [] { return size; },
@@ -149,7 +156,8 @@ class linux_sound_of : public testing::Test
         linux_card_current = &fake;
         device_current = &device_linux;
         card.heard = 0;
-        card.underruns = card.drops = card.closed = card.waits = card.full_waits = card.starts = 0;
+        card.underruns = card.drops = card.opened = card.closed = card.waits = card.full_waits =
+            card.starts = 0;
         card.swallow = card.broken = card.asleep = false;
         card.late = card.open_result = card.held = 0;
         card.limit = INT64_MAX;
@@ -168,6 +176,22 @@ class linux_sound_of : public testing::Test
 
     const linux_card *kept_card = nullptr;
 };
+
+TEST_F(linux_sound_of, a_card_is_closed_while_nothing_plays_and_opened_for_a_track)
+{
+    track_frames = 3 * sound_rate;
+    open();
+    ASSERT_TRUE(wait_until([] { return card.closed == 1; }));
+    EXPECT_EQ(card.opened, 1);
+    EXPECT_EQ(sound_get_buffer_remaining(), 0);
+    track_frames = UINT32_MAX;
+    sound_wake();
+    ASSERT_TRUE(wait_until([] { return card.heard > 4 * sound_rate; }));
+    EXPECT_EQ(card.opened, 2);
+    sound_close();
+    std::erase(card.took, 0); /* behind the end of the first track */
+    expect_ramp(card.took);
+}
 
 /* ---- How much lies in a card, and when it wakes us ---- */
 
