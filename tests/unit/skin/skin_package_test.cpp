@@ -202,6 +202,20 @@ TEST_F(skin_package_test, opens_no_member_above_the_limit)
     ASSERT_EQ(maker_zip_add_text(zip, "b", "small"), 0);
     ASSERT_EQ(maker_zip_close(zip), 0);
     EXPECT_EQ(read_all("a.zip"), "[closed]small;");
+    zip = maker_zip_open("a.zip");
+    ASSERT_NE(zip, nullptr);
+    ASSERT_EQ(maker_zip_add_bomb(zip, "a", 'x', skin_limit_member), 0);
+    ASSERT_EQ(maker_zip_close(zip), 0);
+    skin_package package;
+    ASSERT_EQ(skin_package_open(&package, "a.zip"), 0);
+    int opened = -1;
+    const auto open = [](skin_package *of, const char *, void *result) {
+        *static_cast<int *>(result) = skin_member_open(of);
+        return skin_member_close(of);
+    };
+    (void)skin_package_walk(&package, true, open, &opened);
+    EXPECT_EQ(opened, 0);
+    EXPECT_EQ(skin_package_close(&package), 0);
 }
 
 TEST_F(skin_package_test, keeps_duplicate_names_apart)

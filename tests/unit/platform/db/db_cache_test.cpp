@@ -1,6 +1,7 @@
 #include "platform/db/db.h"
 #include "platform/db/db_private.h"
 
+#include "support/allocations.h"
 #include "support/scratch.h"
 
 #include <dlfcn.h>
@@ -96,3 +97,23 @@ TEST_F(db_cache, leaves_a_text_alone_of_which_only_a_part_can_be_prepared)
     EXPECT_STREQ(result->rows[0][0], "2");
     EXPECT_EQ(db_free_res(result), 0);
 }
+
+#ifdef ALLOCATIONS_ARE_COUNTED
+TEST(db_cache_memory, leaves_nothing_prepared_when_it_runs_out)
+{
+    const scratch folder;
+    bool failed = true;
+    int n = 1;
+    for (; failed; n++) {
+        db_handle *handle = db_open("test.db");
+        ASSERT_NE(handle, nullptr);
+        ASSERT_EQ(db_exec(handle, "CREATE TABLE IF NOT EXISTS t(a TEXT);", nullptr), 0);
+        allocation_to_fail = n;
+        (void)db_exec(handle, "SELECT a FROM t WHERE a = 'x';", nullptr);
+        failed = allocation_to_fail == 0;
+        allocation_to_fail = 0;
+        ASSERT_EQ(db_close(handle), 0) << n;
+    }
+    EXPECT_GT(n, 3);
+}
+#endif
