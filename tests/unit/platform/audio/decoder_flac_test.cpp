@@ -303,6 +303,25 @@ TEST(decoder_flac, a_stream_info_that_is_missing_or_late_stops_nothing)
     }
 }
 
+TEST(decoder_flac, a_head_of_a_thousand_blocks_is_walked_and_no_more)
+{
+    const maker_sound noise = maker_noise(0.5);
+    const flac_parts parts(maker_flac_bytes(noise, {}, {.title = "Title"}));
+    ASSERT_EQ(parts.others[0], 4) << "no comments";
+    for (const int paddings : {1022, 1023}) { /* with the info and the last one 1024 at most */
+        std::string bytes = "fLaC" + parts.info;
+        for (int i = 0; i < paddings; i++)
+            bytes += std::string("\1\0\0\0", 4);
+        /* The comments come last; behind 1024 blocks nobody sees them. */
+        ASSERT_EQ(maker_audio_save("many.flac", bytes + last_block(parts.others) + parts.frames),
+                  0);
+        audio_info *info = audio_get_decoder("many.flac")->read_info("many.flac");
+        ASSERT_NE(info, nullptr);
+        EXPECT_EQ(info->tags != nullptr && info->tags->title != nullptr, paddings == 1022);
+        audio_get_decoder("many.flac")->release_info(info);
+    }
+}
+
 TEST(decoder_flac, a_mark_without_frames_is_refused_soon)
 {
     ASSERT_EQ(maker_audio_save("mark.flac", "fLaC" + last_block(std::string("\1\0\0\0", 4))), 0);

@@ -1,4 +1,5 @@
 /* Ogg Vorbis: sines keep pitch, level and length; chains keep time. */
+#include "makers/maker_audio_private.h"
 #include "unit/platform/audio/audio_measure.h"
 
 TEST(decoder_ogg, a_sine_keeps_pitch_level_and_length)
@@ -159,4 +160,19 @@ TEST(decoder_ogg, a_cut_file_tells_its_real_length)
     EXPECT_EQ(sound.end, 0);
     EXPECT_EQ(static_cast<int64_t>(sound.frames()), file.stream->length);
     EXPECT_GT(file.stream->length, 44100);
+}
+
+TEST(decoder_ogg, a_seek_behind_the_last_sample_of_a_lying_file_ends)
+{
+    maker_body body = maker_ogg_body(maker_sine(440, 2), {.packets_a_page = 4});
+    ASSERT_FALSE(body.packets.empty());
+    body.packets.back().granule += 44100;
+    ASSERT_EQ(maker_audio_save("lie.ogg", maker_ogg_wrap(body, {.packets_a_page = 4}, {})), 0);
+    opened file("lie.ogg");
+    ASSERT_NE(file.stream, nullptr);
+    EXPECT_EQ(file.stream->length, 3 * 44100);
+    (void)file.seek(3 * 44100 - 100); /* whatever it finds there */
+    EXPECT_LT(hear(file).frames(), 3u * 44100);
+    EXPECT_EQ(file.seek(0), 0);
+    expect_sine(hear(file), 440, 0.5, 0.03);
 }

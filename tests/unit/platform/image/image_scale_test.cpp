@@ -142,6 +142,21 @@ TEST(image_copy_resampled, stays_close_to_the_definition_at_strong_reductions)
     EXPECT_LT(largest_error(squares.get(), 50, 37), 14.0);
 }
 
+TEST(image_copy_resampled, a_grey_picture_stays_grey)
+{
+    const image_owner from(image_create(64, 48));
+    uint32_t state = seed_or(11);
+    for (int i = 0; i < 64 * 48; i++) {
+        state = state * 1664525 + 1013904223;
+        from->argb[i] = 0xFF000000 | (state >> 24) * 0x010101;
+    }
+    for (const auto &[width, height] : {std::pair(97, 61), {64, 20}, {31, 48}, {13, 9}, {200, 3}}) {
+        const image_owner to = scaled(from.get(), width, height);
+        for (int i = 0; i < width * height; i++)
+            ASSERT_EQ(to->argb[i], 0xFF000000 | (to->argb[i] & 0xFF) * 0x010101) << width;
+    }
+}
+
 TEST(image_copy_resampled, fine_patterns_become_their_mean_and_not_a_new_pattern)
 {
     const image_owner from = image_from(maker_squares(1000, 1000, 1, 0xFF000000, 0xFFFFFFFF));
