@@ -4,8 +4,12 @@
 #include "platform/base/str.h"
 #include "platform/db/db.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
+#include <cstring>
+#include <iterator>
+#include <string_view>
 
 constexpr int32_t schema_version = 1;
 
@@ -45,6 +49,8 @@ static const schema_step schema_steps[] = {
     {"CREATE UNIQUE INDEX zervp_playlists_path ON zervp_playlists(path) ;", {}},
 };
 
+static const char schema_version_table[] = "CREATE TABLE zervp_version( version INTEGER );";
+
 /* How the file is kept: a rebuild is one transaction with a rollback journal, so a killed one
  * leaves the old library whole. The page cache holds the indexes of a middling library, because
  * pages that do not fit are written more than once; sorting stays off the flash. */
@@ -79,6 +85,49 @@ static schema_state schema_look()
     return state;
 }
 
+/* Whether this is the text that makes one of our tables; SQLite keeps it without its end. */
+static bool schema_is_own(const char *made_by)
+{
+    const std::string_view text = made_by ? made_by : "";
+    const auto is_text = [text](const char *sql) {
+        return std::string_view(sql).starts_with(text) && strcmp(sql + text.size(), ";") == 0;
+    };
+    return is_text(schema_version_table) ||
+           std::any_of(std::begin(schema_steps), std::end(schema_steps),
+                       [is_text](const schema_step &step) { return is_text(step.sql); });
+}
+
+static bool schema_is_empty(const char *table)
+{
+    db_result *rows = nullptr;
+    char *sql = db_mprintf("SELECT 1 FROM %s LIMIT 1;", table);
+    const bool is_empty = db_exec(library_db, sql, &rows) == 0 && rows->count == 0;
+    (void)db_free_res(rows);
+    db_free(sql);
+    return is_empty;
+}
+
+/* Tables without a version in which nothing has ever been kept are what a failure has left in the
+ * middle of making them, for want of memory or room: they make way, and true is returned. Others
+ * stay, and are refused. */
+static bool schema_drop_unfinished()
+{
+    db_result *tables = nullptr;
+    if (db_exec(library_db, "SELECT name, sql FROM sqlite_master WHERE type = 'table';", &tables) !=
+        0)
+        return false;
+    bool drops = tables->count > 0;
+    for (uint32_t i = 0; drops && i < tables->count; i++)
+        drops = schema_is_own(tables->rows[i][1]) && schema_is_empty(tables->rows[i][0]);
+    for (uint32_t i = 0; drops && i < tables->count; i++) {
+        char *sql = db_mprintf("DROP TABLE %s;", tables->rows[i][0]);
+        drops = db_exec(library_db, sql, nullptr) == 0;
+        db_free(sql);
+    }
+    (void)db_free_res(tables);
+    return drops;
+}
+
 static int schema_run_step(const schema_step *step)
 {
     if (!step->columns[0])
@@ -97,10 +146,9 @@ static int schema_run_step(const schema_step *step)
 
 static int schema_write_version()
 {
-    const char *format =
-        db_exec(library_db, "CREATE TABLE zervp_version( version INTEGER );", nullptr) == 0
-            ? "INSERT INTO zervp_version( version ) VALUES( %d );"
-            : "UPDATE zervp_version SET version = %d ;";
+    const char *format = db_exec(library_db, schema_version_table, nullptr) == 0
+                             ? "INSERT INTO zervp_version( version ) VALUES( %d );"
+                             : "UPDATE zervp_version SET version = %d ;";
     char *sql = db_mprintf(format, schema_version);
     const int result = db_exec(library_db, sql, nullptr);
     db_free(sql);
@@ -110,7 +158,8 @@ static int schema_write_version()
 static int schema_create()
 {
     for (const schema_step &step : schema_steps)
-        if (schema_run_step(&step) != 0)
+        if (schema_run_step(&step) != 0 &&
+            (&step != schema_steps || !schema_drop_unfinished() || schema_run_step(&step) != 0))
             return -1;
     return schema_write_version();
 }

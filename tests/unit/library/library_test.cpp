@@ -111,8 +111,9 @@ TEST_F(library, refuses_tables_that_stand_without_their_version)
     library_run("UPDATE zervp_version SET version = 0");
     EXPECT_EQ(library_open(), -1);
     ASSERT_EQ(library_close(), 0);
-    library_run("DROP TABLE zervp_version");
+    library_run("DROP TABLE zervp_version; INSERT INTO zervp_genres(name) VALUES('kept')");
     EXPECT_EQ(library_open(), -1);
+    EXPECT_EQ(library_rows("SELECT name FROM zervp_genres"), rows{"kept"});
     EXPECT_EQ(library_rows("SELECT count(*) FROM sqlite_master WHERE type = 'table'"), rows{"8"});
 }
 
@@ -137,6 +138,20 @@ TEST_F(library, keeps_what_was_made_before_a_failure)
               rows{"zervp_genres,zervp_tracks,zervp_urls,zervp_dirs,zervp_artists,zervp_albums"});
     ASSERT_EQ(library_close(), 0);
     EXPECT_EQ(library_open(), -1) << "it stops at the first table from then on";
+}
+
+TEST_F(library, makes_anew_what_a_failure_left_unfinished)
+{
+    for (int n = 5; n < 31; n++) {
+        fault_set(("db_exec:" + std::to_string(n)).c_str());
+        EXPECT_EQ(library_open(), -1) << n;
+        fault_set(nullptr);
+        ASSERT_EQ(library_close(), 0);
+        EXPECT_EQ(library_open(), 0) << n;
+        EXPECT_EQ(library_rows("SELECT count(*) FROM sqlite_master"), rows{"25"}) << n;
+        ASSERT_EQ(library_close(), 0);
+        ASSERT_EQ(unlink("library.db"), 0);
+    }
 }
 
 TEST_F(library, stops_at_every_statement_that_fails)
