@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
 """Checks that what the documents for developers name exists.
 
-A path of the repository stands between backticks and begins with one of its folders. In a recipe the
-file that is still to be made is an example: such names stand in EXAMPLES. A function stands between
+A path of the repository stands between backticks and begins with one of its folders, or is the name of
+a source or a document, wherever that lies. In a recipe the file that is still to be made is an example:
+such names stand in EXAMPLES. A function stands between
 backticks with its parenthesis. The tables of docs/porting.md name the members of a device's records,
 every one and no other."""
 
@@ -15,20 +16,22 @@ DOCUMENTS = ["CONTRIBUTING.md", "docs/architecture.md", "docs/porting.md", "docs
 EXAMPLES = {
     "lists/list_genres.cpp", "tests/unit/lists/list_genres_test.cpp", "platform/audio/decoder_wav.cpp",
     "tests/unit/platform/audio/decoder_wav_test.cpp", "tests/scenarios/volume_limits/script",
+    "platform/device/oven/device_oven.cpp", "name.cpp", "name.h",
 }
 RECORDS = {"device": "platform/base/device.h", "sound_speaker": "platform/sound/sound_device.h"}
 PORTING = "docs/porting.md"
 MEMBER = re.compile(r"\(\*(\w+)\)\(|\b(\w+);")
 NOISE = re.compile(r"/\*.*?\*/| = \w+", re.DOTALL)
 FUNCTION = re.compile(r"`([a-z]\w*_\w+)\([^`]*`")
-PATH = re.compile(r"`([A-Za-z_.]+/[A-Za-z0-9_./<>*-]*)`")
+PATH = re.compile(r"`([A-Za-z_.]+/[A-Za-z0-9_./<>*-]*|[A-Za-z0-9_]+\.[a-z]+)`")
+FILE = re.compile(r"\.(cpp|h|py|md)$")
 
 
 def names_of(document):
     with open(document, encoding="utf-8") as text:
         for name in PATH.findall(text.read()):
-            if os.path.isdir(name.split("/")[0]) and "<" not in name and "NAME" not in name \
-                    and not name.startswith(("build/", "..")):
+            known = "/" in name and os.path.isdir(name.split("/")[0]) and not name.startswith(("build/", ".."))
+            if (known or FILE.search(name)) and "<" not in name and "NAME" not in name:
                 yield name
 
 
@@ -79,7 +82,7 @@ def main():
     for document in filter(os.path.exists, DOCUMENTS):
         for name in names_of(document):
             checked += 1
-            if name not in EXAMPLES and not glob.glob(name):
+            if name not in EXAMPLES and not glob.glob(name if "/" in name else f"**/{name}", recursive=True):
                 faults.append(f"{document} names {name}, which is not there")
         for name in sorted(functions_of(document) - words):
             faults.append(f"{document} names {name}(), which is not there")

@@ -116,7 +116,9 @@ class Lint(unittest.TestCase):
                 (table.replace("`wake`", ""), "does not tell of wake of device"),
                 (table.replace("`stepped`", "`stepped`, `sunk`"), "names sunk, which sound_speaker does not have"),
                 (table + "`key_event(mask)`", "names key_event(), which is not there"),
-                (table + "`platform/base/clock.h`", "names platform/base/clock.h, which is not there")):
+                (table + "`platform/base/clock.h`", "names platform/base/clock.h, which is not there"),
+                (table + "`plattform/base/device.h`", "names plattform/base/device.h, which is not there"),
+                (table + "`clock.h`", "names clock.h, which is not there")):
             self.write("docs/porting.md", text)
             self.assert_fault(self.run_tool("lint_docs.py"), words)
 
