@@ -164,24 +164,42 @@ class WindowTest(PlayerTest):
         self.display.key(window, "q")
         self.assertEqual(process.wait(timeout=DEADLINE_S), 0)
 
-    def test_an_idle_window_hardly_wakes(self):
-        process, window = self.open_window()
-        self.display.key(window, "Down")
+    def wakes_of(self, process):
+        """How often each thread has gone to sleep so far."""
+        wakes = {}
+        for thread in os.listdir(f"/proc/{process.pid}/task"):
+            with open(f"/proc/{process.pid}/task/{thread}/status") as file:
+                lines = dict(line.split(":", 1) for line in file)
+            wakes[thread] = int(lines["voluntary_ctxt_switches"])
+        return wakes
 
+    def wait_until_it_wakes_seldom(self, process, most):
+        """At most so many wake-ups a second of all threads together, over the last looks."""
         marks = []
 
         def is_quiet():
-            """At most 60 wake-ups a second over the last looks."""
-            with open(f"/proc/{process.pid}/status") as file:
-                lines = dict(line.split(":", 1) for line in file)
-            marks.append((time.monotonic(), int(lines["voluntary_ctxt_switches"])))
-            if len(marks) < 25:
+            marks.append((time.monotonic(), self.wakes_of(process)))
+            if len(marks) < 100:
                 return False
-            (since, before), (now, woken) = marks[-25], marks[-1]
-            return woken - before <= 60 * (now - since)
+            (since, before), (now, woken) = marks[-100], marks[-1]
+            more = sum(count - before.get(thread, 0) for thread, count in woken.items())
+            return more <= most * (now - since) + 1
 
-        # Two seconds after the last input the loop begins to sleep longer.
-        self.wait_until("an idle window that wakes seldom", is_quiet)
+        self.wait_until(f"at most {most} wake-ups a second", is_quiet)
+
+    def test_an_idle_window_hardly_wakes(self):
+        process, window = self.open_window()
+        self.display.key(window, "Down")
+        # The sound card is closed three seconds after the start.
+        self.wait_until_it_wakes_seldom(process, 5)
+        self.leave(process, window)
+
+    def test_a_playing_window_wakes_no_more_than_sound_and_seconds_want(self):
+        self.write("song.flac", make_flac(10))
+        self.write_config(playback_order="repeat", vol=0)
+        process, window = self.open_window("song.flac", title="song.flac - Zerv Player")
+        self.wait_until_it_wakes_seldom(process, 40)
+        self.assertTrue(self.display.find_window("song.flac - Zerv Player"), "it still plays")
         self.leave(process, window)
 
 

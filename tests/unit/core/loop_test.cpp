@@ -11,6 +11,10 @@
 #include "support/test_device.h"
 #include "view/view.h"
 
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
 using texts = std::vector<std::string>;
 
 char lang_selected[10] = "";
@@ -489,6 +493,58 @@ TEST_F(loop, a_slide_is_followed_by_another_pass)
     EXPECT_EQ(clock_take_look(), 0) << "what waited for the end is drawn now";
     loop_pass();
     EXPECT_EQ(clock_take_look(), 800);
+}
+
+/* A machine on which no time passes: only wake() ends a sleep. */
+static std::mutex sleep_lock;
+static std::condition_variable sleep_end;
+static bool woken = false;
+static std::atomic<int> passes{0};
+
+static device sleeping_device()
+{
+    device made = test_device;
+    made.wait = [](int32_t) {
+        std::unique_lock<std::mutex> lock(sleep_lock);
+        passes++;
+        sleep_end.wait(lock, [] { return woken; });
+        woken = false;
+    };
+    made.wake = [] {
+        const std::lock_guard<std::mutex> lock(sleep_lock);
+        woken = true;
+        sleep_end.notify_one();
+    };
+    return made;
+}
+
+static void await_a_pass_after(void (*wish)())
+{
+    const int before = passes;
+    wish();
+    while (passes == before)
+        std::this_thread::yield();
+}
+
+TEST_F(loop, every_wish_of_a_worker_reaches_the_sleeping_loop)
+{
+    static const device sleeping = sleeping_device();
+    static int32_t message = -1;
+    device_current = &sleeping;
+    passes = 0;
+    std::thread worker([] {
+        for (int round = 0; round < 1000; round++) {
+            await_a_pass_after(view_request_redraw);
+            await_a_pass_after([] { message = overlay_msg_add("done", 0, 0xF800); });
+            await_a_pass_after([] { EXPECT_EQ(overlay_msg_remove(message), 0); });
+        }
+        program_power_off();
+    });
+    loop_run();
+    worker.join();
+    EXPECT_GE(seen.draws, 1000);
+    EXPECT_TRUE(messages().empty());
+    device_current = &test_device;
 }
 
 TEST_F(loop, every_pass_watches_the_timers)

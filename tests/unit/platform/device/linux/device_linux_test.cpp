@@ -523,6 +523,25 @@ TEST_F(linux_input_of, a_record_and_a_call_end_a_long_sleep)
         << "one call wakes once";
 }
 
+TEST_F(linux_input_of, calls_from_all_sides_are_not_lost)
+{
+    constexpr int rounds = 2000;
+    std::atomic<int> asked{0}, seen{0};
+    std::thread caller([&] {
+        while (asked < rounds) {
+            if (seen != asked)
+                continue;
+            asked++;
+            clock_wake();
+        }
+    });
+    while (seen < rounds) {
+        clock_msleep(never_ms);
+        seen = asked.load();
+    }
+    caller.join();
+}
+
 TEST_F(linux_input_of, what_is_plugged_in_and_out_while_it_runs_comes_and_goes)
 {
     const scratch here;
