@@ -418,6 +418,7 @@ struct typist {
     void *library = dlopen("libX11.so.6", RTLD_NOW);
     Display *connection = nullptr;
     Window window = 0;
+    Time time_ms = 0;
 
     template <typename call> call *find(const char *name)
     {
@@ -446,6 +447,7 @@ struct typist {
             find<decltype(XKeysymToKeycode)>("XKeysymToKeycode")(connection, symbol);
         for (const int type : {KeyPress, KeyRelease}) {
             event.xkey.type = type;
+            event.xkey.time = time_ms += 100; /* apart, or it is taken for a repeat */
             find<decltype(XSendEvent)>("XSendEvent")(connection, window, False, KeyPressMask,
                                                      &event);
         }
