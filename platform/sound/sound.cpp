@@ -309,7 +309,7 @@ static void forget()
     sound_ring_clear();
     closing = woken = drop_pending = thread_idle = false;
     steps_wanted = steps_done = 0;
-    resting = false;
+    rouse_at_ms = 0;
 }
 
 int sound_open(sound_callback to_call, void *user)
@@ -323,6 +323,7 @@ int sound_open(sound_callback to_call, void *user)
     const sound_speaker *found = open_speaker();
     if (!found)
         return -1;
+    resting = found->opens_resting;
     speaker = found;
     if (start_thread() == 0)
         return 0;

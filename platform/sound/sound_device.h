@@ -27,6 +27,7 @@ struct sound_speaker {
     /* Lets the machine have no sound for a while, some seconds after the last; until it is roused
      * nothing else is called but wake() and close(). Sound thread. Null: it never rests. */
     void (*rest)() = nullptr;
+    bool opens_resting = false; /* open() leaves it at rest */
     int (*rouse)() = nullptr; /* 0, or -1: it goes on resting and is asked again some time later */
     /* While it does not rest it asks for sound with sound_drive(), on a thread of its own. */
     bool drives = false;

@@ -78,7 +78,7 @@ static int speaker_open()
     (void)snd_lib_error_set_handler(say_nothing); /* cannot fail */
     if (SDL_InitSubSystem(SDL_INIT_AUDIO) != 0)
         return -1;
-    if (speaker_rouse() == 0)
+    if (SDL_GetNumAudioDevices(0) != 0) /* -1: it cannot tell */
         return 0;
     SDL_QuitSubSystem(SDL_INIT_AUDIO);
     return -1;
@@ -96,6 +96,7 @@ static constinit const sound_speaker speaker = {
     .close = speaker_close,
     .pending = speaker_pending,
     .rest = speaker_rest,
+    .opens_resting = true,
     .rouse = speaker_rouse,
     .drives = true,
 };
