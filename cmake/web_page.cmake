@@ -1,5 +1,5 @@
-# Writes the files of the page into a source: cmake -DOUT=FILE.cpp "-DFILES=a;b" -P web_page.cmake
-# so that the module needs no folder beside it.
+# Writes the files of a page into a source, so that the program needs no folder beside it:
+# cmake -DOUT=FILE.cpp -DTABLE=NAME "-DFILES=a;b" -P web_page.cmake
 set(arrays "")
 set(table "")
 set(index 0)
@@ -12,5 +12,6 @@ foreach(file ${FILES})
   string(APPEND table "    {\"${name}\", file_${index}, sizeof file_${index}},\n")
   math(EXPR index "${index} + 1")
 endforeach()
-file(WRITE ${OUT} "#include \"platform/device/web/device_web_page.h\"\n\n${arrays}
-constinit const web_page_file web_page_files[] = {\n${table}    {nullptr, nullptr, 0},\n};\n")
+file(WRITE ${OUT} "#include \"platform/device/web/web_http.h\"\n\n${arrays}
+extern const web_page_file ${TABLE}[];
+constinit const web_page_file ${TABLE}[] = {\n${table}    {nullptr, nullptr, 0},\n};\n")

@@ -96,14 +96,14 @@ function(zerv_module target below sources)
   install(TARGETS ${target} LIBRARY DESTINATION lib/zerv-player)
 endfunction()
 
-# Makes the page for a browser part of its module; its icon is the window's.
-function(zerv_web_page target)
-  set(source ${CMAKE_BINARY_DIR}/web_page.cpp)
+# Makes the page in a folder part of a target, as the table of its files; its icon is the window's.
+function(zerv_web_page target folder table)
+  set(source ${CMAKE_BINARY_DIR}/${table}.cpp)
   set(script ${CMAKE_SOURCE_DIR}/cmake/web_page.cmake)
-  file(GLOB files CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/platform/device/web/page/*)
+  file(GLOB files CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${folder}/*)
   list(APPEND files ${CMAKE_BINARY_DIR}/player/icon.png)
   add_custom_command(OUTPUT ${source}
-    COMMAND ${CMAKE_COMMAND} -DOUT=${source} "-DFILES=${files}" -P ${script}
+    COMMAND ${CMAKE_COMMAND} -DOUT=${source} -DTABLE=${table} "-DFILES=${files}" -P ${script}
     DEPENDS ${files} ${script} COMMENT "" VERBATIM)
   target_sources(${target} PRIVATE ${source})
 endfunction()

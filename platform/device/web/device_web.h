@@ -5,6 +5,7 @@
 #pragma once
 
 #include "platform/base/device.h"
+#include "platform/device/web/web_http.h"
 #include "platform/device/web/wire/web_gate.h"
 #include "platform/device/web/wire/web_message.h"
 #include "platform/device/web/wire/web_name.h"
@@ -73,13 +74,9 @@ int web_server_open();
 int web_server_close();
 /* There is something for the pages. Any thread; does nothing where no page looks on. */
 void web_server_wake();
-/* Copies the value of a header that the request came with; null when it is missing or too long. */
-using web_header = char[512];
-const char *web_server_header(lws *connection, int token, web_header &to);
-const char *web_server_argument(lws *connection, const char *name, web_header &to);
-
 /* ---- device_web_files.cpp: the page's own files, and those that it sends. Server's thread. ---- */
 
+extern const web_page_file web_page_files[]; /* the build makes it out of the folder page/ */
 /* As lws_callback_function, for everything that is no socket. */
 int web_files_callback(lws *connection, int reason, void *session, void *in, size_t length);
 
@@ -99,10 +96,6 @@ constexpr uint32_t web_upload_mib = 256; /* of one file */
 void web_upload_open();
 bool web_upload_taken();
 
-struct web_answer {
-    unsigned status; /* of HTTP */
-    const char *text;
-};
 /* Begins a file of `bytes` bytes. A status of 200, or what is wrong with it: nothing is left behind. */
 web_answer web_upload_begin(web_upload *upload, const char *name, uint64_t bytes);
 /* What does not fit the announced size, or the disk, ends the upload; -1 then. */

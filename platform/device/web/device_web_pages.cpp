@@ -300,16 +300,6 @@ void web_pages_forget()
 
 /* ---- the socket ---- */
 
-static bool is_ours(lws *connection)
-{
-    web_header host_text, origin_text, token_text;
-    const char *host = web_server_header(connection, WSI_TOKEN_HOST, host_text);
-    const char *origin = web_server_header(connection, WSI_TOKEN_ORIGIN, origin_text);
-    return web_host_is_ours(&web_server_gate, host) && web_origin_is_ours(origin, host) &&
-           web_token_is_ours(&web_server_gate,
-                             web_server_argument(connection, "token", token_text));
-}
-
 static int establish(lws *connection, page **session)
 {
     static constexpr char full[] = "too many pages look on";
@@ -329,7 +319,7 @@ int web_pages_callback(lws *connection, int reason, void *session, void *in, siz
     auto **own = static_cast<page **>(session);
     switch (reason) {
     case LWS_CALLBACK_FILTER_PROTOCOL_CONNECTION:
-        return is_ours(connection) ? 0 : -1;
+        return web_http_page_is_ours(&web_server_gate, connection) ? 0 : -1;
     case LWS_CALLBACK_ESTABLISHED:
         return establish(connection, own);
     case LWS_CALLBACK_RECEIVE:

@@ -18,7 +18,6 @@
 
 constexpr char address_default[] = "127.0.0.1";
 constexpr int port_default = 8320;
-constexpr unsigned connections_most = 64;
 constexpr int farewell_ms = 300; /* for pages to hear that the program ends */
 
 constinit web_gate web_server_gate = {};
@@ -47,27 +46,6 @@ static const lws_protocols protocols[] = {
     {"zerv", pages_callback, web_page_session_bytes, 64, 0, nullptr, 0},
     {nullptr, nullptr, 0, 0, 0, nullptr, 0},
 };
-
-const char *web_server_header(lws *connection, int token, web_header &to)
-{
-    const int length =
-        lws_hdr_copy(connection, to, sizeof to, static_cast<lws_token_indexes>(token));
-    return length > 0 ? to : nullptr;
-}
-
-/* The library hands out whole "name=value" texts, decoded. */
-const char *web_server_argument(lws *connection, const char *name, web_header &to)
-{
-    const size_t length = strlen(name);
-    for (int i = 0;; i++) {
-        const int got =
-            lws_hdr_copy_fragment(connection, to, sizeof to, WSI_TOKEN_HTTP_URI_ARGS, i);
-        if (got < 0)
-            return nullptr;
-        if (strncmp(to, name, length) == 0 && to[length] == '=')
-            return to + length + 1;
-    }
-}
 
 /* ---- where ---- */
 
@@ -110,37 +88,19 @@ static int prepare_gate()
     return web_server_gate.wide ? make_token(web_server_gate.token) : 0;
 }
 
-static lws_vhost *listen_at(lws_context *made, int port)
-{
-    lws_context_creation_info info = {};
-    info.port = port;
-    info.iface = address;
-    info.protocols = protocols;
-    info.vhost_name = "zerv";
-    info.options = LWS_SERVER_OPTION_FAIL_UPON_UNABLE_TO_BIND;
-    if (!strchr(address, ':'))
-        info.options |= LWS_SERVER_OPTION_DISABLE_IPV6;
-    info.timeout_secs = 20;
-    info.keepalive_timeout = 30;
-    return lws_create_vhost(made, &info);
-}
-
 /* The usual port, and any other where it is taken; the one that was asked for, or none. */
 static int listen_somewhere(lws_context *made)
 {
-    const int asked = read_port();
+    const int asked = read_port(), wanted = asked < 0 ? port_default : asked;
     if (asked < -1)
         return -1;
-    lws_vhost *host = listen_at(made, asked < 0 ? port_default : asked);
-    if (!host && asked < 0)
-        host = listen_at(made, 0);
-    if (!host) {
-        fprintf(stderr, "there is no page: port %d of %s cannot be used\n",
-                asked < 0 ? port_default : asked, address);
-        return -1;
-    }
-    web_server_gate.port = lws_get_vhost_listen_port(host);
-    return 0;
+    int port = web_http_listen(made, protocols, address, wanted);
+    if (port < 0 && asked < 0)
+        port = web_http_listen(made, protocols, address, 0);
+    if (port < 0)
+        fprintf(stderr, "there is no page: port %d of %s cannot be used\n", wanted, address);
+    web_server_gate.port = port;
+    return port < 0 ? -1 : 0;
 }
 
 /* The first number under which others reach this machine. */
@@ -199,27 +159,11 @@ static int start_thread()
     return failed ? -1 : 0;
 }
 
-/* The library makes the whole process ignore broken pipes, also the one that an update starts. */
-static lws_context *make_context()
-{
-    struct sigaction before = {};
-    lws_context_creation_info info = {};
-    info.port = CONTEXT_PORT_NO_LISTEN;
-    info.options = LWS_SERVER_OPTION_EXPLICIT_VHOSTS;
-    info.fd_limit_per_thread = connections_most;
-    info.server_string = "zerv";   /* the library asserts that there is one */
-    lws_set_log_level(0, nullptr); /* what matters we say ourselves */
-    (void)sigaction(SIGPIPE, nullptr, &before);
-    lws_context *made = lws_create_context(&info);
-    (void)sigaction(SIGPIPE, &before, nullptr);
-    return made;
-}
-
 int web_server_open()
 {
     ending = false;
     web_upload_open();
-    lws_context *made = prepare_gate() == 0 ? make_context() : nullptr;
+    lws_context *made = prepare_gate() == 0 ? web_http_make_context() : nullptr;
     if (!made) {
         fprintf(stderr, "there is no page: no memory, or no random numbers\n");
         return -1;
