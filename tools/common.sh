@@ -67,7 +67,7 @@ targets_of() {
             unit/*) echo "${name#unit/}" ;;
             fuzz/*) echo "fuzz_${name#fuzz/}" ;;
             real/*) printf '%s\n' zerv-player zerv-skin player-folder demo-music media make_music package_verdicts ;;
-            faults/*) printf '%s\n' zerv-player player-folder media zerv-fail ;;
+            faults/*) printf '%s\n' zerv-player player-folder media zerv-fail zerv-record ;;
             *) printf '%s\n' zerv-player zerv-skin player-folder demo-music media ;;
             esac
         done | sort -u

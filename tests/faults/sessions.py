@@ -2,6 +2,7 @@
 
 import hashlib
 import os
+import re
 import shutil
 import signal
 import sqlite3
@@ -207,9 +208,9 @@ def read(path):
 
 
 def playlist_of(folder):
-    """The current playlist, from its folder on; None when there is none."""
+    """The current playlist, paths from the program folder on; None when there is none."""
     text = read(folder / "current.m3u")
-    return text and text.replace(str(folder).encode() + b"/", b"")
+    return text and re.sub(rb"(?m)^/.*/(?=music/)", b"", text)
 
 
 TRACKS_SQL = "SELECT path, name FROM zervp_tracks JOIN zervp_urls ON url = zervp_urls.id"
@@ -241,8 +242,9 @@ def values_of(config):
 class Judge:
     """Compares a folder with what it was before and what a life without faults makes of it."""
 
-    def __init__(self, before, after):
-        self.before, self.after = before, after
+    def __init__(self, before, after, strict=False):
+        """strict: nothing was reported to the program, so nothing may be missing or set aside."""
+        self.before, self.after, self.strict = before, after, strict
         self.tracks = [tracks_of(before), tracks_of(after)]
 
     def faults(self, folder):
@@ -254,7 +256,7 @@ class Judge:
 
     def kept(self, folder, name):
         """Whether the old content is kept under another name."""
-        return any(read(path) == read(self.before / name) for path in folder.glob(name + ".old*"))
+        return not self.strict and any(read(path) == read(self.before / name) for path in folder.glob(name + ".old*"))
 
     def either(self, folder, name):
         return read(folder / name) in (read(self.before / name), read(self.after / name))
@@ -271,6 +273,8 @@ class Judge:
             return [f"config.txt is torn: {error}"]
         known = [values_of(read(place / "config.txt") or DEFAULT_CONFIG)
                  for place in (self.before, self.after)]
+        if self.strict:
+            return ["config.txt is neither old nor new"]
         return [f"config.txt: {name} is {now.get(name)}" for name in known[0]
                 if now.get(name) not in [each[name] for each in known] and name != "lang"]
 
@@ -294,6 +298,8 @@ class Judge:
             return [f"library.db: {error}"]
         if now in self.tracks or self.kept(folder, "library.db"):
             return []
+        if self.strict:
+            return ["library.db is neither old nor new"]
         whole = [tracks or set() for tracks in self.tracks]
         paths, least = {path for path, _ in now or set()}, min(map(len, whole))
         known = {path for tracks in whole for path, _ in tracks}
@@ -315,6 +321,16 @@ class Judge:
             whole = read(self.after / path.relative_to(folder))
             if whole is not None and not whole.startswith(read(path)):
                 found.append(f"{path.name} is no lyrics")
+        return found + (self.new_ones(folder) if self.strict else [])
+
+    def new_ones(self, folder):
+        """Files that a session makes are whole or not there."""
+        found = []
+        for path in sorted(self.after.rglob("*")):
+            name = path.relative_to(self.after)
+            if path.is_file() and not (self.before / name).exists() and str(name) not in STATE:
+                if read(folder / name) not in (None, read(path)):  # else others() looks
+                    found.append(f"{name} is torn")
         return found
 
 
