@@ -25,6 +25,7 @@ constexpr int32_t cover_side = 300;
 static const char *const font_places[] = {
     "%sQuenlyAquaEJ.ttf",
     "%s../player/QuenlyAquaEJ.ttf",
+    "%s../share/zerv-player/QuenlyAquaEJ.ttf", /* where both are installed */
     "/usr/share/fonts/truetype/wqy/wqy-microhei.ttc",
 };
 
