@@ -119,7 +119,7 @@ class InstalledTest(unittest.TestCase):
 
     def test_manual_pages_name_every_option_of_the_tools(self):
         for tool, commands in (("zerv-package", ("build", "check", "keygen", "sign")),
-                               ("zerv-services", ("",))):
+                               ("zerv-services", ("", "export"))):
             with open(self.shared("man", "man1", f"{tool}.1"), encoding="utf-8") as file:
                 page = file.read().replace("\\-", "-")
             for command in commands:

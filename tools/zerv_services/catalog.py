@@ -80,6 +80,12 @@ class LyricsIndex:
         if key:
             by_key.setdefault(key, lyrics)
 
+    def all_lyrics(self):
+        """All keys with their ".lrc" files."""
+        with self.lock:
+            self.scan()
+            return self.by_key.items()
+
     def find(self, key):
         with self.lock:
             stale = self.scanned_at is None or time.monotonic() - self.scanned_at > RESCAN_SECONDS
