@@ -12,9 +12,6 @@
 
 /* Folders that were entered through links; more links than this are not followed. */
 constexpr uint32_t walk_most_links = 1024;
-/* Subfolders of all open folders together; a folder that brings more is left out. At a hundred
- * bytes a name these are 13 MiB. */
-constexpr uint32_t walk_most_names = 131072;
 
 struct walk_identity {
     dev_t device;
@@ -33,7 +30,7 @@ struct walk_folder {
 struct walk {
     const library_walk_plan *plan;
     walk_folder *innermost;
-    uint32_t names; /* of all open folders */
+    uint32_t names; /* to be walked, of all open folders */
     uint32_t link_count;
     bool stopped;
     int root_error;  /* why the folder itself could not be listed, 0: it could */
@@ -156,7 +153,7 @@ static void walk_enter(walk *the, const char *path)
     folder->next = 1; /* the first is the parent */
     folder->identity = identity;
     walk_take_files(the, folder);
-    if (folder->listing.dir_count > walk_most_names - the->names)
+    if (folder->listing.dir_count > the->plan->most_names - the->names)
         folder->next = folder->listing.dir_count;
     the->names += folder->listing.dir_count;
     the->innermost = folder;

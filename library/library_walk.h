@@ -6,6 +6,8 @@
 
 #include "platform/file/file.h"
 
+#include <cstdint>
+
 enum class library_walk_order {
     files_first,   /* a folder's own files, then each subfolder's */
     folders_first, /* the other way round */
@@ -18,6 +20,9 @@ enum class library_walk_end {
     failed,  /* the folder cannot be listed for another reason: an input error, want of memory */
 };
 
+/* Subfolders of all open folders together. At a hundred bytes a name these are 13 MiB. */
+constexpr uint32_t library_walk_most_names = 131072;
+
 struct library_walk_plan {
     library_walk_order order;
     file_filter filter; /* must keep folders */
@@ -27,6 +32,8 @@ struct library_walk_plan {
     int (*visit)(void *user, const char *path, const char *dir);
     bool (*go_on)(void *user); /* asked for each folder and every few entries; false ends it */
     void *user;
+    /* A folder that brings more has its files visited and its subfolders left out. */
+    uint32_t most_names = library_walk_most_names;
 };
 
 /* A subfolder that cannot be listed is left out, unless `dir` itself cannot be listed any more

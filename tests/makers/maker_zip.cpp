@@ -117,6 +117,11 @@ int maker_zip_add_link(maker_zip *zip, const char *name, const char *target)
     return add(zip, name, target, strlen(target), {false, false, S_IFLNK | 0777});
 }
 
+int maker_zip_add_special(maker_zip *zip, const char *name, uint32_t kind)
+{
+    return add(zip, name, "", 0, {false, false, kind | 0666});
+}
+
 int maker_zip_add_bad_crc(maker_zip *zip, const char *name, const void *data, size_t size)
 {
     if (begin_entry(zip, name, {false, true, S_IFREG | 0644}) != 0 ||

@@ -23,6 +23,8 @@ enum maker_zip_method { maker_zip_store, maker_zip_deflate };
 [[nodiscard]] int maker_zip_add_folder(maker_zip *zip, const char *name);
 /* A symbolic link as archivers of POSIX systems store it. */
 [[nodiscard]] int maker_zip_add_link(maker_zip *zip, const char *name, const char *target);
+/* What archivers store of a device or a pipe: no data, and its kind, an S_IF value. */
+[[nodiscard]] int maker_zip_add_special(maker_zip *zip, const char *name, uint32_t kind);
 /* Stored data whose checksum does not fit. */
 [[nodiscard]] int maker_zip_add_bad_crc(maker_zip *zip, const char *name, const void *data,
                                         size_t size);

@@ -26,6 +26,7 @@ struct library_walk_test : testing::Test {
     int asked = 0;           /* how often the walk wanted to go on */
     int ask_limit = 1 << 30; /* and how often it may */
     int visit_limit = 1 << 30;
+    uint32_t most_names = library_walk_most_names;
 
     void TearDown() override { fault_set(nullptr); }
     static int visit(void *user, const char *path, const char *dir)
@@ -52,6 +53,7 @@ struct library_walk_test : testing::Test {
             .visit = visit,
             .go_on = go_on,
             .user = this,
+            .most_names = most_names,
         };
         return library_walk((folder.path + below).c_str(), &plan);
     }
@@ -145,6 +147,22 @@ TEST_F(library_walk_test, tells_a_folder_with_nothing_from_one_that_cannot_be_re
     fault_set("file_list_dir:2,file_list_dir:3,file_list_dir:4");
     EXPECT_EQ(walk(), library_walk_end::failed);
     EXPECT_EQ(visited, texts{});
+}
+
+/* The names of some hundred thousand would fill a small device. */
+TEST_F(library_walk_test, leaves_out_the_subfolders_of_a_folder_with_too_many)
+{
+    shell("mkdir -p m/a m/many/1 m/many/2 m/many/3 m/z/in && touch m/many/x.mp3 m/many/2/y.mp3 "
+          "m/z/in/z.mp3");
+    const texts all = {"m/many/x.mp3", "m/many/2/y.mp3", "m/z/in/z.mp3"};
+    const texts fewer = {"m/many/x.mp3", "m/z/in/z.mp3"};
+    /* Each folder has its parent in front: four of m, and four of m/many while it is open. */
+    for (const auto &it :
+         {std::pair(8u, all), std::pair(7u, fewer), std::pair(6u, fewer), std::pair(3u, texts())}) {
+        most_names = it.first;
+        EXPECT_EQ(walk(), library_walk_end::done);
+        EXPECT_EQ(visited, it.second) << it.first;
+    }
 }
 
 TEST_F(library_walk_test, holds_no_more_than_the_folders_it_is_in)

@@ -119,10 +119,30 @@ TEST_F(update_package_test, with_a_folder_over_its_own_file_is_refused)
     EXPECT_EQ(check(), -1);
 }
 
-TEST_F(update_package_test, with_a_link_is_refused)
+TEST_F(update_package_test, with_a_link_or_a_device_is_refused)
 {
-    ASSERT_EQ(maker_zip_add_link(zip, "library.db", "/etc/passwd"), 0);
+    ASSERT_EQ(maker_zip_add_link(zip, "player", "/etc/passwd"), 0);
     EXPECT_EQ(check(), -1);
+    for (const uint32_t kind : {S_IFCHR, S_IFBLK, S_IFIFO, S_IFSOCK}) {
+        zip = maker_zip_open("p.zip");
+        ASSERT_EQ(maker_zip_add_special(zip, "player", kind), 0);
+        EXPECT_EQ(check(), -1) << kind;
+    }
+    zip = maker_zip_open("p.zip");
+    ASSERT_EQ(maker_zip_add_special(zip, "player", S_IFREG), 0);
+    EXPECT_EQ(check(), 0) << "a plain file of no bytes";
+}
+
+/* The library ends the name there: "player" would be unpacked, which is not what it says. */
+TEST_F(update_package_test, with_a_zero_byte_in_a_name_is_refused)
+{
+    add("player?cfg");
+    ASSERT_EQ(maker_zip_close(zip), 0);
+    std::string archive = scratch_read("p.zip");
+    for (size_t at = 0; (at = archive.find("player?cfg", at)) != std::string::npos;)
+        archive[at + 6] = '\0';
+    scratch_write("p.zip", archive);
+    EXPECT_EQ(update_package_check("p.zip", [] { return true; }), -1);
 }
 
 TEST_F(update_package_test, with_a_wrong_checksum_is_refused)
