@@ -43,6 +43,24 @@ package_debian() {
     ls -1 "$out"/*.deb
 }
 
+# package_release: what a version is published with, in build/release-VERSION. Nothing of the machine
+# or the moment goes into it: the same commit gives the same bytes.
+package_release() {
+    local version out
+    version=$(package_version)
+    out=$PWD/build/release-$version
+    [ -z "$(git status --porcelain)" ] || fail "Commit first: a release is made of a commit."
+    rm -rf "$out"
+    mkdir -p "$out"
+    git archive --format=tar --prefix="zerv-player-$version/" HEAD | gzip -9n >"$out/zerv-player-$version.tar.gz"
+    package_debian >/dev/null
+    cp build/package/debian/*.deb "$out"
+    rm -f "$out"/*-dbgsym_*
+    python3 -B packaging/changes.py notes >"$out/notes.md"
+    (cd "$out" && sha256sum -- *.deb *.tar.gz notes.md >SHA256SUMS)
+    echo "$out"
+}
+
 in_root() { chroot "$package_root" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive "$@"; }
 
 # What a user of that system does: starts the player on the scripted device and looks at it.
