@@ -94,6 +94,14 @@ TEST_F(library_walk_test, enters_a_folder_through_one_link_only)
     EXPECT_EQ(visited, (texts{"m/link1/x.mp3", "m/link1/deep/y.mp3", "m/zlink/y.mp3"}));
 }
 
+TEST_F(library_walk_test, enters_no_folder_that_it_is_in)
+{
+    shell("mkdir -p m/a/b && touch m/x.mp3 m/a/y.mp3 && ln -s ../.. m/a/b/up && "
+          "ln -s . m/a/here && ln -s ../../m m/a/root");
+    EXPECT_EQ(walk(), library_walk_end::done);
+    EXPECT_EQ(visited, (texts{"m/x.mp3", "m/a/y.mp3"}));
+}
+
 TEST_F(library_walk_test, ends_in_a_web_of_links)
 {
     /* Each of twelve folders leads to all others: without a memory of them, 12! ways. */
