@@ -163,6 +163,24 @@ TEST(decoder_mp3_frames, plain_samples_are_none)
             }
 }
 
+/* Chance headers are seldom of one kind. */
+TEST(decoder_mp3_frames, a_stream_keeps_the_number_of_its_channels)
+{
+    std::string bytes = maker_mp3_bytes(maker_sine(440, 1.0), {.header = false});
+    ASSERT_EQ(maker_audio_save("s.mp3", bytes), 0);
+    EXPECT_EQ(laid_out("s.mp3").result, 0);
+    bool second = false;
+    mp3_header header;
+    for (size_t at = 0; at + 4 <= bytes.size(); at += header.bytes) {
+        ASSERT_EQ(mp3_header_read(&header, reinterpret_cast<const unsigned char *>(&bytes[at])), 0);
+        if (second)
+            bytes[at + 3] = static_cast<char>(bytes[at + 3] | 0xC0); /* mono */
+        second = !second;
+    }
+    ASSERT_EQ(maker_audio_save("s.mp3", bytes), 0);
+    EXPECT_EQ(laid_out("s.mp3").result, -1);
+}
+
 TEST(decoder_mp3_frames, a_short_stream_is_one_from_the_very_start_only)
 {
     const std::string frames = maker_mp3_bytes(maker_sine(440, 0.06), {.header = false});
