@@ -78,6 +78,9 @@ static int sdl_open()
     SDL_SetHint(SDL_HINT_MOUSE_FOCUS_CLICKTHROUGH, "1");
     if (open_video() != 0)
         return -1;
+    /* There SDL knows no other way to show what the software renderer draws. */
+    if (strcmp(SDL_GetCurrentVideoDriver(), "wayland") == 0)
+        SDL_SetHint(SDL_HINT_FRAMEBUFFER_ACCELERATION, "1");
     SDL_EnableScreenSaver();
     SDL_StopTextInput();
     (void)SDL_InitSubSystem(SDL_INIT_GAMECONTROLLER); /* the keyboard is enough without one */
