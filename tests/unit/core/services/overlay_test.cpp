@@ -113,6 +113,22 @@ TEST_F(overlay, message_goes_only_after_more_than_its_duration)
     EXPECT_EQ(drawn().size(), 0u);
 }
 
+TEST_F(overlay, message_asks_to_be_looked_at_when_it_will_go)
+{
+    overlay_msg_add("m", 2000, 0);
+    overlay_msg_add("stays", 0, 0);
+    const int32_t start = machine.ms;
+    for (const int32_t age_ms : {0, 500, 1999, 2000}) {
+        machine.ms = start + age_ms;
+        (void)clock_take_look();
+        expire();
+        EXPECT_EQ(clock_take_look(), 2001 - age_ms);
+    }
+    machine.ms = start + 2001;
+    expire();
+    EXPECT_EQ(clock_take_look(), INT32_MAX) << "it has gone";
+}
+
 TEST_F(overlay, messages_of_one_duration_go_in_the_same_pass)
 {
     overlay_msg_add("a", 500, 0);

@@ -1,6 +1,7 @@
 /* fb_texts: which texts stand on a surface after copies and clears. */
 #include "platform/draw/fb.h"
 
+#include "support/allocations.h"
 #include "unit/platform/draw/guarded_surface.h"
 
 #include <climits>
@@ -190,3 +191,25 @@ TEST_F(fb_texts, have_a_limit)
     EXPECT_LE(fb_text_count(one.get()), 4096u);
     EXPECT_GE(fb_text_count(one.get()), 1000u);
 }
+
+#ifdef ALLOCATIONS_ARE_COUNTED
+TEST_F(fb_texts, for_which_there_is_no_memory_are_left_out)
+{
+    for (int i = 0; i < 40; i++) { /* more than the first room holds */
+        int failed = 0;
+        for (const uint32_t count = fb_text_count(one.get()); fb_text_count(one.get()) == count;) {
+            allocation_to_fail = ++failed;
+            note(one, "a text that is longer than what a string holds by itself", 5, 6);
+            if (allocation_to_fail == 0) {
+                ASSERT_EQ(fb_text_count(one.get()), count) << i;
+            }
+            allocation_to_fail = 0;
+        }
+        ASSERT_GT(failed, 1) << i;
+    }
+    EXPECT_EQ(fb_text_count(one.get()), 40u);
+    allocation_to_fail = 1;
+    EXPECT_EQ(fb_create(10, 10), nullptr);
+    EXPECT_EQ(allocation_to_fail, 0);
+}
+#endif
