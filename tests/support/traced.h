@@ -41,6 +41,19 @@ template <typename work_type> traced_end traced_kill(work_type work, int stops)
     return traced_end::failed;
 }
 
+/* The stops of the work, which must return 0: at each of them it can be killed. -1 when it fails. */
+template <typename work_type> int traced_stops(work_type work)
+{
+    const pid_t child = traced_start(work);
+    int status = 0, stops = 0;
+    while (child > 0 && waitpid(child, &status, 0) == child && WIFSTOPPED(status)) {
+        stops++;
+        if (ptrace(PTRACE_SYSCALL, child, nullptr, nullptr) != 0)
+            return -1;
+    }
+    return child > 0 && WIFEXITED(status) && WEXITSTATUS(status) == 0 ? stops : -1;
+}
+
 /* How often the work, which must return 0, calls any of the numbers. -1 when it fails. */
 template <typename work_type> int traced_count(work_type work, std::initializer_list<long> numbers)
 {

@@ -9,9 +9,8 @@
 #include "platform/db/db.h"
 #include "support/scratch.h"
 #include "support/seed.h"
+#include "support/traced.h"
 
-#include <csignal>
-#include <ctime>
 #include <sys/resource.h>
 
 static void make_music(const std::string &dir, int count)
@@ -36,43 +35,15 @@ static int scan(const std::string &dir)
     return library_close() == 0 ? result : -1;
 }
 
-/* Microseconds on a clock that only goes forward. */
-static int64_t now_us()
-{
-    struct timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return int64_t{now.tv_sec} * 1000000 + now.tv_nsec / 1000;
-}
-
-/* A process that scans over and over and says so each time. */
-static pid_t start_scanner(const std::string &dir, int *started)
-{
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0)
-        return -1;
-    const pid_t child = fork();
-    if (child == 0) {
-        while (write(ends[1], "x", 1) == 1)
-            if (scan(dir) != 0)
-                _exit(1);
-        _exit(2);
-    }
-    close(ends[1]);
-    *started = ends[0];
-    return child;
-}
-
 TEST(library_kill, leaves_the_old_library_or_a_whole_new_one)
 {
     const scratch folder;
     ASSERT_EQ(audio_init(), 0);
     make_music("old", 100);
-    make_music("new", 800);
-    const int64_t begun = now_us();
-    ASSERT_EQ(scan("new"), 0);
-    /* Kills fall inside the first scan as often as behind it, on a slow machine and on a fast
-     * one. */
-    const int64_t range = 2 * (now_us() - begun) + 1;
+    make_music("new", 200);
+    const auto work = [] { return scan("new"); };
+    const int range = traced_stops(work);
+    ASSERT_GT(range, 1000);
     const auto new_tables = library_tables();
     ASSERT_EQ(scan("old"), 0);
     const auto old_tables = library_tables();
@@ -82,20 +53,12 @@ TEST(library_kill, leaves_the_old_library_or_a_whole_new_one)
     int interrupted = 0;
     for (int round = 0; round < 50; round++) {
         ASSERT_EQ(scan("old"), 0);
-        int started = -1;
-        const pid_t child = start_scanner("new", &started);
-        ASSERT_GT(child, 0);
-        char byte = 0;
-        ASSERT_EQ(read(started, &byte, 1), 1);
-        usleep(static_cast<useconds_t>(rand_r(&seed) % range));
-        ASSERT_EQ(kill(child, SIGKILL), 0);
-        int status = 0;
-        ASSERT_EQ(waitpid(child, &status, 0), child);
-        close(started);
-        ASSERT_TRUE(WIFSIGNALED(status)) << "the scan failed by itself";
+        const int stops = rand_r(&seed) % range;
+        const traced_end end = traced_kill(work, stops);
+        ASSERT_NE(end, traced_end::failed) << "the scan failed by itself";
         interrupted += scratch_exists("library.db-journal");
         const auto tables = library_tables();
-        ASSERT_TRUE(tables == old_tables || tables == new_tables) << "round " << round;
+        ASSERT_TRUE(tables == old_tables || tables == new_tables) << "stop " << stops;
         ASSERT_EQ(library_rows("PRAGMA integrity_check"), rows{"ok"});
         kept += tables == old_tables;
     }

@@ -1,9 +1,8 @@
 #include "platform/file/file.h"
 
 #include "support/scratch.h"
-#include "support/seed.h"
+#include "support/traced.h"
 
-#include <csignal>
 #include <cstring>
 #include <sys/file.h>
 #include <sys/resource.h>
@@ -267,51 +266,23 @@ TEST(file_replace, lets_many_threads_write_one_file)
     EXPECT_EQ(scratch_names("."), texts{"a"});
 }
 
-static std::string content_of(int number)
-{
-    return std::string(static_cast<size_t>(2000 + number % 7 * 1000),
-                       static_cast<char>('a' + number % 26));
-}
-
-static bool is_whole(const std::string &content)
-{
-    for (int number = 0; number < 26 * 7; number++)
-        if (content == content_of(number))
-            return true;
-    return false;
-}
-
 TEST(file_replace, leaves_a_whole_file_whenever_the_writer_is_killed)
 {
     const scratch folder;
-    ASSERT_EQ(replace("a", content_of(0)), 0);
-    unsigned seed = seed_or(12345);
-    int changed = 0;
-    for (int round = 0; round < 200; round++) {
-        const std::string before = scratch_read("a");
-        int ends[2];
-        ASSERT_EQ(pipe(ends), 0);
-        const pid_t child = fork();
-        ASSERT_GE(child, 0);
-        if (child == 0) {
-            for (int i = round + 1;; i++)
-                if (replace("a", content_of(i)) != 0 || write(ends[1], "x", 1) != 1)
-                    _exit(1);
-        }
-        char byte = 0;
-        ASSERT_EQ(read(ends[0], &byte, 1), 1);
-        usleep(rand_r(&seed) % 3000);
-        kill(child, SIGKILL);
-        close(ends[0]);
-        close(ends[1]);
-        int status = 0;
-        ASSERT_EQ(waitpid(child, &status, 0), child);
-        ASSERT_TRUE(WIFSIGNALED(status)) << "the writer failed by itself";
-        const std::string after = scratch_read("a");
-        ASSERT_TRUE(is_whole(after)) << "round " << round << ", " << after.size() << " bytes";
-        changed += after != before;
+    const std::string before(5000, 'a'), after(8000, 'b');
+    int old_ones = 0, new_ones = 0;
+    for (int stops = 0;; stops++) {
+        ASSERT_EQ(replace("a", before), 0);
+        const traced_end end = traced_kill([&] { return replace("a", after) == 0 ? 0 : 1; }, stops);
+        if (end == traced_end::ended)
+            break;
+        ASSERT_EQ(end, traced_end::killed);
+        const std::string left = scratch_read("a");
+        ASSERT_TRUE(left == before || left == after) << "stop " << stops << ", " << left.size();
+        (left == before ? old_ones : new_ones)++;
     }
-    EXPECT_GT(changed, 100) << "the writers were killed before they wrote";
+    EXPECT_GT(old_ones, 10);
+    EXPECT_GT(new_ones, 1) << "no kill came behind the rename";
     /* At most what the last one left stays beside it, and the next writer sweeps that away. */
     ASSERT_EQ(replace("a", "end"), 0);
     EXPECT_EQ(scratch_names("."), texts{"a"});
