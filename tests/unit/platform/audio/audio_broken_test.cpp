@@ -3,7 +3,6 @@
 #include "support/seed.h"
 #include "unit/platform/audio/audio_measure.h"
 
-#include <chrono>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -205,9 +204,7 @@ TEST(audio_broken, a_large_file_of_rubbish_is_refused_at_once)
         ASSERT_EQ(maker_audio_save(path, std::string(2000, 'R')), 0);
         ASSERT_EQ(truncate(path.c_str(), 400 << 20), 0);
         const int64_t before = bytes_read();
-        const auto start = std::chrono::steady_clock::now();
         expect_refused(path);
-        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(500)) << ext;
         EXPECT_LT(bytes_read() - before, 16 << 20) << ext;
         unlink(path.c_str());
     }
