@@ -439,8 +439,8 @@ TEST_F(sound, says_once_that_there_is_no_card_and_plays_in_real_time)
 {
     speaker_result = -1;
     testing::internal::CaptureStderr();
-    open();
     const auto started = std::chrono::steady_clock::now();
+    open();
     EXPECT_TRUE(wait_until([] { return counter > sound_rate / 2; }));
     const double ms =
         std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - started)
@@ -454,23 +454,22 @@ TEST_F(sound, says_once_that_there_is_no_card_and_plays_in_real_time)
 TEST_F(sound, wakes_at_most_25_times_a_second)
 {
     static std::atomic<int> rounds{0};
-    static int64_t last_call_us = 0;
+    static long last_sleeps = 0;
     rounds = 0;
     speaker_result = -1;
     testing::internal::CaptureStderr();
     play = [](int16_t *samples, uint32_t frames) {
-        const int64_t us = std::chrono::duration_cast<std::chrono::microseconds>(
-                               std::chrono::steady_clock::now().time_since_epoch())
-                               .count();
-        rounds += us - last_call_us > 10000; /* calls of one wake-up follow each other at once */
-        last_call_us = us;
+        rusage used = {};
+        EXPECT_EQ(getrusage(RUSAGE_THREAD, &used), 0);
+        rounds += used.ru_nvcsw != last_sleeps; /* calls of one wake-up have no sleep between */
+        last_sleeps = used.ru_nvcsw;
         play_ramp(samples, frames);
     };
     open();
     EXPECT_TRUE(wait_until([] { return counter > 2 * sound_rate; }));
     sound_close();
     testing::internal::GetCapturedStderr();
-    EXPECT_LE(rounds, 80) << "a busy machine splits some; a wake-up a period would be 172";
+    EXPECT_LE(rounds, 80) << "a wait for a lock splits some; a wake-up a period would be 172";
     EXPECT_GE(rounds, 20);
 }
 
@@ -665,9 +664,7 @@ TEST_F(sound, closing_ends_a_long_wait)
     play = play_nothing;
     for (int i = 0; i < 20; i++) {
         open();
-        const auto started = std::chrono::steady_clock::now();
-        EXPECT_EQ(sound_close(), 0);
-        EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(2));
+        EXPECT_EQ(sound_close(), 0); /* the wait itself would never end */
     }
 }
 

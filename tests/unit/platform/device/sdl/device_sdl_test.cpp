@@ -486,17 +486,15 @@ TEST_F(device_sdl_window, a_key_ends_a_long_sleep_and_is_not_lost)
 TEST_F(device_sdl_window, plays_at_the_pace_of_the_card)
 {
     heard = 0;
-    ASSERT_EQ(sound_open(on_sound, nullptr), 0);
     const auto started = std::chrono::steady_clock::now();
-    while (heard < sound_rate / 2 + 5000 &&
-           std::chrono::steady_clock::now() - started < std::chrono::seconds(10)) {
+    ASSERT_EQ(sound_open(on_sound, nullptr), 0);
+    while (heard < sound_rate / 2 + 5000) {
         EXPECT_LE(sound_get_buffer_remaining(), 112);
         clock_real_msleep(1);
     }
     const std::chrono::duration<double, std::milli> took =
         std::chrono::steady_clock::now() - started;
-    EXPECT_GE(heard, sound_rate / 2);
-    EXPECT_GE(took.count(), 350);
+    EXPECT_GE(took.count(), 350) << "a track must not race by";
     EXPECT_EQ(sound_close(), 0);
 }
 
@@ -507,10 +505,8 @@ TEST_F(device_sdl_window, a_machine_without_a_card_says_so_once_and_plays_on)
     heard = 0;
     testing::internal::CaptureStderr();
     ASSERT_EQ(sound_open(on_sound, nullptr), 0);
-    const auto started = std::chrono::steady_clock::now();
-    while (heard < 10000 && std::chrono::steady_clock::now() - started < std::chrono::seconds(10))
+    while (heard < 10000)
         clock_real_msleep(1);
-    EXPECT_GE(heard, 10000u);
     EXPECT_EQ(sound_close(), 0);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "there is no sound card: playing to a silent clock\n");
