@@ -14,6 +14,7 @@
 #include "view/play/view_play.h"
 
 #include <atomic>
+#include <cassert>
 #include <cstdlib>
 #include <cstring>
 
@@ -34,6 +35,7 @@ static constinit bool has_time_left = false; /* row 0 is the auto-off time that 
 
 static cfg_choice *choice_at(uint32_t index)
 {
+    assert(index < choices.count);
     return static_cast<cfg_choice *>(choices.data) + index;
 }
 

@@ -15,6 +15,7 @@
 #include "view/play/view_play.h"
 #include "view/view.h"
 
+#include <cassert>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -43,6 +44,7 @@ static void set_cursor(uint32_t cursor)
 
 static char *row_text(uint32_t index)
 {
+    assert(index < listing.count);
     const char *name = listing.names[index];
     if (index >= listing.dir_count)
         return strdup(name);

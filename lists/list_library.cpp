@@ -13,6 +13,7 @@
 #include "view/play/view_play.h"
 #include "view/view.h"
 
+#include <cassert>
 #include <cstdlib>
 #include <cstring>
 
@@ -138,6 +139,7 @@ static const char *text_or_empty(const char *text)
 
 static int32_t row_id(uint32_t row)
 {
+    assert(rows && row < rows->count && rows->columns > 1);
     return str_to_int32(text_or_empty(rows->rows[row][1]), nullptr);
 }
 
@@ -145,6 +147,7 @@ static int32_t row_id(uint32_t row)
 
 static char *row_text(uint32_t row)
 {
+    assert(rows && row < rows->count);
     char **columns = rows->rows[row];
     const char *name = text_or_empty(columns[0]);
     if (rows->columns < 3) /* only the albums of all artists say whose they are */

@@ -12,6 +12,7 @@
 #include "view/play/view_play.h"
 #include "view/view.h"
 
+#include <cassert>
 #include <cstdlib>
 #include <cstring>
 
@@ -26,6 +27,7 @@ static constinit db_result *list_playlists_res GUARDED_BY(list_lock) = nullptr;
 
 static const char *row_path(const db_result *paths, uint32_t row)
 {
+    assert(row < paths->count);
     return paths->rows[row][0] ? paths->rows[row][0] : "";
 }
 

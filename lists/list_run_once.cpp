@@ -10,6 +10,7 @@
 #include "view/list/view_list.h"
 #include "view/view.h"
 
+#include <cassert>
 #include <cstring>
 
 enum { step_language = 0, step_library = 1, step_done = 2 };
@@ -24,11 +25,13 @@ constexpr uint32_t answer_count = 2;
 
 static const char *language_name(uint32_t row)
 {
+    assert(row < lang_count);
     return lang_get_name(lang_list[row]);
 }
 
 static const char *answer(uint32_t row)
 {
+    assert(row < answer_count);
     return answers[row];
 }
 

@@ -7,6 +7,7 @@
 #include "platform/base/str.h"
 #include "platform/sound/sound.h"
 
+#include <cassert>
 #include <cstring>
 #include <limits>
 
@@ -69,6 +70,7 @@ static void close_locked() REQUIRES(play_lock)
 
 static int open_locked(const char *path) REQUIRES(play_lock)
 {
+    assert(!play_handle);
     /* Whoever starts the last track again may have the cut copy of its path only. */
     const bool is_cut = strlen(play_fpath) == sizeof play_fpath - 1;
     const char *whole = path && is_cut && strcmp(path, play_fpath) == 0 ? whole_path : path;
@@ -92,6 +94,7 @@ static int open_locked(const char *path) REQUIRES(play_lock)
 /* What the listener hears now: what was decoded less what still waits in the queue. */
 static int32_t heard_ms_locked(int32_t queued_ms) REQUIRES(play_lock)
 {
+    assert(play_handle && play_decoder);
     const int64_t rate = play_handle->sample_rate;
     if (rate == 0)
         return 0;
@@ -105,6 +108,7 @@ static int32_t heard_ms_locked(int32_t queued_ms) REQUIRES(play_lock)
 /* 0 when the buffer is full, 1 at the end of the stream, -1 on an error. */
 static int fill_locked(uint8_t *buffer, uint32_t length) REQUIRES(play_lock)
 {
+    assert(play_handle && play_decoder);
     uint32_t filled = 0;
     while (filled < length) {
         const int32_t got = play_decoder->read(play_handle, buffer + filled, length - filled);

@@ -10,6 +10,7 @@
 #include "skin/skin_watch.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstdlib>
 #include <cstring>
 #include <expat.h>
@@ -201,6 +202,7 @@ skin_row_count skin_count_rows(int32_t y, int32_t height, int32_t font_size)
 /* Rows stand one and a half font sizes apart, as many as end within the list. */
 static int add_rows(parsing *state, const skin_tag *tag, uint32_t index)
 {
+    assert(index < state->page->element_count);
     const skin_element list = state->page->elements[index]; /* adding rows moves the array */
     if (list.font_size <= 0)
         return refuse(state, tag,

@@ -1,10 +1,12 @@
 #include "skin/skin_text.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstring>
 
 static void add(skin_text *out, const char *text, size_t length)
 {
+    assert(out->used < out->size);
     const size_t taken = std::min(length, out->size - 1 - out->used);
     memcpy(out->to + out->used, text, taken);
     out->used += taken;
@@ -17,6 +19,7 @@ void skin_text_add(skin_text *out, const char *text)
 
 static void insert(skin_text *out, uint8_t token, const skin_inserts &inserts, const void *user)
 {
+    assert(token > 0 && token < skin_token_count); /* its place 0 is no token */
     if (skin_tokens[token].label)
         add(out, skin_tokens[token].name.data(), skin_tokens[token].size);
     else

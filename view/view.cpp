@@ -5,6 +5,7 @@
 #include "platform/input/touch.h"
 
 #include <algorithm>
+#include <cassert>
 
 constexpr uint32_t slide_ms = 200;
 
@@ -92,6 +93,7 @@ static void hand_over_input(view *to)
 
 static void run(view *shown)
 {
+    assert(overlay_msg && shown->input && shown->draw); /* hung up at start-up */
     hand_over_input(shown);
     (void)overlay_msg->input(shown);
     if (shown->input(shown) == 0 && view_selected == shown && view_anime_started == 0)

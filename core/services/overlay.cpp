@@ -7,6 +7,7 @@
 #include "view/view.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstdlib>
 #include <cstring>
 
@@ -59,6 +60,7 @@ static overlay_message *make_message(const char *text, int32_t duration_ms, uint
 
 static overlay_message *message_of(linked_node *node)
 {
+    assert(node && node->data);
     return static_cast<overlay_message *>(node->data);
 }
 

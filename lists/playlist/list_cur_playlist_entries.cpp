@@ -1,6 +1,7 @@
 /* list_cur_playlist_entries: an array of entries beside an open-addressed set of their paths. */
 #include "lists/playlist/list_cur_playlist_entries.h"
 
+#include <cassert>
 #include <cstdlib>
 #include <cstring>
 
@@ -44,6 +45,7 @@ static uint32_t hash_of(const char *path)
 /* The slot that holds the path, or the free one where it belongs. */
 static uint32_t slot_for_locked(const char *path, uint32_t hash) REQUIRES(list_cur_playlist_lock)
 {
+    assert(slot_count > list_cur_playlist_cur.count); /* a search ends at a free slot */
     const uint32_t mask = slot_count - 1;
     uint32_t at = hash & mask;
     while (slots[at].number && (slots[at].hash != hash ||
@@ -81,6 +83,7 @@ static void slots_remove_locked(const char *path) REQUIRES(list_cur_playlist_loc
     const uint32_t mask = slot_count - 1;
     uint32_t gap = slot_for_locked(path, hash_of(path));
     const uint32_t removed = slots[gap].number;
+    assert(removed > 0); /* what is queued has its slot */
     slots[gap] = {};
     for (uint32_t at = (gap + 1) & mask; slots[at].number; at = (at + 1) & mask) {
         const uint32_t home = slots[at].hash & mask;
@@ -163,6 +166,7 @@ int list_cur_playlist_entries_append_locked(const char *name, const char *path)
 
 int list_cur_playlist_entries_name_locked(uint32_t index, const char *name)
 {
+    assert(index < list_cur_playlist_cur.count);
     playlist_entry named = {};
     playlist_entry *entry = &entries_locked()[index];
     if (entry_init(&named, name, entry->path) != 0)

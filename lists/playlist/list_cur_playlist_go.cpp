@@ -7,6 +7,7 @@
 #include "platform/base/str.h"
 #include "play/play.h"
 
+#include <cassert>
 #include <cstdlib>
 #include <cstring>
 
@@ -27,6 +28,7 @@ static uint32_t random_other(uint32_t index, uint32_t count)
 
 static uint32_t choose(uint32_t index, int32_t delta, uint32_t count)
 {
+    assert(index < count);
     switch (__atomic_load_n(&cfg_playback_order, __ATOMIC_RELAXED)) {
     case order_sequence:
         /* Unsigned, so that a step before the first stays inside: 2^32 - 1 modulo count. */

@@ -2,6 +2,7 @@
 #include "platform/audio/audio_mix.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
 #include <cstring>
 
@@ -57,6 +58,7 @@ static int32_t saturate(int64_t value)
 template <typename sample, int shift>
 static void mix_frames(const audio_mix *mix, const sample *from, int32_t *to, size_t frames)
 {
+    assert(mix->channels > 0 && mix->channels <= audio_max_channels);
     const int channels = mix->channels;
     for (size_t i = 0; i < frames; i++, from += channels, to += 2) {
         int64_t left = 0, right = 0;

@@ -6,6 +6,7 @@
 #include "platform/sound/sound.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstdlib>
 #include <cstring>
 #include <numeric>
@@ -82,6 +83,7 @@ int audio_stream_close(audio_stream *stream)
 /* Brings up to a workload of the block to stereo of 32 bits. Returns its frames. */
 static uint32_t mix_block(stream_state *state, int32_t *to, uint32_t frames)
 {
+    assert(state->block.layout && (state->block.samples || state->block.frames == 0));
     audio_block *block = &state->block;
     if (state->mix_layout != block->layout) {
         state->mix = audio_mix_for(block->layout);

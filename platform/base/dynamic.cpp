@@ -1,6 +1,7 @@
 /* dynamic: an array that grows. */
 #include "platform/base/dynamic.h"
 
+#include <cassert>
 #include <cstdlib>
 #include <cstring>
 
@@ -8,11 +9,13 @@ constexpr uint32_t dynamic_first_capacity = 8;
 
 static char *dynamic_at(dynamic *array, uint32_t index)
 {
+    assert(index < array->capacity);
     return static_cast<char *>(array->data) + static_cast<size_t>(index) * array->element_size;
 }
 
 static int dynamic_grow(dynamic *array)
 {
+    assert(array->element_size > 0);
     if (array->capacity > UINT32_MAX / 2)
         return -1;
     const uint32_t capacity = array->capacity ? array->capacity * 2 : dynamic_first_capacity;

@@ -1,6 +1,7 @@
 /* linked: a doubly linked list. */
 #include "platform/base/linked.h"
 
+#include <cassert>
 #include <cstdlib>
 
 int linked_init(linked *list)
@@ -32,6 +33,7 @@ int linked_remove(linked *list, linked_node *node)
 {
     if (!list || !node)
         return -1;
+    assert(list->count > 0 && (node->prev ? node->prev->next : list->head) == node);
     if (node->prev)
         node->prev->next = node->next;
     else

@@ -2,6 +2,7 @@
 #include "platform/draw/fb.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstdlib>
 
 /* A line walked along its longer direction, `major` growing. The same pixels come out whichever
@@ -20,6 +21,7 @@ struct line_walk {
  * needs 65 bits, hence the division bit by bit. */
 static void walk_skip(line_walk *line, uint64_t steps)
 {
+    assert(line->length > 0 && line->rise <= line->length);
     uint64_t quotient = 0;
     uint64_t rest = 0;
     for (int bit = 32; bit >= 0; bit--) {
@@ -40,6 +42,7 @@ static void walk_skip(line_walk *line, uint64_t steps)
 
 static void walk_step(line_walk *line)
 {
+    assert(line->error < line->length);
     line->major++;
     line->error += line->rise;
     if (line->error >= line->length) {

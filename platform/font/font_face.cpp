@@ -5,6 +5,7 @@
 #include "platform/base/str.h"
 #include "platform/file/file.h"
 
+#include <cassert>
 #include <cstdlib>
 #include <cstring>
 #include <ft2build.h>
@@ -187,6 +188,7 @@ void font_faces_close(font_faces *faces)
 
 bool font_face_has(const font_faces *faces, uint32_t face, uint32_t character)
 {
+    assert(face < faces->count);
     hb_codepoint_t glyph = 0;
     return hb_font_get_nominal_glyph(faces->faces[face].shaper, character, &glyph) != 0;
 }
@@ -220,6 +222,7 @@ static int32_t whole_pixels(hb_position_t length)
 size_t font_face_shape(font_faces *faces, const uint32_t *text, size_t length, const font_run *run,
                        int32_t size, font_glyph *to, size_t room)
 {
+    assert(run->face < faces->count && run->start + run->count <= length);
     hb_font_t *shaper = faces->faces[run->face].shaper;
     hb_buffer_t *buffer = faces->buffer;
     hb_font_set_scale(shaper, size * 64, size * 64);
@@ -255,6 +258,7 @@ static bool render_light(FT_Face outlines, uint32_t glyph)
 bool font_face_render(font_faces *faces, uint32_t face_index, uint32_t glyph, int32_t size,
                       font_bitmap *out)
 {
+    assert(face_index < faces->count);
     face *from = &faces->faces[face_index];
     if (from->pixel_size != size) {
         if (FT_Set_Pixel_Sizes(from->outlines, 0, static_cast<FT_UInt>(size)))

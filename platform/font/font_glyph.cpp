@@ -3,6 +3,7 @@
  * track of the oldest glyph would cost every draw. */
 #include "platform/font/font_glyph.h"
 
+#include <cassert>
 #include <cstdlib>
 #include <cstring>
 
@@ -62,6 +63,7 @@ static slot *find(font_glyphs *cache, const slot *key)
 
 static void keep(font_glyphs *cache, slot *key, const font_bitmap *drawn)
 {
+    assert(key->size > 0); /* 0 marks a free slot */
     const uint32_t bytes =
         static_cast<uint32_t>(drawn->width) * static_cast<uint32_t>(drawn->height);
     if (cache->used >= slots_used_max || bytes > pixels_size - cache->pixels_used)

@@ -7,6 +7,7 @@
 #include "platform/image/image_span.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstring>
 
 static uint32_t channel_over(uint32_t source, uint32_t under, uint32_t rest)
@@ -51,6 +52,9 @@ static void blend_row_opaque(uint16_t *to, const uint16_t *from, int32_t count, 
 
 static uint16_t *target_of(const fb_surface *surface, const fb_area *area, int32_t row)
 {
+    assert(row >= 0 && row < area->h);
+    assert(area->dst_x >= 0 && area->dst_x + area->w <= surface->width);
+    assert(area->dst_y >= 0 && area->dst_y + area->h <= surface->height);
     return surface->pixels +
            static_cast<size_t>(area->dst_y + row) * static_cast<size_t>(surface->stride) +
            area->dst_x;
@@ -58,6 +62,8 @@ static uint16_t *target_of(const fb_surface *surface, const fb_area *area, int32
 
 static size_t source_of(const image *img, const fb_area *area, int32_t row)
 {
+    assert(area->src_x >= 0 && area->src_x + area->w <= img->width);
+    assert(area->src_y >= 0 && area->src_y + row < img->height);
     return static_cast<size_t>(area->src_y + row) * static_cast<size_t>(img->width) +
            static_cast<size_t>(area->src_x);
 }

@@ -2,6 +2,7 @@
 #include "platform/image/image_codec.h"
 
 #include <algorithm>
+#include <cassert>
 
 /* So many channel values can be added up in 16 bits. */
 static constexpr int32_t sum_max = 257;
@@ -28,6 +29,7 @@ static void add_pixels(uint32_t *sums, const uint32_t *from, int32_t count)
 
 void image_blocks_add(uint32_t *sums, const uint32_t *row, int32_t width, int32_t block)
 {
+    assert(block > 0);
     for (int32_t x = 0; x < width; x += block, sums += 4)
         add_pixels(sums, row + x, std::min(block, width - x));
 }
@@ -35,6 +37,7 @@ void image_blocks_add(uint32_t *sums, const uint32_t *row, int32_t width, int32_
 void image_blocks_average(uint32_t *to, const uint32_t *sums, int32_t width, int32_t block,
                           int32_t rows)
 {
+    assert(block > 0 && rows > 0);
     for (int32_t x = 0; x < width; x += block, sums += 4) {
         const uint32_t area = static_cast<uint32_t>(rows * std::min(block, width - x));
         const uint32_t half = area / 2;

@@ -8,6 +8,7 @@
 #include "platform/image/image_codec.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstdlib>
 #include <cstring>
 
@@ -142,6 +143,7 @@ static int make_taps(axis *a)
 
 static const uint32_t *source_row(const scaling *work, int32_t row)
 {
+    assert(row >= 0 && work->y.source_start + row < work->src->height);
     return work->src->argb +
            static_cast<size_t>(work->y.source_start + row) * static_cast<size_t>(work->src->width) +
            work->x.source_start;
@@ -200,11 +202,13 @@ static size_t row_numbers(const scaling *work)
 
 static int16_t *ring_row(const scaling *work, int32_t row)
 {
+    assert(row >= 0);
     return work->ring + static_cast<size_t>(row % taps_max) * row_numbers(work);
 }
 
 static void filter_column(const scaling *work, uint32_t *to, const taps *line)
 {
+    assert(line->count <= taps_max); /* else rows of the ring have gone already */
     const int16_t *rows[taps_max];
     for (int32_t k = 0; k < line->count; k++)
         rows[k] = ring_row(work, line->first + k);

@@ -6,6 +6,7 @@
 #include "platform/sound/sound.h"
 
 #include <algorithm>
+#include <cassert>
 
 constexpr uint32_t queue_size = 128;
 
@@ -22,6 +23,7 @@ static constinit int32_t finger_x = 0, finger_y = 0;
 
 static void drop(uint32_t index, uint32_t count)
 {
+    assert(index + count <= queue_count);
     std::copy(queue + index + count, queue + queue_count, queue + index);
     queue_count -= count;
 }

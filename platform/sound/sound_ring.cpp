@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cassert>
 #include <cstddef>
 #include <cstring>
 
@@ -21,6 +22,7 @@ static constinit std::atomic<uint32_t> count_shown{0}; /* ring_count, for those 
 
 static void set_count_locked(uint32_t frames) REQUIRES(ring_lock)
 {
+    assert(frames <= ring_frames);
     ring_count = frames;
     count_shown.store(frames, std::memory_order_relaxed);
 }
@@ -43,6 +45,7 @@ void sound_ring_put(const int16_t *samples, uint32_t frames, uint32_t turn)
     sys_guard guard(ring_lock);
     if (turn != ring_turn)
         return;
+    assert(frames <= ring_frames - ring_count);
     const uint32_t at = (ring_first + ring_count) % ring_frames;
     const uint32_t first = std::min(frames, ring_frames - at);
     memcpy(ring + at * 2, samples, static_cast<size_t>(first) * sound_frame_bytes);

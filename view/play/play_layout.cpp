@@ -6,6 +6,7 @@
 #include "view/screen/screen.h"
 
 #include <array>
+#include <cassert>
 
 constinit play_layout_want play_layout_want_cover = nullptr;
 constinit play_layout_want play_layout_want_lyrics = nullptr;
@@ -73,6 +74,7 @@ static bool ask_for(uint8_t condition, const void *)
 
 static bool page_is_usable_locked(uint32_t index) REQUIRES(play_view_lock)
 {
+    assert(play_view.play_part && index < play_view.play_part->count);
     return skin_page_fits(&play_view.play_part->pages[index], ask_for, nullptr);
 }
 

@@ -10,6 +10,7 @@
 #include "view/play/play_worker.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cerrno>
 #include <cstring>
 #include <new>
@@ -130,6 +131,7 @@ static bool make_lyrics_path(char (&to)[512], const char *track_path)
  * last. */
 static uint32_t step_back_locked(uint32_t position) REQUIRES(play_view_lock)
 {
+    assert(play_view.lyrics_cur > 0 && play_view.lyrics_cur <= play_view.lyrics_count);
     const uint32_t *times = play_view.lyrics_times;
     uint32_t i = play_view.lyrics_cur - 1;
     while (i > 0 && times[i] > position)
@@ -141,6 +143,8 @@ static uint32_t step_back_locked(uint32_t position) REQUIRES(play_view_lock)
 
 static void show_lines_locked(uint32_t start, uint32_t end) REQUIRES(play_view_lock)
 {
+    assert(start <= end && end <= play_view.lyrics_count);
+    assert(end - start <= std::size(play_view.lyrics_shown));
     play_view.lyrics_first_shown = static_cast<int32_t>(start);
     play_view.lyrics_shown_count = end - start;
     for (uint32_t i = start; i < end; i++)

@@ -8,6 +8,7 @@
 #include "view/view.h"
 
 #include <algorithm>
+#include <cassert>
 #include <ctime>
 #include <utility>
 
@@ -126,6 +127,7 @@ void screen_insert_battery(skin_text *out)
 
 void screen_insert_number(skin_text *out, int32_t number, int digits)
 {
+    assert(digits > 0 && digits <= 10);
     char text[16];
     (void)str_format(text, "%0*d", digits, number); /* at most 11 characters */
     skin_text_add(out, text);

@@ -85,3 +85,22 @@ TEST_F(linked_list, refuses_null)
     EXPECT_EQ(linked_clear(nullptr), 0);
     expect("abcd");
 }
+
+#if defined(NDEBUG) && (defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__))
+#error "a build with sanitizers evaluates what our own code promises"
+#endif
+
+#ifndef NDEBUG
+TEST(linked_death_test, a_node_of_another_list_is_the_callers_mistake)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    linked list = {}, other = {};
+    int data = 0;
+    ASSERT_NE(linked_add(&list, &data), nullptr);
+    linked_node *node = linked_add(&other, &data);
+    ASSERT_NE(node, nullptr);
+    EXPECT_DEATH((void)linked_remove(&list, node), "list->head");
+    EXPECT_EQ(linked_remove(&other, node), 0);
+    EXPECT_EQ(linked_clear(&list), 0);
+}
+#endif
