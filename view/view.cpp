@@ -68,7 +68,10 @@ static void present(view *shown)
         if (view_previous)
             copy_to_screen(view_previous->surface, at.old_x);
     }
-    copy_to_screen(shown->surface, at.new_x);
+    if (sliding)
+        copy_to_screen(shown->surface, at.new_x);
+    else
+        (void)fb_copy_changes(fb_cur, shown->surface); /* nothing without a screen */
     (void)overlay_msg->draw(shown, fb_cur);
     (void)fb_flip(); /* a frame that could not be shown is followed by the next one */
     shown->updated = 0;

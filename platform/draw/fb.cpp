@@ -7,6 +7,8 @@
 constinit fb_surface *fb_cur = nullptr;
 constinit uint8_t fb_power = 0;
 
+static constinit uint32_t shown_content = 0; /* number of the picture that the device shows */
+
 int fb_open(int32_t width, int32_t height)
 {
     if (fault_hit("fb_open") || !device_current)
@@ -21,6 +23,7 @@ int fb_open(int32_t width, int32_t height)
         return -1;
     }
     screen->flags |= fb_flag_screen;
+    shown_content = 0;
     fb_cur = screen;
     (void)device_current->screen_power(1); /* a panel that cannot be switched is lit anyway */
     fb_power = 1;
@@ -51,11 +54,24 @@ int fb_set_power(int on)
     return device_current->screen_power(fb_power);
 }
 
+/* What the device shows already is not told again. */
+static void tell_changes()
+{
+    const bool known = shown_content != 0 && fb_cur->content != 0;
+    if (known && fb_cur->content == shown_content)
+        fb_cur->changes = {.partial = true, .count = 0, .rects = {}};
+    else if (!known || fb_cur->before != shown_content)
+        fb_cur->changes = {};
+}
+
 int fb_flip()
 {
     if (fault_hit("fb_flip") || !fb_cur || !device_current)
         return -1;
-    return device_current->screen_show(fb_cur);
+    tell_changes();
+    const int result = device_current->screen_show(fb_cur);
+    shown_content = result == 0 ? fb_cur->content : 0;
+    return result;
 }
 
 void fb_set_title(const char *text)

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "platform/draw/fb.h"
+
 /* A rectangle of `w` x `h` pixels and where it comes from. */
 struct fb_area {
     int32_t dst_x, dst_y, w, h, src_x, src_y;
@@ -26,6 +28,19 @@ inline bool fb_clip_axis(int32_t *dst, int32_t *src, int32_t *length, int32_t ds
     *src = static_cast<int32_t>(source);
     *length = static_cast<int32_t>(left);
     return true;
+}
+
+/* The same with a target that does not begin at 0. */
+inline bool fb_clip_within(fb_area *area, const fb_rect &target, int32_t src_w, int32_t src_h)
+{
+    const int64_t x = int64_t{area->dst_x} - target.x, y = int64_t{area->dst_y} - target.y;
+    area->dst_x = static_cast<int32_t>(std::clamp<int64_t>(x, INT32_MIN, INT32_MAX));
+    area->dst_y = static_cast<int32_t>(std::clamp<int64_t>(y, INT32_MIN, INT32_MAX));
+    const bool left = fb_clip_axis(&area->dst_x, &area->src_x, &area->w, target.w, src_w) &&
+                      fb_clip_axis(&area->dst_y, &area->src_y, &area->h, target.h, src_h);
+    area->dst_x += target.x;
+    area->dst_y += target.y;
+    return left;
 }
 
 inline bool fb_clip(fb_area *area, int32_t dst_w, int32_t dst_h, int32_t src_w, int32_t src_h)

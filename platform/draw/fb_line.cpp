@@ -1,5 +1,5 @@
 /* fb_line: straight lines between any two points. */
-#include "platform/draw/fb.h"
+#include "platform/draw/fb_trace.h"
 
 #include <algorithm>
 #include <cassert>
@@ -68,6 +68,23 @@ static line_walk walk_make(int64_t major1, int64_t minor1, int64_t major2, int64
     return line;
 }
 
+/* The box of a line; a side that has more pixels than a number can tell is cut at its far end. */
+static fb_rect box_of(int32_t x1, int32_t y1, int32_t x2, int32_t y2)
+{
+    const auto length = [](int32_t a, int32_t b) {
+        return static_cast<int32_t>(std::min<int64_t>(std::llabs(int64_t{a} - b) + 1, INT32_MAX));
+    };
+    return {std::min(x1, x2), std::min(y1, y2), length(x1, x2), length(y1, y2)};
+}
+
+static uint64_t number_of(int32_t x1, int32_t y1, int32_t x2, int32_t y2, uint16_t colour)
+{
+    uint64_t number = fb_trace_mix(2, colour);
+    for (const int32_t each : {x1, y1, x2, y2})
+        number = fb_trace_mix(number, static_cast<uint32_t>(each));
+    return number;
+}
+
 int fb_draw_line(fb_surface *surface, int32_t x1, int32_t y1, int32_t x2, int32_t y2,
                  uint16_t colour)
 {
@@ -75,6 +92,9 @@ int fb_draw_line(fb_surface *surface, int32_t x1, int32_t y1, int32_t x2, int32_
         return 0;
     if (y1 == y2 && x1 == x2)
         return fb_draw_rect(surface, x1, y1, 1, 1, colour);
+    if (!fb_trace_note(surface, box_of(x1, y1, x2, y2), number_of(x1, y1, x2, y2, colour)))
+        return 0;
+    const fb_rect bounds = fb_bounds(surface);
     const bool steep = std::llabs(static_cast<int64_t>(y2) - y1) >
                        std::llabs(static_cast<int64_t>(x2) - x1); /* y is the major direction */
     line_walk line = steep ? walk_make(y1, x1, y2, x2) : walk_make(x1, y1, x2, y2);
@@ -90,6 +110,8 @@ int fb_draw_line(fb_surface *surface, int32_t x1, int32_t y1, int32_t x2, int32_
             continue;
         const int64_t x = steep ? line.minor : line.major;
         const int64_t y = steep ? line.major : line.minor;
+        if (x < bounds.x || x >= bounds.x + bounds.w || y < bounds.y || y >= bounds.y + bounds.h)
+            continue;
         surface->pixels[y * surface->stride + x] = colour;
     }
     return 0;

@@ -1,6 +1,7 @@
 /* font_draw: text on surfaces. */
 #include "platform/draw/fb.h"
 #include "platform/draw/fb_pixel.h"
+#include "platform/draw/fb_trace.h"
 #include "platform/font/font_face.h"
 #include "platform/font/font_glyph.h"
 #include "platform/font/font_line.h"
@@ -108,18 +109,17 @@ static void draw_line(fb_surface *surface, const clip &area, const font_line &li
 
 /* A box as high as the text still shows descenders and the accents of capitals, which reach beyond
  * the nominal size of every font: without them letters turn into other letters. */
-static clip clip_of(const fb_surface *surface, int32_t x, int32_t y, int32_t w, int32_t h,
-                    int32_t size)
+static clip clip_of(const fb_rect &bounds, int32_t x, int32_t y, int32_t w, int32_t h, int32_t size)
 {
-    clip area = {0, 0, surface->width, surface->height};
+    clip area = {bounds.x, bounds.y, bounds.x + bounds.w, bounds.y + bounds.h};
     if (w > 0) {
-        area.left = std::max<int64_t>(0, x);
-        area.right = std::min<int64_t>(surface->width, static_cast<int64_t>(x) + w);
+        area.left = std::max<int64_t>(area.left, x);
+        area.right = std::min<int64_t>(area.right, static_cast<int64_t>(x) + w);
     }
     if (h > 0) {
         const int32_t overhang = h >= size ? (size + 3) / 4 : 0;
-        area.top = std::max<int64_t>(0, static_cast<int64_t>(y) - overhang);
-        area.bottom = std::min<int64_t>(surface->height, static_cast<int64_t>(y) + h + overhang);
+        area.top = std::max<int64_t>(area.top, static_cast<int64_t>(y) - overhang);
+        area.bottom = std::min<int64_t>(area.bottom, static_cast<int64_t>(y) + h + overhang);
     }
     return area;
 }
@@ -162,17 +162,38 @@ static bool draw_two_lines(fb_surface *surface, const clip &area, const char *te
     return true;
 }
 
+/* The font belongs to what a text looks like. */
+static bool trace_text(fb_surface *surface, const fb_text &text, uint32_t align)
+{
+    if (!surface->trace)
+        return fb_trace_note(surface, {}, 0);
+    const clip box = clip_of({0, 0, surface->width, surface->height}, text.x, text.y, text.w,
+                             text.h, std::min(text.size, font_size_max));
+    uint64_t number = fb_trace_mix_text(4, text.text);
+    number = fb_trace_mix(number, reinterpret_cast<uintptr_t>(font_current.faces));
+    for (const int32_t each : {text.x, text.y, text.w, text.h, text.size})
+        number = fb_trace_mix(number, static_cast<uint32_t>(each));
+    number = fb_trace_mix(number, uint64_t{align} << 16 | text.colour);
+    const fb_rect within = {static_cast<int32_t>(box.left), static_cast<int32_t>(box.top),
+                            static_cast<int32_t>(std::max<int64_t>(0, box.right - box.left)),
+                            static_cast<int32_t>(std::max<int64_t>(0, box.bottom - box.top))};
+    return fb_trace_note(surface, within, number);
+}
+
 int fb_draw_text(fb_surface *surface, const char *text, int32_t x, int32_t y, int32_t w, int32_t h,
                  int32_t size, uint16_t colour, uint32_t align)
 {
     if (!surface || !text || !*text || w < 0 || h < 0 || size < 1)
         return 0;
     const fb_text note = {x, y, w, h, size, colour, align & ~fb_align_two_lines, text};
-    fb_text_note(surface, &note);
+    if (!trace_text(surface, note, align))
+        return 0;
+    if (!surface->quiet)
+        fb_text_note(surface, &note);
     if (!font_current.faces)
         return -1;
     const int32_t drawn_size = std::min(size, font_size_max);
-    const clip area = clip_of(surface, x, y, w, h, drawn_size);
+    const clip area = clip_of(fb_bounds(surface), x, y, w, h, drawn_size);
     if (area.left >= area.right || area.top >= area.bottom)
         return 0;
     if ((align & fb_align_two_lines) && draw_two_lines(surface, area, text, note, drawn_size))

@@ -3,6 +3,7 @@
 #include "platform/draw/fb.h"
 #include "platform/draw/fb_clip.h"
 #include "platform/draw/fb_pixel.h"
+#include "platform/draw/fb_trace.h"
 #include "platform/image/image.h"
 #include "platform/image/image_span.h"
 
@@ -120,13 +121,26 @@ static void draw_spans(fb_surface *surface, const image *img, const fb_area *are
         draw_span(surface, img, area, span, alpha);
 }
 
+/* A picture that is drawn is not changed any more; a new one has a new number. */
+static uint64_t number_of(const image *img, int32_t dest_x, int32_t dest_y, int32_t src_x,
+                          int32_t src_y, int32_t alpha)
+{
+    uint64_t number = fb_trace_mix(3, img->serial);
+    for (const int32_t each : {dest_x, dest_y, src_x, src_y, alpha})
+        number = fb_trace_mix(number, static_cast<uint32_t>(each));
+    return number;
+}
+
 int fb_draw_image(fb_surface *surface, const image *img, int32_t dest_x, int32_t dest_y, int32_t w,
                   int32_t h, int32_t src_x, int32_t src_y, int32_t alpha)
 {
     if (!surface || !img || alpha <= 0)
         return 0;
+    if (!fb_trace_note(surface, {dest_x, dest_y, w, h},
+                       number_of(img, dest_x, dest_y, src_x, src_y, alpha)))
+        return 0;
     fb_area area = {dest_x, dest_y, w, h, src_x, src_y};
-    if (!fb_clip(&area, surface->width, surface->height, img->width, img->height))
+    if (!fb_clip_within(&area, fb_bounds(surface), img->width, img->height))
         return 0;
     const uint32_t opacity = static_cast<uint32_t>(std::min<int32_t>(alpha, 255));
     if (img->rgb565)

@@ -6,6 +6,7 @@
 #include "platform/image/image_codec.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -19,6 +20,9 @@ static constexpr int64_t pixels_max = 16 * 1024 * 1024;
  * in full colour. A picture that is held in memory while it is read counts. */
 static constexpr int64_t budget_max = 20 * 1024 * 1024;
 static constexpr int64_t budget_min = 1024 * 1024; /* any picture that comes row by row */
+
+/* Any thread; wraps after more pictures than a player ever sees. */
+static constinit std::atomic<uint32_t> serials{0};
 
 struct format {
     const char *signature;
@@ -126,6 +130,7 @@ image *image_new(int32_t width, int32_t height)
     made->width = width;
     made->height = height;
     made->has_alpha = true;
+    made->serial = ++serials;
     /* Zeroed pages come from the system untouched, so a small file that claims a large picture
      * costs only the rows it really has. */
     made->argb = static_cast<uint32_t *>(

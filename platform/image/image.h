@@ -21,7 +21,8 @@ struct image {
     image_span
         *spans; /* runs of opaque and mixed pixels, made by image_dither() for alpha images */
     uint32_t span_count;
-    uint16_t *runs; /* RGB565 pixels of the opaque runs, one after the other; with `spans` only */
+    uint16_t *runs;  /* RGB565 pixels of the opaque runs, one after the other; with `spans` only */
+    uint32_t serial; /* tells pictures apart */
 };
 
 /* Reads up to `length` bytes: > 0 bytes read, 0 at the end, < 0 on error. */

@@ -59,31 +59,38 @@ static int16_t scale(int16_t sample, int16_t rest, int16_t whole)
     return static_cast<int16_t>(high + (low >> 15) + (sample & whole));
 }
 
-/* The gains of four frames, side by side. */
+/* The gains of eight frames, side by side. */
+constexpr uint32_t block_samples = 16;
 struct gain_block {
-    int16_t rest[8], whole[8];
+    int16_t rest[block_samples], whole[block_samples];
 };
 
-/* Four frames make a vector; on its own, because the compiler would gather whole blocks of them
- * otherwise, and there are rarely so many. */
-[[gnu::noinline]] static void scale_four(int16_t *__restrict samples, const gain_block &gain)
+/* On its own, because the compiler would gather whole blocks of them otherwise, and there are rarely
+ * so many frames. */
+[[gnu::noinline]] static void scale_block(int16_t *__restrict samples, const gain_block &gain)
 {
-    for (int i = 0; i < 8; i++)
+    for (uint32_t i = 0; i < block_samples; i++)
         samples[i] = scale(samples[i], gain.rest[i], gain.whole[i]);
+}
+
+static void fill_block(gain_block *block, const gain_parts &left, const gain_parts &right)
+{
+    for (uint32_t i = 0; i < block_samples; i += 2) {
+        block->rest[i] = left.rest;
+        block->rest[i + 1] = right.rest;
+        block->whole[i] = left.whole;
+        block->whole[i + 1] = right.whole;
+    }
 }
 
 static void apply_gain(int16_t *samples, uint32_t frames, const sound_gain gain)
 {
     const gain_parts left = parts_of(gain.left), right = parts_of(gain.right);
     gain_block block;
-    for (int i = 0; i < 8; i += 2) {
-        block.rest[i] = left.rest;
-        block.rest[i + 1] = right.rest;
-        block.whole[i] = left.whole;
-        block.whole[i + 1] = right.whole;
-    }
-    for (; frames >= 4; frames -= 4, samples += 8)
-        scale_four(samples, block);
+    if (frames >= block_samples / 2)
+        fill_block(&block, left, right);
+    for (; frames >= block_samples / 2; frames -= block_samples / 2, samples += block_samples)
+        scale_block(samples, block);
     for (; frames > 0; frames--, samples += 2) {
         samples[0] = scale(samples[0], left.rest, left.whole);
         samples[1] = scale(samples[1], right.rest, right.whole);

@@ -33,6 +33,11 @@ struct play_kind_drawing {
 static constinit int64_t draw_seen_track = -1;
 static constinit int32_t draw_seen_second = -1;
 static constinit int64_t draw_seen_minute = -1;
+/* While the position is in here, neither seconds nor lyrics change; empty where nobody has looked. */
+static constinit int32_t draw_watched_first = 0, draw_watched_last = -1;
+
+/* What the last picture is made of; owned, null before the first one. Main thread. */
+static constinit fb_trace *draw_trace = nullptr;
 
 static play_frame read_frame()
 {
@@ -68,7 +73,18 @@ static void watch_position(int32_t position)
         update_lyrics_shown(static_cast<uint32_t>(position));
         play_lyrics_cut_span(position, &first, &last);
     }
+    draw_watched_first = first;
+    draw_watched_last = last;
     play_watch(first, last);
+}
+
+/* Most passes find everything as the last one did, and look at nothing else. */
+static bool is_as_before(const view *self)
+{
+    const int32_t position = play_pos;
+    return self->redraw == 0 && play_handle_id == draw_seen_track &&
+           position >= draw_watched_first && position <= draw_watched_last &&
+           int64_t{clock_wall()} / 60 == draw_seen_minute;
 }
 
 /* Raises `redraw` for whatever changed since the last pass. */
@@ -218,24 +234,49 @@ static void draw_page(fb_surface *to, skin_page *page, const play_frame &frame)
             screen_draw_outline(to, &page->elements[i]);
 }
 
+/* What paint_page() needs. */
+struct page_drawing {
+    skin_page *page; /* null without a skin */
+    const play_frame &frame;
+};
+
+static void paint_page(fb_surface *to, void *user)
+{
+    const page_drawing *drawing = static_cast<page_drawing *>(user);
+    if (drawing->page)
+        draw_page(to, drawing->page, drawing->frame);
+}
+
 int play_draw(view *self, fb_surface *)
 {
+    if (is_as_before(self))
+        return 0;
     const play_frame frame = read_frame();
     notice_changes(self, frame);
     /* Taken before anything is read, so that a worker's wish during this frame gets the next. */
     if (self->redraw.exchange(0) == 0)
         return 0;
-    screen_begin_frame(self);
     /* A worker may choose another layout meanwhile; this frame keeps to one. */
-    if (skin_page *page = play_layout_shown())
-        draw_page(self->frame, page, frame);
+    page_drawing drawing = {play_layout_shown(), frame};
+    if (!draw_trace)
+        draw_trace = fb_trace_new();
+    if (draw_trace) {
+        screen_draw_changes(self, draw_trace, paint_page, &drawing);
+        return 0;
+    }
+    screen_begin_frame(self);
+    paint_page(self->frame, &drawing);
     screen_finish_frame(self);
     return 0;
 }
 
 void play_draw_reset()
 {
+    fb_trace_free(draw_trace);
+    draw_trace = nullptr;
     draw_seen_track = -1;
     draw_seen_second = -1;
     draw_seen_minute = -1;
+    draw_watched_first = 0;
+    draw_watched_last = -1;
 }

@@ -45,6 +45,7 @@ static int play_view_init()
 static int play_view_exit()
 {
     play_view_open(false);
+    play_draw_reset();
     const sys_guard guard(play_view_lock);
     (void)skin_free_part(play_view.play_part);
     play_view.play_part = nullptr;

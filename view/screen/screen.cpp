@@ -39,11 +39,74 @@ void screen_begin_frame(view *self)
     (void)fb_clear(self->frame, background);
 }
 
-/* The picture before it becomes the room for the next one, which begins with clearing it. */
-void screen_finish_frame(view *self)
+/* The picture before it becomes the room for the next one. */
+static void change_places(view *self)
 {
     std::swap(self->frame, self->surface);
     self->updated = 1;
+}
+
+void screen_finish_frame(view *self)
+{
+    static constexpr fb_changes all = {};
+    fb_mark(self->frame, nullptr, 0, &all);
+    change_places(self);
+}
+
+/* What has to be drawn so that the room, which holds the picture before the last, becomes the next. */
+static fb_changes missing_in_frame(const view *self, const fb_changes &changes)
+{
+    const fb_surface *frame = self->frame, *last = self->surface;
+    if (last->content == 0 || frame->content == 0 || last->before != frame->content)
+        return {};
+    return fb_changes_add(&changes, &last->changes);
+}
+
+static void paint_whole(view *self, screen_painter paint, void *user)
+{
+    screen_begin_frame(self);
+    paint(self->frame, user);
+}
+
+/* The texts of the whole picture are kept once. True when what was drawn is what had been noted. */
+static bool paint_parts(view *self, const fb_changes &parts, screen_painter paint, void *user)
+{
+    fb_surface *frame = self->frame;
+    fb_trace_draw(frame);
+    for (uint32_t i = 0; i < parts.count; i++) {
+        frame->clip = parts.rects[i];
+        paint_whole(self, paint, user);
+        frame->quiet = true;
+        if (i == 0 && !fb_trace_end(frame))
+            return false;
+    }
+    return true;
+}
+
+void screen_draw_changes(view *self, fb_trace *trace, screen_painter paint, void *user)
+{
+    const fb_changes whole = {
+        .partial = true, .count = 1, .rects = {{0, 0, self->frame->width, self->frame->height}}};
+    fb_trace_begin(self->frame, trace);
+    paint_whole(self, paint, user);
+    fb_changes changes = fb_trace_changes(trace, self->surface->content);
+    if (changes.partial && changes.count == 0) {
+        (void)fb_trace_end(self->frame);
+        self->updated = 1;
+        return;
+    }
+    const fb_changes missing = missing_in_frame(self, changes);
+    const bool same = paint_parts(self, missing.partial ? missing : whole, paint, user);
+    self->frame->clip = {};
+    self->frame->quiet = false;
+    self->frame->trace = nullptr;
+    if (!same) { /* a worker delivered meanwhile: its picture is drawn whole */
+        paint_whole(self, paint, user);
+        screen_finish_frame(self);
+        return;
+    }
+    fb_mark(self->frame, trace, self->surface->content, &changes);
+    change_places(self);
 }
 
 /* ---- skin ---- */

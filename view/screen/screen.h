@@ -8,6 +8,7 @@
 #include <ctime>
 
 struct fb_surface;
+struct fb_trace;
 struct skin_element;
 struct skin_page;
 struct skin_part;
@@ -30,6 +31,11 @@ typedef skin_part *(*screen_skin_reader)(const char *package_path, const char *p
 /* A frame begins white; once it is finished, it is the view's picture. */
 void screen_begin_frame(view *self);
 void screen_finish_frame(view *self);
+
+/* Draws all that stands on the screen's surface. May be called several times for one picture. */
+typedef void (*screen_painter)(fb_surface *to, void *user);
+/* The same in one step, drawing no more than what differs from the picture before. */
+void screen_draw_changes(view *self, fb_trace *trace, screen_painter paint, void *user);
 
 /* Draws a text in the element's font, colour and alignment, in its box or in a band of it. */
 void screen_draw_text(fb_surface *to, const skin_element *element, const char *text);

@@ -87,6 +87,8 @@ void linux_panel_draw(const linux_panel *on, const fb_surface *frame)
     int32_t y_before = -1;
     for (int32_t y = 0; y < rows; y++) {
         const int32_t from_y = (top + y - where.top) / where.scale;
+        if (!fb_row_changes(frame, from_y))
+            continue;
         const uint16_t *from =
             frame->pixels + static_cast<size_t>(from_y) * static_cast<size_t>(frame->stride);
         uint8_t *to = on->memory +

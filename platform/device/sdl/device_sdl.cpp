@@ -188,11 +188,22 @@ static void sdl_screen_title(const char *text)
     SDL_free(clean);
 }
 
+static int update(const fb_surface *frame, const fb_rect &part)
+{
+    const SDL_Rect to = {part.x, part.y, part.w, part.h};
+    const uint16_t *from = frame->pixels + static_cast<ptrdiff_t>(part.y) * frame->stride + part.x;
+    return SDL_UpdateTexture(texture, &to, from, frame->stride * 2);
+}
+
 static int sdl_screen_show(const fb_surface *frame)
 {
-    if (!texture || SDL_UpdateTexture(texture, nullptr, frame->pixels, frame->stride * 2) != 0)
-        return -1;
-    return present();
+    const fb_changes &changes = frame->changes;
+    int result = texture ? 0 : -1;
+    if (texture && !changes.partial)
+        result = update(frame, {0, 0, frame->width, frame->height});
+    for (uint32_t i = 0; texture && changes.partial && i < changes.count; i++)
+        result |= update(frame, changes.rects[i]);
+    return result == 0 ? present() : -1;
 }
 
 static int sdl_screen_power(int on)

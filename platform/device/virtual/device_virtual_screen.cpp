@@ -82,10 +82,13 @@ int virtual_screen_show(const fb_surface *frame)
 {
     if (!pixels || frame->width != shown_width || frame->height != shown_height)
         return -1;
-    for (int32_t y = 0; y < shown_height; y++)
+    for (int32_t y = 0; y < shown_height; y++) {
+        if (!fb_row_changes(frame, y))
+            continue;
         memcpy(pixels + static_cast<size_t>(y) * static_cast<size_t>(shown_width),
                frame->pixels + static_cast<size_t>(y) * static_cast<size_t>(frame->stride),
                static_cast<size_t>(shown_width) * sizeof *pixels);
+    }
     keep_texts(frame);
     flips++;
     return 0;

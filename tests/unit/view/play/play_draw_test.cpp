@@ -1,6 +1,7 @@
 #include "view/play/play_draw.h"
 
 #include "platform/font/font.h"
+#include "support/seed.h"
 #include "unit/view/play/play_fixture.h"
 
 #include <png.h>
@@ -240,6 +241,7 @@ TEST_F(play_draw_test, stacks_the_shown_lines_in_equal_bands)
     set_track();
     draw();
     hold_lyrics({{10, "a"}, {10, "b"}, {10, "c"}, {5000, "d"}});
+    EXPECT_TRUE(draw()) << "as their worker asks";
     EXPECT_FALSE(draw());
     play_pos = 10;
     EXPECT_TRUE(draw());
@@ -377,6 +379,58 @@ TEST_F(play_draw_test, survives_boxes_at_the_ends_of_numbers)
     EXPECT_EQ(pixel(100, 200), 0xF800) << "what is on the screen of a box has its outline";
     EXPECT_EQ(pixel(300, 100), 0xF800);
     EXPECT_EQ(pixel(300, 200), 0xFFFF);
+}
+
+/* Whatever changes from one picture to the next, it looks as if all of it had been drawn. */
+TEST_F(play_draw_test, what_is_drawn_in_parts_looks_like_the_whole)
+{
+    load_part({"|<rect x=\"0\" y=\"0\" width=\"320\" height=\"40\" color=\"#102030\"/>"
+               "<text x=\"5\" y=\"5\" width=\"80\" height=\"20\" font_size=\"16\" "
+               "font_color=\"#ff8800\" format=\"$mins:$02secs\"/>"
+               "<rect x=\"20\" y=\"10\" width=\"200\" height=\"90\" color=\"#334455\" "
+               "show=\"pause\"/>"
+               "<lyrics x=\"5\" y=\"60\" width=\"200\" height=\"60\" font_size=\"13\"/>"
+               "<text x=\"100\" y=\"200\" font_size=\"18\" format=\"$title\"/>"});
+    set_track();
+    hold_lyrics({{3000, "one"}, {6000, "two lines of it"}, {9000, "three"}});
+    uint32_t noise = seed_or(1);
+    for (int round = 0; round < 120; round++) {
+        noise = noise * 1664525 + 1013904223;
+        play_pos = static_cast<int32_t>((noise >> 8) % 12000);
+        play_paused = noise >> 30 == 0;
+        play_screen.redraw = 1;
+        EXPECT_TRUE(draw());
+        const texts in_parts_texts = shown_texts();
+        const fb_surface *shown = play_screen.surface;
+        const std::vector<uint16_t> in_parts(shown->pixels, shown->pixels + 320 * 240);
+        if (round % 3 != 0)
+            continue; /* what follows draws everything */
+        play_draw_reset();
+        play_screen.redraw = 1;
+        EXPECT_TRUE(draw());
+        shown = play_screen.surface;
+        EXPECT_EQ(shown_texts(), in_parts_texts) << round;
+        EXPECT_EQ(std::vector<uint16_t>(shown->pixels, shown->pixels + 320 * 240), in_parts)
+            << round;
+    }
+}
+
+TEST_F(play_draw_test, a_new_second_changes_no_more_than_its_place)
+{
+    load_part({"|<text x=\"5\" y=\"5\" width=\"80\" height=\"20\" font_size=\"16\" "
+               "format=\"$mins:$02secs\"/>"
+               "<text x=\"100\" y=\"200\" font_size=\"18\" format=\"what stays\"/>"});
+    set_track();
+    EXPECT_TRUE(draw());
+    play_pos = 1000;
+    EXPECT_TRUE(draw());
+    const fb_changes &changes = play_screen.surface->changes;
+    ASSERT_TRUE(changes.partial);
+    ASSERT_EQ(changes.count, 1u);
+    EXPECT_EQ(changes.rects[0].x, 5);
+    EXPECT_EQ(changes.rects[0].w, 80);
+    EXPECT_LE(changes.rects[0].h, 28) << "the box and what letters reach beyond it";
+    EXPECT_EQ(shown_texts(), (texts{"0:01", "what stays"}));
 }
 
 TEST_F(play_draw_test, draws_an_empty_screen_without_a_part)

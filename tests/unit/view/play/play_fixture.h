@@ -330,6 +330,7 @@ class play_test : public testing::Test
         }
         play_view.lyrics_count = static_cast<uint32_t>(count);
         play_view.lyrics_id = play_handle_id;
+        play_view_request_redraw();
         const sys_guard play_guard(play_lock);
         lyrics_loaded_for = play_handle_id;
     }
