@@ -70,6 +70,8 @@ void web_sound_unpaced();
 /* ---- device_web_server.cpp: the server and its thread ---- */
 
 extern web_gate web_server_gate; /* set before the thread starts, then only read */
+/* The origin of a page of this machine that shows ours in a frame; "": nobody does. */
+extern char web_server_within[64];
 int web_server_open();
 int web_server_close();
 /* There is something for the pages. Any thread; does nothing where no page looks on. */

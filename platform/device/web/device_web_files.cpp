@@ -45,7 +45,8 @@ static int take_request(lws *connection, web_upload *upload, const char *path)
         return web_http_answer(connection,
                                {403, "The address needs its token: look where the player was "
                                      "started."});
-    return web_http_serve(connection, web_page_files, path);
+    return web_http_serve(connection, web_page_files, path,
+                          {.within = web_server_within[0] ? web_server_within : nullptr});
 }
 
 int web_files_callback(lws *connection, int reason, void *session, void *in, size_t length)

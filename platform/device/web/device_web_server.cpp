@@ -21,6 +21,7 @@ constexpr int port_default = 8320;
 constexpr int farewell_ms = 300; /* for pages to hear that the program ends */
 
 constinit web_gate web_server_gate = {};
+constinit char web_server_within[64] = "";
 
 /* Main thread; set before the thread starts. */
 static constinit char address[64] = "";
@@ -84,7 +85,8 @@ static int prepare_gate()
         return -1;
     web_server_gate.wide = !web_is_loopback(address);
     if (gethostname(web_server_gate.machine, sizeof web_server_gate.machine - 1) != 0)
-        web_server_gate.machine[0] = '\0'; /* numbers will do */
+        web_server_gate.machine[0] = '\0';                             /* numbers will do */
+    (void)str_copy(web_server_within, setting("ZERV_WEB_WITHIN", "")); /* cut, it is nobody's */
     return web_server_gate.wide ? make_token(web_server_gate.token) : 0;
 }
 

@@ -130,12 +130,13 @@ static bool add_guard(lws *connection, const char *name, const char *value, uint
                                        static_cast<int>(strlen(value)), at, end) == 0;
 }
 
-/* Nothing from elsewhere is loaded, and nobody else's page may hold ours in a frame. */
-static bool add_guards(lws *connection, const char *frames, uint8_t **at, uint8_t *end)
+/* Nothing from elsewhere is loaded, and no page but a named one may hold ours in a frame. */
+static bool add_guards(lws *connection, const web_frames &frames, uint8_t **at, uint8_t *end)
 {
     char text[512];
-    if (!str_format(text, "%sframe-ancestors 'none'; frame-src %s", policy,
-                    frames ? frames : "'none'") ||
+    if (!str_format(text, "%sframe-ancestors %s; frame-src %s", policy,
+                    frames.within ? frames.within : "'none'",
+                    frames.shows ? frames.shows : "'none'") ||
         !add_guard(connection, "content-security-policy:", text, at, end))
         return false;
     for (const page_guard &each : guards) {
@@ -146,7 +147,7 @@ static bool add_guards(lws *connection, const char *frames, uint8_t **at, uint8_
 }
 
 int web_http_respond(lws *connection, unsigned status, const char *type, const void *bytes,
-                     size_t length, const char *frames)
+                     size_t length, const web_frames &frames)
 {
     const size_t room = std::max(length, head_most);
     const std::unique_ptr<uint8_t[]> buffer(new (std::nothrow) uint8_t[LWS_PRE + room]);
@@ -184,12 +185,14 @@ static const char *type_of(const char *name)
     return "application/octet-stream";
 }
 
-int web_http_serve(lws *connection, const web_page_file *files, const char *path)
+int web_http_serve(lws *connection, const web_page_file *files, const char *path,
+                   const web_frames &frames)
 {
     const char *wanted = strcmp(path, "/") == 0 ? "index.html" : path + 1;
     for (const web_page_file *each = files; each->name; each++) {
         if (strcmp(each->name, wanted) == 0)
-            return web_http_respond(connection, 200, type_of(wanted), each->bytes, each->length);
+            return web_http_respond(connection, 200, type_of(wanted), each->bytes, each->length,
+                                    frames);
     }
     return web_http_answer(connection, {404, "There is no such file."});
 }

@@ -48,11 +48,15 @@ bool web_http_page_is_ours(const web_gate *gate, lws *connection);
 
 /* ---- answers: each returns what the callback has to return ---- */
 
-/* frames: the origin whose page may be shown in a frame of ours; null: none. */
+/* Origins: whose page may show ours in a frame, and whose ours may show. Null: nobody's. */
+struct web_frames {
+    const char *within = nullptr, *shows = nullptr;
+};
 int web_http_respond(lws *connection, unsigned status, const char *type, const void *bytes,
-                     size_t length, const char *frames = nullptr);
+                     size_t length, const web_frames &frames = {});
 int web_http_answer(lws *connection, const web_answer &what);
 /* What is still to come of the request is not wanted. */
 int web_http_refuse(lws *connection, const web_answer &what);
 /* The file of that path, "/" for index.html. */
-int web_http_serve(lws *connection, const web_page_file *files, const char *path);
+int web_http_serve(lws *connection, const web_page_file *files, const char *path,
+                   const web_frames &frames = {});
