@@ -1,6 +1,8 @@
 /* cli: the command line of zerv-skin. */
 #pragma once
 
+#include <cstdint>
+
 /* Runs the program; returns its exit status: 0, 1 for warnings, 2 for errors and wrong usage. */
 int cli_main(int argc, char **argv);
 
@@ -21,6 +23,10 @@ int cli_watch(const cli_options *options);
 int cli_new(const cli_options *options);
 int cli_pack(const cli_options *options);
 int cli_words(const cli_options *options);
+int cli_studio(const cli_options *options);
+
+/* Packs a folder as it is, whatever check says. Complains on standard error; 0 or -1. */
+int cli_pack_write(const char *folder, const char *path, uint32_t *files);
 
 /* The last name of a path, without the ends "/" and ".zip". */
 struct cli_name {

@@ -91,9 +91,9 @@ static int pack_all(const char *folder, packing *to)
 }
 
 /* Under another name until it is whole: nobody finds half a skin. */
-static int write_zip(const char *folder, const std::string &path, uint32_t *files)
+int cli_pack_write(const char *folder, const char *path, uint32_t *files)
 {
-    const std::string beside = path + ".new";
+    const std::string beside = std::string(path) + ".new";
     packing to = {zipOpen64(beside.c_str(), APPEND_STATUS_CREATE), 0, ""};
     if (!to.zip) {
         fprintf(stderr, "zerv-skin: %s: %s\n", beside.c_str(), strerror(errno));
@@ -101,9 +101,9 @@ static int write_zip(const char *folder, const std::string &path, uint32_t *file
     }
     const int packed = pack_all(folder, &to);
     const int closed = zipClose(to.zip, nullptr);
-    if (packed != 0 || closed != ZIP_OK || file_rename(beside.c_str(), path.c_str()) != 0) {
+    if (packed != 0 || closed != ZIP_OK || file_rename(beside.c_str(), path) != 0) {
         fprintf(stderr, "zerv-skin: %s%s%s cannot be packed into %s\n", folder,
-                to.failed.empty() ? "" : "/", to.failed.c_str(), path.c_str());
+                to.failed.empty() ? "" : "/", to.failed.c_str(), path);
         (void)unlink(beside.c_str());
         return -1;
     }
@@ -137,7 +137,7 @@ int cli_pack(const cli_options *options)
                                  ? options->output
                                  : std::string(cli_base_name(options->subject).text) + ".zip";
     uint32_t files = 0;
-    if (write_zip(options->subject, path, &files) != 0)
+    if (cli_pack_write(options->subject, path.c_str(), &files) != 0)
         return status_error;
     printf("%s: %u file%s\n", path.c_str(), files, files == 1 ? "" : "s");
     return 0;

@@ -26,6 +26,13 @@ static void on_signal(int)
     asked_to_end = 1;
 }
 
+void watch_for_signals()
+{
+    asked_to_end = 0;
+    (void)signal(SIGINT, on_signal);
+    (void)signal(SIGTERM, on_signal);
+}
+
 bool watch_ends()
 {
     return asked_to_end != 0;
@@ -111,9 +118,7 @@ int cli_watch(const cli_options *options)
     font_is_open = stage_open_font(options->font) == 0;
     if (!font_is_open)
         fprintf(stderr, "zerv-skin: no font: the pictures show no text\n");
-    asked_to_end = 0;
-    (void)signal(SIGINT, on_signal);
-    (void)signal(SIGTERM, on_signal);
+    watch_for_signals();
     const std::string folder = options->output
                                    ? options->output
                                    : std::string(cli_base_name(options->subject).text) + "-preview";

@@ -29,7 +29,7 @@ int picture_save(const char *path, int32_t width, int32_t height, picture_bytes 
     return 0;
 }
 
-int picture_save_surface(const char *path, const fb_surface *surface)
+static std::vector<uint8_t> bytes_of(const fb_surface *surface)
 {
     std::vector<uint8_t> bytes;
     for (int32_t y = 0; y < surface->height; y++)
@@ -40,5 +40,27 @@ int picture_save_surface(const char *path, const fb_surface *surface)
             bytes.push_back(static_cast<uint8_t>(green << 2 | green >> 4));
             bytes.push_back(static_cast<uint8_t>(blue << 3 | blue >> 2));
         }
-    return picture_save(path, surface->width, surface->height, picture_bytes::rgb, bytes.data());
+    return bytes;
+}
+
+int picture_save_surface(const char *path, const fb_surface *surface)
+{
+    return picture_save(path, surface->width, surface->height, picture_bytes::rgb,
+                        bytes_of(surface).data());
+}
+
+std::vector<uint8_t> picture_encode_surface(const fb_surface *surface)
+{
+    const std::vector<uint8_t> bytes = bytes_of(surface);
+    png_image picture = {};
+    picture.version = PNG_IMAGE_VERSION;
+    picture.width = static_cast<uint32_t>(surface->width);
+    picture.height = static_cast<uint32_t>(surface->height);
+    picture.format = PNG_FORMAT_RGB;
+    png_alloc_size_t length = PNG_IMAGE_PNG_SIZE_MAX(picture);
+    std::vector<uint8_t> file(length);
+    if (!png_image_write_to_memory(&picture, file.data(), &length, 0, bytes.data(), 0, nullptr))
+        length = 0;
+    file.resize(length);
+    return file;
 }

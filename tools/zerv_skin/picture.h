@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 struct fb_surface;
 
@@ -13,3 +14,5 @@ enum class picture_bytes { rgb = 3, rgba = 4 };
                                const uint8_t *bytes);
 /* A surface as the screen shows it. */
 [[nodiscard]] int picture_save_surface(const char *path, const fb_surface *surface);
+/* The same file in memory; empty when memory runs out. */
+std::vector<uint8_t> picture_encode_surface(const fb_surface *surface);

@@ -7,6 +7,8 @@ struct cli_options;
 
 /* Changes when any file of a package is written, made or removed. 0: it cannot be read. */
 uint64_t watch_fingerprint(const char *path);
+/* From now on a signal asks the program to end. */
+void watch_for_signals();
 /* True once the program was asked to end (a signal). */
 bool watch_ends();
 /* Tells on standard output what check finds. */
