@@ -43,6 +43,13 @@ static constexpr cli_command commands[] = {
      "  -o FOLDER    where the pictures go without a display (default NAME-preview)\n"
      "  --font FILE  the font to draw with\n",
      cli_watch},
+    {"studio", "FOLDER",
+     "Opens a page for a browser and prints its address: every variant, state and sample of a\n"
+     "skin side by side, made again when a file is saved; its elements with their lines and what\n"
+     "check finds; the real player with the skin; export. Ctrl-C ends it. ZERV_WEB_PORT names\n"
+     "another port than 8330.\n"
+     "  --font FILE  the font to draw with\n",
+     cli_studio},
     {"new", "NAME", "Makes a folder with a small working skin to start from.\n", cli_new},
     {"pack", "FOLDER",
      "Makes a zip of a skin folder that has no errors. Drawings of other programs, hidden\n"
