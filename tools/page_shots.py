@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
-"""Makes the documentation's pictures of the page in a browser: page_shots.py BUILD_FOLDER
+"""Makes the documentation's pictures of pages in a browser: page_shots.py BUILD_FOLDER
 
-The player serves its page with the demo music; a headless browser shows it and takes the pictures."""
+The player serves its page with the demo music, zerv-skin its studio with a skin; a headless browser shows
+them and takes the pictures."""
 
 import os
 import shutil
@@ -48,6 +49,33 @@ def shoot(browser, address, out):
         browser.screenshot(os.path.join(out, name + ".png"))
 
 
+STUDIO_SCENE = "play-1-playing"
+
+
+def shoot_studio(browser, build, folder, out):
+    # The build's own folder of the skin has its drawings as pictures.
+    shutil.copytree(os.path.join(build, "skins", "Night"), os.path.join(folder, "Night"))
+    studio = subprocess.Popen([os.path.abspath(os.path.join(build, "tools", "zerv-skin")), "studio", "Night"],
+                              cwd=folder, stdout=subprocess.PIPE, text=True,
+                              env={**os.environ, "ZERV_WEB_PORT": "0"})
+    try:
+        browser.go(studio.stdout.readline().split(" at ")[1].split(" ")[0])
+        browser.emulate(1440, 900, 1)
+        browser.wait_until("document.body.dataset.made")
+        browser.run("const found = [...document.querySelectorAll('.row button')].find((each) =>"
+                    " each.firstChild.src.includes(arguments[0])); found.click();"
+                    "found.scrollIntoView({ block: 'center' });"
+                    "document.querySelectorAll('#elements li')[7].click()", STUDIO_SCENE)
+        browser.wait_until("[...document.querySelectorAll('.row img, #big')].every((each) => {"
+                           " const box = each.getBoundingClientRect();"
+                           " return box.bottom < 0 || box.top > innerHeight || each.complete && each.naturalWidth > 0; })")
+        browser.screenshot(os.path.join(out, "studio.png"))
+    finally:
+        studio.terminate()
+        studio.wait()
+        studio.stdout.close()
+
+
 def main():
     build, out = sys.argv[1], os.path.join(HERE, "..", "docs", "pictures")
     with tempfile.TemporaryDirectory() as folder:
@@ -56,6 +84,7 @@ def main():
         try:
             address = player.stdout.readline().split(" at ")[1].split(" ")[0]
             shoot(browser, address, out)
+            shoot_studio(browser, build, folder, out)
         finally:
             browser.close()
             player.terminate()
