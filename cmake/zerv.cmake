@@ -3,7 +3,7 @@
 function(zerv_common_options target)
   # Our code throws nothing; globals need no constructor and no destructor, because workers may
   # still run while main returns.
-  target_compile_options(${target} PRIVATE -fno-exceptions)
+  target_compile_options(${target} PRIVATE -fno-exceptions ${ZERV_HARDENING})
   if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
     target_compile_options(${target} PRIVATE -Wglobal-constructors -Wexit-time-destructors)
   endif()
