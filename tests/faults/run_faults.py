@@ -32,7 +32,7 @@ KINDS = ("alloc", "open", "read", "write", "rename", "sync", "lock", "thread", "
 EIO, EAGAIN, ENOMEM, EACCES, EMFILE, ENOSPC = 5, 11, 12, 13, 24, 28
 ENOLCK, ECONNRESET, ECONNREFUSED = 37, 104, 111
 SQL_BUSY, SQL_NO_MEMORY, SQL_IO, SQL_FULL = 5, 7, 10, 13
-ERRORS = {"alloc": (ENOMEM,), "open": (EMFILE, EIO, EACCES), "read": (EIO,),
+ERRORS = {"alloc": (ENOMEM,), "open": (EMFILE, EIO, ENOMEM), "read": (EIO,),
           "write": (ENOSPC, EIO), "rename": (EIO, ENOSPC), "sync": (EIO,), "lock": (EAGAIN, ENOLCK),
           "thread": (EAGAIN,), "sql": (SQL_IO, SQL_FULL, SQL_BUSY, SQL_NO_MEMORY),
           "net": (ECONNRESET, ECONNREFUSED), "look": (EIO, EACCES), "make": (EIO, ENOSPC),

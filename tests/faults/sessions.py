@@ -304,9 +304,11 @@ class Judge:
         paths, least = {path for path, _ in now or set()}, min(map(len, whole))
         known = {path for tracks in whole for path, _ in tracks}
         found = [f"library.db has {path}" for path in paths - known]
-        # A track that could not be read may be missing, or be called by its file's name.
+        # A track that could not be read may be missing, or be called by its file's name; a folder
+        # that could not be listed is left out.
+        missing = {path for path, _ in whole[0] & whole[1]} - paths
         return found + ([f"library.db has {len(paths)} tracks of {least}"]
-                        if len(paths) < least - 1 else [])
+                        if len({os.path.dirname(path) for path in missing}) > 1 else [])
 
     def others(self, folder):
         """Music, the user's own lyrics, skins, the program: as before or as after."""
