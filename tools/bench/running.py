@@ -1,13 +1,11 @@
 """What a running process costs: time of a core, wake-ups, memory. Read from the kernel, so that
 nothing slows it down."""
 
-import collections
 import os
+import signal
+import subprocess
+import tempfile
 import time
-
-Usage = collections.namedtuple("Usage", "seconds core_ns wakes")
-"""Since when, time on a core, and how often a thread of the process went on after it had slept."""
-
 
 def threads(pid):
     try:
@@ -33,28 +31,55 @@ def field(text, name):
 
 
 def usage(pids):
-    """What all threads of the processes used so far."""
-    core, wakes = 0, 0
+    """{thread: (time on a core in ns, times it went on after it had slept)}."""
+    found = {}
     for place in (f"/proc/{pid}/task/{thread}" for pid in pids for thread in threads(pid)):
-        core += int((read(place + "/schedstat").split() or ["0"])[0])
-        wakes += field(read(place + "/status"), "voluntary_ctxt_switches")
-    return Usage(time.monotonic(), core, wakes)
+        core = read(place + "/schedstat").split()
+        if core:
+            found[place] = (int(core[0]),
+                            field(read(place + "/status"), "voluntary_ctxt_switches"))
+    return found
+
+
+def spent(before, after, seconds):
+    """{per cent of a core, wake-ups a second} between two looks. What a thread did that has ended
+    since is lost; one that began since counts whole."""
+    core = sum(now[0] - before.get(thread, (0, 0))[0] for thread, now in after.items())
+    wakes = sum(now[1] - before.get(thread, (0, 0))[1] for thread, now in after.items())
+    return {"% of a core": core / seconds / 1e7, "wake-ups a second": wakes / seconds}
 
 
 def window(pids, seconds):
     """{per cent of a core, wake-ups a second} over the next seconds."""
-    before = usage(pids)
+    begin, before = time.monotonic(), usage(pids)
     time.sleep(seconds)
-    after = usage(pids)
-    length = after.seconds - before.seconds
-    return {"% of a core": (after.core_ns - before.core_ns) / length / 1e7,
-            "wake-ups a second": (after.wakes - before.wakes) / length}
+    return spent(before, usage(pids), time.monotonic() - begin)
 
 
 def quietest(pids, seconds, windows):
     """The least of several windows: others on the machine only add."""
     found = [window(pids, seconds) for _ in range(windows)]
     return {unit: min(each[unit] for each in found) for unit in found[0]}
+
+
+def calls_between(log, begin, end):
+    """System calls that began in a span of time, of the lines that strace wrote."""
+    stamps = (float(line.split()[1]) for line in log.splitlines() if " resumed>" not in line)
+    return sum(begin <= stamp < end for stamp in stamps)
+
+
+def calls(pid, seconds, windows):
+    """System calls of a process in the quietest of several windows."""
+    with tempfile.NamedTemporaryFile(prefix="zerv-calls-") as log:
+        tracer = subprocess.Popen(["strace", "-f", "-ttt", "-p", str(pid), "-o", log.name],
+                                  stderr=subprocess.DEVNULL)
+        begin = time.time() + 1  # to look at a process restarts what it waits in
+        time.sleep(1 + seconds * windows)
+        tracer.send_signal(signal.SIGINT)
+        tracer.wait()
+        text = read(log.name)
+    return min(calls_between(text, begin + i * seconds, begin + (i + 1) * seconds)
+               for i in range(windows))
 
 
 def memory(pid):
