@@ -7,6 +7,9 @@ import unittest
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../tools/bench"))
 import callgrind  # noqa: E402
 import counts  # noqa: E402
+import memory  # noqa: E402
+import running  # noqa: E402
+import table  # noqa: E402
 from callgrind import Count  # noqa: E402
 
 PROFILE = """events: Ir
@@ -95,13 +98,105 @@ class CompareTest(unittest.TestCase):
         self.assertEqual(counts.compare({"start": {"own": 1}}, {}, ("own",))[0], ["start: recorded only"])
 
     def test_another_compiler_leaves_the_disk_and_other_libraries_leave_our_own_code(self):
-        self.assertEqual(counts.units_compared(HERE, HERE), (("own", "all", "allocations", "bytes"), ""))
+        self.assertEqual(counts.units_compared(HERE, HERE), (("own", "all", "allocations", *counts.ALWAYS), ""))
         units, why = counts.units_compared(HERE, {**HERE, "build": "Release GNU 13.1.0 x86_64"})
-        self.assertEqual(units, ("bytes",))
+        self.assertEqual(units, counts.ALWAYS)
         self.assertIn("13.1.0", why)
         units, why = counts.units_compared(HERE, {**HERE, "libraries": {"libc6": "2.37"}})
-        self.assertEqual(units, ("own", "bytes"))
+        self.assertEqual(units, ("own", *counts.ALWAYS))
         self.assertIn("libc6", why)
+
+
+class RunningTest(unittest.TestCase):
+    def test_a_thread_that_ended_takes_nothing_away_and_a_new_one_counts_whole(self):
+        before = {"main": (1_000_000, 10), "ended": (50_000_000, 500)}
+        after = {"main": (21_000_000, 20), "new": (10_000_000, 5)}
+        self.assertEqual(running.spent(before, after, 10),
+                         {"% of a core": 0.3, "wake-ups a second": 1.5})
+
+    def test_calls_count_where_they_began(self):
+        log = ("12 100.5 poll([{fd=3}], 1, 1000 <unfinished ...>\n13 100.9 read(4, \"x\", 1) = 1\n"
+               "12 101.2 <... poll resumed>) = 0\n12 101.5 read(3, \"y\", 1) = 1\n")
+        self.assertEqual(running.calls_between(log, 100, 101), 2)
+        self.assertEqual(running.calls_between(log, 101, 102), 1)
+
+
+SMAPS = """55f6-55f8 r-xp 00000000 fe:00 247134   /tmp/a/zerv-player
+Rss:                 100 kB
+Anonymous:             8 kB
+55f8-55fa rw-p 00000000 00:00 0        [heap]
+Rss:                4000 kB
+Anonymous:          4000 kB
+7f00-7f01 r--p 00000000 fe:00 12       /usr/lib/libc.so.6
+Rss:                  50 kB
+Anonymous:             0 kB
+7f02-7f03 r--p 00000000 fe:00 12       /tmp/a/QuenlyAquaEJ.ttf
+Rss:                  70 kB
+Anonymous:             0 kB
+7f04-7f05 rw-p 00000000 00:00 0
+Rss:                   9 kB
+Anonymous:             9 kB
+"""
+
+MASSIF = """snapshot=1
+heap_tree=empty
+#-----------
+snapshot=2
+heap_tree=peak
+n2: 4096 (heap allocation functions) malloc/new/new[], --alloc-fns, etc.
+ n1: 3072 0x1: fb_surface_new(int) (in /tmp/a)
+  n0: 3072 0x2: main (in /tmp/a)
+ n1: 1024 0x3: operator new(unsigned long) (in /usr/lib)
+  n1: 1024 0x4: list_cur_playlist_add(char const*) (in /tmp/a)
+   n0: 1024 0x2: main (in /tmp/a)
+#-----------
+snapshot=3
+heap_tree=empty
+"""
+
+
+class MemoryTest(unittest.TestCase):
+    def test_mappings_are_told_by_what_they_are(self):
+        found = memory.places(SMAPS)
+        self.assertEqual(found["the program"], {"resident": 100, "own": 8})
+        self.assertEqual(found["heap"], {"resident": 4000, "own": 4000})
+        self.assertEqual(found["libraries"], {"resident": 50, "own": 0})
+        self.assertEqual(found["fonts: pages of their files"], {"resident": 70, "own": 0})
+        self.assertEqual(sum(each["own"] for each in found.values()), 4017)
+
+    def test_the_heap_at_its_largest_is_told_by_who_asked(self):
+        self.assertEqual(memory.kinds(MASSIF), {"surfaces and screens": 3.0, "playlist": 1.0})
+
+
+class TableTest(unittest.TestCase):
+    figures = {"ours": 8.0, "library": 10.0, "cmus": 0}
+
+    def test_a_limit_is_a_number_or_so_many_times_a_column(self):
+        self.assertEqual(table.limit(5, self.figures), 5)
+        self.assertEqual(table.limit("1.5 library", self.figures), 15)
+        self.assertIsNone(table.limit("1.5 mpd", self.figures))
+        self.assertIsNone(table.limit("", self.figures))
+
+    def test_the_verdict_needs_a_figure_and_a_limit(self):
+        self.assertEqual(table.verdict(self.figures, 8), "yes")
+        self.assertEqual(table.verdict(self.figures, 7.9), "NO")
+        self.assertEqual(table.verdict(self.figures, "0.5 library"), "NO")
+        self.assertEqual(table.verdict(self.figures, "1 cmus"), "NO")
+        self.assertEqual(table.verdict({"cmus": 1}, 5), "")
+        self.assertEqual(table.verdict(self.figures, ""), "")
+
+    def test_columns_without_a_figure_are_left_out_and_a_row_is_named_once(self):
+        results = {"idle": {"%": {"ours": 0.01}, "wakes": {"ours": 12}}}
+        lines = list(table.layout(table.lines_of(results, {"idle": {"wakes": (5, 1)}})))
+        self.assertEqual(lines, ["             ours  must       aim",
+                                 "idle  %      0.01",
+                                 "      wakes  12.0  5.00  NO  1.00"])
+
+    def test_two_results_show_the_change_of_ours(self):
+        before = {"start": {"ms": {"ours": 20.0, "cmus": 9}}}
+        after = {"start": {"ms": {"ours": 15.0, "cmus": 1}, "M": {"ours": 3}, "none": {}}}
+        self.assertEqual(list(table.compared(before, after))[1:],
+                         [["start", "ms", "20.0", "15.0", "-25.0 %"], ["", "M", "", "3.00", ""]])
 
 
 if __name__ == "__main__":

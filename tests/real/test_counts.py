@@ -1,5 +1,5 @@
 """What the player does for a start, a frame, a second of sound and a scan does not grow unnoticed:
-instructions, allocations and bytes from the disk, against counts.json."""
+instructions, allocations, bytes from the disk, and what it does while it idles; see counts.json."""
 
 import os
 import sys
@@ -10,7 +10,8 @@ from player import PROGRAM, is_built_with
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.join(HERE, "../../tools/bench"))
 import counts  # noqa: E402
-from program_folder import ProgramFolder  # noqa: E402
+import idle  # noqa: E402
+from bench import Bench  # noqa: E402
 
 RECORD = os.path.join(HERE, "counts.json")
 BUILD = os.environ.get("ZERV_BUILD", "")
@@ -25,11 +26,11 @@ and say in the commit why they may grow."""
 
 
 def measure():
-    folder = ProgramFolder(os.path.join(os.path.dirname(PROGRAM), ".."))
+    bench = Bench(os.path.join(os.path.dirname(PROGRAM), ".."), quick=True)
     try:
-        return counts.measure_all(folder)
+        return {**counts.measure_all(bench.folder), **idle.measure_all(bench)}
     finally:
-        folder.close()
+        bench.close()
 
 
 class CountsTest(unittest.TestCase):

@@ -12,6 +12,9 @@ import callgrind  # noqa: E402
 from player import DEFAULT_CONFIG  # noqa: E402
 
 
+STEADY = {"display_off_timeout": 0, "playback_order": "normal"}
+
+
 class ProgramFolder:
     """Made by the constructor, removed by close(). Everything in it has a name of fixed length, and
     the environment is bare, so that two runs count alike."""
@@ -39,9 +42,9 @@ class ProgramFolder:
         return os.path.join(self.folder, name)
 
     def write_config(self, **changes):
-        """The default settings with a display that stays on, some of them changed."""
+        """The default settings, tracks in their order and a display that stays on, some changed."""
         content = DEFAULT_CONFIG.decode()
-        for name, value in {"display_off_timeout": 0, **changes}.items():
+        for name, value in {**STEADY, **changes}.items():
             before, rest = content.split(f"<{name}>")
             content = f"{before}<{name}>{value}<{rest.split('<', 1)[1]}"
         with open(self.path("config.txt"), "w", encoding="utf-8", newline="") as file:
