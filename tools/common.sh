@@ -47,14 +47,25 @@ install_packages() {
     rm -f "$log"
 }
 
-# configure PRESET: prepares the build; quiet when it succeeds.
+# configure PRESET: prepares the build; quiet when it succeeds. One that was prepared with the same options
+# is only asked whether its files have changed.
 configure() {
-    local log=build/$1/build.log
-    mkdir -p "build/$1"
-    if ! cmake --preset "$1" ${ZERV_CMAKE_OPTIONS:-} >"$log" 2>&1; then
-        cat "$log" >&2
+    local place=build/$1 options=${ZERV_CMAKE_OPTIONS:-} known= command
+    [ "${configured:-}" != "$1 $options" ] || return 0
+    mkdir -p "$place"
+    [ ! -e "$place/configured" ] || known=$(cat "$place/configured")
+    command=(cmake --preset "$1" $options)
+    if [ -e "$place/build.ninja" ] && [ "$known" = "options $options" ] &&
+        [ "$place/configured" -nt CMakePresets.json ]; then
+        command=(cmake --build "$place" --target build.ninja)
+    fi
+    if ! "${command[@]}" >"$place/build.log" 2>&1; then
+        rm -f "$place/configured"
+        cat "$place/build.log" >&2
         fail "Configuring failed. Repeat with: cmake --preset $1"
     fi
+    echo "options $options" >"$place/configured"
+    configured="$1 $options"
 }
 
 # targets_of PRESET FILTER: what has to be built for the tests whose names match.
