@@ -174,7 +174,7 @@ static int replace_find_target(file_replacement *replacement, const char *path)
     free(real);
     int followed = real || !fits ? 1 : 0;
     for (int links = 0; followed == 0; links++)
-        followed = links < replace_links ? replace_follow(replacement->target) : -1;
+        followed = links <= replace_links ? replace_follow(replacement->target) : -1;
     return fits && followed > 0 ? 0 : -1;
 }
 

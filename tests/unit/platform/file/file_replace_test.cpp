@@ -125,6 +125,27 @@ TEST(file_replace, refuses_folders_missing_folders_and_links_to_nowhere)
     EXPECT_EQ(file_replace_open(nullptr), nullptr);
 }
 
+TEST(file_replace, follows_as_many_links_as_the_system)
+{
+    const scratch folder;
+    std::string last = "target";
+    for (int links = 1; links <= 41; links++) {
+        const std::string link = "link" + std::to_string(links);
+        ASSERT_EQ(symlink(last.c_str(), link.c_str()), 0);
+        last = link;
+        if (links < 39)
+            continue;
+        const int fd = open(link.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+        EXPECT_EQ(fd >= 0, links <= 40) << "what the system does";
+        if (fd >= 0)
+            close(fd);
+        (void)remove("target");
+        EXPECT_EQ(replace(link.c_str(), "new"), links <= 40 ? 0 : -1) << links;
+        EXPECT_EQ(scratch_exists("target"), links <= 40) << links;
+        (void)remove("target");
+    }
+}
+
 TEST(file_replace, sweeps_away_what_a_killed_writer_left)
 {
     const scratch folder;
