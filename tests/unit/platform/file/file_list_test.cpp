@@ -137,6 +137,16 @@ static int keep_nothing(const char *, const struct stat *)
     return 0;
 }
 
+TEST(file_list, has_room_for_any_number)
+{
+    const scratch folder;
+    ASSERT_EQ(mkdir("d", 0755), 0);
+    for (size_t count = 1; count <= 130; count++) {
+        scratch_write("d/" + std::to_string(count), "");
+        EXPECT_EQ(list("d", nullptr).size(), count + 1) << "with the parent";
+    }
+}
+
 TEST(file_list, keeps_the_parent_whatever_the_filter_says)
 {
     const scratch folder;

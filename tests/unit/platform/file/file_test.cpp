@@ -281,14 +281,21 @@ TEST(file_remove, gives_up_on_a_folder_without_permission)
 TEST(file_remove, gives_up_on_a_tree_of_absurd_depth_without_losing_its_stack)
 {
     const scratch folder;
-    ASSERT_EQ(mkdir("t", 0755), 0);
-    ASSERT_EQ(chdir("t"), 0);
-    for (int i = 0; i < 600; i++) {
-        ASSERT_EQ(mkdir("d", 0755), 0);
-        ASSERT_EQ(chdir("d"), 0);
+    const struct {
+        int depth, result;
+    } trees[] = {{200, 0}, {201, -1}, {600, -1}};
+    for (const auto &tree : trees) {
+        const std::string name = "t" + std::to_string(tree.depth);
+        ASSERT_EQ(mkdir(name.c_str(), 0755), 0);
+        ASSERT_EQ(chdir(name.c_str()), 0);
+        for (int i = 0; i < tree.depth; i++) {
+            ASSERT_EQ(mkdir("d", 0755), 0);
+            ASSERT_EQ(chdir("d"), 0);
+        }
+        ASSERT_EQ(chdir(folder.path.c_str()), 0);
+        EXPECT_EQ(file_remove(name.c_str()), tree.result) << tree.depth;
+        EXPECT_EQ(scratch_exists(name), tree.result != 0);
     }
-    ASSERT_EQ(chdir(folder.path.c_str()), 0);
-    EXPECT_EQ(file_remove("t"), -1);
 }
 
 TEST(file_rename, moves_a_file)

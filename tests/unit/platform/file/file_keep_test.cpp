@@ -1,0 +1,32 @@
+#include "platform/file/file.h"
+
+#include "support/scratch.h"
+
+#include <climits>
+
+TEST(file_keep, takes_nine_names_and_then_none)
+{
+    const scratch folder;
+    for (int number = 1; number <= 10; number++) {
+        scratch_write("a", std::to_string(number));
+        EXPECT_EQ(file_keep_old("a"), number <= 9 ? 0 : -1) << number;
+    }
+    EXPECT_EQ(scratch_read("a"), "10");
+    EXPECT_EQ(scratch_read("a.old"), "1");
+    for (int number = 2; number <= 9; number++)
+        EXPECT_EQ(scratch_read("a.old" + std::to_string(number)), std::to_string(number));
+    EXPECT_FALSE(scratch_exists("a.old10"));
+}
+
+TEST(file_keep, refuses_a_name_that_cannot_grow)
+{
+    const scratch folder;
+    const std::string longest(NAME_MAX, 'n'), fits(NAME_MAX - 4, 'n');
+    scratch_write(longest, "mine");
+    EXPECT_EQ(file_keep_old(longest.c_str()), -1);
+    EXPECT_EQ(scratch_read(longest), "mine");
+    scratch_write(fits, "mine");
+    EXPECT_EQ(file_keep_old(fits.c_str()), 0);
+    EXPECT_EQ(scratch_read(fits + ".old"), "mine");
+    EXPECT_EQ(file_keep_old(std::string(PATH_MAX, 'p').c_str()), -1);
+}
