@@ -12,6 +12,7 @@ TEST(file_id3, adds_up_four_bytes_of_seven_bits)
     EXPECT_FALSE(head.is_broken);
     ASSERT_TRUE(file_id3_read({'I', 'D', '3', 3, 0, 0, 127, 127, 127, 127}, &head));
     EXPECT_EQ(head.size, (1 << 28) - 1);
+    EXPECT_FALSE(head.is_broken);
 }
 
 TEST(file_id3, tells_of_a_size_whose_bytes_are_too_large)

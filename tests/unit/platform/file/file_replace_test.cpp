@@ -125,6 +125,63 @@ TEST(file_replace, refuses_folders_missing_folders_and_links_to_nowhere)
     EXPECT_EQ(file_replace_open(nullptr), nullptr);
 }
 
+TEST(file_replace, lets_sixteen_write_a_file_at_once)
+{
+    const scratch folder;
+    std::vector<file_replacement *> writers;
+    for (int i = 0; i < 16; i++) {
+        writers.push_back(file_replace_open("a"));
+        ASSERT_NE(writers.back(), nullptr) << i;
+    }
+    EXPECT_EQ(file_replace_open("a"), nullptr);
+    for (file_replacement *writer : writers)
+        file_replace_cancel(writer);
+    EXPECT_EQ(scratch_names("."), texts{});
+    for (const char *name : {".a.new", ".a.new15", ".a.new16"})
+        scratch_write(name, "left");
+    file_replace_sweep("a");
+    EXPECT_EQ(scratch_names("."), texts{".a.new16"}) << "nobody's name";
+}
+
+/* A program that was started without a standard input. */
+static bool is_zero_free()
+{
+    return fcntl(0, F_GETFD) < 0;
+}
+
+TEST(file_replace, may_get_the_descriptor_zero)
+{
+    const scratch folder;
+    scratch_write("a", "old");
+    ASSERT_EQ(system("mkdir -p t/d && touch t/d/x"), 0);
+    const auto work = [] {
+        close(0);
+        if (replace("made", "new") != 0 || !is_zero_free())
+            return 1;
+        if (replace("a", "newer") != 0 || !is_zero_free())
+            return 2;
+        if (file_keep_old("a") != 0 || !is_zero_free())
+            return 3;
+        scratch_write(".a.new", "left by a writer that was killed");
+        file_replace_sweep("a");
+        if (scratch_exists(".a.new") || !is_zero_free())
+            return 4;
+        return file_remove("t") == 0 && is_zero_free() ? 0 : 5;
+    };
+    EXPECT_EQ(scratch_in_child(work), 0);
+    EXPECT_EQ(scratch_read("a.old"), "newer");
+    ASSERT_EQ(mkdir("closed", 0755), 0);
+    scratch_write("closed/a", "a longer old content");
+    ASSERT_EQ(chmod("closed/a", 0666), 0);
+    ASSERT_EQ(chmod("closed", 0555), 0);
+    const auto work_in_place = [] {
+        close(0);
+        return replace("closed/a", "new") == 0 && is_zero_free() ? 0 : 1;
+    };
+    EXPECT_EQ(scratch_as_nobody(work_in_place), 0);
+    EXPECT_EQ(scratch_read("closed/a"), "new");
+}
+
 TEST(file_replace, follows_as_many_links_as_the_system)
 {
     const scratch folder;
