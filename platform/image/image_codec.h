@@ -28,6 +28,8 @@ image *image_new(int32_t width, int32_t height);
 /* Turns rows of R, G, B, A bytes, alpha not multiplied, into premultiplied argb in place. Says
  * whether all are opaque. */
 bool image_premultiply(uint32_t *pixels, size_t count);
+/* The same for pixels that are known to be opaque. */
+void image_reorder(uint32_t *pixels, size_t count);
 /* Whether every pixel is opaque. */
 bool image_is_opaque(const image *picture);
 /* Averages of blocks of pixels, one row of blocks at a time. Rows are added to sums that start at

@@ -41,7 +41,7 @@ static void premultiply_mixed(uint32_t *pixels, size_t count)
         pixels[i] = multiplied(as_abgr(pixels[i]));
 }
 
-static void premultiply_opaque(uint32_t *pixels, size_t count)
+void image_reorder(uint32_t *pixels, size_t count)
 {
     for (size_t i = 0; i < count; i++)
         pixels[i] = swap_red_and_blue(as_abgr(pixels[i]));
@@ -57,7 +57,7 @@ static uint32_t premultiply_stretch(uint32_t *pixels, size_t count)
     }
     const uint32_t least = as_abgr(all) >> 24;
     if (least == 0xFF)
-        premultiply_opaque(pixels, count);
+        image_reorder(pixels, count);
     else if (as_abgr(any) >> 24 == 0)
         memset(pixels, 0, count * sizeof *pixels);
     else

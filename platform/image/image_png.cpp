@@ -23,6 +23,7 @@ struct png_job {
     image *picture;
     uint32_t *row;  /* one row of the file, when the picture is reduced */
     uint32_t *sums; /* those of one row of the reduced picture */
+    bool is_opaque; /* the file knows no alpha */
 };
 
 static void read_bytes(png_structp png, png_bytep to, size_t size)
@@ -57,6 +58,15 @@ static void ask_for_rgba(png_job *job)
     png_set_add_alpha(job->png, 0xFF, PNG_FILLER_AFTER);
 }
 
+/* A row as it is drawn; whether it is opaque. */
+static bool finish_row(const png_job *job, uint32_t *row, size_t width)
+{
+    if (!job->is_opaque)
+        return image_premultiply(row, width);
+    image_reorder(row, width);
+    return true;
+}
+
 static bool read_whole(png_job *job, int passes)
 {
     const int32_t width = job->source->width;
@@ -70,7 +80,7 @@ static bool read_whole(png_job *job, int passes)
         for (int32_t y = 0; y < height; y++, row += width) {
             png_read_row(job->png, reinterpret_cast<png_bytep>(row), nullptr);
             if (pass == passes - 1)
-                is_opaque = image_premultiply(row, static_cast<size_t>(width)) && is_opaque;
+                is_opaque = finish_row(job, row, static_cast<size_t>(width)) && is_opaque;
         }
     }
     job->picture->has_alpha = !is_opaque;
@@ -83,8 +93,8 @@ static void read_block_row(png_job *job, uint32_t *to, int32_t factor, int32_t r
     memset(job->sums, 0, static_cast<size_t>(job->picture->width) * 4 * sizeof *job->sums);
     for (int32_t i = 0; i < rows; i++) {
         png_read_row(job->png, reinterpret_cast<png_bytep>(job->row), nullptr);
-        (void)image_premultiply(job->row,
-                                static_cast<size_t>(width)); /* averages tell what is opaque */
+        (void)finish_row(job, job->row,
+                         static_cast<size_t>(width)); /* averages tell what is opaque */
         image_blocks_add(job->sums, job->row, width, factor);
     }
     image_blocks_average(to, job->sums, width, factor, rows);
@@ -119,6 +129,8 @@ static bool decode_steps(png_job *job)
     if (job->source->side > 0 &&
         static_cast<int64_t>(png_get_rowbytes(job->png, job->info)) * height > rows_max)
         return false;
+    job->is_opaque = (png_get_color_type(job->png, job->info) & PNG_COLOR_MASK_ALPHA) == 0 &&
+                     png_get_valid(job->png, job->info, PNG_INFO_tRNS) == 0;
     ask_for_rgba(job);
     const int passes = png_set_interlace_handling(job->png);
     png_read_update_info(job->png, job->info);

@@ -87,6 +87,37 @@ TEST(image_pixels, one_pixel_that_is_not_opaque_is_found_anywhere)
     }
 }
 
+/* Blocks of every size, with rests, against sums and divisions. */
+TEST(image_pixels, blocks_are_averaged_exactly)
+{
+    uint32_t noise = seed_or(1);
+    const auto next = [&noise] {
+        noise = noise * 1664525 + 1013904223;
+        return noise >> 30 == 0 ? UINT32_MAX : noise;
+    };
+    for (const int32_t width : {1, 5, 64, 131})
+        for (const int32_t block : {1, 2, 3, 4, 5, 6, 7, 16, 64, 65, 100})
+            for (const int32_t rows : {1, 2, 5, 64, 66}) {
+                const int32_t count = (width + block - 1) / block;
+                std::vector<uint32_t> sums(static_cast<size_t>(count) * 4), row(width), got(count);
+                std::vector<uint64_t> slow(sums.size());
+                for (int32_t y = 0; y < rows; y++) {
+                    for (int32_t x = 0; x < width; x++) {
+                        row[x] = next();
+                        for (uint32_t channel = 0; channel < 4; channel++)
+                            slow[x / block * 4 + channel] += row[x] >> (8 * channel) & 0xFF;
+                    }
+                    image_blocks_add(sums.data(), row.data(), width, block);
+                }
+                image_blocks_average(got.data(), sums.data(), width, block, rows);
+                for (int32_t i = 0; i < count * 4; i++) {
+                    const uint64_t area = uint64_t(rows) * std::min(block, width - i / 4 * block);
+                    ASSERT_EQ(got[i / 4] >> (i % 4 * 8) & 0xFF, (slow[i] + area / 2) / area)
+                        << width << " " << block << " " << rows << " " << i;
+                }
+            }
+}
+
 /* Where 8 x 8 thresholds stand that grow by halving the distance. */
 static uint32_t bayer(uint32_t x, uint32_t y)
 {
