@@ -12,6 +12,7 @@ the machine loses power some times while playlists are saved; after each time, t
 whole and hold all that had been saved. What the machine did is in WORK/card-*.log.
 """
 import argparse
+import os
 import random
 import shutil
 import subprocess
@@ -29,6 +30,7 @@ from make_flac import make_flac  # noqa: E402
 
 CLOCK = "2026-01-01T12:00:00"
 CUTS = 2
+PATIENCE_S = 300  # a busy host emulates slowly
 MODULES = ["ata_piix", "nls_cp437", "nls_ascii", "nls_utf8", "fat", "vfat"]
 SERVICE = "zerv-player/update/zerv-player-dingoo"
 SETTINGS = """<?xml version="1.0" encoding="UTF-8"?>
@@ -83,7 +85,7 @@ ifconfig lo 127.0.0.1 up
 httpd -p 127.0.0.1:80 -h /www
 ZERV_UPDATE_HOST=127.0.0.1 ZERV_VIRTUAL_SCRIPT=/update.script ./zerv-player
 echo UPDATED $?
-cat
+sleep 100000
 """
 
 AFTER_UPDATE = """
@@ -183,7 +185,7 @@ def visit(options, card):
     """Everything once, on a card that nobody takes away."""
     root = make_root(options, "card-visit", VISIT)
     with boot(root, options, card) as machine:
-        machine.wait_for("ENDED", 300)
+        machine.wait_for("ENDED", PATIENCE_S)
         log = machine.log
     expect(log, "update: left out a:b, which this disk has no name for",
            "update: installed http://127.0.0.1/package.zip, starting again",
@@ -216,12 +218,12 @@ def cut_power(options, card):
     before = None
     for cut in range(CUTS + 1):
         with boot(root, options, card) as machine:
-            machine.wait_for("KEPT END", 120)
+            machine.wait_for("KEPT END", PATIENCE_S)
             if before is not None:
                 check_kept(machine.log, before)
             if cut == CUTS:
                 return
-            machine.wait_for("SAVED 1", 120)
+            machine.wait_for("SAVED 1", PATIENCE_S)
             time.sleep(random.uniform(0, 4))
         before = saved_before(machine.log)
         shutil.copy(machine.log, machine.log.with_suffix(f".{cut}.log"))
@@ -230,9 +232,9 @@ def cut_power(options, card):
 def cut_after_update(options, card):
     make_card(card)
     with boot(make_root(options, "card-update", UPDATE), options, card) as machine:
-        machine.wait_for("UPDATED 0", 120)
+        machine.wait_for("UPDATED 0", PATIENCE_S)
     with boot(make_root(options, "card-updated", AFTER_UPDATE), options, card) as machine:
-        machine.wait_for("ENDED", 120)
+        machine.wait_for("ENDED", PATIENCE_S)
         log = machine.log
     expect(log, "NEW PROGRAM", "what is new")
 
@@ -244,6 +246,7 @@ def main():
     options = parser.parse_args()
     for name in ("player", "sysroot", "work"):
         setattr(options, name, getattr(options, name).resolve())
+    os.environ["PATH"] += ":/sbin:/usr/sbin"  # where the tools of file systems are
     card = options.work / "card.img"
     started = time.monotonic()
     try:

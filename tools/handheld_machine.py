@@ -16,7 +16,7 @@ MODULES = ["virtio", "virtio_ring", "virtio_pci_legacy_dev", "virtio_pci_modern_
            "evdev", "virtio_input", "soundcore", "snd", "snd-timer", "snd-pcm", "snd-seq-device",
            "snd-rawmidi", "gameport", "snd-ens1370"]
 TOOLS = ["sh", "mount", "umount", "insmod", "date", "reboot", "echo", "cat", "cmp", "cp", "find", "mkdir",
-         "rm", "ifconfig", "httpd"]
+         "rm", "sleep", "sync", "ifconfig", "httpd"]
 
 INIT = """#!/bin/sh
 export PATH=/bin LD_LIBRARY_PATH=/lib HOME=/ TZ=UTC
