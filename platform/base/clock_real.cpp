@@ -6,7 +6,10 @@
 
 bool clock_on_main_thread()
 {
-    return gettid() == getpid();
+    static constinit thread_local int8_t is_main = -1; /* not asked yet */
+    if (is_main < 0)
+        is_main = gettid() == getpid();
+    return is_main != 0;
 }
 
 static timespec real_now()

@@ -90,6 +90,8 @@ struct source {
 static constinit source sources[sources_most] = {};
 static constinit int source_count = 0;
 
+static constinit bool came_nothing = false; /* from any source, while the last wait lasted */
+
 constinit const char *linux_input_folder = "/dev/input";
 static constinit int arrivals = -1; /* tells of devices that are plugged in; main thread */
 
@@ -361,8 +363,13 @@ int linux_input_close()
     return 0;
 }
 
+/* What comes after a wait that brought nothing ends the next one at once. */
 void linux_input_poll()
 {
+    if (came_nothing) {
+        came_nothing = false;
+        return;
+    }
     open_arrivals();
     for (int i = source_count - 1; i >= 0; i--) {
         if (!read_source(&sources[i]))
@@ -377,10 +384,12 @@ void linux_input_wait(int32_t ms)
         waiting[i] = {sources[i].fd, POLLIN, 0};
     waiting[source_count] = {wake_event, POLLIN, 0};
     waiting[source_count + 1] = {arrivals, POLLIN, 0}; /* -1 is passed over */
+    const int came = poll(waiting, static_cast<nfds_t>(source_count) + 2, ms);
+    const bool called = came > 0 && waiting[source_count].revents;
     uint64_t calls = 0;
-    if (poll(waiting, static_cast<nfds_t>(source_count) + 2, ms) > 0 &&
-        waiting[source_count].revents && read(wake_event, &calls, sizeof calls) < 0)
-        return; /* somebody else emptied it: awake all the same */
+    if (called)
+        (void)!read(wake_event, &calls, sizeof calls); /* empty again: awake all the same */
+    came_nothing = came == (called ? 1 : 0);
 }
 
 void linux_input_wake()

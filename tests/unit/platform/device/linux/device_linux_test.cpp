@@ -523,6 +523,18 @@ TEST_F(linux_input_of, a_record_and_a_call_end_a_long_sleep)
         << "one call wakes once";
 }
 
+TEST_F(linux_input_of, a_record_after_a_wait_that_brought_none_ends_the_next_wait)
+{
+    const int buttons = attach();
+    pass();
+    clock_wake();
+    clock_msleep(never_ms);
+    send(buttons, EV_KEY, KEY_UP, 1);
+    pass(); /* need not look */
+    clock_msleep(never_ms);
+    EXPECT_EQ(pass().held, key_up);
+}
+
 TEST_F(linux_input_of, calls_from_all_sides_are_not_lost)
 {
     constexpr int rounds = 2000;
