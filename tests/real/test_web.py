@@ -3,6 +3,7 @@
 import base64
 import contextlib
 import os
+import random
 import socket
 import struct
 import sys
@@ -17,7 +18,7 @@ from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 
 from browser import BROWSER, DRIVER, Browser
 from make_flac import make_flac
-from player import DEADLINE_S, PlayerTest
+from player import DEADLINE_S, PROGRAM, PlayerTest
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "scenarios"))
 from run_scenarios import read_png  # noqa: E402
@@ -187,6 +188,9 @@ class Socket:
         self.stream.close()
 
 
+HAS_PAGE = os.path.exists(os.path.join(os.path.dirname(os.path.abspath(PROGRAM)), "zerv-device-web.so"))
+
+
 class WebTest(PlayerTest):
     """A player with a short folder of tones, and its page."""
 
@@ -215,7 +219,45 @@ class WebTest(PlayerTest):
         self.assertEqual(process.stderr.read(), b"")
 
 
+def spoil(text, random):
+    """A text with some bytes changed, removed, doubled and put in."""
+    spoilt = bytearray(text)
+    for _ in range(random.choice((0, 1, 2, 5, 20))):
+        at = random.randrange(len(spoilt) + 1)
+        spoilt[at:at + random.randrange(9)] = random.choice((random.randbytes(random.randrange(9)), b"",
+                                                             spoilt[at:at + 40] * 2))
+    return bytes(spoilt)
+
+
+@unittest.skipUnless(HAS_PAGE, "built without the page")
 class GateTest(WebTest):
+    def test_spoilt_requests_leave_the_player_as_it_was(self):
+        uploads = self.path("uploads")
+        process = self.start_web(ZERV_WEB_UPLOADS=uploads)
+        own, draw = f"127.0.0.1:{self.port}".encode(), random.Random(20)
+        page = b"Host: %s\r\nOrigin: http://%s\r\n" % (own, own)
+        key = b"\x82\x86\0\0\0\0\x01\x01\x10\0\0\0"
+        requests = [
+            b"GET / HTTP/1.1\r\n" + page + b"\r\n", b"HEAD / HTTP/1.1\r\n" + page + b"\r\n",
+            b"GET /socket HTTP/1.1\r\n" + page + b"Upgrade: websocket\r\nConnection: Upgrade\r\n"
+            b"Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nSec-WebSocket-Version: 13\r\n"
+            b"Sec-WebSocket-Protocol: zerv\r\n\r\n" + key * 3,
+            b"POST /upload?name=a.mp3 HTTP/1.1\r\n" + page + b"Content-Length: 20\r\n\r\n" + b"0" * 20,
+            b"POST /upload?name=a.mp3 HTTP/1.1\r\n" + page + b"Transfer-Encoding: chunked\r\n\r\n0\r\n\r\n",
+            b"GET /" + b"a" * 9000 + b" HTTP/1.1\r\n" + page + b"\r\n",
+            b"GET / HTTP/1.1\r\n" + page + b"Upgrade: h2c\r\nConnection: Upgrade, HTTP2-Settings\r\n"
+            b"HTTP2-Settings: AAMAAABkAAQCAAAAAAIAAAAA\r\n\r\n",
+            b"PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n\0\0\0\x04\0\0\0\0\0",
+        ]
+        for number in range(300):
+            with socket.create_connection(("127.0.0.1", self.port), timeout=DEADLINE_S) as stream:
+                stream.sendall(spoil(requests[number % len(requests)], draw))
+        self.assertEqual(ask(self.address)[0], 200)
+        self.assertEqual(self.open_socket().hear()[0], 4)
+        kept = os.listdir(uploads) if os.path.isdir(uploads) else []
+        self.assertTrue(all(name.endswith(".mp3") or name.startswith(".upload-") for name in kept), kept)
+        self.end_well(process)
+
     def test_requests_under_another_name_are_refused(self):
         process = self.start_web()
         for host in ("evil.example", f"evil.example:{self.port}", "127.0.0.1:1", "", "[::1",
@@ -310,6 +352,7 @@ class GateTest(WebTest):
         self.assertIn(b"ZERV_WEB_PORT is no port: many", bad.communicate(timeout=DEADLINE_S)[1])
 
 
+@unittest.skipUnless(HAS_PAGE, "built without the page")
 class UploadTest(WebTest):
     def setUp(self):
         super().setUp()
@@ -375,7 +418,7 @@ class Elsewhere(BaseHTTPRequestHandler):
         pass
 
 
-@unittest.skipUnless(BROWSER and DRIVER, "no browser is installed")
+@unittest.skipUnless(HAS_PAGE and BROWSER and DRIVER, "no page, or no browser is installed")
 class BrowserTest(WebTest):
     @classmethod
     def setUpClass(cls):

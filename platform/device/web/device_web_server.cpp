@@ -78,6 +78,15 @@ static int make_token(char (&to)[33])
     return 0;
 }
 
+/* Nothing but a port of this machine: the text becomes part of every answer. */
+static void prepare_within()
+{
+    unsigned port = 0;
+    web_server_within[0] = '\0';
+    if (sscanf(setting("ZERV_WEB_WITHIN", ""), "http://127.0.0.1:%5u", &port) == 1)
+        (void)str_format(web_server_within, "http://127.0.0.1:%u", port); /* fits */
+}
+
 static int prepare_gate()
 {
     web_server_gate = {};
@@ -85,8 +94,8 @@ static int prepare_gate()
         return -1;
     web_server_gate.wide = !web_is_loopback(address);
     if (gethostname(web_server_gate.machine, sizeof web_server_gate.machine - 1) != 0)
-        web_server_gate.machine[0] = '\0';                             /* numbers will do */
-    (void)str_copy(web_server_within, setting("ZERV_WEB_WITHIN", "")); /* cut, it is nobody's */
+        web_server_gate.machine[0] = '\0'; /* numbers will do */
+    prepare_within();
     return web_server_gate.wide ? make_token(web_server_gate.token) : 0;
 }
 
