@@ -27,20 +27,25 @@ static constinit pid_t player = 0;    /* 0: none */
 static constinit char place[32] = ""; /* its folder */
 static constinit char address[64] = "";
 
-/* As seen from the folder of this tool: the build's, and an installed one. */
-static constexpr const char *program_places[] = {"player/", "../player/", "",
-                                                 "../lib/zerv-player/"};
+struct player_place {
+    const char *program, *data; /* as seen from the folder of this tool */
+};
 
-static bool find_program(path_text &folder)
+/* The build's folder, and an installed player. */
+static constexpr player_place player_places[] = {
+    {"../player/zerv-player", "../player/"},
+    {"../lib/zerv-player/zerv-player", "../share/zerv-player/"},
+};
+
+static bool find_player(path_text &program, path_text &data)
 {
     path_text own = "";
     if (readlink("/proc/self/exe", own, sizeof own - 1) < 0)
         return false;
     *(strrchr(own, '/') + 1) = '\0';
-    for (const char *each : program_places) {
-        path_text program;
-        if (str_format(folder, "%s%s", own, each) && str_format(program, "%szerv-player", folder) &&
-            access(program, X_OK) == 0)
+    for (const player_place &each : player_places) {
+        if (str_format(program, "%s%s", own, each.program) &&
+            str_format(data, "%s%s", own, each.data) && access(program, X_OK) == 0)
             return true;
     }
     fprintf(stderr, "zerv-skin: there is no zerv-player beside it\n");
@@ -91,21 +96,21 @@ static bool write_settings(const char *skin)
     return fclose(file) == 0;
 }
 
-static bool make_place(const char *program_folder, const char *skin)
+static bool make_place(const char *data, const char *skin)
 {
     (void)str_copy(place, "/tmp/zerv-studio-XXXXXX"); /* fits */
     if (!mkdtemp(place)) {
         place[0] = '\0';
         return false;
     }
-    return link_all(program_folder) && write_settings(skin);
+    return link_all(data) && write_settings(skin);
 }
 
 /* The demo music of the build, where there is any. */
-static std::vector<std::string> find_music(const char *program_folder)
+static std::vector<std::string> find_music(const char *data)
 {
     std::vector<std::string> found;
-    const std::string folder = std::string(program_folder) + "../demo/music/";
+    const std::string folder = std::string(data) + "../demo/music/";
     DIR *listing = opendir(folder.c_str());
     if (!listing)
         return found;
@@ -123,11 +128,11 @@ static std::vector<std::string> find_music(const char *program_folder)
 /* ---- the process ---- */
 
 /* In the child, between fork() and exec(): nothing that allocates. */
-static void become_player(int out, const std::vector<char *> &words)
+static void become_player(const char *program, int out, const std::vector<char *> &words)
 {
     (void)dup2(out, STDOUT_FILENO);
     if (chdir(place) == 0)
-        execv("./zerv-player", words.data());
+        execv(program, words.data());
     _exit(127);
 }
 
@@ -147,14 +152,14 @@ static bool read_address(int from)
     return sscanf(line, "Zerv Player is at %63s", address) == 1;
 }
 
-static bool start(const std::vector<char *> &words)
+static bool start(const char *program, const std::vector<char *> &words)
 {
     int pipes[2] = {};
     if (pipe2(pipes, O_CLOEXEC) != 0)
         return false;
     player = fork();
     if (player == 0)
-        become_player(pipes[1], words);
+        become_player(program, pipes[1], words);
     close(pipes[1]);
     const bool told = player > 0 && read_address(pipes[0]);
     close(pipes[0]);
@@ -171,22 +176,22 @@ static bool runs()
 
 std::string studio_play(const studio *of, const char *within)
 {
-    path_text program_folder, skin;
+    path_text program, data, skin;
     if (runs())
         return address;
     studio_play_end();
-    if (!find_program(program_folder) || !realpath(of->options->subject, skin) ||
-        !make_place(program_folder, skin))
+    if (!find_player(program, data) || !realpath(of->options->subject, skin) ||
+        !make_place(data, skin))
         return "";
     (void)setenv("ZERV_DEVICE", "web", 1); /* this tool has no device of its own */
     (void)setenv("ZERV_WEB_PORT", "0", 1);
     (void)setenv("ZERV_WEB_WITHIN", within, 1);
-    const std::vector<std::string> music = find_music(program_folder);
+    const std::vector<std::string> music = find_music(data);
     std::vector<char *> words = {strdup("zerv-player")};
     for (const std::string &each : music)
         words.push_back(strdup(each.c_str()));
     words.push_back(nullptr);
-    const bool started = start(words);
+    const bool started = start(program, words);
     for (char *each : words)
         free(each);
     if (!started)
