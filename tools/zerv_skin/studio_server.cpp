@@ -23,6 +23,7 @@ static constinit const lws_protocols *sockets = nullptr; /* told of each change 
 static constinit web_gate gate = {};
 static constinit lws_sorted_usec_list_t look_timer = {};
 static constinit bool failed = false;
+static constinit uint32_t pages = 0; /* that look on; without any, nobody looks at the folder */
 
 /* ---- answers ---- */
 
@@ -117,6 +118,20 @@ static int requests_callback(lws *connection, lws_callback_reasons reason, void 
     return reason == LWS_CALLBACK_FILTER_PROTOCOL_CONNECTION ? -1 : 0;
 }
 
+/* ---- changes ---- */
+
+static void look(lws_sorted_usec_list_t *)
+{
+    const uint64_t now = watch_fingerprint(current->options->subject);
+    if (now != current->fingerprint) {
+        current->fingerprint = now;
+        failed = studio_read(current) != 0;
+        lws_callback_on_writable_all_protocol(context, sockets);
+    }
+    if (pages > 0)
+        lws_sul_schedule(context, 0, &look_timer, look, look_ms * LWS_US_PER_MS);
+}
+
 /* ---- sockets: they hear of each change, and say nothing ---- */
 
 static int tell_made(lws *connection)
@@ -135,7 +150,12 @@ static int sockets_callback(lws *connection, lws_callback_reasons reason, void *
     case LWS_CALLBACK_FILTER_PROTOCOL_CONNECTION:
         return web_http_page_is_ours(&gate, connection) ? 0 : -1;
     case LWS_CALLBACK_ESTABLISHED:
+        pages++;
         lws_callback_on_writable(connection);
+        look(nullptr);
+        return 0;
+    case LWS_CALLBACK_CLOSED:
+        pages--;
         return 0;
     case LWS_CALLBACK_SERVER_WRITEABLE:
         return tell_made(connection);
@@ -152,18 +172,7 @@ static const lws_protocols protocols[] = {
     {nullptr, nullptr, 0, 0, 0, nullptr, 0},
 };
 
-/* ---- changes ---- */
-
-static void look(lws_sorted_usec_list_t *)
-{
-    const uint64_t now = watch_fingerprint(current->options->subject);
-    if (now != current->fingerprint) {
-        current->fingerprint = now;
-        failed = studio_read(current) != 0;
-        lws_callback_on_writable_all_protocol(context, sockets);
-    }
-    lws_sul_schedule(context, 0, &look_timer, look, look_ms * LWS_US_PER_MS);
-}
+/* ---- the port ---- */
 
 static int open_port()
 {
@@ -187,7 +196,6 @@ static int run()
         return status_error;
     printf("The studio is at http://%s:%d/ - Ctrl-C ends it\n", address, gate.port);
     fflush(stdout);
-    lws_sul_schedule(context, 0, &look_timer, look, look_ms * LWS_US_PER_MS);
     while (!watch_ends() && !failed && lws_service(context, 0) >= 0)
         ;
     return failed ? status_error : 0;

@@ -63,10 +63,17 @@ export function make_inspector() {
         });
     }
 
+    // Under the mouse: what it is, where it stands, and what is wrong with it.
+    function about(element, findings) {
+        return [`${element.name}, line ${element.line}`,
+            ...element.attributes.map(([name, value]) => `${name}="${value}"`),
+            ...findings.map((each) => `${each.level}: ${each.message}`)].join("\n");
+    }
+
     function make_box(element, findings) {
         const { x, y, w, h } = box_of(element);
         const box = make("button", "", { type: "button", class: "box", "data-size": `${w} × ${h}`,
-            title: `${element.name}, line ${element.line}` });
+            title: about(element, findings) });
         Object.assign(box.style, { left: `${x * scale}px`, top: `${y * scale}px`,
             width: `${w * scale}px`, height: `${h * scale}px` });
         box.classList.toggle("touch", element.touch);
