@@ -2,6 +2,7 @@
 #include "platform/audio/audio_stream.h"
 
 #include "platform/audio/audio_mix.h"
+#include "platform/audio/audio_spare.h"
 #include "platform/audio/audio_tags.h"
 #include "platform/sound/sound.h"
 
@@ -164,6 +165,8 @@ static int start_resampler(stream_state *state)
     const soxr_io_spec_t io = soxr_io_spec(SOXR_INT32_I, SOXR_INT32_I);
     const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_HQ, 0);
     soxr_error_t error = nullptr;
+    if (!audio_has_spare())
+        return -1;
     state->resampler =
         soxr_create(state->block.rate, sound_rate, 2, &error, &io, &quality, nullptr);
     state->resampler_rate = state->block.rate;

@@ -1,6 +1,7 @@
 /* decoder_ogg: Ogg Vorbis through vorbisfile. */
 #include "platform/audio/audio_file.h"
 #include "platform/audio/audio_mix.h"
+#include "platform/audio/audio_spare.h"
 #include "platform/audio/audio_stream.h"
 #include "platform/audio/audio_tags.h"
 #include "platform/audio/decoder.h"
@@ -212,7 +213,7 @@ static audio_stream *ogg_open(const char *path)
     if (found == audio_tags_broken)
         tags = audio_tags_empty();
     audio_file_window(file, 0, audio_file_size(file));
-    if (found == audio_tags_none ||
+    if (found == audio_tags_none || !audio_has_spare() ||
         ov_open_callbacks(file, &state->vorbis, nullptr, 0, callbacks) ||
         !is_playable(&state->vorbis)) {
         audio_tags_free(tags);

@@ -11,6 +11,8 @@ from player import DEADLINE_S, PROGRAM, PlayerTest, is_built_with
 
 MOST = 24 << 20
 """Of a device with 32 MiB. What libraries bring as data of their own counts here, too."""
+LEAST = 5 << 20
+"""The program comes up, and what it plays then finds too little."""
 CORPUS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "fuzz", "corpus")
 SOUNDS = (".mp3", ".ogg", ".flac")
 
@@ -54,8 +56,8 @@ class LittleMemoryTest(PlayerTest):
             for ending in SOUNDS:
                 self.write(f"music/{name}{ending}", content)
 
-    def live(self, folder, script, *arguments):
-        return subprocess.run(["prlimit", f"--data={MOST}", self.program, *arguments], cwd=folder,
+    def live(self, folder, script, *arguments, most=MOST):
+        return subprocess.run(["prlimit", f"--data={most}", self.program, *arguments], cwd=folder,
                               env=self.environment(), input=script.encode(), capture_output=True,
                               timeout=DEADLINE_S, check=False)
 
@@ -67,14 +69,21 @@ class LittleMemoryTest(PlayerTest):
         self.assertEqual(run.returncode, 0, run.stderr)
         self.assertIn(b"First", run.stdout)
 
-    def play(self, name):
+    def play(self, name, most=MOST):
         folder = os.path.join(self.folder, "play " + name)
         os.mkdir(folder)
         for entry in os.listdir(self.folder):
             if entry.endswith(".ttf") or entry in ("skins", "fonts", "music"):
                 os.symlink(os.path.join(self.folder, entry), os.path.join(folder, entry))
         shutil.copy(self.path("config.txt"), folder)
-        return self.live(folder, "advance 300\nsettle\nadvance 700\nstate\nquit\n", "music/" + name)
+        return self.live(folder, "advance 300\nsettle\nadvance 700\nstate\nquit\n", "music/" + name,
+                         most=most)
+
+    def test_libraries_that_crash_without_memory_are_not_asked(self):
+        for name in ("audio chain.ogg", "audio wide.flac", "key ogg.ogg", "audio utf16_tag.mp3"):
+            with self.subTest(file=name):
+                run = self.play(name, LEAST)
+                self.assertIn(run.returncode, (0, 255), run.stderr)
 
     def test_each_of_them_is_played_and_shown(self):
         names = sorted(name for name in os.listdir(self.path("music")) if name.endswith(SOUNDS))
