@@ -150,7 +150,7 @@ int play_exit()
     return fault_hit("play_exit") ? -1 : 0;
 }
 
-int play_begin(const char *path)
+static int begin(const char *path)
 {
     sys_guard turn(begin_lock);
     {
@@ -167,7 +167,7 @@ int play_begin(const char *path)
     return 0;
 }
 
-int play_end()
+static int end()
 {
     sys_guard turn(begin_lock);
     sys_guard guard(play_lock);
@@ -192,11 +192,29 @@ int play_next(void *buffer, uint32_t length, uint32_t *id)
     return 0;
 }
 
-void play_watch(int32_t first, int32_t last)
+static void watch(int32_t first, int32_t last)
 {
     watch_first = first;
     watch_last = last;
     tell_position(); /* it may have left while nobody watched */
+}
+
+static constexpr play_engine engine = {.begin = begin, .end = end, .watch = watch};
+constinit const play_engine *play_engine_hung = &engine;
+
+int play_begin(const char *path)
+{
+    return play_engine_hung->begin(path);
+}
+
+int play_end()
+{
+    return play_engine_hung->end();
+}
+
+void play_watch(int32_t first, int32_t last)
+{
+    play_engine_hung->watch(first, last);
 }
 
 void play_sound_callback(void *user, void *buffer, uint32_t length)
@@ -222,7 +240,8 @@ bool play_copy_last_path(char (&to)[PATH_MAX])
     sys_guard guard(play_lock);
     if (play_fpath[0] == '\0')
         return false;
-    (void)str_copy(to, whole_path); /* same size */
+    const bool is_cut = strlen(play_fpath) == sizeof play_fpath - 1;
+    (void)str_copy(to, is_cut ? whole_path : play_fpath); /* fits */
     return true;
 }
 

@@ -28,6 +28,15 @@ extern std::atomic<uint32_t> play_handle_id; /* grows with every open and close 
  * track starts behind somebody's back. It may call play_begin and play_end itself. */
 extern int (*play_ended)(int32_t delta);
 
+/* What starts, stops and watches tracks. The engine's own, or one that a test of the folders above
+ * hangs here before main(). */
+struct play_engine {
+    int (*begin)(const char *path);
+    int (*end)();
+    void (*watch)(int32_t first, int32_t last);
+};
+extern const play_engine *play_engine_hung;
+
 [[nodiscard]] int play_init();
 int play_exit();
 /* Plays a file from its beginning. 0, or -1 with nothing playing. Any thread, play_lock not held.

@@ -1,4 +1,4 @@
-/* The play screen over a view manager and lists that note what the controls ask of them. */
+/* The play screen over lists that note what the controls ask of them. The view manager is real. */
 #pragma once
 
 #include "support/hung.h"
@@ -12,13 +12,21 @@
 #include "unit/view/play/play_fixture.h"
 #include "view/list/view_list.h"
 
-/* ---- the view manager and the lists, as far as the controls ask them ---- */
+/* ---- the screens and the lists, as far as the controls ask them ---- */
 
-std::atomic<view *> view_selected{nullptr};
-int32_t view_anime_started = 0;
-key_report input_key = {};
-int32_t input_touch_x = 0, input_touch_y = 0, input_touch_type = 0;
-inline view list_screen = {.init = nullptr, .exit = nullptr, .input = nullptr, .draw = nullptr};
+inline view list_screen = {
+    .init = nullptr,
+    .exit = nullptr,
+    .input = [](view *) { return 0; },
+    .draw = [](view *, fb_surface *) { return 0; },
+};
+inline view no_messages = {
+    .init = nullptr,
+    .exit = nullptr,
+    .input = [](view *) { return 0; },
+    .draw = [](view *, fb_surface *) { return 0; },
+};
+static const hung hang_overlay_msg(overlay_msg, &no_messages);
 static const hung hang_view_list(view_list, &list_screen);
 inline list playlist_record = {}, main_record = {};
 static const hung hang_list_cur_playlist(list_cur_playlist, &playlist_record);
@@ -34,11 +42,6 @@ int view_list_select(list *next)
     if (!list_refuses)
         list_page_selected = next;
     return 0;
-}
-
-void view_select(view *next)
-{
-    view_selected = next;
 }
 
 int list_cur_playlist_go(int32_t delta)

@@ -35,14 +35,6 @@
 
 /* ---- the engine ---- */
 
-constinit sys_lock play_lock;
-constinit const audio_decoder *play_decoder = nullptr;
-constinit audio_stream *play_handle = nullptr;
-constinit char play_fpath[512] = "";
-constinit std::atomic<int32_t> play_pos{0};
-constinit std::atomic<uint8_t> play_paused{1};
-constinit std::atomic<uint32_t> play_handle_id{0};
-
 struct engine {
     audio_stream stream = {};
     audio_tags tags = {};
@@ -118,63 +110,47 @@ inline void set_no_track()
     play_paused = 1;
 }
 
-int play_begin(const char *path)
-{
-    the_engine.begun.push_back(path);
-    return 0;
-}
-
-int play_end()
-{
-    the_engine.ended++;
-    set_no_track();
-    return 0;
-}
-
-bool play_copy_last_path(char (&to)[PATH_MAX])
-{
-    const sys_guard guard(play_lock);
-    str_copy(to, play_fpath);
-    return to[0] != '\0';
-}
-
 /* The last span that the screen watched. */
 inline int32_t watched_first = 0, watched_last = 0;
 
-void play_watch(int32_t first, int32_t last)
-{
-    watched_first = first;
-    watched_last = last;
-}
-
-bool play_copy_path(char (&to)[512])
-{
-    const sys_guard guard(play_lock);
-    str_copy(to, play_handle ? play_fpath : "");
-    return play_handle != nullptr;
-}
+inline const play_engine engine_by_hand = {
+    .begin =
+        [](const char *path) {
+            the_engine.begun.push_back(path);
+            return 0;
+        },
+    .end =
+        [] {
+            the_engine.ended++;
+            set_no_track();
+            return 0;
+        },
+    .watch =
+        [](int32_t first, int32_t last) {
+            watched_first = first;
+            watched_last = last;
+        },
+};
+static const hung hang_engine(play_engine_hung, &engine_by_hand);
 
 /* ---- the program ---- */
 
-char lang_selected[10] = "ko";
 inline int32_t battery_level = 57;
 inline std::function<void()> in_battery; /* called when the level is asked for; null: nothing */
-inline std::vector<int32_t> volume_changes;
 
-int32_t program_get_battery_level()
+inline int32_t tell_battery_level()
 {
     if (in_battery)
         in_battery();
     return battery_level;
 }
 
-int program_change_volume(int32_t delta)
-{
-    volume_changes.push_back(delta);
-    return 0;
-}
-
-inline view play_screen = {.init = nullptr, .exit = nullptr, .input = nullptr, .draw = play_draw};
+inline view play_screen = {
+    .init = nullptr,
+    .exit = nullptr,
+    .input = [](view *) { return 0; },
+    .draw = play_draw,
+};
 static const hung hang_view_play(view_play, &play_screen);
 
 /* ---- time ---- */
@@ -188,6 +164,7 @@ inline device make_hand_clock()
     made.msec = [] { return clock_real_msec(); };
     made.wall = [] { return static_cast<time_t>(wall_seconds.load()); };
     made.msleep = [](int32_t ms) { clock_real_msleep(ms); };
+    made.battery = tell_battery_level;
     return made;
 }
 inline const device hand_clock = make_hand_clock();
@@ -226,7 +203,6 @@ class play_test : public testing::Test
         play_screen.surface = fb_create(320, 240);
         ASSERT_NE(play_screen.surface, nullptr);
         the_engine = {};
-        volume_changes.clear();
         battery_level = 57;
         in_battery = nullptr;
         str_copy(lang_selected, "ko");

@@ -18,6 +18,7 @@ struct play_text : testing::Test {
         set_no_track();
         the_engine = {};
         battery_level = 57;
+        device_current = &hand_clock;
         str_copy(lang_selected, "ko");
     }
 };
