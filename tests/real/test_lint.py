@@ -131,6 +131,23 @@ class Lint(unittest.TestCase):
             self.write("roof/roof.cpp", f"double e = {cast};\n")
             self.assert_fault(self.run_tool("lint_casts.py"), "roof/roof.cpp:1: a cast without a name")
 
+    def doubles(self, test):
+        self.links()
+        self.write("tests/unit/roof/roof_test.cpp", test)
+        place = os.path.join(self.house, "build/tests/CMakeFiles/roof_test.dir/unit/roof")
+        os.makedirs(place, exist_ok=True)
+        subprocess.run(["g++", "-I.", "-c", "tests/unit/roof/roof_test.cpp", "-o", f"{place}/roof_test.cpp.o"],
+                       cwd=self.house, check=True)
+        return self.run_tool("lint_doubles.py", "build")
+
+    def test_a_double_by_link_order_is_refused(self):
+        sound = "static int cellar_ask() { return 2; }\nint roof_test();\nint roof_test() { return cellar_ask(); }\n"
+        run = self.doubles(sound)
+        self.assertEqual((run.returncode, run.stderr), (0, ""))
+        self.assert_fault(self.doubles("int cellar_ask();\nint cellar_ask() { return 2; }\n"),
+                          "tests/unit/roof/roof_test.cpp defines cellar_ask() of cellar")
+        self.assert_fault(self.run_tool("lint_doubles.py", "nowhere"), "build it first")
+
     def test_a_build_without_objects_proves_nothing(self):
         self.assert_fault(self.run_tool("lint_links.py", "nowhere"), "build it first")
 

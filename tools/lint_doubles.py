@@ -1,0 +1,104 @@
+#!/usr/bin/env python3
+"""Checks that no test takes the place of a part of the program by defining its symbol.
+
+Usage: lint_doubles.py BUILD. A double stands in through a record or a hook that the test hangs
+(tests/support/hung.h): the linker picks among symbols of one name by the order of its command line,
+and what the test then says of the program nobody knows. Reads with nm the objects of the program
+and those of tests, fuzzers and benchmarks."""
+
+import os
+import subprocess
+import sys
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+from layers import read_layers  # noqa: E402
+from lint_links import objects_of, symbols_of  # noqa: E402
+
+PLACES = ["tests", "fuzz", "bench"]
+# Doubles that still wait for their record, by the source that is compiled. Only ever fewer.
+FAKE_PROGRAM = {  # tests/unit/lists/fake_program.h
+    "cfg_library_path", "cfg_playback_order", "input_key", "key_check", "play_begin", "play_copy_last_path",
+    "play_fpath", "play_lock", "program_running", "view_list_select", "view_play_begin", "view_select"}
+SCRIPTED = {  # tests/unit/play/scripted_decoder.h
+    "audio_get_decoder", "clock_msleep", "clock_wake", "sound_get_buffer_remaining", "sound_reset", "sound_wake"}
+CONTROLS = {  # tests/unit/view/play/play_controls_fixture.h
+    "list_cur_playlist_go", "list_cur_playlist_select", "list_page_selected", "view_list_select"}
+OPEN = {
+    "tests/unit/core/lang/lang_test.cpp": {"decoder_mp3_set_tag_native_encoding", "play_lock"},
+    "tests/unit/core/loop_test.cpp": {"lang_selected"},
+    "tests/unit/core/services/overlay_test.cpp": {"fb_draw_text"},
+    "tests/unit/core/steps_test.cpp": {"program_perror"},
+    "tests/unit/lists/list_cfg_span_test.cpp": {"lang_selected"},
+    "tests/unit/lists/list_cfg_test.cpp": {
+        "decoder_mp3_set_tag_native_encoding", "input_key", "main_auto_off_mode", "main_auto_off_started",
+        "play_lock", "view_list_load_skin", "view_list_select", "view_play_load_skin"},
+    "tests/unit/lists/list_files_test.cpp": FAKE_PROGRAM,
+    "tests/unit/lists/list_library_test.cpp": FAKE_PROGRAM,
+    "tests/unit/lists/list_main_test.cpp": {
+        "cfg_skin_list", "input_key", "library_scan", "list_cfg_reset", "list_cur_playlist_select",
+        "list_files_select_file", "list_files_set_default_dpath", "list_library_add_cond_key",
+        "list_library_reset_conds", "overlay_msg_add", "overlay_msg_remove", "play_copy_last_path",
+        "play_copy_path", "play_end", "play_lock", "view_list_load_skin", "view_list_select",
+        "view_request_redraw"},
+    "tests/unit/lists/list_playlists_test.cpp": FAKE_PROGRAM,
+    "tests/unit/lists/list_run_once_test.cpp": {
+        "cfg_lang", "cfg_modified", "decoder_mp3_set_tag_native_encoding", "input_key",
+        "list_main_on_update_library", "play_lock", "view_list_select"},
+    "tests/unit/lists/playlist/list_cur_playlist_m3u_test.cpp": FAKE_PROGRAM,
+    "tests/unit/lists/playlist/list_cur_playlist_queue_test.cpp": FAKE_PROGRAM,
+    "tests/unit/lists/playlist/list_cur_playlist_test.cpp": FAKE_PROGRAM,
+    "tests/unit/play/play_test.cpp": SCRIPTED,
+    "tests/unit/play/play_threads_test.cpp": SCRIPTED,
+    "tests/unit/skin/skin_behavior_test.cpp": {"fb_draw_image", "fb_draw_rect"},
+    "tests/unit/view/play/play_controls_test.cpp": CONTROLS,
+    "tests/unit/view/play/play_controls_touch_test.cpp": CONTROLS,
+}
+MODULES = {"tests/support/device_module.cpp"}  # a file of its own beside the program, linked with nothing of it
+
+
+def objects_of_tests(build):
+    """(source, object) of every object whose source is there."""
+    for place in PLACES:
+        for folder, _, files in os.walk(os.path.join(build, place)):
+            for name in sorted(files):
+                inside = folder.split(".dir", 1)
+                source = place + inside[-1] + "/" + name[:-len(".o")]
+                if name.endswith(".cpp.o") and len(inside) == 2 and os.path.exists(source) \
+                        and source not in MODULES:
+                    yield source, os.path.join(folder, name)
+
+
+def name_of(symbol):
+    return symbol.split("(")[0]
+
+
+def main():
+    build = sys.argv[1]
+    owner = {}
+    for each in read_layers("tools/layers.txt"):
+        for symbol in symbols_of(objects_of(build, each.folder))[0]:
+            owner[symbol] = each.folder
+    objects = list(objects_of_tests(build))
+    if not owner or not objects:
+        sys.exit(f"{build} holds no objects of the program and its tests: build it first")
+    faults, still = [], set()
+    for source, path in objects:
+        for symbol in sorted(symbols_of([path])[0]):
+            if symbol not in owner:
+                continue
+            if name_of(symbol) in OPEN.get(source, ()):
+                still.add((source, name_of(symbol)))
+            else:
+                faults.append(f"{source} defines {symbol} of {owner[symbol]}")
+    built = {source for source, _ in objects}
+    for source, names in OPEN.items():
+        if source in built or not os.path.exists(source):
+            faults += [f"{source} defines {name} no more: strike it from tools/lint_doubles.py"
+                       for name in names if (source, name) not in still]
+    for fault in faults:
+        print(fault, file=sys.stderr)
+    sys.exit(1 if faults else 0)
+
+
+if __name__ == "__main__":
+    main()
