@@ -77,13 +77,8 @@ targets_of() {
             unit/demo_music_test) printf '%s\n' demo_music_test demo-music ;;
             unit/*) echo "${name#unit/}" ;;
             fuzz/*) echo "fuzz_${name#fuzz/}" ;;
-<<<<<<< HEAD
-            real/*) printf '%s\n' zerv-player zerv-skin player-folder demo-music media make_music package_verdicts ;;
-            faults/*) printf '%s\n' zerv-player player-folder media zerv-fail zerv-record ;;
-=======
             real/*) printf '%s\n' zerv-player zerv-skin player-folder demo-music media make_music board package_verdicts ;;
-            faults/*) printf '%s\n' zerv-player player-folder media zerv-fail ;;
->>>>>>> dbb8efd (wip2)
+            faults/*) printf '%s\n' zerv-player player-folder media zerv-fail zerv-record ;;
             *) printf '%s\n' zerv-player zerv-skin player-folder demo-music media ;;
             esac
         done | sort -u
