@@ -179,7 +179,8 @@ const int *trap_begin(void)
 
 /* Libraries that end the process, or step on a null, when an allocation of their own fails. What
  * our code asks of them is asked with memory to spare; docs/testing.md says why each is here. */
-static const char *const spared[] = {"/ld-linux", "/libvorbis", "/libgomp", "/libglib-2"};
+static const char *const spared[] = {"/ld-linux", "/libvorbis", "/libsoxr", "/libgomp",
+                                     "/libglib-2"};
 
 /* Whether the code at that address may be told that there is no memory. */
 static int may_miss(void *caller)
