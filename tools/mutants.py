@@ -44,7 +44,7 @@ SANITIZERS = ["-fsanitize=address,undefined", "-fno-sanitize-recover=all"]
 
 # Folders whose lines are also run by tests of other folders, or by the program.
 MORE = {
-    "core": "real/(startup|signals|playback)",
+    "core": "real/(startup|signals)|scenario/(first_run|quit_keys|display_off)",
     "platform/audio": "unit/play_cover_tag_test",
     "platform/device": "unit/device_virtual_test",
     "play": "unit/list_cur_playlist(_queue)?_test",
@@ -139,8 +139,9 @@ class bench:
                     os.symlink(os.path.abspath(os.path.join(BUILD, folder, name)),
                                os.path.join(self.build, folder, name))
         with open(os.path.join(BUILD, "compile_commands.json"), encoding="utf-8") as commands:
+            # Of a source that the fuzzers compile, too, the program's own command comes first.
             self.compilations = {os.path.relpath(entry["file"]): entry["command"]
-                                 for entry in json.load(commands)}
+                                 for entry in reversed(json.load(commands))}
         self.links = {}
         self.extra = []  # further words for compiler and linker
 
@@ -164,7 +165,8 @@ class bench:
     def link_of(self, target):
         """(words, what it links: objects and members of libraries) of a program of the build."""
         if target not in self.links:
-            line = run("ninja", "-C", BUILD, "-t", "commands", target).stdout.splitlines()[-1]
+            lines = run("ninja", "-C", BUILD, "-t", "commands", target).stdout.splitlines()
+            line = next(line for line in lines if re.search(rf" -o \S*/{target} ", line))
             words = shlex.split(line.removeprefix(": && ").split(" && ")[0])
             del words[words.index("-o"):words.index("-o") + 2]
             traced = run(*words, "-Wl,-t,-t", "-o", self.at("traced"), cwd=BUILD)
@@ -182,6 +184,9 @@ class bench:
     def link(self, target, path):
         words = [word for word in self.link_of(target)[0]
                  if not word.endswith(f"{target}.dir/{path}.o")]
+        for name in os.listdir(os.path.join(BUILD, "tests")):  # modules lie beside their program
+            if name.endswith(".so") and not os.path.lexists(self.at(name)):
+                os.symlink(os.path.abspath(os.path.join(BUILD, "tests", name)), self.at(name))
         done = run(*words[:1], *([self.at("changed.o")] if path else []), *words[1:],
                    *self.extra, "-o", self.program_of(target), cwd=BUILD)
         if done.returncode != 0:

@@ -35,7 +35,7 @@ SYNC = r"(?<!static int )\b(?:f(?:data)?sync|syncfs|sync_\w+)\((?:[^()]|\([^()]*
 KINDS = {
     "sync": each(swap(SYNC + " == 0", "true"), swap(SYNC + " != 0", "false"),
                  swap(r"= " + SYNC + ";", "= 0;"),
-                 swap(r"^(\s*)(?:\(void\))?f?sync\(.*\);", r"\1;")),
+                 swap(r"^(\s*)(?:\(void\))?(?:f?sync|sync_\w+)\(.*\);", r"\1;")),
     "lock": swap(r"^(\s*)(?:const )?sys_guard \w+\(.*\);", r"\1;"),
     "bound": each(swap(r" <= ", " < "), swap(r" < ", " <= "), swap(r" >= ", " > "),
                   swap(r" > ", " >= ")),
