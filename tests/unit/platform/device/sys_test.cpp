@@ -40,6 +40,26 @@ TEST_F(sys, takes_the_device_that_is_named)
     EXPECT_STREQ(device_current->name, "virtual");
 }
 
+TEST_F(sys, any_sign_of_a_desktop_is_one)
+{
+    const auto said = [] {
+        testing::internal::CaptureStderr();
+        if (sys_init() == 0)
+            (void)sys_exit();
+        return testing::internal::GetCapturedStderr();
+    };
+    setenv("ZERV_DEVICE", "sdl", 1);
+    if (said().find("there is no device") == 0)
+        GTEST_SKIP() << "built without a window";
+    unsetenv("ZERV_DEVICE");
+    /* None of these has a window to offer, but each asks for one. */
+    for (const char *name : {"DISPLAY", "WAYLAND_DISPLAY", "SDL_VIDEODRIVER"}) {
+        setenv(name, "nowhere", 1);
+        EXPECT_NE(said().find("there is no screen"), 0u) << name;
+        unsetenv(name);
+    }
+}
+
 TEST_F(sys, an_empty_name_names_none)
 {
     setenv("ZERV_DEVICE", "", 1);

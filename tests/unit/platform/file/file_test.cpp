@@ -307,4 +307,9 @@ TEST(file_rename, moves_a_file)
     EXPECT_EQ(scratch_read("b"), "1");
     EXPECT_EQ(file_rename("a", "b"), -1);
     EXPECT_EQ(file_rename(nullptr, "b"), -1);
+    EXPECT_EQ(file_rename("b", nullptr), -1);
+    fault_set("file_rename");
+    EXPECT_EQ(file_rename("b", "c"), -1) << "on request";
+    fault_set(nullptr);
+    EXPECT_EQ(scratch_read("b"), "1");
 }

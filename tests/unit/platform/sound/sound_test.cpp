@@ -10,6 +10,7 @@
 #include <atomic>
 #include <chrono>
 #include <cmath>
+#include <csignal>
 #include <functional>
 #include <gtest/gtest.h>
 #include <mutex>
@@ -409,19 +410,13 @@ TEST_F(sound, extremes_do_not_overflow)
     }
 }
 
-/* The niceness of our thread of that name, 100 without such a thread. */
-static int niceness_of(const std::string &wanted)
+/* The id of our thread of that name, 0 without such a thread. */
+static int thread_of(const std::string &wanted)
 {
-    for (const std::string &id : scratch_names("/proc/self/task")) {
-        char name[16] = "";
-        FILE *comm = fopen(("/proc/self/task/" + id + "/comm").c_str(), "re");
-        const bool found = comm && fscanf(comm, "%15s", name) == 1 && wanted == name;
-        if (comm)
-            (void)fclose(comm);
-        if (found)
-            return getpriority(PRIO_PROCESS, static_cast<id_t>(std::stoi(id)));
-    }
-    return 100;
+    for (const std::string &id : scratch_names("/proc/self/task"))
+        if (scratch_read("/proc/self/task/" + id + "/comm") == wanted + "\n")
+            return std::stoi(id);
+    return 0;
 }
 
 TEST_F(sound, its_thread_goes_before_programs_that_keep_the_processor_busy)
@@ -432,7 +427,26 @@ TEST_F(sound, its_thread_goes_before_programs_that_keep_the_processor_busy)
     ASSERT_EQ(setpriority(PRIO_PROCESS, 0, before), 0);
     manual_speaker = &timed;
     open();
-    EXPECT_TRUE(wait_until([] { return niceness_of("sound") == -11; }));
+    EXPECT_TRUE(wait_until([] {
+        const int id = thread_of("sound");
+        return id && getpriority(PRIO_PROCESS, static_cast<id_t>(id)) == -11;
+    }));
+}
+
+TEST_F(sound, its_thread_leaves_all_signals_to_the_main_thread)
+{
+    open();
+    int id = 0;
+    ASSERT_TRUE(wait_until([&id] { return (id = thread_of("sound")) != 0; }));
+    const std::string status = scratch_read("/proc/self/task/" + std::to_string(id) + "/status");
+    const size_t at = status.find("SigBlk:");
+    ASSERT_NE(at, std::string::npos);
+    const uint64_t blocked = strtoull(status.c_str() + at + 7, nullptr, 16);
+    for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGUSR1, SIGCHLD, SIGALRM})
+        EXPECT_TRUE(blocked >> (number - 1) & 1) << number;
+    sigset_t ours;
+    ASSERT_EQ(pthread_sigmask(SIG_BLOCK, nullptr, &ours), 0);
+    EXPECT_FALSE(sigismember(&ours, SIGTERM)) << "the main thread gets them still";
 }
 
 TEST_F(sound, says_once_that_there_is_no_card_and_plays_in_real_time)

@@ -13,6 +13,16 @@ TEST_F(view_lists, init_makes_surfaces_of_the_screens_size_and_starts_every_list
     EXPECT_EQ(trace, (texts{"init 0", "init 1", "init 2", "init 3", "init 4", "init 5", "init 6"}));
 }
 
+TEST_F(view_lists, init_may_follow_one_that_nobody_ended)
+{
+    write_skin("skins/one", list_of(3));
+    str_copy(cfg_skin_list, "skins/one");
+    ASSERT_EQ(view_list->init(), 0);
+    ASSERT_EQ(view_list->init(), 0); /* the sanitizers see a surface that is left */
+    EXPECT_NE(view_list->frame, nullptr);
+    EXPECT_NE(view_list->surface, nullptr);
+}
+
 TEST_F(view_lists, init_fails_without_any_skin_that_has_the_part)
 {
     str_copy(cfg_skin_list, "skins/none");
