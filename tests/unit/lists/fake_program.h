@@ -12,6 +12,7 @@
 #include "platform/base/str.h"
 #include "platform/db/db.h"
 #include "platform/file/file.h"
+#include "platform/input/key.h"
 #include "play/play.h"
 #include "support/hung.h"
 #include "support/one_thread.h"
@@ -40,9 +41,6 @@ struct seen {
 };
 inline seen the_seen;
 
-constinit sys_lock play_lock;
-constinit char play_fpath[512] = "";
-
 inline void set_playing(const char *path)
 {
     sys_guard guard(play_lock);
@@ -55,14 +53,8 @@ inline std::string playing()
     return play_fpath;
 }
 
-bool play_copy_last_path(char (&to)[PATH_MAX])
-{
-    (void)str_copy(to, play_fpath);
-    return to[0] != '\0';
-}
-
 /* Files with "broken" in their path do not play. */
-int play_begin(const char *path)
+inline int begin_in_silence(const char *path)
 {
     the_seen.begun.push_back(path);
     if (path[0] == '\0' || strstr(path, "broken"))
@@ -71,22 +63,40 @@ int play_begin(const char *path)
     return 0;
 }
 
+inline const play_engine silent_engine = {
+    .begin = begin_in_silence,
+    .end = [] { return 0; },
+    .watch = [](int32_t, int32_t) {},
+};
+static const hung hang_engine(play_engine_hung, &silent_engine);
+
 int view_play_begin(const char *path)
 {
     the_seen.in_background.push_back(path);
     return play_begin(path);
 }
 
-inline view list_screen = {.init = nullptr, .exit = nullptr, .input = nullptr, .draw = nullptr};
-inline view play_screen = {.init = nullptr, .exit = nullptr, .input = nullptr, .draw = nullptr};
+/* Selecting a screen hands it the events of the pass. */
+inline int note_selected(view *self)
+{
+    the_seen.selected.push_back(self);
+    return -1;
+}
+
+inline int draw_nothing(view *, fb_surface *)
+{
+    return 0;
+}
+
+inline view list_screen = {
+    .init = nullptr, .exit = nullptr, .input = note_selected, .draw = draw_nothing};
+inline view play_screen = {
+    .init = nullptr, .exit = nullptr, .input = note_selected, .draw = draw_nothing};
+inline view no_messages = {
+    .init = nullptr, .exit = nullptr, .input = [](view *) { return 0; }, .draw = draw_nothing};
 static const hung hang_view_list(view_list, &list_screen);
 static const hung hang_view_play(view_play, &play_screen);
-key_report input_key = {};
-
-void view_select(view *next)
-{
-    the_seen.selected.push_back(next);
-}
+static const hung hang_overlay_msg(overlay_msg, &no_messages);
 
 int view_list_select(list *next)
 {
@@ -98,11 +108,6 @@ inline list main_menu = {};
 static const hung hang_list_cur_playlist(list_cur_playlist, &list_cur_playlist_record);
 static const hung hang_list_main(list_main, &main_menu);
 
-std::atomic<uint8_t> program_running{1};
-
-int32_t cfg_playback_order = 0;
-char cfg_library_path[512] = "";
-
 /* The clock goes on by as much with each look at it. */
 inline int32_t clock_now_ms = 1000;
 inline int32_t clock_step_ms = 0;
@@ -112,7 +117,20 @@ inline int nothing()
     return 0;
 }
 
-/* A device that has a clock and notes who sleeps. */
+/* The key that is found pressed, and let go, at one of the looks to come. */
+inline uint32_t key_to_come = 0;
+inline int key_looks_before = 0;
+
+inline void look_at_keys()
+{
+    if (key_to_come == 0 || key_looks_before-- > 0)
+        return;
+    key_event(key_to_come, true);
+    key_event(key_to_come, false);
+    key_to_come = 0;
+}
+
+/* A device that has a clock and one key, and notes who sleeps. */
 inline const device clock_only = {
     .name = "clock",
     .open = nothing,
@@ -125,27 +143,13 @@ inline const device clock_only = {
     .key_close = nothing,
     .touch_open = nothing,
     .touch_close = nothing,
-    .poll = [] {},
+    .poll = look_at_keys,
     .speaker = []() -> const sound_speaker * { return nullptr; },
     .battery = [] { return 100; },
     .msec = []() -> int64_t { return clock_now_ms += clock_step_ms; },
     .wall = [] { return time(nullptr); },
     .msleep = [](int32_t) { the_seen.sleeps++; },
 };
-
-/* The key that is found pressed at one of the looks to come. */
-inline uint32_t key_to_come = 0;
-inline int key_looks_before = 0;
-
-int key_check(key_report *report)
-{
-    *report = {};
-    if (key_to_come == 0 || key_looks_before-- > 0)
-        return 0;
-    report->pressed = key_to_come;
-    key_to_come = 0;
-    return 1;
-}
 
 /* ---- files ---- */
 
@@ -257,6 +261,10 @@ class lists_test : public testing::Test
         ASSERT_NE(getcwd(folder, sizeof folder), nullptr);
         device_current = &clock_only;
         the_seen = {};
+        view_selected = nullptr;
+        view_previous = nullptr;
+        view_anime_pending = 0;
+        view_anime_started = 0;
         input_key = {};
         main_menu.cursor = 3;
         list_screen.redraw = 0;
@@ -264,10 +272,12 @@ class lists_test : public testing::Test
         cfg_playback_order = 0;
         str_copy(cfg_library_path, folder);
         set_playing("");
+        ASSERT_EQ(key_open(), 0);
         ASSERT_EQ(list_cur_playlist->init(), 0);
     }
     void TearDown() override
     {
+        EXPECT_EQ(key_close(), 0);
         EXPECT_EQ(list_cur_playlist->exit(), 0);
         view_list_free(list_cur_playlist);
         EXPECT_EQ(library_close(), 0);

@@ -338,7 +338,7 @@ TEST_F(list_files_browser, lets_a_key_end_a_queueing_that_takes_long)
         (void)list_cur_playlist->init();
         clock_step_ms = 60;
         key_to_come = it.key;
-        key_looks_before = 2;
+        key_looks_before = 5;
         EXPECT_EQ(list_files_add_dir(folder, nullptr, 0), 0);
         EXPECT_GE(queued_paths().size(), 1u) << it.key;
         EXPECT_LE(queued_paths().size(), it.most) << it.key;
