@@ -2,7 +2,7 @@
  *
  *   ZERV_FAIL=KIND:N:ERROR   the N-th call of that kind fails with the number ERROR;
  *             KIND:N+:ERROR  so do all after it; "count" counts every kind
- *   ZERV_FAIL_TRACE=1        prints the stack of an allocation that fails
+ *   ZERV_FAIL_TRACE=1        prints the stack of an allocation that fails, and of a crash
  *   ZERV_FAIL_TALLY=FILE     512 bytes that are shared with who wants to know: a 32-bit count for
  *                            each kind, then at byte 256 how many failed
  *
@@ -16,6 +16,7 @@
 #include <fcntl.h>
 #include <link.h>
 #include <pthread.h>
+#include <signal.h>
 #include <stdatomic.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -160,6 +161,23 @@ static void share_tally(void)
         tally = shared;
 }
 
+static __thread int inside;
+
+static void print_stack(void)
+{
+    void *frames[40];
+    inside = 1;
+    backtrace_symbols_fd(frames, backtrace(frames, 40), 2);
+    inside = 0;
+}
+
+/* Where it crashed; then it crashes again, for good. */
+static void on_crash(int number)
+{
+    (void)signal(number, SIG_DFL);
+    print_stack();
+}
+
 const int *trap_begin(void)
 {
     static int numbers[CALLS + 1];
@@ -171,6 +189,8 @@ const int *trap_begin(void)
             numbers[count++] = calls[i].number;
     numbers[count] = -1;
     traces = getenv("ZERV_FAIL_TRACE") != NULL;
+    if (traces && (signal(SIGSEGV, on_crash) == SIG_ERR || signal(SIGABRT, on_crash) == SIG_ERR))
+        _exit(99);
     begun = 1;
     return numbers;
 }
@@ -193,16 +213,6 @@ static int may_miss(void *caller)
         if (strstr(object, spared[i]))
             return 0;
     return 1;
-}
-
-static __thread int inside;
-
-static void print_stack(void)
-{
-    void *frames[40];
-    inside = 1;
-    backtrace_symbols_fd(frames, backtrace(frames, 40), 2);
-    inside = 0;
 }
 
 static int fails(void *caller)
