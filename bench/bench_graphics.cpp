@@ -24,9 +24,9 @@ static image_owner picture(int32_t width, int32_t height, bool round)
             const int32_t alpha = !round || inside > 4 * width ? 255
                                   : inside > 0                 ? 63 * inside / width
                                                                : 0;
-            const uint32_t share = (uint32_t)alpha;
-            const uint32_t red = (uint32_t)x * share / (uint32_t)width;
-            const uint32_t green = (uint32_t)y * share / (uint32_t)height;
+            const uint32_t share = static_cast<uint32_t>(alpha);
+            const uint32_t red = static_cast<uint32_t>(x) * share / static_cast<uint32_t>(width);
+            const uint32_t green = static_cast<uint32_t>(y) * share / static_cast<uint32_t>(height);
             made->argb[y * width + x] = share << 24 | red << 16 | green << 8 | share / 2;
         }
     }
@@ -42,7 +42,7 @@ static void copy_screen(benchmark::State &state)
 {
     const surface_owner from(fb_create(320, 240));
     const surface_owner to(fb_create(320, 240));
-    const int32_t x = (int32_t)state.range(0);
+    const int32_t x = static_cast<int32_t>(state.range(0));
     for (auto _ : state) {
         fb_copy(to.get(), from.get(), x, 0, 320, 240, 0, 0);
         benchmark::ClobberMemory();
@@ -92,7 +92,7 @@ static void draw_disc_screen(benchmark::State &state)
 {
     const image_owner img = picture(320, 240, true);
     (void)image_dither(img.get());
-    draw(state, img.get(), (int32_t)state.range(0));
+    draw(state, img.get(), static_cast<int32_t>(state.range(0)));
 }
 BENCHMARK(draw_disc_screen)->Arg(255)->Arg(128);
 
@@ -153,14 +153,14 @@ BENCHMARK(open_font)->Unit(benchmark::kMicrosecond);
 /* From a square of the first side to one of the second. */
 static void scale(benchmark::State &state)
 {
-    const int32_t from_side = (int32_t)state.range(0);
-    const int32_t to_side = (int32_t)state.range(1);
+    const int32_t from_side = static_cast<int32_t>(state.range(0));
+    const int32_t to_side = static_cast<int32_t>(state.range(1));
     const image_owner from = picture(from_side, from_side, false);
     const image_owner to(image_create(to_side, to_side));
     for (auto _ : state)
         (void)image_copy_resampled(to.get(), from.get(), 0, 0, to_side, to_side, 0, 0, from_side,
                                    from_side);
-    count_pixels(state, (int64_t)from_side * from_side);
+    count_pixels(state, int64_t{from_side} * from_side);
 }
 BENCHMARK(scale)
     ->Args({100, 200})

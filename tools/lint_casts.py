@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Checks that casts of numbers have names: `static_cast<int>(x)`, never `int(x)`.
+"""Checks that casts have names: `static_cast<int>(x)`, never `int(x)` or `(int)x`.
 
-A compiler's flag refuses `(int)x`. `int(x)` does the same and no flag sees it; `int{x}` refuses what
-does not fit and may stay."""
+clang's flag refuses the last one wherever it compiles; no flag sees `int(x)`, which does the same.
+`int{x}` refuses what does not fit and may stay."""
 
 import re
 import subprocess
@@ -12,6 +12,7 @@ NUMBER = (r"(?:bool|char|short|int|long|unsigned|float|double|size_t|ssize_t|ptr
           r"|u?int(?:8|16|32|64)_t|u?intptr_t|uint)")
 # A type before "(" in an expression. "int(int)" is the type of a function, "int (*" points to one.
 CAST = re.compile(rf"(?<![\w<:.>~]){NUMBER}\((?!\)|\s*\*|\s*(?:const )?{NUMBER}\b(?!\())")
+OLD = re.compile(rf"(?<![\w>)\]])\((?:const )?(?:unsigned )?(?:{NUMBER}|void \*|(?:const )?char \*+)\) ?[\w(*&~]")
 TEXT = re.compile(r'/\*.*?\*/|//[^\n]*|R"\(.*?\)"|"(?:\\.|[^"\\\n])*"|\'(?:\\.|[^\'\\\n])\'', re.DOTALL)
 
 
@@ -27,7 +28,7 @@ def main():
     for name in names:
         with open(name, encoding="utf-8") as file:
             for number, line in enumerate(without_text(file.read()).split("\n"), 1):
-                if CAST.search(line):
+                if CAST.search(line) or OLD.search(line):
                     wrong += 1
                     print(f"{name}:{number}: a cast without a name: {line.strip()}", file=sys.stderr)
     sys.exit(1 if wrong or not names else 0)

@@ -127,7 +127,7 @@ class Lint(unittest.TestCase):
         self.write("roof/roof.cpp", sound + 'const char *d = "int(a)";\nlong most() { return long{1}; }\n')
         run = self.run_tool("lint_casts.py")
         self.assertEqual((run.returncode, run.stderr), (0, ""))
-        for cast in ("int(2.5)", "2 * size_t(b)", "float(uint8_t(b))"):
+        for cast in ("int(2.5)", "2 * size_t(b)", "float(uint8_t(b))", "(int)2.5", "2 * (size_t)b"):
             self.write("roof/roof.cpp", f"double e = {cast};\n")
             self.assert_fault(self.run_tool("lint_casts.py"), "roof/roof.cpp:1: a cast without a name")
 

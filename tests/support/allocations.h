@@ -71,7 +71,7 @@ extern "C" void *realloc(void *old, size_t size)
 {
     if (allocation_fails())
         return nullptr;
-    const int64_t before = (int64_t)malloc_usable_size(old);
+    const int64_t before = static_cast<int64_t>(malloc_usable_size(old));
     void *block = __libc_realloc(old, size);
     if (block || size == 0)
         allocated_bytes -= before; /* a failure leaves the old block */
@@ -80,7 +80,7 @@ extern "C" void *realloc(void *old, size_t size)
 
 extern "C" void free(void *block)
 {
-    allocated_bytes -= (int64_t)malloc_usable_size(block);
+    allocated_bytes -= static_cast<int64_t>(malloc_usable_size(block));
     __libc_free(block);
 }
 

@@ -70,7 +70,7 @@ TEST_F(clock_of_device, is_never_zero)
 
 TEST_F(clock_of_device, wraps_milliseconds_and_not_seconds)
 {
-    manual_ms = (int64_t)INT32_MAX + 1;
+    manual_ms = int64_t{INT32_MAX} + 1;
     EXPECT_EQ(clock_msec(), INT32_MIN);
     EXPECT_EQ(clock_sec(), 2147483);
 }

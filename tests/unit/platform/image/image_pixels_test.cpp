@@ -111,7 +111,8 @@ TEST(image_pixels, blocks_are_averaged_exactly)
                 }
                 image_blocks_average(got.data(), sums.data(), width, block, rows);
                 for (int32_t i = 0; i < count * 4; i++) {
-                    const uint64_t area = uint64_t(rows) * std::min(block, width - i / 4 * block);
+                    const uint64_t area =
+                        static_cast<uint64_t>(rows * std::min(block, width - i / 4 * block));
                     ASSERT_EQ(got[i / 4] >> (i % 4 * 8) & 0xFF, (slow[i] + area / 2) / area)
                         << width << " " << block << " " << rows << " " << i;
                 }

@@ -620,7 +620,7 @@ TEST_F(sound_rest, a_speaker_that_drives_asks_for_what_it_lacks)
         const std::vector<int16_t> samples = drive(1536);
         ASSERT_EQ(samples.size(), 2 * 1536u);
         for (uint32_t frame = 0; frame < 1536; frame++, at++)
-            ASSERT_EQ(samples[frame * 2], (int16_t)(at % 20000 + 1));
+            ASSERT_EQ(samples[frame * 2], static_cast<int16_t>(at % 20000 + 1));
         EXPECT_EQ(sound_get_buffer_remaining(), 0) << "nothing is made ahead";
     }
     sound_reset();
@@ -642,7 +642,8 @@ TEST_F(sound_rest, a_speaker_that_drives_rests_and_is_roused_too)
     const std::vector<int16_t> samples = drive(1536);
     ASSERT_EQ(samples.size(), 2 * 1536u);
     for (uint32_t frame = 0; frame < 1536; frame++)
-        ASSERT_EQ(samples[frame * 2], (int16_t)(frame + 1)) << "what roused it is heard first";
+        ASSERT_EQ(samples[frame * 2], static_cast<int16_t>(frame + 1))
+            << "what roused it is heard first";
 }
 
 TEST_F(sound, resets_pulls_and_wakes_from_all_sides_do_no_harm)

@@ -348,9 +348,9 @@ struct pad_bits {
     pad_bits(std::initializer_list<unsigned> with_keys, std::initializer_list<unsigned> with_axes)
     {
         for (const unsigned each : with_keys)
-            keys[each / 8] = (unsigned char)(keys[each / 8] | 1u << each % 8);
+            keys[each / 8] = static_cast<unsigned char>(keys[each / 8] | 1u << each % 8);
         for (const unsigned each : with_axes)
-            axes[each / 8] = (unsigned char)(axes[each / 8] | 1u << each % 8);
+            axes[each / 8] = static_cast<unsigned char>(axes[each / 8] | 1u << each % 8);
     }
     std::pair<int, int> triggers() const
     {
