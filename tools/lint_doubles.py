@@ -23,10 +23,8 @@ CONTROLS = {  # tests/unit/view/play/play_controls_fixture.h
     "list_cur_playlist_go", "list_cur_playlist_select", "list_page_selected", "view_list_select"}
 OPEN = {
     "tests/unit/core/lang/lang_test.cpp": {"decoder_mp3_set_tag_native_encoding", "play_lock"},
-    "tests/unit/core/loop_test.cpp": {"lang_selected"},
     "tests/unit/core/services/overlay_test.cpp": {"fb_draw_text"},
     "tests/unit/core/steps_test.cpp": {"program_perror"},
-    "tests/unit/lists/list_cfg_span_test.cpp": {"lang_selected"},
     "tests/unit/lists/list_cfg_test.cpp": {
         "decoder_mp3_set_tag_native_encoding", "input_key", "main_auto_off_mode", "main_auto_off_started",
         "play_lock", "view_list_load_skin", "view_list_select", "view_play_load_skin"},

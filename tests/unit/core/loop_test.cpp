@@ -17,8 +17,6 @@
 
 using texts = std::vector<std::string>;
 
-char lang_selected[10] = "";
-
 /* What they are before anything ran. */
 static const int32_t first_input_time = main_last_input_time;
 static const int32_t first_battery_second = main_last_battery_second;

@@ -8,8 +8,6 @@
 #include <gtest/gtest.h>
 #include <string>
 
-char lang_selected[10] = "";
-
 static std::string span(int32_t seconds, size_t size = 100)
 {
     char text[100];
