@@ -26,10 +26,11 @@ KEPT = os.path.join(ROOT, "build/bench")
 class Bench:
     """What the rows measure with. Made by the constructor, ended by close()."""
 
-    def __init__(self, build, quick):
-        self.build, self.quick = os.path.abspath(build), quick
+    def __init__(self, build, quick, helpers=None):
+        self.quick = quick
         self.settle_s, self.window_s, self.windows = (3, 3, 2) if quick else (6, 10, 3)
-        self.folder = ProgramFolder(build)
+        self.folder = ProgramFolder(build, helpers)
+        self.helpers = self.folder.helpers
         self.scratch = tempfile.mkdtemp(prefix="zerv-peers-")
         self.display = self.server = None
 
@@ -60,7 +61,7 @@ class Bench:
         return self.folder.environment(
             ZERV_DEVICE="linux", BOARD_PANEL=self.folder.path("panel"),
             ALSA_CONFIG_PATH=self.folder.path("alsa.conf"),
-            LD_PRELOAD=os.path.join(self.build, "tests/real/libboard.so"))
+            LD_PRELOAD=os.path.join(self.helpers, "tests/real/libboard.so"))
 
     def open_board(self, *files):
         return self.open(files, self.board_environment())
@@ -90,9 +91,9 @@ def commit_of(tree):
     return subprocess.run(words, capture_output=True, check=True).stdout.decode().strip()
 
 
-def measure(build, chosen, quick):
+def measure(build, chosen, quick, helpers=None):
     """{row: {unit: {column: figure}}}. A row that cannot be measured says why."""
-    bench, results = Bench(build, quick), {}
+    bench, results = Bench(build, quick, helpers), {}
     try:
         for row in chosen:
             print(f"measuring: {row.name}", file=sys.stderr)
@@ -131,20 +132,20 @@ def build_commit(commit):
     if not os.path.exists(tree):
         subprocess.run(["git", "-C", ROOT, "worktree", "add", "--detach", tree, commit], check=True)
     build = os.path.join(tree, "build/release")
-    subprocess.run(["cmake", "--preset", "release", "-DZERV_TESTS=ON", "-DZERV_BENCH=ON"], cwd=tree,
+    subprocess.run(["cmake", "--preset", "release"], cwd=tree, check=True, stdout=subprocess.DEVNULL)
+    subprocess.run(["cmake", "--build", build, "--target", "zerv-player", "player-folder"],
                    check=True, stdout=subprocess.DEVNULL)
-    subprocess.run(["cmake", "--build", build, "--target", "zerv-player", "player-folder",
-                    "make_music", "library_loops", "board"], check=True, stdout=subprocess.DEVNULL)
     return build
 
 
-def results_of(commit, chosen, quick):
-    """Of another commit: what is kept of it, and what is measured now for want of it."""
+def results_of(commit, chosen, quick, helpers):
+    """Of another commit: what is kept of it, and what is measured now for want of it, with the music
+    and the loops of this tree."""
     words = ["git", "-C", ROOT, "rev-parse", "--short=12", commit]
     commit = subprocess.run(words, capture_output=True, check=True).stdout.decode().strip()
     missing = [row for row in chosen if row.name not in load(commit)]
     if missing:
-        keep(commit, measure(build_commit(commit), missing, quick))
+        keep(commit, measure(build_commit(commit), missing, quick, helpers))
     return load(commit)
 
 
@@ -176,7 +177,7 @@ def main():
     limits = {row.name: row.wanted for row in rows.ROWS}
     print("\n".join(table.layout(table.lines_of(results, limits))))
     if wanted.against:
-        before = results_of(wanted.against, chosen, wanted.quick)
+        before = results_of(wanted.against, chosen, wanted.quick, wanted.build)
         print("\n".join(["", *table.layout(table.compared(before, results))]))
     return 0 if len(results) == len(chosen) else 1
 

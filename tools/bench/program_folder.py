@@ -19,8 +19,10 @@ class ProgramFolder:
     """Made by the constructor, removed by close(). Everything in it has a name of fixed length, and
     the environment is bare, so that two runs count alike."""
 
-    def __init__(self, build):
+    def __init__(self, build, helpers=None):
+        """`helpers` is the build with the programs that help to measure, where `build` is older."""
         self.build = os.path.abspath(build)
+        self.helpers = os.path.abspath(helpers or build)
         self.folder = tempfile.mkdtemp(prefix="zerv-bench-")
         self.counted = {}
         built = os.path.join(self.build, "player")
@@ -62,7 +64,7 @@ class ProgramFolder:
 
     def make_music(self, kind, name, *more):
         """Music by the build's maker, in this folder."""
-        maker = os.path.join(self.build, "tests/real/make_music")
+        maker = os.path.join(self.helpers, "tests/real/make_music")
         subprocess.run([maker, kind, self.path(name), *map(str, more)], check=True)
 
     def count(self, script, *files):
