@@ -12,7 +12,8 @@ import os
 import re
 import sys
 
-DOCUMENTS = ["CONTRIBUTING.md", "docs/architecture.md", "docs/porting.md", "docs/testing.md"]
+DOCUMENTS = ["CONTRIBUTING.md", "docs/architecture.md", "docs/porting.md", "docs/testing.md",
+             "docs/performance.md"]
 EXAMPLES = {
     "lists/list_genres.cpp", "tests/unit/lists/list_genres_test.cpp", "platform/audio/decoder_wav.cpp",
     "tests/unit/platform/audio/decoder_wav_test.cpp", "tests/scenarios/volume_limits/script",
