@@ -24,7 +24,6 @@ CONTROLS = {  # tests/unit/view/play/play_controls_fixture.h
 OPEN = {
     "tests/unit/core/lang/lang_test.cpp": {"decoder_mp3_set_tag_native_encoding", "play_lock"},
     "tests/unit/core/services/overlay_test.cpp": {"fb_draw_text"},
-    "tests/unit/core/steps_test.cpp": {"program_perror"},
     "tests/unit/lists/list_cfg_test.cpp": {
         "decoder_mp3_set_tag_native_encoding", "input_key", "main_auto_off_mode", "main_auto_off_started",
         "play_lock", "view_list_load_skin", "view_list_select", "view_play_load_skin"},

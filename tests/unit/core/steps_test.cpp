@@ -1,18 +1,12 @@
 #include "core/steps.h"
 
-#include "core/services/program.h"
 #include "platform/base/fault.h"
 #include "platform/base/str.h"
 
 #include <gtest/gtest.h>
 #include <string>
 
-static std::string ran, printed;
-
-void program_perror(const char *text)
-{
-    printed += std::string(text) + "\n";
-}
+static std::string ran;
 
 static int good(const char *name)
 {
@@ -65,49 +59,65 @@ class steps : public testing::Test
     void SetUp() override
     {
         ran.clear();
-        printed.clear();
+        fault_set("");
+        testing::internal::CaptureStderr();
+        listening = true;
+    }
+    void TearDown() override
+    {
+        if (listening) {
+            EXPECT_EQ(printed(), "");
+        }
         fault_set("");
     }
-    void TearDown() override { fault_set(""); }
+    /* What went to standard error since the start. */
+    std::string printed()
+    {
+        listening = false;
+        return testing::internal::GetCapturedStderr();
+    }
+
+  private:
+    bool listening = false;
 };
 
 TEST_F(steps, start_runs_all_in_order)
 {
     EXPECT_EQ(steps_start(all_good, 4), 0);
     EXPECT_EQ(ran, "1234");
-    EXPECT_EQ(printed, "");
+    EXPECT_EQ(printed(), "");
 }
 
 TEST_F(steps, start_stops_at_the_first_failure)
 {
     EXPECT_EQ(steps_start(two_bad, 4), -1);
     EXPECT_EQ(ran, "12");
-    EXPECT_EQ(printed, "two failed\n");
+    EXPECT_EQ(printed(), "two failed\n");
 }
 
 TEST_F(steps, failure_names_what_it_failed_on_in_a_line_of_its_own)
 {
     EXPECT_EQ(steps_start(with_subject, 1), -1);
-    EXPECT_EQ(printed, "one failed\nsome.file: gone\n");
+    EXPECT_EQ(printed(), "one failed\nsome.file: gone\n");
 }
 
 TEST_F(steps, failure_with_nothing_to_name_prints_no_empty_line)
 {
     EXPECT_EQ(steps_start(without_words, 1), -1);
-    EXPECT_EQ(printed, "one failed\n");
+    EXPECT_EQ(printed(), "one failed\n");
 }
 
 TEST_F(steps, stop_runs_all_and_reports_each_failure)
 {
     EXPECT_EQ(steps_stop(two_bad, 4), -1);
     EXPECT_EQ(ran, "1234");
-    EXPECT_EQ(printed, "two failed\nthree falied\n");
+    EXPECT_EQ(printed(), "two failed\nthree falied\n");
 }
 
 TEST_F(steps, step_without_message_fails_nothing)
 {
     EXPECT_EQ(steps_stop(all_good, 4), 0);
-    EXPECT_EQ(printed, "");
+    EXPECT_EQ(printed(), "");
 }
 
 TEST_F(steps, fault_at_the_start_keeps_the_step_from_running)
@@ -115,7 +125,7 @@ TEST_F(steps, fault_at_the_start_keeps_the_step_from_running)
     fault_set("four");
     EXPECT_EQ(steps_start(all_good, 4), -1);
     EXPECT_EQ(ran, "123");
-    EXPECT_EQ(printed, "four failed\n");
+    EXPECT_EQ(printed(), "four failed\n");
 }
 
 TEST_F(steps, fault_at_the_end_comes_after_the_step_did_its_work)
@@ -123,7 +133,7 @@ TEST_F(steps, fault_at_the_end_comes_after_the_step_did_its_work)
     fault_set("one");
     EXPECT_EQ(steps_stop(all_good, 4), -1);
     EXPECT_EQ(ran, "1234");
-    EXPECT_EQ(printed, "one falied\n");
+    EXPECT_EQ(printed(), "one falied\n");
 }
 
 TEST_F(steps, fault_of_a_step_that_asks_for_itself_is_left_to_it)
