@@ -31,8 +31,25 @@ static uint32_t pixel_faded(uint32_t argb, uint32_t alpha)
            fb_div255((argb >> 8 & 0xFF) * alpha) << 8 | fb_div255((argb & 0xFF) * alpha);
 }
 
+/* Whether the machine blends several pixels at once. One that does not passes over those that need no
+ * blending. */
+#if defined(__SSE2__) || defined(__ARM_NEON)
+static constexpr bool has_vectors = true;
+#else
+static constexpr bool has_vectors = false;
+#endif
+
+/* Without a branch: what is empty leaves what was there, what is opaque takes its place. */
+static void blend_eight(uint16_t *__restrict to, const uint32_t *__restrict from)
+{
+    for (int i = 0; i < 8; i++)
+        to[i] = pixel_over(from[i], to[i]);
+}
+
 static void blend_row(uint16_t *to, const uint32_t *from, int32_t count, uint32_t alpha)
 {
+    for (; has_vectors && alpha == 255 && count >= 8; count -= 8, to += 8, from += 8)
+        blend_eight(to, from);
     for (int32_t i = 0; i < count; i++) {
         const uint32_t argb = alpha == 255 ? from[i] : pixel_faded(from[i], alpha);
         if (argb >> 24 == 255)
