@@ -30,3 +30,14 @@ TEST(file_keep, refuses_a_name_that_cannot_grow)
     EXPECT_EQ(scratch_read(fits + ".old"), "mine");
     EXPECT_EQ(file_keep_old(std::string(PATH_MAX, 'p').c_str()), -1);
 }
+
+TEST(file_replace_all, writes_all_or_leaves_the_old)
+{
+    const scratch folder;
+    EXPECT_EQ(file_replace_all("a", "content", 7), 0);
+    EXPECT_EQ(scratch_read("a"), "content");
+    EXPECT_EQ(file_replace_all("a", nullptr, 0), 0);
+    EXPECT_EQ(scratch_read("a"), "");
+    EXPECT_EQ(file_replace_all("missing/a", "content", 7), -1);
+    EXPECT_FALSE(scratch_exists("missing"));
+}
