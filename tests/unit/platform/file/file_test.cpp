@@ -166,6 +166,15 @@ TEST(file_resolve_path, normalises_without_looking_at_the_disk)
 {
     EXPECT_EQ(resolved("/music/a/../b.mp3"), "/music/b.mp3");
     EXPECT_EQ(resolved("/a//b/./c/"), "/a/b/c");
+    EXPECT_EQ(resolved("/a/bc", 6), "/a/bc") << "with its end it fills the room";
+    EXPECT_EQ(resolved("/a/bc", 5), "(fails)");
+    std::string longest;
+    for (int i = 0; i < PATH_MAX - 1; i++)
+        longest += "/a";
+    longest += "b";
+    EXPECT_EQ(resolved(longest.c_str(), 4 * PATH_MAX), longest) << "as long as two paths";
+    longest += "b";
+    EXPECT_EQ(resolved(longest.c_str(), 4 * PATH_MAX), "(fails)");
     EXPECT_EQ(resolved("/.."), "/");
     EXPECT_EQ(resolved("/../../a"), "/a");
     EXPECT_EQ(resolved("/a/.."), "/");
