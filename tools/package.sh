@@ -91,7 +91,7 @@ package_try() {
     package_root=$PWD/build/package/root
     [ "$(id -u)" = 0 ] || fail "Another system is entered by root only: sudo ./dev package try"
     [ -e "$out" ] || package_debian
-    install_packages package
+    install_packages package cross # what makes a system stands with the cross builds
     rm -rf "$package_root" "$out/raised"
     echo "Making a system without anything ..." >&2
     mmdebstrap --quiet --variant=minbase bookworm "$package_root" || fail "The system could not be made."
