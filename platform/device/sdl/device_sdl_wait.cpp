@@ -46,6 +46,21 @@ static int wayland_fd(wl_display *of)
 }
 #endif
 
+#ifdef SDL_VIDEO_DRIVER_X11
+static constinit Display *x_display = nullptr; /* SDL's own connection, while there is one */
+#endif
+
+/* Events that Xlib has read while it waited for an answer: SDL asks for the keyboard's state when the
+ * focus comes, after it has emptied the queue. No descriptor tells of them any more. */
+static bool has_read_ahead()
+{
+#ifdef SDL_VIDEO_DRIVER_X11
+    return x_display && QLength(x_display) > 0;
+#else
+    return false;
+#endif
+}
+
 static int fd_of_display(SDL_Window *window)
 {
     SDL_SysWMinfo about = {};
@@ -53,8 +68,10 @@ static int fd_of_display(SDL_Window *window)
     if (!SDL_GetWindowWMInfo(window, &about))
         return -1;
 #ifdef SDL_VIDEO_DRIVER_X11
-    if (about.subsystem == SDL_SYSWM_X11)
-        return ConnectionNumber(about.info.x11.display);
+    if (about.subsystem == SDL_SYSWM_X11) {
+        x_display = about.info.x11.display;
+        return ConnectionNumber(x_display);
+    }
 #endif
 #ifdef SDL_VIDEO_DRIVER_WAYLAND
     if (about.subsystem == SDL_SYSWM_WAYLAND)
@@ -65,6 +82,9 @@ static int fd_of_display(SDL_Window *window)
 
 void sdl_wait_watch(SDL_Window *window)
 {
+#ifdef SDL_VIDEO_DRIVER_X11
+    x_display = nullptr;
+#endif
     display_fd = window ? fd_of_display(window) : -1;
 }
 
@@ -117,7 +137,7 @@ void sdl_wait(int32_t ms)
 {
     /* What the libraries have read already makes no descriptor readable any more. */
     SDL_PumpEvents();
-    if (SDL_HasEvents(SDL_FIRSTEVENT, SDL_POLLSENTINEL - 1))
+    if (SDL_HasEvents(SDL_FIRSTEVENT, SDL_POLLSENTINEL - 1) || has_read_ahead())
         return;
     pollfd waiting[pads_most + 2] = {};
     waiting[0] = {.fd = wake_event, .events = POLLIN, .revents = 0};
@@ -155,5 +175,5 @@ void sdl_wait_close()
     for (int i = 0; i < pad_count; i++)
         close_pad(&pads[i]);
     pad_count = 0;
-    display_fd = -1;
+    sdl_wait_watch(nullptr);
 }
