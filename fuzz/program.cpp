@@ -84,7 +84,7 @@ void fuzz_program_pictures(const char *into)
 void fuzz_program_write(const char *name, const void *bytes, size_t size)
 {
     FILE *file = fopen(name, "wb");
-    if (!file || fwrite(bytes, 1, size, file) != size || fclose(file) != 0)
+    if (!file || (size > 0 && fwrite(bytes, 1, size, file) != size) || fclose(file) != 0)
         give_up(name);
 }
 
