@@ -3,18 +3,12 @@
  * their own, nothing is counted and nothing fails. */
 #pragma once
 
+#include "support/sanitizer.h"
+
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define HAS_SANITIZER 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define HAS_SANITIZER 1
-#endif
-#endif
 
 inline std::atomic<int> allocations{0};
 /* Bytes in use, as the heap rounds them up, and the most that they were. What came by other ways
