@@ -6,7 +6,7 @@ import time
 import unittest
 
 from make_flac import make_flac
-from player import DEADLINE_S, PlayerTest
+from player import DEADLINE_S, PlayerTest, is_built_with
 from x_display import RIGHT_BUTTON, WHEEL_DOWN, Display
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "scenarios"))
@@ -187,6 +187,7 @@ class WindowTest(PlayerTest):
 
         self.wait_until(f"at most {most} wake-ups a second", is_quiet)
 
+    @unittest.skipIf(is_built_with("tsan"), "that sanitizer's own thread wakes ten times a second")
     def test_an_idle_window_hardly_wakes(self):
         process, window = self.open_window()
         self.display.key(window, "Down")
