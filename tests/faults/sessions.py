@@ -14,7 +14,7 @@ from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE.parent / "real"))
-from player import DEFAULT_CONFIG  # noqa: E402
+from player import DEFAULT_CONFIG, program_files  # noqa: E402
 from services import Services  # noqa: E402
 
 HANG_S = 120
@@ -131,7 +131,7 @@ class Fixture:
 
     def add_program(self, folder):
         """The program and what it draws with, as links: nothing of it is written."""
-        for entry in self.player.iterdir():
+        for entry in (self.player / name for name in program_files(self.player)):
             if entry.name == "zerv-player":
                 shutil.copy(entry, folder)
             elif entry.name != "icon.png":

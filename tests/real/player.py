@@ -1,5 +1,6 @@
 """The player as a process, in a program folder of its own, on the scripted device."""
 
+import fnmatch
 import os
 import shutil
 import subprocess
@@ -17,6 +18,15 @@ def is_built_with(sanitizer):
     """Whether the program carries "asan" or "tsan"."""
     with open(PROGRAM, "rb") as program:
         return f"__{sanitizer}_init".encode() in program.read()
+
+
+STATE = ("config.txt*", "library.db*", "current.m3u*", "_tmp", "*.wav", "*.lrc", ".*")
+
+
+def program_files(built):
+    """The names of a program folder, without what a player left that was started in it."""
+    return [name for name in sorted(os.listdir(built))
+            if not any(fnmatch.fnmatchcase(name, pattern) for pattern in STATE)]
 
 
 DEFAULT_CONFIG = b"".join(
@@ -68,7 +78,7 @@ class PlayerTest(unittest.TestCase):
         self.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)
         self.program = os.path.join(self.folder, "zerv-player")
         os.link(PROGRAM, self.program) if self.same_disk(PROGRAM) else shutil.copy(PROGRAM, self.program)
-        for name in os.listdir(built):
+        for name in program_files(built):
             if name == "skins" or name.endswith((".ttf", ".png", ".so")):
                 os.symlink(os.path.join(built, name), self.path(name))
 

@@ -9,7 +9,7 @@ import tempfile
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../tests/real"))
 import callgrind  # noqa: E402
-from player import DEFAULT_CONFIG  # noqa: E402
+from player import DEFAULT_CONFIG, program_files  # noqa: E402
 
 
 STEADY = {"display_off_timeout": 0, "playback_order": "normal"}
@@ -26,7 +26,7 @@ class ProgramFolder:
         self.folder = tempfile.mkdtemp(prefix="zerv-bench-")
         self.counted = {}
         built = os.path.join(self.build, "player")
-        for name in os.listdir(built):
+        for name in program_files(built):
             self.place(os.path.join(built, name), name)
         self.write_config()
 
