@@ -14,7 +14,7 @@ static_assert(device_width % web_tile == 0 && device_height % web_tile == 0);
 static bool tile_changed(const uint16_t *before, const uint16_t *now, int32_t x, int32_t y)
 {
     for (int32_t row = y; row < y + web_tile; row++) {
-        const size_t at = static_cast<size_t>(row * device_width + x);
+        const int32_t at = row * device_width + x;
         if (memcmp(before + at, now + at, web_tile * sizeof *now) != 0)
             return true;
     }
@@ -143,7 +143,7 @@ size_t web_put_picture(const uint16_t *frame, const web_rect *rects, uint32_t co
     web_put_16(to + 2, static_cast<uint16_t>(count));
     size_t length = web_picture_head;
     for (uint32_t i = 0; i < count; i++) {
-        const auto pixels = static_cast<size_t>(rects[i].w * rects[i].h);
+        const size_t pixels = static_cast<size_t>(rects[i].w) * static_cast<size_t>(rects[i].h);
         length += put_rect({frame, rects[i], pixels}, to + length);
     }
     return length;
