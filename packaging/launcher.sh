@@ -19,10 +19,11 @@ escape() {
     printf '%s' "$1" | sed 's/&/\&amp;/g; s/</\&lt;/g; s/>/\&gt;/g'
 }
 
+# The desktop's own; where none is told, or its tool fails, the usual one.
 music_folder() {
     music=
     if command -v xdg-user-dir >/dev/null 2>&1; then
-        music=$(xdg-user-dir MUSIC 2>/dev/null || true)
+        music=$(xdg-user-dir MUSIC 2>/dev/null) || music=
     fi
     case $music in "" | "$HOME" | "$HOME"/) music=$HOME/Music ;; esac
     printf '%s' "$music"
