@@ -5,6 +5,7 @@ import os
 import shutil
 import subprocess
 import tempfile
+import time
 import unittest
 
 PROGRAM = os.environ.get("ZERV_PLAYER", "")
@@ -84,6 +85,16 @@ class PlayerTest(unittest.TestCase):
 
     def same_disk(self, path):
         return os.stat(path).st_dev == os.stat(self.folder).st_dev
+
+    def wait_until(self, what, holds):
+        """What holds() returns once that counts as true; `what` names it when it never comes."""
+        deadline = time.monotonic() + DEADLINE_S
+        while True:
+            found = holds()
+            if found:
+                return found
+            self.assertLess(time.monotonic(), deadline, what)
+            time.sleep(0.02)
 
     def path(self, name):
         return os.path.join(self.folder, name)

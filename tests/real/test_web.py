@@ -479,17 +479,8 @@ class BrowserTest(WebTest):
             os.remove(self.path("current.m3u"))
         return [bytes(row) for row in read_png(self.path("shot.png"))[2][BELOW_TITLE:]]
 
-    def wait_for(self, what, holds):
-        deadline = time.monotonic() + DEADLINE_S
-        while True:
-            found = holds()
-            if found:
-                return found
-            self.assertLess(time.monotonic(), deadline, what)
-            time.sleep(0.02)
-
     def wait_for_rows(self, wanted, what):
-        self.wait_for(what, lambda: self.rows() == wanted)
+        self.wait_until(what, lambda: self.rows() == wanted)
 
     def menu(self, script=""):
         return self.scripted("advance 400\n" + script)
@@ -545,7 +536,7 @@ class BrowserTest(WebTest):
                                      (844, 390, 3), (600, 500, 1), (330, 560, 1.25)):
             self.browser.emulate(width, height, ratio)
             self.browser.wait_until(f"innerWidth === {width} && devicePixelRatio === {ratio}")
-            self.wait_for(f"a picture of whole squares inside {width} x {height} x {ratio}",
+            self.wait_until(f"a picture of whole squares inside {width} x {height} x {ratio}",
                           lambda: self.is_whole(width, height, ratio))
             self.assertEqual(self.browser.run("return document.documentElement.scrollWidth"), width)
         self.browser.command("Emulation.clearDeviceMetricsOverride")
@@ -564,7 +555,7 @@ class BrowserTest(WebTest):
         self.wait_for_rows(self.menu(), "the main menu")
         self.browser.run("const slider = document.getElementById('battery'); slider.value = 3;"
                          "slider.dispatchEvent(new Event('input'))")
-        self.wait_for("the warning", lambda: b"\xff\0\0" * 2 in b"".join(self.rows()))
+        self.wait_until("the warning", lambda: b"\xff\0\0" * 2 in b"".join(self.rows()))
         self.end_well(process)
 
     # ---- pages ----
@@ -578,7 +569,7 @@ class BrowserTest(WebTest):
         self.browser.go("about:blank")
         self.open_page()
         shown = self.rows()
-        self.wait_for("the time goes on", lambda: self.rows() != shown)
+        self.wait_until("the time goes on", lambda: self.rows() != shown)
         self.browser.wait_until("!document.body.classList.contains('watching')")
         self.end_well(process)
 
@@ -642,7 +633,7 @@ class BrowserTest(WebTest):
             caught.extend(self.browser.run(TAKE_CAUGHT))
             first = next((i for i, word in enumerate(caught) if word), len(caught)) & ~1
             return len(caught) - first >= at_least * 2 and caught[first:]
-        return self.wait_for("sound", enough)
+        return self.wait_until("sound", enough)
 
     def test_sound_of_the_page_is_the_tone_to_the_sample(self):
         self.write_config(display_off_timeout=0, vol=100)

@@ -30,15 +30,6 @@ class WindowTest(PlayerTest):
         self.display = Display()
         self.addCleanup(self.display.close)
 
-    def wait_until(self, what, holds):
-        deadline = time.monotonic() + DEADLINE_S
-        while True:
-            found = holds()
-            if found:
-                return found
-            self.assertLess(time.monotonic(), deadline, what)
-            time.sleep(0.02)
-
     def open_window(self, *arguments, title=TITLE, **environment):
         environment.setdefault("ZERV_DEVICE", "sdl")
         # In sanitized builds: what the message bus keeps to its end is not ours to free.
