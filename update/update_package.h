@@ -1,5 +1,5 @@
 /* update_package: the zip archive of a new version, read with care: it came over the network and
- * nobody signed it. Worker thread. */
+ * nobody need have signed it. Worker thread. */
 #pragma once
 
 #include "update/update_name.h"
