@@ -5,7 +5,7 @@ A path of the repository stands between backticks and begins with one of its fol
 a source or a document, wherever that lies. In a recipe the file that is still to be made is an example:
 such names stand in EXAMPLES. A function stands between
 backticks with its parenthesis. The tables of docs/porting.md name the members of a device's records,
-every one and no other."""
+and those of docs/scripting.md the commands and keys of the scripted device, every one and no other."""
 
 import glob
 import os
@@ -13,7 +13,7 @@ import re
 import sys
 
 DOCUMENTS = ["CONTRIBUTING.md", "docs/architecture.md", "docs/porting.md", "docs/testing.md",
-             "docs/performance.md"]
+             "docs/performance.md", "docs/scripting.md"]
 EXAMPLES = {
     "lists/list_genres.cpp", "tests/unit/lists/list_genres_test.cpp", "platform/audio/decoder_wav.cpp",
     "tests/unit/platform/audio/decoder_wav_test.cpp", "tests/scenarios/volume_limits/script",
@@ -21,6 +21,12 @@ EXAMPLES = {
 }
 RECORDS = {"device": "platform/base/device.h", "sound_speaker": "platform/sound/sound_device.h"}
 PORTING = "docs/porting.md"
+SCRIPTING = "docs/scripting.md"
+# The table in a source; the head of the documents' tables that tell of its names.
+WORDS = {
+    "platform/device/virtual/device_virtual_script.cpp": ("commands", "command"),
+    "platform/device/virtual/device_virtual_words.cpp": ("key_names", "name"),
+}
 MEMBER = re.compile(r"\(\*(\w+)\)\(|\b(\w+);")
 NOISE = re.compile(r"/\*.*?\*/| = \w+", re.DOTALL)
 FUNCTION = re.compile(r"`([a-z]\w*_\w+)\([^`]*`")
@@ -78,6 +84,32 @@ def record_faults():
             yield f"{PORTING} names {name}, which {record} does not have"
 
 
+def words_of_table(source, table):
+    """First words of the entries of a table in a source."""
+    with open(source, encoding="utf-8") as text:
+        found = re.search(rf"^static const \w+ {table}\[\] = \{{\n(.*?)^\}};", text.read(), re.DOTALL | re.MULTILINE)
+    return set(re.findall(r'\{"(\w+)"', found[1])) if found else set()
+
+
+def words_of_rows(document, head):
+    """First words between backticks in the first column of all tables with that head."""
+    with open(document, encoding="utf-8") as source:
+        tables = re.findall(rf"^\| {head} \|.*?(?=\n\n)", source.read(), re.DOTALL | re.MULTILINE)
+    rows = [row for table in tables for row in table.split("\n")[2:]]
+    return {name for row in rows for name in re.findall(r"`(\w+)[^`]*`", row.split("|")[1])}
+
+
+def script_faults():
+    for source, (table, head) in WORDS.items():
+        known, told = words_of_table(source, table), words_of_rows(SCRIPTING, head)
+        if not known:
+            yield f"{source} has no table {table}"
+        for name in sorted(known - told):
+            yield f"{SCRIPTING} does not tell of {name}"
+        for name in sorted(told - known):
+            yield f"{SCRIPTING} tells of {name}, which {source} does not have"
+
+
 def main():
     faults, checked, words = [], 0, words_of_program()
     for document in filter(os.path.exists, DOCUMENTS):
@@ -89,6 +121,8 @@ def main():
             faults.append(f"{document} names {name}(), which is not there")
     if os.path.exists(PORTING):
         faults += record_faults()
+    if os.path.exists(SCRIPTING):
+        faults += script_faults()
     for fault in faults:
         print(fault, file=sys.stderr)
     if checked == 0:

@@ -122,6 +122,22 @@ class Lint(unittest.TestCase):
             self.write("docs/porting.md", text)
             self.assert_fault(self.run_tool("lint_docs.py"), words)
 
+    def test_documents_and_commands_of_scripts_agree(self):
+        place = "platform/device/virtual/device_virtual_"
+        self.write(place + "script.cpp", 'static const script_command commands[] = {\n    {"key", 1, run_key}, '
+                   '{"up", 1, run_up},\n};\n')
+        self.write(place + "words.cpp", 'static const key_name key_names[] = {\n    {"left", key_left},\n};\n')
+        tables = "`docs/scripting.md`\n\n| command | |\n|---|---|\n| `key KEYS`, `up KEYS` | |\n\n" \
+                 "| name | |\n|---|---|\n| `left` | |\n\n"
+        self.write("docs/scripting.md", tables)
+        run = self.run_tool("lint_docs.py")
+        self.assertEqual((run.returncode, run.stderr), (0, ""))
+        for text, words in ((tables.replace(", `up KEYS`", ""), "does not tell of up"),
+                            (tables.replace("`key ", "`kay "), "tells of kay"),
+                            (tables.replace("`left`", "`left`, `lift`"), "tells of lift")):
+            self.write("docs/scripting.md", text)
+            self.assert_fault(self.run_tool("lint_docs.py"), words)
+
     def test_a_cast_without_a_name_is_refused(self):
         sound = 'int ask(int (*of)(int), int a); /* int(a) */\nint b = static_cast<int>(2.5), c = int{3};\n'
         self.write("roof/roof.cpp", sound + 'const char *d = "int(a)";\nlong most() { return long{1}; }\n')
