@@ -4,8 +4,7 @@
 
 struct device;
 
-/* Loads the device of a module, which stays loaded. Searched for in the program's own folder, then in
- * ../lib/zerv-player as seen from there.
+/* Loads the device of a module, which stays loaded.
  *   file  "zerv-device-sdl.so"
  * Null when there is none, or one that was built for another program; a line on standard error says
  * why. */
