@@ -76,7 +76,7 @@ function(zerv_include target)
 endfunction()
 
 # Folders that are modules: files beside the program, which it loads when it wants them.
-set(ZERV_MODULES platform/device/sdl platform/device/web)
+set(ZERV_MODULES platform/audio/tag platform/device/sdl platform/device/web)
 
 # Makes the module of one folder, named after it: zerv-device-sdl.so. It sees the headers of the
 # folders below; what it calls of them is the program's own (zerv_host).

@@ -91,6 +91,8 @@ def make_root(root, parts, sysroot, clock, init=INIT, more_modules=()):
         (root / f"lib/modules/{name}.ko").write_bytes(find_module(parts, name).read_bytes())
     copy_folder(parts / "usr/share/alsa", root / "usr/share/alsa")
     copy_libraries(root / "player/zerv-player", root / "lib", sysroot)
+    copy_libraries(root / "player/zerv-audio-tag.so", root / "lib", sysroot)
+    add_library("libsoxr.so.0", root / "lib", sysroot)
     (root / "init").write_text(init % {"modules": " ".join(modules), "clock": clock.replace("T", " ")})
     (root / "init").chmod(0o755)
 

@@ -2,6 +2,7 @@
 #include "platform/audio/audio_stream.h"
 
 #include "platform/audio/audio_mix.h"
+#include "platform/audio/audio_soxr.h"
 #include "platform/audio/audio_spare.h"
 #include "platform/audio/audio_tags.h"
 #include "platform/sound/sound.h"
@@ -11,7 +12,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <numeric>
-#include <soxr.h>
 
 constexpr uint32_t work_frames = 1024;
 /* After a seek the filter hears this much of what comes before, or it would begin with a click. */
@@ -31,7 +31,8 @@ struct stream_state {
     audio_block block;      /* what is left of the last piece */
     const char *mix_layout; /* what `mix` was made for */
     audio_mix mix;
-    soxr_t resampler; /* null while the rates agree */
+    const audio_soxr *soxr; /* set once there is a resampler */
+    soxr_t resampler;       /* null while the rates agree */
     uint32_t resampler_rate;
     bool draining;                /* the resampler gets nothing more: its end is due */
     stream_end end;               /* the source has ended */
@@ -69,13 +70,22 @@ audio_stream *audio_stream_new(const audio_source *source, void *source_state, u
     return &state->shown;
 }
 
+static void stop_resampler(stream_state *state)
+{
+    if (state->resampler)
+        state->soxr->remove(state->resampler);
+    state->resampler = nullptr;
+    state->draining = false;
+    state->work_at = state->work_count = 0;
+}
+
 int audio_stream_close(audio_stream *stream)
 {
     if (!stream)
         return 0;
     stream_state *state = state_of(stream);
     state->source->close(state->source_state);
-    soxr_delete(state->resampler);
+    stop_resampler(state);
     audio_tags_free(state->tags);
     free(state);
     return 0;
@@ -148,7 +158,8 @@ static uint32_t resample(stream_state *state, int16_t *to, uint32_t frames)
             return 0;
         size_t used = 0, made = 0;
         const void *from = ready ? state->work + 2 * state->work_at : nullptr;
-        if (soxr_process(state->resampler, from, ready, &used, state->resampled, frames, &made))
+        if (state->soxr->process(state->resampler, from, ready, &used, state->resampled, frames,
+                                 &made))
             return 0;
         state->work_at += static_cast<uint32_t>(used);
         if (made > 0) {
@@ -162,29 +173,21 @@ static uint32_t resample(stream_state *state, int16_t *to, uint32_t frames)
 
 static int start_resampler(stream_state *state)
 {
-    const soxr_io_spec_t io = soxr_io_spec(SOXR_INT32_I, SOXR_INT32_I);
-    const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_HQ, 0);
-    soxr_error_t error = nullptr;
-    if (!audio_has_spare())
+    state->soxr = audio_has_spare() ? audio_soxr_get() : nullptr;
+    if (!state->soxr)
         return -1;
+    const soxr_io_spec_t io = state->soxr->io_spec(SOXR_INT32_I, SOXR_INT32_I);
+    const soxr_quality_spec_t quality = state->soxr->quality_spec(SOXR_HQ, 0);
+    soxr_error_t error = nullptr;
     state->resampler =
-        soxr_create(state->block.rate, sound_rate, 2, &error, &io, &quality, nullptr);
+        state->soxr->create(state->block.rate, sound_rate, 2, &error, &io, &quality, nullptr);
     state->resampler_rate = state->block.rate;
     state->work_at = state->work_count = 0;
     state->draining = false;
     if (!error)
         return 0;
-    soxr_delete(state->resampler);
-    state->resampler = nullptr;
+    stop_resampler(state);
     return -1;
-}
-
-static void stop_resampler(stream_state *state)
-{
-    soxr_delete(state->resampler);
-    state->resampler = nullptr;
-    state->draining = false;
-    state->work_at = state->work_count = 0;
 }
 
 /* Takes the next piece from the source. Returns the frames that went straight to the caller. */

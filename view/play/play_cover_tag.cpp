@@ -1,66 +1,64 @@
 #include "view/play/play_cover.h"
 
-#include "platform/audio/audio_guard.h"
 #include "platform/audio/audio_picture.h"
+#include "platform/audio/audio_tag_library.h"
+#include "platform/base/module.h"
 #include "platform/base/owner.h"
 #include "platform/image/image.h"
 
-#include <attachedpictureframe.h>
 #include <cstdlib>
+#include <cstring>
+
+struct tag_picture {
+    owner<unsigned char, free> frame;
+    const unsigned char *bytes; /* within the frame */
+    size_t size;
+    const char *extension;
+};
 
 /* The comparison is exact: players of this format never guessed from other spellings. */
-static const char *extension_of(const TagLib::String &mime)
+static const char *extension_of(const char *type)
 {
-    if (mime == "image/jpeg" || mime == "image/jpg")
+    if (!strcmp(type, "image/jpeg") || !strcmp(type, "image/jpg"))
         return ".jpg";
-    return mime == "image/png" ? ".png" : nullptr;
+    return !strcmp(type, "image/png") ? ".png" : nullptr;
 }
 
-/* The picture frame in the tag library's own bytes. */
-static TagLib::ByteVector read_frame(const char *path)
+/* 0, or -1 without a picture of a known type. */
+static int find_in_frame(const unsigned char *frame, size_t frame_size, tag_picture *found)
 {
-    unsigned char *bytes;
-    size_t size;
-    if (audio_picture_frame(path, &bytes, &size) != 0)
-        return {};
-    const owner<unsigned char, free> frame(bytes);
-    return TagLib::ByteVector(reinterpret_cast<const char *>(bytes), static_cast<unsigned>(size));
+    const owner<void, module_close> module(module_open(audio_tag_file));
+    const audio_tag_library *library = audio_tag_library_of(module.get());
+    audio_picture_type type;
+    if (!library || library->find_picture(frame, frame_size, type, &found->size) != 0)
+        return -1;
+    found->bytes = frame + frame_size - found->size;
+    found->extension = extension_of(type);
+    return found->extension ? 0 : -1;
 }
 
-/* Finds the bytes of the picture and returns the extension that its type has, null without one.
- * The tag library sees no more of the file than the one frame: the whole of it may unpack to
- * anything, and would be searched where no tag is. Its lists do not survive their own exceptions
- * either; a frame alone needs none. */
-static const char *find_picture(const char *path, TagLib::ByteVector *bytes)
+static int find_picture(const char *path, tag_picture *found)
 {
-    const TagLib::ByteVector data = read_frame(path);
-    if (data.isEmpty())
-        return nullptr;
-    const TagLib::ID3v2::AttachedPictureFrame frame(data);
-    const char *extension = extension_of(frame.mimeType());
-    if (extension)
-        *bytes = frame.picture();
-    return extension;
+    unsigned char *frame = nullptr;
+    size_t size = 0;
+    if (audio_picture_frame(path, &frame, &size) != 0)
+        return -1;
+    found->frame.reset(frame);
+    return find_in_frame(frame, size, found);
 }
 
 image *tag_image_read(const char *path)
 {
-    return audio_guard<image *>(nullptr, [=]() -> image * {
-        TagLib::ByteVector found;
-        const char *extension = find_picture(path, &found);
-        const TagLib::ByteVector &bytes = found; /* only so are they not copied */
-        return extension ? image_read_from_memory(extension, bytes.data(), bytes.size()) : nullptr;
-    });
+    tag_picture found = {};
+    if (find_picture(path, &found) != 0)
+        return nullptr;
+    return image_read_from_memory(found.extension, found.bytes, found.size);
 }
 
 image *tag_image_read_reduced(const char *path, int32_t side, int32_t *width, int32_t *height)
 {
-    return audio_guard<image *>(nullptr, [=]() -> image * {
-        TagLib::ByteVector found;
-        const char *extension = find_picture(path, &found);
-        const TagLib::ByteVector &bytes = found; /* only so are they not copied */
-        return extension
-                   ? image_read_reduced(extension, bytes.data(), bytes.size(), side, width, height)
-                   : nullptr;
-    });
+    tag_picture found = {};
+    if (find_picture(path, &found) != 0)
+        return nullptr;
+    return image_read_reduced(found.extension, found.bytes, found.size, side, width, height);
 }
