@@ -13,13 +13,14 @@
 #include <cstring>
 #include <unistd.h>
 
-constexpr int64_t first_ms = 1000000;
-constexpr int32_t short_worker_ms = 1000; /* far above what a cover takes */
+constexpr int64_t usual_first_ms = 1000000;
+constexpr int64_t latest_first_ms = int64_t{1} << 43; /* behind the wraps of its words */
+constexpr int32_t short_worker_ms = 1000;             /* far above what a cover takes */
 constexpr char first_wall[] = "2026-01-01T12:00:00";
 
-static constinit std::atomic<int64_t> scripted_ms{first_ms};
+static constinit std::atomic<int64_t> scripted_ms{usual_first_ms};
 static constinit std::atomic<int64_t> wall_offset_ms{0}; /* wall clock less monotonic clock */
-static constinit std::atomic<int64_t> real_start_ms{0};  /* of the machine's clock, in real time */
+static constinit std::atomic<int64_t> real_offset_ms{0}; /* monotonic less the machine's clock */
 static constinit std::atomic<bool> realtime{false};
 
 /* Main thread. */
@@ -35,7 +36,7 @@ bool virtual_is_realtime()
 int64_t virtual_msec()
 {
     if (virtual_is_realtime())
-        return first_ms + clock_real_msec() - real_start_ms;
+        return clock_real_msec() + real_offset_ms;
     return scripted_ms;
 }
 
@@ -71,16 +72,27 @@ int32_t virtual_display()
     return display;
 }
 
-static int virtual_open()
+static int start_clock()
 {
-    const char *real = getenv("ZERV_VIRTUAL_REALTIME");
-    int64_t wall = 0;
+    const char *real = getenv("ZERV_VIRTUAL_REALTIME"), *first = getenv("ZERV_VIRTUAL_CLOCK");
+    int64_t first_ms = usual_first_ms, wall = 0;
+    if (first && *first && virtual_word_clock(first, latest_first_ms, &first_ms) != 0) {
+        fprintf(stderr, "a clock cannot begin at %s\n", first);
+        return -1;
+    }
     realtime = real && strcmp(real, "1") == 0;
     scripted_ms = first_ms;
-    real_start_ms = clock_real_msec();
+    real_offset_ms = first_ms - clock_real_msec();
     if (virtual_word_wall(first_wall, &wall) != 0)
         return -1;
     virtual_set_wall(wall);
+    return 0;
+}
+
+static int virtual_open()
+{
+    if (start_clock() != 0)
+        return -1;
     battery_percent = 100;
     display = 0;
     long_workers = 0;

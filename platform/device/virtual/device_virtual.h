@@ -72,5 +72,7 @@ void virtual_sound_tick(int64_t ms);
 /* "0x2000", "back" or several names joined by "+". */
 int virtual_word_keys(const char *word, uint32_t *mask);
 int virtual_word_number(const char *word, int32_t *number);
+/* Milliseconds from 0 to `last`. */
+int virtual_word_clock(const char *word, int64_t last, int64_t *ms);
 /* YYYY-MM-DDThh:mm:ss, local time. */
 int virtual_word_wall(const char *word, int64_t *seconds);

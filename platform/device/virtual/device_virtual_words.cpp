@@ -73,15 +73,29 @@ int virtual_word_keys(const char *word, uint32_t *mask)
     return 0;
 }
 
-int virtual_word_number(const char *word, int32_t *number)
+static int read_decimal(const char *word, int64_t first, int64_t last, int64_t *number)
 {
     char *rest = nullptr;
     errno = 0;
     const long long value = strtoll(word, &rest, 10);
-    if (errno || rest == word || *rest || value < INT32_MIN || value > INT32_MAX)
+    if (errno || rest == word || *rest || value < first || value > last)
+        return -1;
+    *number = value;
+    return 0;
+}
+
+int virtual_word_number(const char *word, int32_t *number)
+{
+    int64_t value = 0;
+    if (read_decimal(word, INT32_MIN, INT32_MAX, &value) != 0)
         return -1;
     *number = static_cast<int32_t>(value);
     return 0;
+}
+
+int virtual_word_clock(const char *word, int64_t last, int64_t *ms)
+{
+    return read_decimal(word, 0, last, ms);
 }
 
 int virtual_word_wall(const char *word, int64_t *seconds)

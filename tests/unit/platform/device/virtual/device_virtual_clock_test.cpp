@@ -1,0 +1,68 @@
+/* The scripted clock may begin anywhere, also right before one of its words wraps. */
+#include "device_virtual_fixture.h"
+
+#include <climits>
+
+class device_virtual_clock : public device_virtual_script
+{
+  protected:
+    void TearDown() override
+    {
+        unsetenv("ZERV_VIRTUAL_CLOCK");
+        device_virtual_script::TearDown();
+    }
+
+    string run_from(const char *first_ms, const string &script)
+    {
+        setenv("ZERV_VIRTUAL_CLOCK", first_ms, 1);
+        return run(script);
+    }
+};
+
+TEST_F(device_virtual_clock, begins_where_it_is_told)
+{
+    (void)run_from("5000", "advance 3\n");
+    ASSERT_FALSE(passes.empty());
+    EXPECT_EQ(passes.front().ms, 5001);
+    EXPECT_EQ(passes.back().ms, 5003);
+}
+
+TEST_F(device_virtual_clock, passes_both_wraps_of_its_milliseconds)
+{
+    (void)run_from("2147483646", "advance 3\n");
+    EXPECT_EQ(passes.front().ms, INT_MAX);
+    EXPECT_EQ(passes.back().ms, INT_MIN + 1);
+    (void)run_from("4294967294", "advance 3\n");
+    EXPECT_EQ(passes.front().ms, -1);
+    EXPECT_EQ(passes.back().ms, 1);
+}
+
+TEST_F(device_virtual_clock, passes_both_wraps_of_its_seconds)
+{
+    int32_t seconds = 0;
+    on_pass = [&](const pass_seen &) { seconds = clock_sec(); };
+    (void)run_from("2147483647999", "advance 1\n");
+    EXPECT_EQ(seconds, INT_MIN);
+    (void)run_from("4294967295999", "advance 1\n");
+    EXPECT_EQ(seconds, 0);
+}
+
+TEST_F(device_virtual_clock, plays_the_same_number_of_samples_wherever_it_begins)
+{
+    setenv("ZERV_VIRTUAL_SOUND", "sound.wav", 1);
+    for (const char *first : {"1000000", "2147483000", "4294967000", "2147483647000"}) {
+        (void)run_from(first, "advance 1000\n");
+        EXPECT_EQ(read_file("sound.wav").size(), 44u + 44100 * 4) << first;
+    }
+}
+
+TEST_F(device_virtual_clock, refuses_what_is_no_time)
+{
+    write_file("script.txt", "");
+    for (const char *word : {"soon", "1x", "-1", "99999999999999999999"}) {
+        setenv("ZERV_VIRTUAL_CLOCK", word, 1);
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(sys_init(), -1) << word;
+        EXPECT_NE(testing::internal::GetCapturedStderr().find(word), string::npos);
+    }
+}
