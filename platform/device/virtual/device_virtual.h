@@ -74,5 +74,5 @@ int virtual_word_keys(const char *word, uint32_t *mask);
 int virtual_word_number(const char *word, int32_t *number);
 /* Milliseconds from 0 to `last`. */
 int virtual_word_clock(const char *word, int64_t last, int64_t *ms);
-/* YYYY-MM-DDThh:mm:ss, local time. */
+/* YYYY-MM-DDThh:mm:ss, local time; with a Z behind it UTC, which has no hour twice. */
 int virtual_word_wall(const char *word, int64_t *seconds);

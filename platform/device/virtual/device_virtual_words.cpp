@@ -102,11 +102,12 @@ int virtual_word_wall(const char *word, int64_t *seconds)
 {
     tm local = {};
     const char *rest = strptime(word, "%Y-%m-%dT%H:%M:%S", &local);
-    if (!rest || *rest)
+    const bool utc = rest && strcmp(rest, "Z") == 0;
+    if (!rest || (*rest && !utc))
         return -1;
     const tm wanted = local;
     local.tm_isdst = -1;
-    const time_t at = mktime(&local);
+    const time_t at = utc ? timegm(&local) : mktime(&local);
     /* mktime() moves the 31st of February on into March. */
     if (at == static_cast<time_t>(-1) || local.tm_mday != wanted.tm_mday ||
         local.tm_mon != wanted.tm_mon)

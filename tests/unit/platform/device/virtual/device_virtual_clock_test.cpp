@@ -66,3 +66,17 @@ TEST_F(device_virtual_clock, refuses_what_is_no_time)
         EXPECT_NE(testing::internal::GetCapturedStderr().find(word), string::npos);
     }
 }
+
+TEST_F(device_virtual_clock, a_wall_clock_of_the_whole_world_has_no_hour_twice)
+{
+    setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
+    tzset();
+    std::vector<time_t> seen;
+    on_pass = [&](const pass_seen &) { seen.push_back(clock_wall()); };
+    (void)run("wall 2027-10-31T00:30:00Z\nadvance 1\nwall 2027-10-31T01:30:00Z\nadvance 1\n");
+    unsetenv("TZ");
+    tzset();
+    ASSERT_GE(seen.size(), 2u);
+    EXPECT_EQ(seen[0], 1824942600); /* 02:30 summer time */
+    EXPECT_EQ(seen[1], 1824946200); /* 02:30 again */
+}
