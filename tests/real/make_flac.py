@@ -1,4 +1,4 @@
-"""A FLAC file of a quiet tone, written without any encoder: verbatim frames only."""
+"""FLAC files, written without any encoder: a quiet tone, and next to nothing for hours."""
 
 import functools
 import hashlib
@@ -42,3 +42,30 @@ def make_flac(seconds):
     info = size + rate + digest
     frames = [frame(i // BLOCK, tone[i:i + BLOCK]) for i in range(0, count, BLOCK)]
     return b"fLaC" + b"\x80" + len(info).to_bytes(3, "big") + info + b"".join(frames)
+
+
+def coded(number):
+    """A frame's number, as its head holds it."""
+    if number < 0x80:
+        return bytes([number])
+    if number < 0x800:
+        return bytes([0xC0 | number >> 6, 0x80 | number & 0x3F])
+    assert number < 0x10000
+    return bytes([0xE0 | number >> 12, 0x80 | number >> 6 & 0x3F, 0x80 | number & 0x3F])
+
+
+def still_frame(number, count):
+    """One sample of each channel, which all others repeat: little work for whoever plays it."""
+    head = b"\xFF\xF8\x79\x18" + coded(number) + struct.pack(">H", count - 1)
+    head += bytes([crc(head, 8, 0x07)])
+    body = head + b"".join(b"\0" + struct.pack(">h", level) for level in (1, -1))
+    return body + struct.pack(">H", crc(body, 16, 0x8005))
+
+
+def make_still(seconds):
+    """The bytes of a stereo file that hardly moves; seconds below 6000."""
+    count = int(seconds * RATE)
+    info = (struct.pack(">HH", BLOCK, BLOCK) + bytes(6)
+            + (RATE << 44 | 1 << 41 | 15 << 36 | count).to_bytes(8, "big") + bytes(16))
+    frames = [still_frame(i // BLOCK, min(BLOCK, count - i)) for i in range(0, count, BLOCK)]
+    return b"fLaC\x80" + len(info).to_bytes(3, "big") + info + b"".join(frames)
