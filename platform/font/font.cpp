@@ -42,6 +42,12 @@ int font_close()
     return fault_hit("font_close") ? -1 : 0;
 }
 
+void font_rest()
+{
+    if (font_current.faces)
+        font_faces_rest(font_current.faces);
+}
+
 int font_text_width(const char *text, int size)
 {
     if (!font_current.faces || !text || size < 1)

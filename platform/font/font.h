@@ -8,6 +8,9 @@
 [[nodiscard]] int font_open(const char *path);
 /* Frees faces and cached glyphs. Accepts a font that was never opened. */
 int font_close();
+/* To be called now and then. Lets go of what drawing letters for the first time has touched of the
+ * files, once that is over: drawn letters are kept, and the kernel maps sixteen pages for one. */
+void font_rest();
 /* Width in pixels of a text at a size, 0 without a font. Here and in fb_draw_text() sizes above 512
  * count as 512, and characters after the first 2048 are left out. */
 int font_text_width(const char *text, int size);

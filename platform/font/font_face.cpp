@@ -4,14 +4,15 @@
 
 #include "platform/base/str.h"
 #include "platform/file/file.h"
+#include "platform/font/font_map.h"
 
+#include <algorithm>
 #include <cassert>
 #include <cstdlib>
 #include <cstring>
 #include <ft2build.h>
 #include FT_FREETYPE_H
 #include <hb.h>
-#include <sys/stat.h>
 
 /* Symbols and scripts that the chosen font may lack, in the order tried; then letters that a Latin
  * font chosen by the user lacks. */
@@ -30,7 +31,8 @@ static constexpr const char *fallback_folders[] = {
 };
 
 struct face {
-    hb_blob_t *blob; /* the mapped file */
+    font_map map;
+    hb_blob_t *blob; /* the same */
     hb_font_t *shaper;
     FT_Face outlines;
     int32_t pixel_size; /* what the outlines are set to */
@@ -42,6 +44,7 @@ struct font_faces {
     hb_language_t language;
     face faces[font_faces_max];
     uint32_t count;
+    uint32_t rests_due;  /* calls of font_faces_rest() until the pages of the files go */
     file_listing folder; /* of further fallbacks, opened when a character asks for them */
     uint32_t folder_next;
 };
@@ -54,31 +57,25 @@ static void face_close(face *old)
         FT_Done_Face(old->outlines);
     if (old->blob)
         hb_blob_destroy(old->blob);
+    font_map_close(&old->map);
     *old = {};
 }
 
 static int open_outlines(FT_Library library, face *made)
 {
-    unsigned length = 0;
-    const char *data = hb_blob_get_data(made->blob, &length);
-    if (FT_New_Memory_Face(library, reinterpret_cast<const FT_Byte *>(data),
-                           static_cast<FT_Long>(length), 0, &made->outlines))
+    if (FT_New_Memory_Face(library, static_cast<const FT_Byte *>(made->map.bytes),
+                           static_cast<FT_Long>(made->map.size), 0, &made->outlines))
         return -1;
     return FT_IS_SCALABLE(made->outlines) && made->outlines->units_per_EM > 0 ? 0 : -1;
 }
 
-/* Opening a pipe waits for somebody to write into it. */
-static bool is_file(const char *path)
-{
-    struct stat about;
-    return stat(path, &about) == 0 && S_ISREG(about.st_mode);
-}
-
 static int face_open(FT_Library library, face *made, const char *path)
 {
-    made->blob = is_file(path) ? hb_blob_create_from_file_or_fail(path) : nullptr;
-    if (!made->blob)
+    if (font_map_open(&made->map, path) != 0)
         return -1;
+    made->blob = hb_blob_create(static_cast<const char *>(made->map.bytes),
+                                static_cast<unsigned>(made->map.size), HB_MEMORY_MODE_READONLY,
+                                nullptr, nullptr);
     hb_face_t *tables = hb_face_create(made->blob, 0);
     made->shaper = hb_font_create(tables);
     hb_face_destroy(tables); /* the font keeps it */
@@ -92,13 +89,12 @@ static int face_open(FT_Library library, face *made, const char *path)
 /* Whether two names mean one file, so that no font is its own fallback. */
 static bool is_open_already(const font_faces *faces, const face *candidate)
 {
-    unsigned length = 0;
-    const char *data = hb_blob_get_data(candidate->blob, &length);
+    const size_t length = candidate->map.size;
     for (uint32_t i = 0; i < faces->count; i++) {
-        unsigned other_length = 0;
-        const char *other = hb_blob_get_data(faces->faces[i].blob, &other_length);
+        const font_map *other = &faces->faces[i].map;
         /* The heads of two fonts differ in their checksums. */
-        if (length == other_length && memcmp(data, other, length < 4096 ? length : 4096) == 0)
+        if (length == other->size &&
+            memcmp(candidate->map.bytes, other->bytes, std::min<size_t>(length, 4096)) == 0)
             return true;
     }
     return false;
@@ -260,6 +256,7 @@ bool font_face_render(font_faces *faces, uint32_t face_index, uint32_t glyph, in
 {
     assert(face_index < faces->count);
     face *from = &faces->faces[face_index];
+    faces->rests_due = 2;
     if (from->pixel_size != size) {
         if (FT_Set_Pixel_Sizes(from->outlines, 0, static_cast<FT_UInt>(size)))
             return false;
@@ -278,4 +275,12 @@ bool font_face_render(font_faces *faces, uint32_t face_index, uint32_t glyph, in
             bitmap.pitch,
             bitmap.buffer};
     return out->width > 0 && out->height > 0;
+}
+
+void font_faces_rest(font_faces *faces)
+{
+    if (faces->rests_due == 0 || --faces->rests_due > 0)
+        return;
+    for (uint32_t i = 0; i < faces->count; i++)
+        font_map_rest(&faces->faces[i].map);
 }

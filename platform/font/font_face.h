@@ -50,3 +50,5 @@ size_t font_face_shape(font_faces *faces, const uint32_t *text, size_t length, c
 /* False: nothing to see. */
 bool font_face_render(font_faces *faces, uint32_t face, uint32_t glyph, int32_t size,
                       font_bitmap *out);
+/* Lets the pages of the files go, when no glyph was drawn since the call before. */
+void font_faces_rest(font_faces *faces);
