@@ -7,6 +7,7 @@
 #include "platform/base/clock.h"
 #include "platform/base/str.h"
 #include "platform/draw/fb.h"
+#include "platform/font/font.h"
 #include "view/view.h"
 
 constexpr int32_t battery_too_low = 6; /* per cent; below it the program ends itself in time */
@@ -75,6 +76,13 @@ void loop_check_battery(int32_t now)
     warn_of_low_battery();
 }
 
+/* Once a second, as the battery. */
+static void rest(int32_t now)
+{
+    if (now != main_last_battery_second)
+        font_rest();
+}
+
 /* The event that lights the display does nothing else. */
 static void wake_display()
 {
@@ -118,6 +126,7 @@ void loop_pass()
     const int32_t now = clock_sec();
     loop_check_display(now);
     loop_check_auto_off(now);
+    rest(now);
     loop_check_battery(now);
     /* A view that did not draw for the sake of its input does so in the next pass. */
     if (input_key_checked || input_touch_checked)
