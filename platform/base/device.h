@@ -36,6 +36,8 @@ struct device {
     int64_t (*msec)();          /* monotonic; any thread, also after close() */
     time_t (*wall)();           /* any thread, also after close() */
     void (*msleep)(int32_t ms); /* any thread, also after close() */
+    /* Whether its keys are a handheld's own, which go by whatever codes their maker found. */
+    bool handheld = false;
     /* Sleeps at most `ms`; returns early for input and for wake(). Null: msleep() does. */
     void (*wait)(int32_t ms) = nullptr;
     /* Ends a wait() early, or the next one if none runs. Any thread; safe in a signal handler. */

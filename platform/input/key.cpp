@@ -3,6 +3,9 @@
 #include "platform/base/clock.h"
 #include "platform/base/device.h"
 #include "platform/base/fault.h"
+#include "platform/input/key_map.h"
+#include "platform/input/key_press.h"
+#include "platform/input/touch.h"
 #include "platform/sound/sound.h"
 
 constexpr int32_t repeat_after_ms = 400;
@@ -20,11 +23,14 @@ static constinit key_change queue[queue_size] = {};
 static constinit uint32_t queue_first = 0, queue_count = 0;
 static constinit uint32_t held = 0;
 static constinit int32_t repeat_at[32] = {}; /* clock_msec() of a held key's next repeat */
+static constinit bool locked = false, refused = false;
+static constinit bool headphones = false, pulled = false;
 
 static void forget()
 {
     queue_first = queue_count = 0;
     held = 0;
+    locked = refused = headphones = pulled = false;
 }
 
 static void press(uint32_t mask, int32_t now, key_report *report)
@@ -84,9 +90,13 @@ static void ask_for_next_look(int32_t now)
 
 int key_open()
 {
-    if (fault_hit("key_open") || !device_current || device_current->key_open() != 0)
+    if (fault_hit("key_open") || !device_current)
         return -1;
     forget();
+    /* First: a device that opens tells how its switches stand. */
+    key_map_open(device_current->handheld ? key_machine::handheld : key_machine::desktop);
+    if (device_current->key_open() != 0)
+        return -1;
     opened = true;
     return 0;
 }
@@ -97,6 +107,7 @@ int key_close()
     if (opened)
         result = device_current->key_close();
     opened = false;
+    key_press_reset();
     forget();
     return fault_hit("key_close") ? -1 : result;
 }
@@ -115,13 +126,64 @@ int key_check(key_report *report)
     return (report->pressed | report->repeat) != 0;
 }
 
-void key_event(uint32_t mask, bool down)
+bool key_is_locked()
 {
-    sound_wake();
+    return locked;
+}
+
+bool key_take_refused()
+{
+    const bool was = refused;
+    refused = false;
+    return was;
+}
+
+bool key_take_pulled()
+{
+    const bool was = pulled;
+    pulled = false;
+    return was;
+}
+
+static void add(uint32_t mask, bool down)
+{
     /* Nobody has polled for 64 changes: better no key than one that stays down for ever. */
     if (queue_count == queue_size) {
         queue_count = 0;
         queue[(queue_first + queue_count++) % queue_size] = {~0u, false};
     }
     queue[(queue_first + queue_count++) % queue_size] = {mask, down};
+}
+
+void key_lock(bool on)
+{
+    sound_wake();
+    if (on && !locked) {
+        add(~0u, false);
+        touch_let_go();
+    }
+    locked = on;
+    refused = false;
+}
+
+void key_refuse()
+{
+    refused = true;
+}
+
+/* What is down stays nobody's business while the keys are locked; what comes up is. */
+void key_event(uint32_t mask, bool down)
+{
+    sound_wake();
+    if ((mask & key_hold) && down)
+        key_lock(!locked);
+    if (mask & key_headphones) {
+        pulled = pulled || (headphones && !down);
+        headphones = down;
+    }
+    mask &= ~(key_hold | key_headphones);
+    if (locked && down)
+        refused = refused || mask != 0;
+    else if (mask)
+        add(mask, down);
 }

@@ -19,6 +19,10 @@ constexpr uint32_t key_vol_up = 0x10000, key_vol_down = 0x20000;
 constexpr uint32_t key_media_play = 0x100000, key_media_stop = 0x200000;
 constexpr uint32_t key_media_prev = 0x400000, key_media_next = 0x800000;
 constexpr uint32_t key_media = key_media_play | key_media_stop | key_media_prev | key_media_next;
+/* Never in a report: locks the keys and the panel, or frees them; is down while headphones are in. */
+constexpr uint32_t key_hold = 0x1000000, key_headphones = 0x2000000;
+
+constexpr char key_map_file_name[] = "keys.txt"; /* in the program folder, see key_map.h */
 
 [[nodiscard]] int key_open();
 int key_close();
@@ -26,5 +30,17 @@ int key_close();
  * only `held` and `released` may be non-zero. */
 int key_check(key_report *report);
 
+/* While the keys are locked none but key_hold does anything, and no finger either. */
+bool key_is_locked();
+/* Whether somebody has pressed a key or the panel in vain since the last call. */
+bool key_take_refused();
+/* Whether headphones were pulled out since the last call. */
+bool key_take_pulled();
+
 /* ---- For device back ends, from inside poll() ---- */
+
+/* Keys that a device has by their own names; what has a code goes through key_map.h. Each press of
+ * key_hold locks, or frees. */
 void key_event(uint32_t mask, bool down);
+/* What a switch says that is the hold switch. */
+void key_lock(bool locked);

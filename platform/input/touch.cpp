@@ -3,6 +3,8 @@
 #include "platform/base/clock.h"
 #include "platform/base/device.h"
 #include "platform/base/fault.h"
+#include "platform/input/key.h"
+#include "platform/input/key_press.h"
 #include "platform/sound/sound.h"
 
 #include <algorithm>
@@ -93,9 +95,19 @@ int touch_check(int32_t *x, int32_t *y, int32_t *type)
     return 1;
 }
 
+void touch_let_go()
+{
+    if (finger_down)
+        touch_event(touch_type_release, finger_x, finger_y);
+}
+
 void touch_event(int32_t type, int32_t x, int32_t y)
 {
     sound_wake();
+    if (key_is_locked() && type == touch_type_press)
+        key_refuse();
+    if (key_is_locked() && !finger_down)
+        return;
     x = std::clamp(x, 0, device_width - 1);
     y = std::clamp(y, 0, device_height - 1);
     if (type == touch_type_press && finger_down)

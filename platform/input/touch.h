@@ -11,6 +11,8 @@ int touch_close();
 /* 1 with the oldest waiting event, else 0 and outputs untouched. x 0..319, y 0..239 (clamped).
  * Moves are merged and come only when the point changed; presses and releases are never lost. */
 int touch_check(int32_t *x, int32_t *y, int32_t *type);
+/* A finger that is down is lifted where it is: the panel is locked, see key.h. */
+void touch_let_go();
 
 /* ---- For device back ends, from inside poll() ---- */
 void touch_event(int32_t type, int32_t x, int32_t y);

@@ -1,47 +1,12 @@
 /* device_virtual_words: the arguments of a command. */
 #include "platform/device/virtual/device_virtual.h"
-#include "platform/input/key.h"
+#include "platform/input/key_name.h"
 
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-
-struct key_name {
-    const char *name;
-    uint32_t mask;
-};
-
-static const key_name key_names[] = {
-    {"up", key_up},
-    {"down", key_down},
-    {"left", key_left},
-    {"right", key_right},
-    {"page_up", key_page_up},
-    {"page_down", key_page_down},
-    {"select", key_select},
-    {"menu", key_menu},
-    {"reload", key_reload},
-    {"switch", key_switch},
-    {"back", key_back},
-    {"quit", key_quit},
-    {"vol_up", key_vol_up},
-    {"vol_down", key_vol_down},
-    {"media_play", key_media_play},
-    {"media_stop", key_media_stop},
-    {"media_prev", key_media_prev},
-    {"media_next", key_media_next},
-};
-
-static uint32_t find_key(const char *name, size_t length)
-{
-    for (const key_name &each : key_names) {
-        if (strlen(each.name) == length && memcmp(each.name, name, length) == 0)
-            return each.mask;
-    }
-    return 0;
-}
 
 static int read_hex(const char *word, uint32_t *mask)
 {
@@ -61,7 +26,7 @@ int virtual_word_keys(const char *word, uint32_t *mask)
     uint32_t all = 0;
     for (const char *at = word;; at++) {
         const size_t length = strcspn(at, "+");
-        const uint32_t one = find_key(at, length);
+        const uint32_t one = key_name_find(at, length);
         if (one == 0)
             return -1;
         all |= one;

@@ -1,0 +1,12 @@
+/* key_press: from codes that are down to keys that are. Main thread. */
+#pragma once
+
+struct key_map;
+
+/* Somebody touched the panel while it is locked. */
+void key_refuse();
+
+/* Everything comes up, without acting. */
+void key_press_reset();
+/* Begins to go by a map that stays where it is; nothing is down then. */
+void key_press_look(const key_map *map);
