@@ -38,6 +38,7 @@ constinit const device device_linux = {
     .msec = clock_real_msec,
     .wall = linux_wall,
     .msleep = clock_real_msleep,
+    .handheld = true,
     .wait = linux_input_wait,
     .wake = linux_input_wake,
 };

@@ -52,10 +52,14 @@ struct linux_trigger {
     linux_range range;
 };
 
-/* What of a source's axes the player reads beside the direction hat. */
+/* Axes that are sticks or hats where their ends are codes of key_map.h. */
+constexpr uint16_t linux_sticks = 0x18; /* those below, by number */
+
+/* What the player reads of a source's axes. */
 struct linux_axes {
     linux_touch_ranges panel = {};
-    linux_trigger triggers[2] = {}; /* left, right */
+    linux_trigger triggers[2] = {};        /* left, right */
+    linux_range sticks[linux_sticks] = {}; /* least == most: no stick */
 };
 
 /* The folder of the event devices; a test puts its own here before key_open(). */
@@ -73,13 +77,17 @@ void linux_input_wake();
 
 /* ---- device_linux_axes.cpp: what the axes of an event device mean ---- */
 
-/* Asks the kernel. Nothing for a source that has no such axes. */
+/* Asks the kernel. Hats are known, sticks where there is a pad's button. Nothing for a source that has no such axes. */
 linux_axes linux_axes_of(int fd);
 /* Finds the axes of the left and the right trigger by the bits that EVIOCGBIT gives. Pads without
  * triggers, and with triggers that are buttons only, have none. */
 bool linux_trigger_axes(const unsigned char *keys, const unsigned char *axes, uint16_t (&found)[2]);
 /* Whether a trigger at `value` counts as a key that is down. */
 bool linux_trigger_is_down(const linux_trigger *trigger, int32_t value, bool was_down);
+
+/* Which end of a stick's axis a value is at: -1, 0 or 1. `was`: the one before, which a stick that
+ * trembles does not leave at once. */
+int32_t linux_stick_side(const linux_range *range, int32_t value, int32_t was);
 
 /* ---- device_linux_card.cpp: the sound card through ALSA ---- */
 

@@ -1,5 +1,6 @@
 /* device_linux_axes: what the axes of an event device mean, by what the kernel says of it. */
 #include "platform/device/linux/device_linux.h"
+#include "platform/input/key_map.h"
 
 #include <linux/input.h>
 #include <sys/ioctl.h>
@@ -60,12 +61,43 @@ bool linux_trigger_is_down(const linux_trigger *trigger, int32_t value, bool was
     return pulled * 8 > span * (was_down ? 3 : 4);
 }
 
-static linux_trigger trigger_of(int fd, uint16_t axis)
+/* Half way from the middle it presses, and lets go a good part before. */
+int32_t linux_stick_side(const linux_range *range, int32_t value, int32_t was)
+{
+    const int64_t span = static_cast<int64_t>(range->most) - range->least;
+    if (span <= 0)
+        return 0;
+    const int64_t twice = 2 * static_cast<int64_t>(value) - range->least - range->most;
+    const int32_t side = twice < 0 ? -1 : 1;
+    return (twice < 0 ? -twice : twice) * 8 >= span * (was == side ? 3 : 4) ? side : 0;
+}
+
+static linux_range range_of(int fd, uint16_t axis)
 {
     input_absinfo info = {};
     if (ioctl(fd, EVIOCGABS(axis), &info) != 0 || info.minimum >= info.maximum)
         return {};
-    return {axis, {info.minimum, info.maximum}};
+    return {info.minimum, info.maximum};
+}
+
+/* What rests at an end, as a trigger does, would press for ever: it has to be asked for by name. */
+static void find_sticks(int fd, const unsigned char *keys, const unsigned char *axes,
+                        linux_axes *to)
+{
+    const bool is_pad =
+        has_bit(keys, BTN_SOUTH) || has_bit(keys, BTN_DPAD_UP) || has_bit(keys, BTN_JOYSTICK);
+    const bool is_panel = to->panel.x.least != to->panel.x.most;
+    for (uint16_t axis = 0; axis < linux_sticks; axis++) {
+        const uint16_t low = static_cast<uint16_t>(key_code_axis + 2 * axis);
+        const bool is_hat = axis >= ABS_HAT0X && axis <= ABS_HAT3Y;
+        const bool is_stick = is_pad && (axis == ABS_X || axis == ABS_Y);
+        const bool is_named = key_map_is_named(low) || key_map_is_named(low + 1);
+        const bool is_trigger = axis == to->triggers[0].axis || axis == to->triggers[1].axis;
+        if (has_bit(axes, axis) && (is_hat || is_stick || is_named) &&
+            !(is_panel && axis <= ABS_Y) &&
+            !(is_trigger && to->triggers[0].range.least != to->triggers[0].range.most))
+            to->sticks[axis] = range_of(fd, axis);
+    }
 }
 
 linux_axes linux_axes_of(int fd)
@@ -74,11 +106,12 @@ linux_axes linux_axes_of(int fd)
     if (ioctl(fd, EVIOCGBIT(EV_KEY, sizeof keys), keys) < 0 ||
         ioctl(fd, EVIOCGBIT(EV_ABS, sizeof axes), axes) < 0)
         return {};
-    linux_axes all = {panel_ranges(fd, keys, axes), {}};
+    linux_axes all = {panel_ranges(fd, keys, axes), {}, {}};
     uint16_t found[2];
     if (linux_trigger_axes(keys, axes, found)) {
-        all.triggers[0] = trigger_of(fd, found[0]);
-        all.triggers[1] = trigger_of(fd, found[1]);
+        for (int i = 0; i < 2; i++)
+            all.triggers[i] = {found[i], range_of(fd, found[i])};
     }
+    find_sticks(fd, keys, axes, &all);
     return all;
 }

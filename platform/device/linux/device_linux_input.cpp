@@ -4,9 +4,11 @@
 #include "platform/base/str.h"
 #include "platform/device/linux/device_linux.h"
 #include "platform/input/key.h"
+#include "platform/input/key_map.h"
 #include "platform/input/touch.h"
 
 #include <algorithm>
+#include <bitset>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -22,63 +24,12 @@
 constexpr int sources_most = 32;
 constexpr int32_t no_slot = -1; /* more fingers than the first are not followed */
 
-struct key_code {
-    uint16_t code;
-    uint32_t mask;
-};
-
-static const key_code key_codes[] = {
-    {KEY_UP, key_up},
-    {KEY_DOWN, key_down},
-    {KEY_LEFT, key_left},
-    {KEY_RIGHT, key_right},
-    {KEY_PAGEUP, key_page_up},
-    {KEY_PAGEDOWN, key_page_down},
-    {KEY_ENTER, key_select},
-    {KEY_KPENTER, key_select},
-    {KEY_SPACE, key_menu},
-    {KEY_TAB, key_switch},
-    {KEY_F5, key_reload},
-    {KEY_ESC, key_back},
-    {KEY_BACKSPACE, key_back},
-    {KEY_BACK, key_back},
-    {KEY_MENU, key_menu},
-    {KEY_Q, key_quit},
-    {KEY_POWER, key_quit},
-    {KEY_EQUAL, key_vol_up},
-    {KEY_KPPLUS, key_vol_up},
-    {KEY_VOLUMEUP, key_vol_up},
-    {KEY_MINUS, key_vol_down},
-    {KEY_KPMINUS, key_vol_down},
-    {KEY_VOLUMEDOWN, key_vol_down},
-    {KEY_PLAYPAUSE, key_media_play},
-    {KEY_PLAYCD, key_media_play},
-    {KEY_STOPCD, key_media_stop},
-    {KEY_PREVIOUSSONG, key_media_prev},
-    {KEY_NEXTSONG, key_media_next},
-    {BTN_DPAD_UP, key_up},
-    {BTN_DPAD_DOWN, key_down},
-    {BTN_DPAD_LEFT, key_left},
-    {BTN_DPAD_RIGHT, key_right},
-    {BTN_SOUTH, key_select},
-    {BTN_EAST, key_back},
-    {BTN_NORTH, key_menu},
-    {BTN_WEST, key_switch},
-    {BTN_TL, key_page_up},
-    {BTN_TR, key_page_down},
-    {BTN_TL2, key_vol_down},
-    {BTN_TR2, key_vol_up},
-    {BTN_SELECT, key_switch},
-    {BTN_START, key_media_play},
-    {BTN_MODE, key_quit},
-};
-
 struct source {
     int fd;
     int32_t number; /* of /dev/input/eventN; -1: of a test */
     linux_axes axes;
-    /* Keys held down, by what holds them: a pad may report one in two ways. */
-    uint32_t buttons, hat, triggers;
+    std::bitset<key_code_count> held; /* codes that it holds down */
+    bool pulled[2];                   /* its triggers, which hold codes of buttons down as well */
     int32_t raw_x, raw_y;
     int32_t slot;          /* finger that the records speak of; the first is 0 */
     bool down, shown_down; /* the finger: now, and as reported */
@@ -98,55 +49,41 @@ static constinit int arrivals = -1; /* tells of devices that are plugged in; mai
 /* Never closed: a worker may call for attention while the program goes down. */
 static constinit int wake_event = -1;
 
-static uint32_t key_mask(uint16_t code)
+static void hold(source *from, uint16_t code, bool down)
 {
-    for (const key_code &each : key_codes) {
-        if (each.code == code)
-            return each.mask;
-    }
-    return 0;
+    if (from->held[code] == down)
+        return;
+    from->held[code] = down;
+    key_code_event(code, down);
 }
 
-static uint32_t held(const source *from)
+static bool on_trigger(source *from, uint16_t axis, int32_t value)
 {
-    return from->buttons | from->hat | from->triggers;
-}
-
-/* Changes one of the words of held keys. */
-static void hold(source *from, uint32_t *part, uint32_t now)
-{
-    const uint32_t before = held(from);
-    *part = now;
-    const uint32_t after = held(from);
-    if (before & ~after)
-        key_event(before & ~after, false);
-    if (after & ~before)
-        key_event(after & ~before, true);
-}
-
-static void set_hat(source *from, uint32_t low, uint32_t high, int32_t value)
-{
-    const uint32_t now = value < 0 ? low : value > 0 ? high : 0;
-    hold(from, &from->hat, (from->hat & ~(low | high)) | now);
-}
-
-static void set_trigger(source *from, const linux_trigger *trigger, uint32_t mask, int32_t value)
-{
-    const bool down = linux_trigger_is_down(trigger, value, (from->triggers & mask) != 0);
-    hold(from, &from->triggers, down ? from->triggers | mask : from->triggers & ~mask);
-}
-
-static bool on_trigger(source *from, uint16_t code, int32_t value)
-{
-    static constexpr uint32_t masks[] = {key_vol_down, key_vol_up};
+    static constexpr uint16_t codes[] = {BTN_TL2, BTN_TR2};
     for (int i = 0; i < 2; i++) {
         const linux_trigger *trigger = &from->axes.triggers[i];
-        if (trigger->range.least == trigger->range.most || trigger->axis != code)
+        if (trigger->range.least == trigger->range.most || trigger->axis != axis)
             continue;
-        set_trigger(from, trigger, masks[i], value);
+        const bool down = linux_trigger_is_down(trigger, value, from->pulled[i]);
+        if (down != from->pulled[i])
+            key_code_event(codes[i], down);
+        from->pulled[i] = down;
         return true;
     }
     return false;
+}
+
+/* A stick or a direction hat: each end is a code. */
+static void on_stick(source *from, uint16_t axis, int32_t value)
+{
+    const uint16_t low = static_cast<uint16_t>(key_code_axis + 2 * axis);
+    const uint16_t high = static_cast<uint16_t>(low + 1);
+    if (axis >= linux_sticks)
+        return;
+    const int32_t side =
+        linux_stick_side(&from->axes.sticks[axis], value, from->held[low] ? -1 : from->held[high]);
+    hold(from, low, side < 0); /* first what comes up: a hat may jump from end to end */
+    hold(from, high, side > 0);
 }
 
 static int32_t scaled(int32_t raw, const linux_range &range, int32_t size)
@@ -182,13 +119,8 @@ static void on_axis(source *from, uint16_t code, int32_t value)
     const bool first_finger = from->slot == 0;
     if (on_trigger(from, code, value))
         return;
+    on_stick(from, code, value);
     switch (code) {
-    case ABS_HAT0X:
-        set_hat(from, key_left, key_right, value);
-        break;
-    case ABS_HAT0Y:
-        set_hat(from, key_up, key_down, value);
-        break;
     case ABS_MT_SLOT:
         from->slot = value == 0 ? 0 : no_slot;
         break;
@@ -216,17 +148,40 @@ static void on_key(source *from, uint16_t code, int32_t value)
 {
     if (code == (from->axes.panel.by_button ? BTN_LEFT : BTN_TOUCH))
         from->down = value != 0;
-    else if (value == 0 || value == 1)
-        hold(from, &from->buttons,
-             value ? from->buttons | key_mask(code) : from->buttons & ~key_mask(code));
+    else if (code < key_code_axis && (value == 0 || value == 1))
+        hold(from, code, value == 1);
+}
+
+static void on_switch(source *from, uint16_t code, int32_t value)
+{
+    if (code < key_code_count - key_code_switch)
+        hold(from, static_cast<uint16_t>(key_code_switch + code), value != 0);
+}
+
+/* How the switches stand, for nobody may have moved them since the device came, or since the kernel
+ * dropped a record. A source that has none says so. */
+static void look_at_switches(source *from)
+{
+    unsigned char set[SW_MAX / 8 + 1] = {};
+    if (ioctl(from->fd, EVIOCGSW(sizeof set), set) < 0)
+        return;
+    for (uint16_t code = 0; code <= SW_MAX; code++)
+        on_switch(from, code, set[code / 8] >> (code % 8) & 1);
 }
 
 /* What the kernel dropped may have been a release. */
-static void let_go(source *from)
+static void let_go(source *from, uint16_t codes_below)
 {
-    if (held(from))
-        key_event(held(from), false);
-    from->buttons = from->hat = from->triggers = 0;
+    for (uint16_t code = 0; code < codes_below; code++) {
+        if (from->held[code])
+            key_code_forget(code);
+        from->held[code] = false;
+    }
+    for (int i = 0; i < 2; i++) {
+        if (from->pulled[i])
+            key_code_forget(i == 0 ? BTN_TL2 : BTN_TR2);
+        from->pulled[i] = false;
+    }
     from->down = false;
     end_report(from);
 }
@@ -234,10 +189,12 @@ static void let_go(source *from)
 static void on_record(source *from, const input_event *record)
 {
     if (record->type == EV_SYN && record->code == SYN_DROPPED) {
-        let_go(from);
+        let_go(from, key_code_switch);
         from->lost = true;
     } else if (record->type == EV_SYN && record->code == SYN_REPORT) {
-        if (!from->lost)
+        if (from->lost)
+            look_at_switches(from);
+        else
             end_report(from);
         from->lost = false;
     } else if (from->lost) {
@@ -246,6 +203,8 @@ static void on_record(source *from, const input_event *record)
         on_key(from, record->code, record->value);
     } else if (record->type == EV_ABS) {
         on_axis(from, record->code, record->value);
+    } else if (record->type == EV_SW) {
+        on_switch(from, record->code, record->value);
     }
 }
 
@@ -266,7 +225,7 @@ static bool read_source(source *from)
 
 static void remove_source(int index)
 {
-    let_go(&sources[index]);
+    let_go(&sources[index], key_code_count);
     close(sources[index].fd);
     sources[index] = sources[--source_count];
 }
@@ -337,7 +296,13 @@ int linux_input_add(int fd, const linux_axes *axes)
     sources[source_count].number = -1;
     sources[source_count].raw_x = axes->panel.x_now;
     sources[source_count].raw_y = axes->panel.y_now;
-    sources[source_count++].axes = *axes;
+    sources[source_count].axes = *axes;
+    for (uint16_t hat = ABS_HAT0X; hat <= ABS_HAT3Y; hat++) {
+        linux_range *range = &sources[source_count].axes.sticks[hat];
+        if (range->least == range->most)
+            *range = {-1, 1}; /* a hat is known by its number */
+    }
+    look_at_switches(&sources[source_count++]);
     return 0;
 }
 

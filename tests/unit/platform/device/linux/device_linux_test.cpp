@@ -4,6 +4,7 @@
 #include "platform/device/linux/device_linux.h"
 #include "platform/draw/fb.h"
 #include "platform/input/key.h"
+#include "platform/input/key_map.h"
 #include "platform/input/touch.h"
 #include "support/scratch.h"
 
@@ -195,9 +196,13 @@ class linux_input_of : public testing::Test
 
     int attach(const linux_touch_ranges &panel = {}, const linux_trigger (&triggers)[2] = {{}, {}})
     {
+        return attach_axes(linux_axes{panel, {triggers[0], triggers[1]}, {}});
+    }
+
+    int attach_axes(const linux_axes &axes)
+    {
         int pair[2];
         EXPECT_EQ(pipe(pair), 0);
-        const linux_axes axes = {panel, {triggers[0], triggers[1]}};
         EXPECT_EQ(linux_input_add(pair[0], &axes), 0);
         ends.push_back(pair[1]);
         return pair[1];
@@ -341,6 +346,98 @@ TEST_F(linux_input_of, sticks_on_the_axes_of_triggers_press_nothing)
     send(pad, EV_ABS, ABS_Z, 255);
     send(pad, EV_ABS, ABS_RZ, 0);
     EXPECT_EQ(pass().held, 0u);
+}
+
+TEST_F(linux_input_of, sticks_are_directions_from_half_way)
+{
+    linux_axes axes = {};
+    axes.sticks[ABS_X] = {-32768, 32767};
+    axes.sticks[ABS_Y] = {0, 255};
+    const int pad = attach_axes(axes);
+    send(pad, EV_ABS, ABS_X, -16000);
+    send(pad, EV_ABS, ABS_Y, 127);
+    EXPECT_EQ(pass().held, 0u);
+    send(pad, EV_ABS, ABS_X, -17000);
+    EXPECT_EQ(pass().pressed, key_left);
+    for (const int32_t value : {-16000, -16500, -12500}) {
+        send(pad, EV_ABS, ABS_X, value);
+        const key_report keys = pass();
+        EXPECT_EQ(keys.pressed | keys.released, 0u) << value;
+    }
+    send(pad, EV_ABS, ABS_X, 32767);
+    EXPECT_EQ(pass().held, key_right);
+    send(pad, EV_ABS, ABS_X, 0);
+    send(pad, EV_ABS, ABS_Y, 255);
+    EXPECT_EQ(pass().held, key_down);
+    send(pad, EV_ABS, ABS_RX, 255);
+    EXPECT_EQ(pass().held, key_down) << "no stick of this pad";
+}
+
+/* A map of the test's own instead of the file's. */
+static void use_map(const char *text)
+{
+    static key_map map;
+    key_map_report report = {};
+    key_map_defaults(&map, key_machine::handheld);
+    key_map_read(&map, text, strlen(text), "keys.txt", &report);
+    EXPECT_EQ(report.bad_lines, 0u) << report.first;
+    key_map_use(&map);
+}
+
+TEST_F(linux_input_of, a_chord_may_span_two_devices)
+{
+    use_map("page_up = KEY_POWER + KEY_VOLUMEUP");
+    const int power = attach(), volume = attach();
+    send(power, EV_KEY, KEY_POWER, 1);
+    EXPECT_EQ(pass().held, 0u);
+    send(volume, EV_KEY, KEY_VOLUMEUP, 1);
+    EXPECT_EQ(pass().pressed, key_page_up);
+    send(volume, EV_KEY, KEY_VOLUMEUP, 2);
+    EXPECT_EQ(pass().repeat, 0u) << "the kernel's repeats are not ours";
+    send(power, EV_KEY, KEY_POWER, 0);
+    EXPECT_EQ(pass().released, key_page_up);
+    send(power, EV_KEY, KEY_POWER, 1);
+    send(power, EV_KEY, KEY_POWER, 0);
+    EXPECT_EQ(pass().pressed, key_quit) << "alone";
+}
+
+TEST_F(linux_input_of, a_device_that_goes_while_its_chord_waits_presses_nothing)
+{
+    use_map("page_up = KEY_POWER + KEY_VOLUMEUP");
+    const int power = attach();
+    send(power, EV_KEY, KEY_POWER, 1);
+    send(power, EV_SYN, SYN_DROPPED, 0);
+    send(power, EV_SYN, SYN_REPORT, 0);
+    EXPECT_EQ(pass().pressed, 0u);
+    send(power, EV_KEY, KEY_POWER, 1);
+    EXPECT_EQ(pass().pressed, 0u);
+    close(power);
+    ends.clear();
+    EXPECT_EQ(pass().pressed, 0u);
+}
+
+TEST_F(linux_input_of, switches_lock_and_survive_what_the_kernel_drops)
+{
+    use_map("hold = SW_KEYPAD_SLIDE\nheadphones = SW_HEADPHONE_INSERT");
+    const int slide = attach();
+    send(slide, EV_SW, SW_KEYPAD_SLIDE, 1);
+    send(slide, EV_SW, SW_HEADPHONE_INSERT, 1);
+    send(slide, EV_SW, 0xffff, 1);
+    send(slide, EV_KEY, KEY_UP, 1);
+    EXPECT_EQ(pass().held, 0u);
+    EXPECT_TRUE(key_is_locked());
+    send(slide, EV_SYN, SYN_DROPPED, 0);
+    send(slide, EV_SYN, SYN_REPORT, 0);
+    pass();
+    EXPECT_TRUE(key_is_locked());
+    EXPECT_FALSE(key_take_pulled());
+    send(slide, EV_SW, SW_KEYPAD_SLIDE, 0);
+    pass();
+    EXPECT_FALSE(key_is_locked());
+    close(slide);
+    ends.clear();
+    pass();
+    EXPECT_TRUE(key_take_pulled()) << "a device that is gone has no plug";
 }
 
 struct pad_bits {
