@@ -24,6 +24,17 @@ void sdl_input_open();
 void sdl_input_close();
 void sdl_input_poll();
 
+/* A key or button. */
+struct sdl_code {
+    int32_t symbol; /* of SDL */
+    uint16_t code;  /* of key_code.h */
+};
+
+/* ---- device_sdl_keyboard.cpp ---- */
+
+/* The code of key_code.h for a key of SDL, -1 for one that has none. */
+int32_t sdl_code_of_key(int32_t symbol);
+
 /* ---- device_sdl_wait.cpp ---- */
 
 int sdl_wait_open(); /* 0 or -1 */

@@ -3,97 +3,72 @@
 #include "platform/device/sdl/device_sdl.h"
 #include "platform/input/drop.h"
 #include "platform/input/key.h"
+#include "platform/input/key_map.h"
 #include "platform/input/touch.h"
 
 #include <SDL.h>
 #include <algorithm>
+#include <bitset>
 #include <cstdlib>
+#include <linux/input-event-codes.h>
 
 constexpr int controllers_most = 4;
 constexpr int32_t wheel_steps_most = 5; /* of one event: a touch pad reports dozens */
 constexpr int32_t stick_far = 16000, stick_near = 12000; /* apart, so that a key does not flutter */
 
-struct key_of {
-    int32_t code; /* of SDL */
-    uint32_t mask;
-};
-
-static const key_of keyboard[] = {
-    {SDLK_UP, key_up},
-    {SDLK_DOWN, key_down},
-    {SDLK_LEFT, key_left},
-    {SDLK_RIGHT, key_right},
-    {SDLK_PAGEUP, key_page_up},
-    {SDLK_PAGEDOWN, key_page_down},
-    {SDLK_RETURN, key_select},
-    {SDLK_KP_ENTER, key_select},
-    {SDLK_SPACE, key_menu},
-    {SDLK_TAB, key_switch},
-    {SDLK_F5, key_reload},
-    {SDLK_ESCAPE, key_back},
-    {SDLK_BACKSPACE, key_back},
-    {SDLK_q, key_quit},
-    {SDLK_PLUS, key_vol_up},
-    {SDLK_EQUALS, key_vol_up},
-    {SDLK_KP_PLUS, key_vol_up},
-    {SDLK_MINUS, key_vol_down},
-    {SDLK_KP_MINUS, key_vol_down},
-    {SDLK_AC_BACK, key_back},
-    {SDLK_VOLUMEUP, key_vol_up},
-    {SDLK_VOLUMEDOWN, key_vol_down},
-    {SDLK_AUDIOPLAY, key_media_play},
-    {SDLK_AUDIOSTOP, key_media_stop},
-    {SDLK_AUDIOPREV, key_media_prev},
-    {SDLK_AUDIONEXT, key_media_next},
-};
-
-static const key_of buttons[] = {
-    {SDL_CONTROLLER_BUTTON_DPAD_UP, key_up},
-    {SDL_CONTROLLER_BUTTON_DPAD_DOWN, key_down},
-    {SDL_CONTROLLER_BUTTON_DPAD_LEFT, key_left},
-    {SDL_CONTROLLER_BUTTON_DPAD_RIGHT, key_right},
-    {SDL_CONTROLLER_BUTTON_A, key_select},
-    {SDL_CONTROLLER_BUTTON_B, key_back},
-    {SDL_CONTROLLER_BUTTON_X, key_menu},
-    {SDL_CONTROLLER_BUTTON_Y, key_switch},
-    {SDL_CONTROLLER_BUTTON_LEFTSHOULDER, key_page_up},
-    {SDL_CONTROLLER_BUTTON_RIGHTSHOULDER, key_page_down},
-    {SDL_CONTROLLER_BUTTON_BACK, key_switch}, /* labelled SELECT by many: harmless everywhere */
-    {SDL_CONTROLLER_BUTTON_START, key_media_play},
-    {SDL_CONTROLLER_BUTTON_GUIDE, key_quit},
-};
-
 /* What an axis presses at its ends; 0: nothing. */
-struct axis_keys {
+struct axis_codes {
     uint8_t axis;
-    uint32_t low, high;
+    uint16_t low, high;
 };
 
-static const axis_keys axes[] = {
-    {SDL_CONTROLLER_AXIS_LEFTX, key_left, key_right},
-    {SDL_CONTROLLER_AXIS_LEFTY, key_up, key_down},
-    {SDL_CONTROLLER_AXIS_TRIGGERLEFT, 0, key_vol_down},
-    {SDL_CONTROLLER_AXIS_TRIGGERRIGHT, 0, key_vol_up},
+static const sdl_code buttons[] = {
+    {SDL_CONTROLLER_BUTTON_DPAD_UP, BTN_DPAD_UP},
+    {SDL_CONTROLLER_BUTTON_DPAD_DOWN, BTN_DPAD_DOWN},
+    {SDL_CONTROLLER_BUTTON_DPAD_LEFT, BTN_DPAD_LEFT},
+    {SDL_CONTROLLER_BUTTON_DPAD_RIGHT, BTN_DPAD_RIGHT},
+    {SDL_CONTROLLER_BUTTON_A, BTN_SOUTH},
+    {SDL_CONTROLLER_BUTTON_B, BTN_EAST},
+    {SDL_CONTROLLER_BUTTON_X, BTN_NORTH},
+    {SDL_CONTROLLER_BUTTON_Y, BTN_WEST},
+    {SDL_CONTROLLER_BUTTON_LEFTSHOULDER, BTN_TL},
+    {SDL_CONTROLLER_BUTTON_RIGHTSHOULDER, BTN_TR},
+    {SDL_CONTROLLER_BUTTON_BACK, BTN_SELECT},
+    {SDL_CONTROLLER_BUTTON_START, BTN_START},
+    {SDL_CONTROLLER_BUTTON_GUIDE, BTN_MODE},
+    {SDL_CONTROLLER_BUTTON_LEFTSTICK, BTN_THUMBL},
+    {SDL_CONTROLLER_BUTTON_RIGHTSTICK, BTN_THUMBR},
+};
+
+static const axis_codes axes[] = {
+    {SDL_CONTROLLER_AXIS_LEFTX, key_code_axis + 2 * ABS_X, key_code_axis + 2 * ABS_X + 1},
+    {SDL_CONTROLLER_AXIS_LEFTY, key_code_axis + 2 * ABS_Y, key_code_axis + 2 * ABS_Y + 1},
+    {SDL_CONTROLLER_AXIS_RIGHTX, key_code_axis + 2 * ABS_RX, key_code_axis + 2 * ABS_RX + 1},
+    {SDL_CONTROLLER_AXIS_RIGHTY, key_code_axis + 2 * ABS_RY, key_code_axis + 2 * ABS_RY + 1},
+    {SDL_CONTROLLER_AXIS_TRIGGERLEFT, 0, BTN_TL2},
+    {SDL_CONTROLLER_AXIS_TRIGGERRIGHT, 0, BTN_TR2},
 };
 
 /* Main thread. */
 static constinit SDL_GameController *controllers[controllers_most] = {};
-static constinit uint32_t axes_down = 0; /* keys that the sticks hold */
-static constinit bool closing = false;   /* the window was closed */
+static constinit std::bitset<key_code_count> keys_held, pads_held; /* codes that are down */
+static constinit bool closing = false;                             /* the window was closed */
 
-template <size_t count> static uint32_t find_mask(const key_of (&table)[count], int32_t code)
+static void hold(std::bitset<key_code_count> *held, uint16_t code, bool down)
 {
-    for (const key_of &each : table) {
-        if (each.code == code)
-            return each.mask;
-    }
-    return 0;
+    if ((*held)[code] == down)
+        return;
+    (*held)[code] = down;
+    key_code_event(code, down);
 }
 
-static void send(uint32_t mask, bool down)
+static void forget(std::bitset<key_code_count> *held)
 {
-    if (mask)
-        key_event(mask, down);
+    for (uint16_t code = 0; code < key_code_count; code++) {
+        if ((*held)[code])
+            key_code_forget(code);
+    }
+    held->reset();
 }
 
 static void on_motion(const SDL_MouseMotionEvent *event)
@@ -129,25 +104,24 @@ static void on_button(const SDL_MouseButtonEvent *event)
     touch_event(down ? touch_type_press : touch_type_release, event->x, event->y);
 }
 
-static uint32_t axis_mask(const axis_keys *keys, int32_t value)
-{
-    const int32_t low_edge = axes_down & keys->low ? -stick_near : -stick_far;
-    const int32_t high_edge = axes_down & keys->high ? stick_near : stick_far;
-    if (value < low_edge)
-        return keys->low;
-    return value > high_edge ? keys->high : 0;
-}
-
 static void on_axis(const SDL_ControllerAxisEvent *event)
 {
-    for (const axis_keys &each : axes) {
+    for (const axis_codes &each : axes) {
         if (each.axis != event->axis)
             continue;
-        const uint32_t before = axes_down & (each.low | each.high);
-        const uint32_t now = axis_mask(&each, event->value);
-        send(before & ~now, false);
-        send(now & ~before, true);
-        axes_down = (axes_down & ~before) | now;
+        const int32_t low_edge = pads_held[each.low] ? -stick_near : -stick_far;
+        const int32_t high_edge = pads_held[each.high] ? stick_near : stick_far;
+        if (each.low)
+            hold(&pads_held, each.low, event->value < low_edge);
+        hold(&pads_held, each.high, event->value > high_edge);
+    }
+}
+
+static void on_pad_button(const SDL_ControllerButtonEvent *event)
+{
+    for (const sdl_code &each : buttons) {
+        if (each.symbol == event->button)
+            hold(&pads_held, each.code, event->type == SDL_CONTROLLERBUTTONDOWN);
     }
 }
 
@@ -175,8 +149,7 @@ static void on_controller_removed(SDL_JoystickID id)
             sdl_wait_remove_pad(id);
             SDL_GameControllerClose(each);
             each = nullptr;
-            send(axes_down, false);
-            axes_down = 0;
+            forget(&pads_held);
         }
     }
 }
@@ -195,7 +168,9 @@ static void on_key(const SDL_KeyboardEvent *event)
         return;
     if (event->keysym.sym == SDLK_F11 && down)
         sdl_screen_toggle_full();
-    send(find_mask(keyboard, event->keysym.sym), down);
+    const int32_t code = sdl_code_of_key(event->keysym.sym);
+    if (code >= 0)
+        hold(&keys_held, static_cast<uint16_t>(code), down);
 }
 
 static void on_drop(const SDL_DropEvent *event)
@@ -231,7 +206,7 @@ static void on_event(const SDL_Event *event)
         break;
     case SDL_CONTROLLERBUTTONDOWN:
     case SDL_CONTROLLERBUTTONUP:
-        send(find_mask(buttons, event->cbutton.button), event->type == SDL_CONTROLLERBUTTONDOWN);
+        on_pad_button(&event->cbutton);
         break;
     case SDL_CONTROLLERAXISMOTION:
         on_axis(&event->caxis);
@@ -264,7 +239,8 @@ void sdl_input_poll()
 void sdl_input_open()
 {
     closing = false;
-    axes_down = 0;
+    keys_held.reset();
+    pads_held.reset();
 }
 
 void sdl_input_close()
