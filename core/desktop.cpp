@@ -1,5 +1,6 @@
 #include "core/desktop.h"
 
+#include "core/key_watch.h"
 #include "core/loop.h"
 #include "core/services/program.h"
 #include "library/media.h"
@@ -41,21 +42,12 @@ static void queue_path(const char *path, path_text &first)
     }
 }
 
-static void light_display()
-{
-    loop_note_input();
-    if (fb_power)
-        return;
-    (void)fb_set_power(1);
-    view_request_redraw();
-}
-
 /* Like files on the command line: all are queued, the last one plays. */
 static void take_drop()
 {
     if (drop_count() == 0)
         return;
-    light_display();
+    loop_light_display();
     static path_text first, last; /* two of 4 KiB are much for a stack */
     last[0] = '\0';
     for (uint32_t i = 0; i < drop_count(); i++) {
@@ -109,6 +101,7 @@ void desktop_pass()
 {
     if (input_key_checked && (input_key.pressed & key_media))
         play_controls_media(input_key.pressed);
+    key_watch_pass();
     take_drop();
     update_title();
 }

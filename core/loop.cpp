@@ -34,6 +34,15 @@ void loop_note_input()
     main_last_input_time = clock_sec();
 }
 
+void loop_light_display()
+{
+    loop_note_input();
+    if (fb_power)
+        return;
+    (void)fb_set_power(1);
+    view_request_redraw();
+}
+
 void loop_check_display(int32_t now)
 {
     if (!fb_power || cfg_display_off_timeout <= 0 ||

@@ -9,6 +9,8 @@ extern int32_t main_last_battery_second; /* clock_sec() of the last battery chec
 
 /* The last input was now. */
 void loop_note_input();
+/* Something else than a key or a finger wants the user's eye: as if it were one. */
+void loop_light_display();
 
 /* Each of these is one step of a pass; `now` is clock_sec(). */
 void loop_check_display(int32_t now);
@@ -16,7 +18,7 @@ void loop_check_auto_off(int32_t now);
 void loop_check_battery(int32_t now);
 void loop_handle_input(int32_t now);
 
-/* What a desktop adds, seen to once a pass after the input; start-up sets it. May be null. */
+/* What a desktop and a machine with switches add, seen to once a pass after the input; start-up sets it. May be null. */
 using loop_hook = void (*)();
 extern loop_hook loop_desktop;
 

@@ -1,6 +1,7 @@
 /* main: brings the program up, runs it, takes it down. With rooms.cpp the one place that knows every room. */
 #include "config/cfg.h"
 #include "core/desktop.h"
+#include "core/key_watch.h"
 #include "core/lang/lang.h"
 #include "core/loop.h"
 #include "core/rooms.h"
@@ -251,6 +252,7 @@ static int start(int argc, char **argv)
     /* Shuffling draws from it. The device's clock, so that a script plays the same order again. */
     srand(static_cast<unsigned>(clock_wall()));
     choose_first_screen();
+    key_watch_begin();
     (void)update_check(); /* the program runs without */
     queue_files(argc - optind, argv + optind);
     return 0;

@@ -6,6 +6,7 @@
 #include "platform/file/file_later.h"
 #include "platform/input/drop.h"
 #include "platform/input/key.h"
+#include "platform/input/key_map.h"
 #include "platform/input/touch.h"
 
 #include <cstdio>
@@ -94,6 +95,19 @@ static script_outcome run_down(char *const *words, int)
 static script_outcome run_up(char *const *words, int)
 {
     return send_keys(words[0], false, true);
+}
+
+/* What a device of codes would report, so that a script can try a key map. */
+static script_outcome run_code(char *const *words, int)
+{
+    const int32_t code = key_code_find(words[0], strlen(words[0]));
+    const bool down = strcmp(words[1], "down") == 0;
+    if (code < 0)
+        return refuse("there is no such code");
+    if (!down && strcmp(words[1], "up") != 0)
+        return refuse("a code goes down or up");
+    key_code_event(static_cast<uint16_t>(code), down);
+    return script_outcome::pass;
 }
 
 static int32_t touch_type(const char *word)
@@ -229,6 +243,7 @@ static const script_command commands[] = {
     {"state", 0, 0, run_state},     {"echo", 0, -1, run_echo},
     {"drop", 1, -1, run_drop},      {"dropped", 0, 0, run_dropped},
     {"title", 0, 0, run_title},     {"quit", 0, 0, run_quit},
+    {"code", 2, 2, run_code},
 };
 
 /* Cuts the first word off `text` and returns what follows it, without leading blanks. */
