@@ -8,6 +8,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <linux/input-event-codes.h>
 #include <string>
@@ -234,6 +235,24 @@ TEST_F(key_map_of, every_key_has_a_name_of_its_own)
     EXPECT_EQ(all, key_up | key_down | key_left | key_right | key_page_up | key_page_down |
                        key_select | key_menu | key_reload | key_switch | key_back | key_quit |
                        key_vol_up | key_vol_down | key_media | key_hold | key_headphones);
+}
+
+/* The first block of the page that describes the file. */
+TEST_F(key_map_of, the_sample_of_its_page_is_read_as_the_page_says)
+{
+    std::ifstream page(ZERV_SOURCE_DIR "/docs/formats/keys.md");
+    std::string sample;
+    for (std::string line; std::getline(page, line) && line.rfind("In front", 0) != 0;) {
+        if (line.rfind("    ", 0) == 0)
+            sample += line + "\n";
+    }
+    use(sample, key_machine::handheld);
+    EXPECT_EQ(report.bad_lines, 0u) << report.first;
+    EXPECT_EQ(meaning(BTN_SOUTH), key_select);
+    EXPECT_EQ(meaning(KEY_ENTER), key_select);
+    EXPECT_EQ(meaning(KEY_POWER), 0u);
+    down(BTN_EAST);
+    EXPECT_EQ(down(BTN_DPAD_UP).pressed, key_page_up);
 }
 
 /* ---- the file ---- */
