@@ -16,7 +16,6 @@ from lint_links import objects_of, symbols_of  # noqa: E402
 
 PLACES = ["tests", "fuzz", "bench"]
 # Doubles that still wait for their record, by the source that is compiled. Only ever fewer.
-FAKE_PROGRAM = {"view_list_select", "view_play_begin"}  # tests/unit/lists/fake_program.h
 SCRIPTED = {  # tests/unit/play/scripted_decoder.h
     "audio_get_decoder", "clock_msleep", "clock_wake", "sound_get_buffer_remaining", "sound_reset", "sound_wake"}
 CONTROLS = {  # tests/unit/view/play/play_controls_fixture.h
@@ -27,21 +26,15 @@ OPEN = {
     "tests/unit/lists/list_cfg_test.cpp": {
         "decoder_mp3_set_tag_native_encoding", "input_key", "main_auto_off_mode", "main_auto_off_started",
         "play_lock", "view_list_load_skin", "view_list_select", "view_play_load_skin"},
-    "tests/unit/lists/list_files_test.cpp": FAKE_PROGRAM,
-    "tests/unit/lists/list_library_test.cpp": FAKE_PROGRAM,
     "tests/unit/lists/list_main_test.cpp": {
         "cfg_skin_list", "input_key", "library_scan", "list_cfg_reset", "list_cur_playlist_select",
         "list_files_select_file", "list_files_set_default_dpath", "list_library_add_cond_key",
         "list_library_reset_conds", "overlay_msg_add", "overlay_msg_remove", "play_copy_last_path",
         "play_copy_path", "play_end", "play_lock", "view_list_load_skin", "view_list_select",
         "view_request_redraw"},
-    "tests/unit/lists/list_playlists_test.cpp": FAKE_PROGRAM,
     "tests/unit/lists/list_run_once_test.cpp": {
         "cfg_lang", "cfg_modified", "decoder_mp3_set_tag_native_encoding", "input_key",
         "list_main_on_update_library", "play_lock", "view_list_select"},
-    "tests/unit/lists/playlist/list_cur_playlist_m3u_test.cpp": FAKE_PROGRAM,
-    "tests/unit/lists/playlist/list_cur_playlist_queue_test.cpp": FAKE_PROGRAM,
-    "tests/unit/lists/playlist/list_cur_playlist_test.cpp": FAKE_PROGRAM,
     "tests/unit/play/play_test.cpp": SCRIPTED,
     "tests/unit/play/play_threads_test.cpp": SCRIPTED,
     "tests/unit/skin/skin_behavior_test.cpp": {"fb_draw_image", "fb_draw_rect"},

@@ -1,5 +1,6 @@
-/* fake_program: an engine, screens and settings that note what the lists ask of them, and a
- * scratch folder. Files, playlists and the database are real. Include it once in a test program. */
+/* fake_program: an engine and screens that note what the lists ask of them, and a scratch folder.
+ * Files, playlists, the database and what the list screen shows are real. Include it once in a test
+ * program. */
 #pragma once
 
 #include "config/cfg.h"
@@ -33,10 +34,10 @@ using texts = std::vector<std::string>;
 
 /* What the lists asked for. */
 struct seen {
-    texts begun;         /* every file that was to be played */
-    texts in_background; /* those through view_play_begin() */
+    texts
+        begun; /* every file that was to be played; in the background where no screen was selected */
+    int ended = 0;
     std::vector<view *> selected;
-    std::vector<list *> shown;
     int sleeps = 0;
 };
 inline seen the_seen;
@@ -65,16 +66,14 @@ inline int begin_in_silence(const char *path)
 
 inline const play_engine silent_engine = {
     .begin = begin_in_silence,
-    .end = [] { return 0; },
+    .end =
+        [] {
+            the_seen.ended++;
+            return 0;
+        },
     .watch = [](int32_t, int32_t) {},
 };
 static const hung hang_engine(play_engine_hung, &silent_engine);
-
-int view_play_begin(const char *path)
-{
-    the_seen.in_background.push_back(path);
-    return play_begin(path);
-}
 
 /* Selecting a screen hands it the events of the pass. */
 inline int note_selected(view *self)
@@ -98,10 +97,12 @@ static const hung hang_view_list(view_list, &list_screen);
 static const hung hang_view_play(view_play, &play_screen);
 static const hung hang_overlay_msg(overlay_msg, &no_messages);
 
-int view_list_select(list *next)
+/* The list that was shown since the last look, or null. */
+inline list *take_shown()
 {
-    the_seen.shown.push_back(next);
-    return 0;
+    list *shown = list_page_selected;
+    list_page_selected = nullptr;
+    return shown;
 }
 
 inline list main_menu = {};
@@ -261,6 +262,7 @@ class lists_test : public testing::Test
         ASSERT_NE(getcwd(folder, sizeof folder), nullptr);
         device_current = &clock_only;
         the_seen = {};
+        list_page_selected = nullptr;
         view_selected = nullptr;
         view_previous = nullptr;
         view_anime_pending = 0;

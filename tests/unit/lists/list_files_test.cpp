@@ -165,7 +165,7 @@ TEST_F(list_files_browser, leaves_at_once_with_the_back_key)
 {
     music();
     EXPECT_EQ(press(list_files, 0x200), -1);
-    EXPECT_EQ(the_seen.shown, (std::vector<list *>{list_main}));
+    EXPECT_EQ(take_shown(), list_main);
     EXPECT_EQ(main_menu.cursor, 3); /* untouched */
     EXPECT_EQ(press(list_files, 0x4), 0);
     input_key.pressed = 0x200;
@@ -191,7 +191,7 @@ TEST_F(list_files_browser, queues_a_file_in_mode_two_and_stays)
 {
     music();
     EXPECT_EQ(choose_row("a.ogg", 2), 0);
-    EXPECT_EQ(the_seen.in_background, texts{at("a.ogg")});
+    EXPECT_EQ(the_seen.begun, texts{at("a.ogg")});
     EXPECT_TRUE(the_seen.selected.empty());
     EXPECT_EQ(queued_paths(), texts{at("a.ogg")});
 }
@@ -216,7 +216,8 @@ TEST_F(list_files_browser, appends_a_playlist_and_plays_its_first_file)
     EXPECT_EQ(queued_paths(), (texts{"/elsewhere.mp3", at("b.MP3")}));
 
     EXPECT_EQ(choose_row("list.m3u", 2), 0);
-    EXPECT_EQ(the_seen.in_background, texts{at("b.MP3")});
+    EXPECT_EQ(the_seen.begun, (texts{at("b.MP3"), at("b.MP3")}));
+    EXPECT_EQ(the_seen.selected.size(), 1u) << "in the background";
     EXPECT_EQ(queued_paths().size(), 2u);
 }
 
@@ -265,13 +266,13 @@ TEST_F(list_files_browser, queues_a_folder_deepest_first)
     EXPECT_EQ(choose_row("[m]", 2), 0);
     EXPECT_EQ(queued_paths(), (texts{at("m/a/deep/d.flac"), at("m/a/2.mp3"), at("m/a/10.mp3"),
                                      at("m/a/x.mp3"), at("m/z/y.ogg"), at("m/b.mp3")}));
-    EXPECT_EQ(the_seen.in_background, texts{at("m/a/deep/d.flac")});
+    EXPECT_EQ(the_seen.begun, texts{at("m/a/deep/d.flac")});
     EXPECT_STREQ(list_files_dpath, folder); /* stays */
     EXPECT_TRUE(the_seen.selected.empty());
     EXPECT_EQ(list_cur_playlist->count, 6u);
 
     EXPECT_EQ(choose_row("[m]", 2), 0); /* again: plays from its first file, queues nothing */
-    EXPECT_EQ(the_seen.in_background.size(), 2u);
+    EXPECT_EQ(the_seen.begun.size(), 2u);
     EXPECT_EQ(list_cur_playlist->count, 6u);
 }
 

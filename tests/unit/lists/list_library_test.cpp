@@ -63,7 +63,7 @@ TEST_F(list_library_browser, is_empty_at_depth_zero)
     EXPECT_EQ(list_library_pop_cond(), -1);
     EXPECT_EQ(list_library_set_cond(1, "x"), -1);
     EXPECT_EQ(choose(list_library, -1, 1), -1);
-    EXPECT_EQ(the_seen.shown, (std::vector<list *>{list_main}));
+    EXPECT_EQ(take_shown(), list_main);
 }
 
 TEST_F(list_library_browser, lists_each_category)
@@ -148,10 +148,10 @@ TEST_F(list_library_browser, goes_back_to_the_row_it_came_from)
     EXPECT_EQ(choose(list_library, 0, 0), 0);
     EXPECT_EQ(choose(list_library, -1, 1), 0);
     EXPECT_EQ(list_library->cursor, 0); /* "all" */
-    EXPECT_TRUE(the_seen.shown.empty());
+    EXPECT_EQ(take_shown(), nullptr);
 
     EXPECT_EQ(choose(list_library, -1, 1), -1); /* from the first level to the main menu */
-    EXPECT_EQ(the_seen.shown, (std::vector<list *>{list_main}));
+    EXPECT_EQ(take_shown(), list_main);
     EXPECT_EQ(main_menu.cursor, 3);
     EXPECT_EQ(list_library->count, 0u);
 }
@@ -163,7 +163,7 @@ TEST_F(list_library_browser, leaves_from_any_depth_with_the_back_key_and_stays_w
     EXPECT_EQ(choose_row("Queen", 0), 0);
     const texts before = rows();
     EXPECT_EQ(press(list_library, 0x200), -1);
-    EXPECT_EQ(the_seen.shown, (std::vector<list *>{list_main}));
+    EXPECT_EQ(take_shown(), list_main);
     EXPECT_EQ(main_menu.cursor, 3);
     EXPECT_EQ(list_library->update(nullptr, nullptr), 0);
     EXPECT_EQ(rows(), before);
@@ -201,7 +201,7 @@ TEST_F(list_library_browser, queues_a_row_in_mode_two_without_opening_it)
     enter("artist", "Artists");
     EXPECT_EQ(choose_row("Queen", 2), 0);
     EXPECT_EQ(queued_paths(), (texts{"/q/alive.mp3", "/q/rhapsody.mp3", "/q/champions.mp3"}));
-    EXPECT_EQ(the_seen.in_background, texts{"/q/alive.mp3"});
+    EXPECT_EQ(the_seen.begun, texts{"/q/alive.mp3"});
     EXPECT_TRUE(the_seen.selected.empty());
     EXPECT_STREQ(list_library->title, "Artists");
 
@@ -233,7 +233,7 @@ TEST_F(list_library_browser, plays_the_first_track_that_opens)
 
     the_seen = {};
     EXPECT_EQ(choose(list_library, 0, 2), 0); /* in the background only the first is tried */
-    EXPECT_EQ(the_seen.in_background, texts{"/broken/1.mp3"});
+    EXPECT_EQ(the_seen.begun, texts{"/broken/1.mp3"});
 }
 
 TEST_F(list_library_browser, stays_when_no_track_opens)
@@ -255,7 +255,7 @@ TEST_F(list_library_browser, ignores_mode_three_and_rows_it_does_not_have)
         EXPECT_EQ(choose(list_library, row, 0), 0);
     EXPECT_STREQ(list_library->title, "Artists");
     EXPECT_EQ(queued_paths(), texts{});
-    EXPECT_TRUE(the_seen.shown.empty());
+    EXPECT_EQ(take_shown(), nullptr);
 }
 
 TEST_F(list_library_browser, opens_nothing_below_an_unknown_category)

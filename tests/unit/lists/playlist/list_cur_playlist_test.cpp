@@ -128,12 +128,12 @@ TEST_F(list_cur_playlist_model, puts_the_cursor_on_a_path)
 TEST_F(list_cur_playlist_model, goes_back_to_the_main_menu)
 {
     EXPECT_EQ(press(list_cur_playlist, 0x200), -1);
-    EXPECT_EQ(the_seen.shown, (std::vector<list *>{list_main}));
+    EXPECT_EQ(take_shown(), list_main);
     EXPECT_EQ(main_menu.cursor, 0);
 
     main_menu.cursor = 3;
     EXPECT_EQ(choose(list_cur_playlist, -1, 1), -1);
-    EXPECT_EQ(the_seen.shown.size(), 2u);
+    EXPECT_EQ(take_shown(), list_main);
     EXPECT_EQ(main_menu.cursor, 0);
 }
 
@@ -142,7 +142,7 @@ TEST_F(list_cur_playlist_model, takes_no_key_without_an_event)
     input_key.pressed = 0x200;
     EXPECT_EQ(list_cur_playlist->input(&list_screen, list_cur_playlist), 0);
     EXPECT_EQ(press(list_cur_playlist, 0x2000), 0);
-    EXPECT_TRUE(the_seen.shown.empty());
+    EXPECT_EQ(take_shown(), nullptr);
 }
 
 TEST_F(list_cur_playlist_model, plays_a_chosen_row)
