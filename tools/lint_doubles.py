@@ -26,12 +26,6 @@ OPEN = {
     "tests/unit/lists/list_cfg_test.cpp": {
         "decoder_mp3_set_tag_native_encoding", "input_key", "main_auto_off_mode", "main_auto_off_started",
         "play_lock", "view_list_load_skin", "view_list_select", "view_play_load_skin"},
-    "tests/unit/lists/list_main_test.cpp": {
-        "cfg_skin_list", "input_key", "library_scan", "list_cfg_reset", "list_cur_playlist_select",
-        "list_files_select_file", "list_files_set_default_dpath", "list_library_add_cond_key",
-        "list_library_reset_conds", "overlay_msg_add", "overlay_msg_remove", "play_copy_last_path",
-        "play_copy_path", "play_end", "play_lock", "view_list_load_skin", "view_list_select",
-        "view_request_redraw"},
     "tests/unit/lists/list_run_once_test.cpp": {
         "cfg_lang", "cfg_modified", "decoder_mp3_set_tag_native_encoding", "input_key",
         "list_main_on_update_library", "play_lock", "view_list_select"},
