@@ -23,12 +23,6 @@ CONTROLS = {  # tests/unit/view/play/play_controls_fixture.h
 OPEN = {
     "tests/unit/core/lang/lang_test.cpp": {"decoder_mp3_set_tag_native_encoding", "play_lock"},
     "tests/unit/core/services/overlay_test.cpp": {"fb_draw_text"},
-    "tests/unit/lists/list_cfg_test.cpp": {
-        "decoder_mp3_set_tag_native_encoding", "input_key", "main_auto_off_mode", "main_auto_off_started",
-        "play_lock", "view_list_load_skin", "view_list_select", "view_play_load_skin"},
-    "tests/unit/lists/list_run_once_test.cpp": {
-        "cfg_lang", "cfg_modified", "decoder_mp3_set_tag_native_encoding", "input_key",
-        "list_main_on_update_library", "play_lock", "view_list_select"},
     "tests/unit/play/play_test.cpp": SCRIPTED,
     "tests/unit/play/play_threads_test.cpp": SCRIPTED,
     "tests/unit/skin/skin_behavior_test.cpp": {"fb_draw_image", "fb_draw_rect"},

@@ -6,20 +6,22 @@
 #include "core/lang/lang.h"
 #include "core/services/program.h"
 #include "lists/record/list.h"
-#include "platform/audio/audio.h"
 #include "platform/base/str.h"
-#include "play/play.h"
 #include "skin/skin.h"
 #include "support/one_thread.h"
 #include "support/scratch.h"
 #include "support/test_device.h"
 #include "view/list/view_list.h"
+#include "view/list/view_list_state.h"
+#include "view/play/play_state.h"
 #include "view/play/view_play.h"
 #include "view/view.h"
 
 #include <memory>
 
 static const hung hang_list_cfg(list_cfg, &list_cfg_record);
+static const hung hang_view_list(view_list, &view_list_record);
+static const hung hang_view_play(view_play, &view_play_record);
 
 using texts = std::vector<std::string>;
 
@@ -32,22 +34,13 @@ enum {
     row_auto_off = 5,
 };
 
-/* ---- rooms that note what the settings ask of them ---- */
+/* ---- the main menu, as far as the settings ask for it ---- */
 
-static texts trace;
-static bool list_skin_falls_back = false;
-
-constinit sys_lock play_lock;
-
-int decoder_mp3_set_tag_native_encoding(const char *name)
-{
-    trace.push_back(std::string("encoding ") + name);
-    return 0;
-}
+static int menu_updates = 0;
 
 static int menu_update(view *, list *)
 {
-    trace.push_back("update main menu");
+    menu_updates++;
     return 0;
 }
 
@@ -61,29 +54,33 @@ static list menu = {
 };
 static const hung hang_list_main(list_main, &menu);
 
-int view_list_select(list *next)
+/* The list that was shown since the last look, or null. */
+static list *take_shown()
 {
-    trace.push_back(next == &menu ? "show main menu" : "show another list");
-    return 0;
+    list *shown = list_page_selected;
+    list_page_selected = nullptr;
+    return shown;
 }
 
-int view_list_load_skin(const char *path)
+/* ---- the skins that the screens have; each has an element at a place of its own ---- */
+
+static int32_t list_skin_x()
 {
-    trace.push_back(std::string("list skin ") + path);
-    if (list_skin_falls_back)
-        str_copy(cfg_skin_list, "skins/fallback.zip");
-    return 0;
+    return view_list_state.page ? view_list_state.page->elements[0].x : -1;
 }
 
-int view_play_load_skin(const char *path)
+static int32_t play_skin_x()
 {
-    trace.push_back(std::string("play skin ") + path);
-    return 0;
+    const sys_guard guard(play_view_lock);
+    return play_view.play_part ? play_view.play_part->pages[0].elements[0].x : -1;
 }
 
-int32_t main_auto_off_mode = 0;
-int32_t main_auto_off_started = 0;
-key_report input_key = {};
+static void forget_skins()
+{
+    (void)skin_free_part(view_list_state.part);
+    view_list_state = {};
+    EXPECT_EQ(view_play_record.exit(), 0);
+}
 
 static view screen = {.init = nullptr, .exit = nullptr, .input = nullptr, .draw = nullptr};
 
@@ -114,8 +111,8 @@ class settings : public testing::Test
         cfg_modified = 0;
         str_copy(lang_selected, "ko");
         main_auto_off_mode = main_auto_off_started = 0;
-        list_skin_falls_back = false;
-        trace.clear();
+        menu_updates = 0;
+        list_page_selected = nullptr;
         screen.redraw = 0;
         ASSERT_EQ(list_cfg->init(), 0);
         list_cfg_reset();
@@ -126,6 +123,7 @@ class settings : public testing::Test
     {
         EXPECT_EQ(list_cfg->exit(), 0);
         EXPECT_EQ(list_cfg->items, nullptr);
+        forget_skins();
         skin_exit();
         test_device_close();
         folder.reset();
@@ -143,11 +141,12 @@ class settings : public testing::Test
         screen.key_checked = pressed != 0;
         return list_cfg->input(&screen, list_cfg);
     }
-    static void write_skin(const std::string &name, const std::string &part)
+    static void write_skin(const std::string &name, const std::string &part, int32_t x = 0)
     {
         (void)mkdir("skins", 0755);
         (void)mkdir(("skins/" + name).c_str(), 0755);
-        scratch_write("skins/" + name + "/" + part + ".xml", "<skin version=\"0.1\"/>");
+        scratch_write("skins/" + name + "/" + part + (part == "play" ? "-0.xml" : ".xml"),
+                      "<skin version=\"0.1\"><text x=\"" + std::to_string(x) + "\"/></skin>");
     }
     std::unique_ptr<scratch> folder;
 };
@@ -194,7 +193,7 @@ TEST_F(settings, cursor_without_a_row_has_no_description)
 TEST_F(settings, back_request_at_the_top_shows_the_main_menu)
 {
     EXPECT_EQ(choose(-1, 1), -1);
-    EXPECT_EQ(trace, (texts{"show main menu"}));
+    EXPECT_EQ(take_shown(), &menu);
     EXPECT_EQ(menu.cursor, 8);
 }
 
@@ -206,16 +205,17 @@ TEST_F(settings, back_request_inside_returns_to_the_old_row)
     EXPECT_EQ(rows(), labels);
     EXPECT_EQ(list_cfg->cursor, row_language);
     EXPECT_EQ(screen.redraw, 1);
-    EXPECT_TRUE(trace.empty());
+    EXPECT_EQ(take_shown(), nullptr);
     EXPECT_EQ(cfg_modified, 0);
 }
 
 TEST_F(settings, back_key_shows_the_main_menu_from_either_level)
 {
     EXPECT_EQ(pass(key_back), -1);
+    EXPECT_EQ(take_shown(), &menu);
     open(row_order);
     EXPECT_EQ(pass(key_back), -1);
-    EXPECT_EQ(trace, (texts{"show main menu", "show main menu"}));
+    EXPECT_EQ(take_shown(), &menu);
     EXPECT_EQ(menu.cursor, 8);
 }
 
@@ -229,7 +229,7 @@ TEST_F(settings, other_keys_and_keys_of_another_pass_leave_nothing)
         screen.key_checked = 0;
         EXPECT_EQ(list_cfg->input(&screen, list_cfg), 0);
     }
-    EXPECT_TRUE(trace.empty());
+    EXPECT_EQ(take_shown(), nullptr);
 }
 
 TEST_F(settings, modes_above_one_do_nothing)
@@ -242,7 +242,7 @@ TEST_F(settings, modes_above_one_do_nothing)
     open(row_order);
     EXPECT_EQ(choose(1, 2), 0);
     EXPECT_EQ(rows().size(), 3u);
-    EXPECT_TRUE(trace.empty());
+    EXPECT_EQ(take_shown(), nullptr);
 }
 
 TEST_F(settings, rows_that_do_not_exist_do_nothing)
@@ -299,7 +299,7 @@ TEST_F(settings, chosen_order_is_kept_and_the_top_level_shown)
     EXPECT_EQ(rows(), labels);
     EXPECT_EQ(list_cfg->cursor, row_order);
     EXPECT_EQ(screen.redraw, 1);
-    EXPECT_TRUE(trace.empty());
+    EXPECT_EQ(take_shown(), nullptr);
 }
 
 TEST_F(settings, unknown_order_puts_the_cursor_on_the_first)
@@ -363,15 +363,17 @@ TEST_F(settings, skins_offered_are_those_with_the_screens_part)
 
 TEST_F(settings, chosen_skins_are_loaded_at_once)
 {
-    write_skin("one", "play");
-    write_skin("two", "list");
+    write_skin("one", "play", 1);
+    write_skin("two", "list", 2);
     open(row_play_skin);
     EXPECT_EQ(choose(0), 0);
     EXPECT_STREQ(cfg_skin_play, "skins/one");
+    EXPECT_EQ(play_skin_x(), 1);
+    EXPECT_EQ(list_skin_x(), -1) << "no list skin was chosen";
     open(row_list_skin);
     EXPECT_EQ(choose(0), 0);
     EXPECT_STREQ(cfg_skin_list, "skins/two");
-    EXPECT_EQ(trace, (texts{"play skin skins/one", "list skin skins/two"}));
+    EXPECT_EQ(list_skin_x(), 2);
     EXPECT_EQ(cfg_modified, 1);
     EXPECT_EQ(rows(), labels);
     EXPECT_EQ(list_cfg->cursor, row_list_skin);
@@ -379,11 +381,13 @@ TEST_F(settings, chosen_skins_are_loaded_at_once)
 
 TEST_F(settings, skin_that_falls_back_keeps_what_it_fell_back_to)
 {
-    write_skin("two", "list");
-    list_skin_falls_back = true;
+    write_skin("broken", "list");
+    write_skin("sound", "list", 3);
     open(row_list_skin);
+    scratch_write("skins/broken/list.xml", "<skin");
     EXPECT_EQ(choose(0), 0);
-    EXPECT_STREQ(cfg_skin_list, "skins/fallback.zip");
+    EXPECT_STREQ(cfg_skin_list, "skins/sound");
+    EXPECT_EQ(list_skin_x(), 3);
 }
 
 TEST_F(settings, no_skins_folder_offers_nothing)
@@ -417,7 +421,7 @@ TEST_F(settings, chosen_language_applies_at_once)
     EXPECT_STREQ(cfg_lang, "ja");
     EXPECT_STREQ(lang_selected, "ja");
     EXPECT_EQ(cfg_modified, 1);
-    EXPECT_EQ(trace, (texts{"encoding CP932", "update main menu"}));
+    EXPECT_EQ(menu_updates, 1);
     cfg_display_off_timeout = 90;
     open(row_display_off);
     EXPECT_EQ(rows()[0], "1 分钟30 秒");

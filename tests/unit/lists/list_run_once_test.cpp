@@ -1,13 +1,12 @@
 #include "config/cfg.h"
 #include "core/lang/lang.h"
-#include "lists/list_main.h"
 #include "lists/list_run_once.h"
 #include "lists/lists.h"
 #include "lists/record/list.h"
-#include "platform/audio/audio.h"
 #include "platform/base/str.h"
-#include "play/play.h"
+#include "platform/base/thread.h"
 #include "support/hung.h"
+#include "support/messages.h"
 #include "support/one_thread.h"
 #include "view/list/view_list.h"
 #include "view/view.h"
@@ -19,19 +18,6 @@
 static const hung hang_list_run_once(list_run_once, &list_run_once_record);
 
 using texts = std::vector<std::string>;
-
-/* ---- rooms that note what the dialogue asks of them ---- */
-
-static texts trace;
-static std::string encoding;
-
-constinit sys_lock play_lock;
-
-int decoder_mp3_set_tag_native_encoding(const char *name)
-{
-    encoding = name;
-    return 0;
-}
 
 static int menu_update(view *, list *)
 {
@@ -47,21 +33,16 @@ static list menu = {
 };
 static const hung hang_list_main(list_main, &menu);
 
-int list_main_on_update_library()
+/* The list that was shown since the last look, or null. */
+static list *take_shown()
 {
-    trace.push_back("scan");
-    return 0;
+    list *shown = list_page_selected;
+    list_page_selected = nullptr;
+    return shown;
 }
 
-int view_list_select(list *next)
-{
-    trace.push_back(next == &menu ? "show main menu" : "show another list");
-    return 0;
-}
-
-key_report input_key = {};
-char cfg_lang[10] = "";
-uint8_t cfg_modified = 0;
+/* What the scan of a library that is not open says. */
+static const texts scan_messages = {"0x001F |更新媒体库中   |", "0xF800 |无法扫描某些文件|"};
 
 static view screen = {.init = nullptr, .exit = nullptr, .input = nullptr, .draw = nullptr};
 
@@ -89,8 +70,7 @@ class first_run : public testing::Test
   protected:
     void SetUp() override
     {
-        trace.clear();
-        encoding.clear();
+        list_page_selected = nullptr;
         str_copy(lang_selected, "");
         str_copy(cfg_lang, "ko");
         cfg_modified = 0;
@@ -105,6 +85,7 @@ class first_run : public testing::Test
         EXPECT_EQ(rows().size(), 3u);
         EXPECT_EQ(list_run_once->exit(), 0);
         view_list_free(list_run_once);
+        messages_forget();
     }
 };
 
@@ -123,7 +104,9 @@ TEST_F(first_run, may_begin_with_the_library)
     EXPECT_EQ(pass(true), 0);
     EXPECT_STREQ(lang_selected, "") << "no language is tried";
     EXPECT_EQ(choose(0), 0);
-    EXPECT_EQ(trace, (texts{"scan", "show main menu"}));
+    ASSERT_EQ(thread_settle(10000), 0);
+    EXPECT_EQ(messages_shown(), scan_messages);
+    EXPECT_EQ(take_shown(), &menu);
 }
 
 TEST_F(first_run, language_under_the_cursor_is_tried_at_once)
@@ -131,7 +114,6 @@ TEST_F(first_run, language_under_the_cursor_is_tried_at_once)
     list_run_once->cursor = 2;
     EXPECT_EQ(pass(true), 0);
     EXPECT_STREQ(lang_selected, "ja");
-    EXPECT_EQ(encoding, "CP932");
     EXPECT_STREQ(cfg_lang, "ko");
     EXPECT_EQ(cfg_modified, 0);
     EXPECT_EQ(screen.redraw, 1);
@@ -180,7 +162,7 @@ TEST_F(first_run, chosen_language_is_kept_and_the_library_asked_about)
     EXPECT_STREQ(list_run_once->subtitle, "Do you want to update the media library now?");
     EXPECT_EQ(list_run_once->cursor, 0);
     EXPECT_EQ(screen.redraw, 1);
-    EXPECT_TRUE(trace.empty());
+    EXPECT_EQ(take_shown(), nullptr);
 }
 
 TEST_F(first_run, cursor_tries_no_language_in_the_second_step)
@@ -216,14 +198,18 @@ TEST_F(first_run, yes_starts_the_scan_and_shows_the_main_menu)
 {
     choose(1);
     EXPECT_EQ(choose(0), 0);
-    EXPECT_EQ(trace, (texts{"scan", "show main menu"}));
+    ASSERT_EQ(thread_settle(10000), 0);
+    EXPECT_EQ(messages_shown(), scan_messages);
+    EXPECT_EQ(take_shown(), &menu);
 }
 
 TEST_F(first_run, no_shows_the_main_menu_without_a_scan)
 {
     choose(1);
     EXPECT_EQ(choose(1, 1), 0);
-    EXPECT_EQ(trace, (texts{"show main menu"}));
+    ASSERT_EQ(thread_settle(10000), 0);
+    EXPECT_EQ(messages_shown(), texts{});
+    EXPECT_EQ(take_shown(), &menu);
 }
 
 TEST_F(first_run, modes_above_one_and_rows_that_do_not_exist_do_nothing)
@@ -237,5 +223,6 @@ TEST_F(first_run, modes_above_one_and_rows_that_do_not_exist_do_nothing)
     EXPECT_EQ(cfg_modified, 0);
     choose(1);
     EXPECT_EQ(choose(2), 0); /* a third answer */
-    EXPECT_TRUE(trace.empty());
+    EXPECT_EQ(take_shown(), nullptr);
+    EXPECT_EQ(messages_shown(), texts{});
 }
