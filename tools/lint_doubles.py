@@ -21,7 +21,6 @@ SCRIPTED = {  # tests/unit/play/scripted_decoder.h
 CONTROLS = {  # tests/unit/view/play/play_controls_fixture.h
     "list_cur_playlist_go", "list_cur_playlist_select", "list_page_selected", "view_list_select"}
 OPEN = {
-    "tests/unit/core/services/overlay_test.cpp": {"fb_draw_text"},
     "tests/unit/play/play_test.cpp": SCRIPTED,
     "tests/unit/play/play_threads_test.cpp": SCRIPTED,
     "tests/unit/skin/skin_behavior_test.cpp": {"fb_draw_image", "fb_draw_rect"},
