@@ -23,7 +23,6 @@ CONTROLS = {  # tests/unit/view/play/play_controls_fixture.h
 OPEN = {
     "tests/unit/play/play_test.cpp": SCRIPTED,
     "tests/unit/play/play_threads_test.cpp": SCRIPTED,
-    "tests/unit/skin/skin_behavior_test.cpp": {"fb_draw_image", "fb_draw_rect"},
     "tests/unit/view/play/play_controls_test.cpp": CONTROLS,
     "tests/unit/view/play/play_controls_touch_test.cpp": CONTROLS,
 }
