@@ -18,13 +18,9 @@ PLACES = ["tests", "fuzz", "bench"]
 # Doubles that still wait for their record, by the source that is compiled. Only ever fewer.
 SCRIPTED = {  # tests/unit/play/scripted_decoder.h
     "audio_get_decoder", "clock_msleep", "clock_wake", "sound_get_buffer_remaining", "sound_reset", "sound_wake"}
-CONTROLS = {  # tests/unit/view/play/play_controls_fixture.h
-    "list_cur_playlist_go", "list_cur_playlist_select", "list_page_selected", "view_list_select"}
 OPEN = {
     "tests/unit/play/play_test.cpp": SCRIPTED,
     "tests/unit/play/play_threads_test.cpp": SCRIPTED,
-    "tests/unit/view/play/play_controls_test.cpp": CONTROLS,
-    "tests/unit/view/play/play_controls_touch_test.cpp": CONTROLS,
 }
 MODULES = {"tests/support/device_module.cpp"}  # a file of its own beside the program, linked with nothing of it
 

@@ -118,7 +118,7 @@ static void act_show_playlist(view *)
     (void)view_list_select(list_cur_playlist);
     char cut[512];
     char path[PATH_MAX];
-    if (play_copy_path(cut) && list_page_selected == list_cur_playlist && play_copy_last_path(path))
+    if (play_copy_path(cut) && play_copy_last_path(path))
         (void)list_cur_playlist_select(path);
     view_select(view_list);
 }

@@ -1,4 +1,5 @@
-/* The play screen over lists that note what the controls ask of them. The view manager is real. */
+/* The play screen over a playlist of four tracks. The view manager, the playlist and what the list
+ * screen shows are real. */
 #pragma once
 
 #include "support/hung.h"
@@ -12,7 +13,7 @@
 #include "unit/view/play/play_fixture.h"
 #include "view/list/view_list.h"
 
-/* ---- the screens and the lists, as far as the controls ask them ---- */
+/* ---- the screens and the lists ---- */
 
 inline view list_screen = {
     .init = nullptr,
@@ -28,32 +29,23 @@ inline view no_messages = {
 };
 static const hung hang_overlay_msg(overlay_msg, &no_messages);
 static const hung hang_view_list(view_list, &list_screen);
-inline list playlist_record = {}, main_record = {};
-static const hung hang_list_cur_playlist(list_cur_playlist, &playlist_record);
+inline list main_record = {};
+static const hung hang_list_cur_playlist(list_cur_playlist, &list_cur_playlist_record);
 static const hung hang_list_main(list_main, &main_record);
-list *list_page_selected = nullptr;
 
-inline std::vector<int32_t> steps;
-inline std::vector<std::string> cursor_on;
-inline bool list_refuses = false;
+/* The playlist: the track of set_track(), one before and one behind it, and one more. */
+constexpr char path_before[] = "/m/before.mp3", path_here[] = "song.mp3";
+constexpr char path_behind[] = "/m/behind.mp3", path_more[] = "/m/a.mp3";
+constexpr int32_t row_more = 3;
 
-int view_list_select(list *next)
+/* The steps through the playlist that were taken from the track of set_track(). */
+inline std::vector<int32_t> steps()
 {
-    if (!list_refuses)
-        list_page_selected = next;
-    return 0;
-}
-
-int list_cur_playlist_go(int32_t delta)
-{
-    steps.push_back(delta);
-    return 0;
-}
-
-int list_cur_playlist_select(const char *path)
-{
-    cursor_on.push_back(path);
-    return 0;
+    std::vector<int32_t> taken;
+    for (const std::string &path : the_engine.begun)
+        if (path == path_before || path == path_behind)
+            taken.push_back(path == path_before ? -1 : 1);
+    return taken;
 }
 
 /* ---- a sound thread that takes a turn only when asked, and has nothing to play ---- */
@@ -89,11 +81,21 @@ struct play_controls : play_test {
         view_selected = &play_screen;
         view_anime_started = 0;
         list_page_selected = &main_record;
-        list_refuses = false;
-        steps.clear();
-        cursor_on.clear();
+        ASSERT_EQ(list_cur_playlist->init(), 0);
+        for (const char *path : {path_before, path_here, path_behind, path_more})
+            ASSERT_EQ(list_cur_playlist_add(path, nullptr, nullptr), 0);
+        list_set_cursor(list_cur_playlist, 0);
+        set_track();
+        set_no_track();
         play_screen.redraw = 0;
         input_key = {};
+    }
+
+    void TearDown() override
+    {
+        EXPECT_EQ(list_cur_playlist->exit(), 0);
+        view_list_free(list_cur_playlist);
+        play_test::TearDown();
     }
 
     static int keys(uint32_t pressed, uint32_t repeat, uint32_t held = 0)

@@ -3,24 +3,20 @@
 
 TEST_F(play_controls, the_switch_key_shows_the_playlist_at_the_playing_file)
 {
-    set_track({.path = "/m/a.mp3"});
+    set_track({.path = path_more});
     EXPECT_EQ(press(0x4000), -1);
     EXPECT_EQ(view_selected, &list_screen);
-    EXPECT_EQ(list_page_selected, &playlist_record);
-    EXPECT_EQ(cursor_on, std::vector<std::string>{"/m/a.mp3"});
+    EXPECT_EQ(list_page_selected, list_cur_playlist);
+    EXPECT_EQ(list_cursor(list_cur_playlist), row_more);
 }
 
 TEST_F(play_controls, the_switch_key_leaves_the_cursor_without_a_track)
 {
+    set_track({.path = path_more});
+    set_no_track();
     EXPECT_EQ(press(0x4000), -1);
     EXPECT_EQ(view_selected, &list_screen);
-    EXPECT_TRUE(cursor_on.empty());
-    view_selected = &play_screen;
-    set_track();
-    list_refuses = true;
-    list_page_selected = &main_record;
-    EXPECT_EQ(press(0x4000), -1);
-    EXPECT_TRUE(cursor_on.empty());
+    EXPECT_EQ(list_cursor(list_cur_playlist), 0);
 }
 
 TEST_F(play_controls, the_select_key_pauses_and_resumes)
@@ -133,7 +129,7 @@ TEST_F(play_controls, previous_goes_back_a_track_within_three_seconds)
     set_track();
     play_pos = 2999;
     EXPECT_EQ(press(0x400), 0);
-    EXPECT_EQ(steps, std::vector<int32_t>{-1});
+    EXPECT_EQ(steps(), std::vector<int32_t>{-1});
     EXPECT_TRUE(the_engine.seeks.empty());
 }
 
@@ -142,25 +138,25 @@ TEST_F(play_controls, previous_restarts_the_track_later)
     set_track();
     play_pos = 3000;
     EXPECT_EQ(press(0x400), 0);
-    EXPECT_TRUE(steps.empty());
+    EXPECT_TRUE(steps().empty());
     EXPECT_EQ(the_engine.seeks, samples{0});
 }
 
 TEST_F(play_controls, previous_without_a_track_goes_back)
 {
     press(0x400);
-    EXPECT_EQ(steps, std::vector<int32_t>{-1});
+    EXPECT_EQ(steps(), std::vector<int32_t>{-1});
 }
 
 TEST_F(play_controls, next_goes_on)
 {
     EXPECT_EQ(press(0x800), 0);
-    EXPECT_EQ(steps, std::vector<int32_t>{1});
+    EXPECT_EQ(steps(), std::vector<int32_t>{1});
 }
 
 TEST_F(play_controls, back_leads_to_the_main_menu)
 {
-    list_page_selected = &playlist_record;
+    list_page_selected = list_cur_playlist;
     EXPECT_EQ(press(0x200), -1);
     EXPECT_EQ(view_selected, &list_screen);
     EXPECT_EQ(list_page_selected, &main_record);
@@ -186,7 +182,7 @@ TEST_F(play_controls, a_failed_reload_goes_on_with_the_finger)
     play_screen.key_checked = 1;
     EXPECT_EQ(touch(2, 5, 5), 0);
     play_screen.key_checked = 0;
-    EXPECT_EQ(steps, std::vector<int32_t>{1});
+    EXPECT_EQ(steps(), std::vector<int32_t>{1});
 }
 
 static void set_volume(int32_t volume)
@@ -217,9 +213,9 @@ TEST_F(play_controls, only_the_first_key_of_the_chain_acts)
     EXPECT_EQ(cfg_vol, 50);
     keys(0x400 | 0x800, 0x40);
     EXPECT_EQ(the_engine.seeks.size(), 1u);
-    EXPECT_TRUE(steps.empty());
+    EXPECT_TRUE(steps().empty());
     press(0x400 | 0x800 | 0x200);
-    EXPECT_EQ(steps, std::vector<int32_t>{-1});
+    EXPECT_EQ(steps(), std::vector<int32_t>{-1});
     EXPECT_EQ(view_selected, &play_screen);
 }
 
@@ -228,7 +224,7 @@ TEST_F(play_controls, keys_count_only_when_an_event_came)
     input_key = {0x800, 0, 0, 0};
     play_screen.key_checked = 0;
     EXPECT_EQ(play_input(&play_screen), 0);
-    EXPECT_TRUE(steps.empty());
+    EXPECT_TRUE(steps().empty());
 }
 
 TEST_F(play_controls, an_unknown_key_does_nothing)
@@ -241,9 +237,9 @@ TEST_F(play_controls, a_slide_lets_keys_through_but_neither_finger_nor_drawing)
     load_part({"|<button width=\"10\" height=\"10\" action=\"next\"/>"});
     view_anime_started = 77;
     EXPECT_EQ(press(0x800), -1);
-    EXPECT_EQ(steps, std::vector<int32_t>{1});
+    EXPECT_EQ(steps(), std::vector<int32_t>{1});
     EXPECT_EQ(tap(5, 5), -1);
-    EXPECT_EQ(steps, std::vector<int32_t>{1});
+    EXPECT_EQ(steps(), std::vector<int32_t>{1});
 }
 
 TEST_F(play_controls, media_keys_act_on_the_engine_whatever_is_shown)
@@ -256,7 +252,7 @@ TEST_F(play_controls, media_keys_act_on_the_engine_whatever_is_shown)
     EXPECT_EQ(play_paused, 0);
     play_controls_media(key_media_next | key_select);
     play_controls_media(key_media_prev);
-    EXPECT_EQ(steps, (std::vector<int32_t>{1, -1}));
+    EXPECT_EQ(steps(), (std::vector<int32_t>{1, -1}));
     EXPECT_EQ(view_selected, view_list);
 }
 
@@ -265,7 +261,7 @@ TEST_F(play_controls, keys_of_the_screens_are_no_media_keys)
     set_track();
     play_controls_media(~key_media);
     EXPECT_EQ(play_paused, 0);
-    EXPECT_TRUE(steps.empty());
+    EXPECT_TRUE(steps().empty());
     EXPECT_EQ(press(key_media), 0);
-    EXPECT_TRUE(steps.empty()) << "nor does the play screen look at them";
+    EXPECT_TRUE(steps().empty()) << "nor does the play screen look at them";
 }
