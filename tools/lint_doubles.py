@@ -15,13 +15,6 @@ from layers import read_layers  # noqa: E402
 from lint_links import objects_of, symbols_of  # noqa: E402
 
 PLACES = ["tests", "fuzz", "bench"]
-# Doubles that still wait for their record, by the source that is compiled. Only ever fewer.
-SCRIPTED = {  # tests/unit/play/scripted_decoder.h
-    "audio_get_decoder", "clock_msleep", "clock_wake", "sound_get_buffer_remaining", "sound_reset", "sound_wake"}
-OPEN = {
-    "tests/unit/play/play_test.cpp": SCRIPTED,
-    "tests/unit/play/play_threads_test.cpp": SCRIPTED,
-}
 MODULES = {"tests/support/device_module.cpp"}  # a file of its own beside the program, linked with nothing of it
 
 
@@ -37,10 +30,6 @@ def objects_of_tests(build):
                     yield source, os.path.join(folder, name)
 
 
-def name_of(symbol):
-    return symbol.split("(")[0]
-
-
 def main():
     build = sys.argv[1]
     owner = {}
@@ -50,20 +39,8 @@ def main():
     objects = list(objects_of_tests(build))
     if not owner or not objects:
         sys.exit(f"{build} holds no objects of the program and its tests: build it first")
-    faults, still = [], set()
-    for source, path in objects:
-        for symbol in sorted(symbols_of([path])[0]):
-            if symbol not in owner:
-                continue
-            if name_of(symbol) in OPEN.get(source, ()):
-                still.add((source, name_of(symbol)))
-            else:
-                faults.append(f"{source} defines {symbol} of {owner[symbol]}")
-    built = {source for source, _ in objects}
-    for source, names in OPEN.items():
-        if source in built:
-            faults += [f"{source} defines {name} no more: strike it from tools/lint_doubles.py"
-                       for name in names if (source, name) not in still]
+    faults = [f"{source} defines {symbol} of {owner[symbol]}"
+              for source, path in objects for symbol in sorted(symbols_of([path])[0]) if symbol in owner]
     for fault in faults:
         print(fault, file=sys.stderr)
     sys.exit(1 if faults else 0)

@@ -19,14 +19,6 @@ static bool lock_is_free()
     return got;
 }
 
-int sound_reset()
-{
-    ++resets;
-    if (!lock_is_free())
-        reset_saw_lock_taken = true;
-    return 0;
-}
-
 /* What the engine holds. */
 static bool is_open()
 {
@@ -34,13 +26,12 @@ static bool is_open()
     return play_handle != nullptr;
 }
 
-static int wakes = 0;
-static bool wake_found_a_track = false;
-
-void sound_wake()
+/* Whether the sound thread looks for something to play, because it has been woken. */
+static bool sound_looks()
 {
-    wakes++;
-    wake_found_a_track = is_open();
+    const int before = turns;
+    sound_step();
+    return turns > before;
 }
 
 static const audio_decoder *decoder()
@@ -73,29 +64,29 @@ static void forget_path()
     play_fpath[0] = '\0';
 }
 
-class play : public testing::Test
+static bool reset_saw_lock_taken = false;
+static size_t most_open_at_reset = 0;
+
+class play : public play_folder
 {
   protected:
     void SetUp() override
     {
-        the_script = {};
-        (void)play_end();
+        play_folder::SetUp();
         forget_path();
         play_ended = note_step;
         steps.clear();
-        opened.clear();
-        closed.clear();
-        sleeps = 0;
-        resets = 0;
-        wakes = 0;
         reset_saw_lock_taken = false;
+        most_open_at_reset = 0;
+        in_reset = [] {
+            reset_saw_lock_taken |= !lock_is_free();
+            most_open_at_reset = std::max(most_open_at_reset, tracks_open().size());
+        };
     }
     void TearDown() override
     {
-        the_script = {};
-        (void)play_end();
-        EXPECT_EQ(streams_open, 0);
         fault_set(nullptr);
+        play_folder::TearDown();
     }
 
     uint8_t buffer[4096] = {};
@@ -110,7 +101,8 @@ TEST_F(play, begins_a_file_and_keeps_its_path)
     EXPECT_EQ(play_begin("a.mp3"), 0);
     EXPECT_EQ(path(), "a.mp3");
     EXPECT_TRUE(is_open());
-    EXPECT_EQ(decoder(), &scripted_decoder);
+    EXPECT_EQ(decoder(), audio_get_decoder("a.mp3"));
+    EXPECT_EQ(tracks_open(), std::vector<std::string>{"a.mp3"});
     EXPECT_EQ(play_paused, 0);
     EXPECT_EQ(play_pos, 0);
     EXPECT_EQ(resets, 1);
@@ -144,11 +136,11 @@ TEST_F(play, counts_every_open_and_close_in_the_id)
 
 TEST_F(play, leaves_nothing_playing_when_a_begin_fails)
 {
-    ASSERT_EQ(play_begin("a.mp3"), 0);
+    ASSERT_EQ(begin_scripted("a.mp3"), 0);
     the_script.tell = 441000;
     ASSERT_EQ(next(), 0);
     for (const char *bad : {"missing.mp3", "a.txt", ""}) {
-        ASSERT_EQ(play_begin("a.mp3"), 0);
+        ASSERT_EQ(begin_scripted("a.mp3"), 0);
         EXPECT_EQ(play_begin(bad), -1) << bad;
         EXPECT_FALSE(is_open());
         EXPECT_EQ(play_paused, 1);
@@ -159,12 +151,13 @@ TEST_F(play, leaves_nothing_playing_when_a_begin_fails)
 
 TEST_F(play, shows_the_beginning_of_a_long_path_and_knows_the_rest)
 {
-    const std::string fits = std::string(507, 'a') + ".mp3";
+    const std::string fits = "." + std::string(505, '/') + "a.mp3";
     ASSERT_EQ(fits.size(), 511u);
     EXPECT_EQ(play_begin(fits.c_str()), 0);
     EXPECT_EQ(path(), fits);
 
-    const std::string longest = std::string(PATH_MAX - 5, 'b') + ".mp3";
+    const std::string longest = "." + std::string(PATH_MAX - 7, '/') + "b.mp3";
+    ASSERT_EQ(longest.size(), PATH_MAX - 1u);
     EXPECT_EQ(play_begin(longest.c_str()), 0);
     EXPECT_EQ(path(), longest.substr(0, 511));
     char whole[PATH_MAX];
@@ -172,10 +165,11 @@ TEST_F(play, shows_the_beginning_of_a_long_path_and_knows_the_rest)
     EXPECT_EQ(whole, longest);
     /* What remembers the beginning only starts the same track again. */
     EXPECT_EQ(play_begin(path().c_str()), 0);
+    EXPECT_EQ(tracks_open(), std::vector<std::string>{"b.mp3"});
     EXPECT_EQ(play_begin(play_fpath), 0);
-    EXPECT_EQ(opened, (std::vector<std::string>{fits, longest, longest, longest}));
+    EXPECT_EQ(tracks_open(), std::vector<std::string>{"b.mp3"});
 
-    const std::string too_long = std::string(PATH_MAX - 4, 'c') + ".mp3";
+    const std::string too_long = "." + std::string(PATH_MAX - 6, '/') + "a.mp3";
     EXPECT_EQ(play_begin(too_long.c_str()), -1);
     EXPECT_FALSE(is_open()); /* the old one is closed, as for any file that is not there */
     EXPECT_EQ(path(), longest.substr(0, 511));
@@ -183,41 +177,44 @@ TEST_F(play, shows_the_beginning_of_a_long_path_and_knows_the_rest)
 
 TEST_F(play, restarts_the_current_track_from_its_own_path)
 {
-    ASSERT_EQ(play_begin("a.mp3"), 0);
+    ASSERT_EQ(begin_scripted("a.mp3"), 0);
+    const uint32_t before = play_handle_id;
     EXPECT_EQ(play_begin(play_fpath), 0);
     EXPECT_EQ(path(), "a.mp3");
-    EXPECT_EQ(opened, (std::vector<std::string>{"a.mp3", "a.mp3"}));
-    EXPECT_EQ(closed, (std::vector<std::string>{"a.mp3"}));
+    EXPECT_EQ(play_handle_id - before, 2u);
+    EXPECT_EQ(tracks_open(), std::vector<std::string>{"a.mp3"});
 }
 
 TEST_F(play, closes_the_old_stream_before_it_opens_the_new_one)
 {
-    streams_open_most = 0;
-    ASSERT_EQ(play_begin("a.mp3"), 0);
-    ASSERT_EQ(play_begin("b.mp3"), 0);
-    EXPECT_EQ(streams_open_most, 1);
+    ASSERT_EQ(begin_scripted("a.mp3"), 0);
+    ASSERT_EQ(begin_scripted("b.mp3"), 0);
+    EXPECT_EQ(resets, 2);
+    EXPECT_EQ(most_open_at_reset, 0u);
+    EXPECT_EQ(tracks_open(), std::vector<std::string>{"b.mp3"});
 }
 
 TEST_F(play, resets_the_sound_with_its_lock_released)
 {
-    ASSERT_EQ(play_begin("a.mp3"), 0);
-    ASSERT_EQ(play_begin("b.mp3"), 0);
+    ASSERT_EQ(begin_scripted("a.mp3"), 0);
+    ASSERT_EQ(begin_scripted("b.mp3"), 0);
     EXPECT_EQ(resets, 2);
     EXPECT_FALSE(reset_saw_lock_taken);
 }
 
+/* The reset in between may have woken it: it looks then, and finds nothing yet. */
 TEST_F(play, wakes_the_sound_thread_once_there_is_something_to_play)
 {
-    ASSERT_EQ(play_begin("a.mp3"), 0);
-    EXPECT_EQ(wakes, 1);
-    EXPECT_TRUE(wake_found_a_track);
+    in_reset = sound_step;
     EXPECT_EQ(play_begin("missing.mp3"), -1);
-    EXPECT_EQ(wakes, 1);
+    EXPECT_FALSE(sound_looks());
+    ASSERT_EQ(play_begin("a.mp3"), 0);
+    EXPECT_TRUE(sound_looks());
 }
 
 TEST_F(play, stops_and_keeps_the_path)
 {
-    ASSERT_EQ(play_begin("a.mp3"), 0);
+    ASSERT_EQ(begin_scripted("a.mp3"), 0);
     EXPECT_EQ(play_end(), 0);
     EXPECT_FALSE(is_open());
     EXPECT_EQ(decoder(), nullptr);
@@ -228,9 +225,9 @@ TEST_F(play, stops_and_keeps_the_path)
 
 TEST_F(play, tells_the_position_that_is_heard)
 {
-    ASSERT_EQ(play_begin("a.mp3"), 0);
+    ASSERT_EQ(begin_scripted("a.mp3"), 0);
     the_script.tell = 441000;
-    the_script.queued_ms = 120;
+    queued_ms = 120;
     EXPECT_EQ(next(), 0);
     EXPECT_EQ(play_pos, 9880);
 
@@ -242,9 +239,9 @@ TEST_F(play, tells_the_position_that_is_heard)
 TEST_F(play, tells_positions_of_endless_streams)
 {
     the_script.sample_rate = 48000;
-    ASSERT_EQ(play_begin("a.mp3"), 0);
+    ASSERT_EQ(begin_scripted("a.mp3"), 0);
     the_script.tell = 100000000000;
-    the_script.queued_ms = 33;
+    queued_ms = 33;
     EXPECT_EQ(next(), 0);
     EXPECT_EQ(play_pos, 2083333333 - 33);
 
@@ -258,7 +255,7 @@ TEST_F(play, tells_positions_of_endless_streams)
 
 TEST_F(play, wakes_the_main_loop_once_when_the_position_leaves_what_it_watches)
 {
-    ASSERT_EQ(play_begin("a.mp3"), 0);
+    ASSERT_EQ(begin_scripted("a.mp3"), 0);
     the_script.tell = 44100 * 2;
     EXPECT_EQ(next(), 0);
     looks = 0;
@@ -284,7 +281,7 @@ TEST_F(play, wakes_the_main_loop_once_when_the_position_leaves_what_it_watches)
 TEST_F(play, wakes_the_main_loop_when_a_track_begins_and_ends)
 {
     looks = 0;
-    ASSERT_EQ(play_begin("a.mp3"), 0);
+    ASSERT_EQ(begin_scripted("a.mp3"), 0);
     EXPECT_EQ(looks, 1);
     EXPECT_EQ(play_end(), 0);
     EXPECT_EQ(looks, 2);
@@ -295,7 +292,7 @@ TEST_F(play, wakes_the_main_loop_when_a_track_begins_and_ends)
 TEST_F(play, survives_a_stream_without_a_rate)
 {
     the_script.sample_rate = 0;
-    ASSERT_EQ(play_begin("a.mp3"), 0);
+    ASSERT_EQ(begin_scripted("a.mp3"), 0);
     the_script.tell = 1000;
     EXPECT_EQ(next(), 0);
     EXPECT_EQ(play_pos, 0);
@@ -303,9 +300,9 @@ TEST_F(play, survives_a_stream_without_a_rate)
 
 TEST_F(play, feeds_nothing_while_paused_and_leaves_the_queue_in_the_position)
 {
-    ASSERT_EQ(play_begin("a.mp3"), 0);
+    ASSERT_EQ(begin_scripted("a.mp3"), 0);
     the_script.tell = 441000;
-    the_script.queued_ms = 120;
+    queued_ms = 120;
     play_paused = 1;
     buffer[0] = 7;
     EXPECT_EQ(next(), 0);
@@ -317,7 +314,7 @@ TEST_F(play, feeds_nothing_while_paused_and_leaves_the_queue_in_the_position)
 
 TEST_F(play, takes_a_request_for_nothing_as_an_error)
 {
-    ASSERT_EQ(play_begin("a.mp3"), 0);
+    ASSERT_EQ(begin_scripted("a.mp3"), 0);
     EXPECT_EQ(next(0), -1);
     EXPECT_EQ(sleeps, 0);
 }
@@ -331,7 +328,7 @@ TEST_F(play, has_nothing_to_read_when_stopped)
 TEST_F(play, fills_the_buffer_from_short_reads)
 {
     the_script.reads.assign(40, 100);
-    ASSERT_EQ(play_begin("a.mp3"), 0);
+    ASSERT_EQ(begin_scripted("a.mp3"), 0);
     EXPECT_EQ(next(), 0);
     for (const uint8_t byte : buffer)
         ASSERT_EQ(byte, read_byte);
@@ -340,7 +337,7 @@ TEST_F(play, fills_the_buffer_from_short_reads)
 TEST_F(play, leaves_the_rest_of_the_last_buffer_alone)
 {
     the_script.reads = {1000, 0};
-    ASSERT_EQ(play_begin("a.mp3"), 0);
+    ASSERT_EQ(begin_scripted("a.mp3"), 0);
     memset(buffer, 9, sizeof buffer);
     EXPECT_EQ(next(), 1);
     EXPECT_EQ(buffer[999], read_byte);
@@ -352,7 +349,7 @@ TEST_F(play, tells_end_error_and_anything_else_apart)
 {
     for (const auto &[got, result] : {std::pair{0, 1}, std::pair{-1, -1}, std::pair{-2, 0}}) {
         the_script.reads = {8, got};
-        ASSERT_EQ(play_begin("a.mp3"), 0);
+        ASSERT_EQ(begin_scripted("a.mp3"), 0);
         EXPECT_EQ(next(), result) << got;
         EXPECT_EQ(id, play_handle_id);
     }
@@ -368,7 +365,7 @@ TEST_F(play, sleeps_in_the_callback_when_nothing_is_open)
 TEST_F(play, steps_on_at_the_end_of_a_track)
 {
     the_script.reads = {1000, 0};
-    ASSERT_EQ(play_begin("a.mp3"), 0);
+    ASSERT_EQ(begin_scripted("a.mp3"), 0);
     callback();
     EXPECT_EQ(steps, (std::vector<int32_t>{1}));
     EXPECT_EQ(path_at_step, "a.mp3"); /* the step starts from the track that ended */
@@ -381,7 +378,7 @@ TEST_F(play, stays_stopped_at_the_end_without_a_hook)
 {
     play_ended = nullptr;
     the_script.reads = {0};
-    ASSERT_EQ(play_begin("a.mp3"), 0);
+    ASSERT_EQ(begin_scripted("a.mp3"), 0);
     callback();
     EXPECT_FALSE(is_open());
 }
@@ -390,7 +387,7 @@ TEST_F(play, begins_the_next_track_from_the_step)
 {
     the_script.reads = {0};
     play_ended = [](int32_t) { return play_begin("b.mp3"); };
-    ASSERT_EQ(play_begin("a.mp3"), 0);
+    ASSERT_EQ(begin_scripted("a.mp3"), 0);
     const uint32_t before = play_handle_id;
     callback();
     EXPECT_EQ(path(), "b.mp3");
@@ -404,7 +401,7 @@ TEST_F(play, stops_when_a_file_breaks_in_its_first_three_seconds)
 {
     the_script.reads = {-1};
     the_script.tell = 44100 * 3 - 44; /* 2999 ms */
-    ASSERT_EQ(play_begin("a.mp3"), 0);
+    ASSERT_EQ(begin_scripted("a.mp3"), 0);
     callback();
     EXPECT_TRUE(steps.empty());
     EXPECT_FALSE(is_open());
@@ -416,7 +413,7 @@ TEST_F(play, steps_on_when_a_file_breaks_later)
         steps.clear();
         the_script.reads = {-1};
         the_script.tell = tell;
-        ASSERT_EQ(play_begin("a.mp3"), 0);
+        ASSERT_EQ(begin_scripted("a.mp3"), 0);
         callback();
         EXPECT_EQ(steps, (std::vector<int32_t>{1})) << tell;
     }
@@ -426,15 +423,15 @@ TEST_F(play, counts_what_was_heard_before_an_error_and_not_what_was_decoded)
 {
     the_script.reads = {-1};
     the_script.tell = 44100 * 3; /* decoded 3000 ms, heard 2900 */
-    the_script.queued_ms = 100;
-    ASSERT_EQ(play_begin("a.mp3"), 0);
+    queued_ms = 100;
+    ASSERT_EQ(begin_scripted("a.mp3"), 0);
     callback();
     EXPECT_TRUE(steps.empty());
 }
 
 TEST_F(play, stops_at_a_request_for_nothing)
 {
-    ASSERT_EQ(play_begin("a.mp3"), 0);
+    ASSERT_EQ(begin_scripted("a.mp3"), 0);
     play_sound_callback(nullptr, buffer, 0);
     EXPECT_FALSE(is_open());
     EXPECT_TRUE(steps.empty());
@@ -443,7 +440,7 @@ TEST_F(play, stops_at_a_request_for_nothing)
 TEST_F(play, goes_on_when_a_read_gives_an_unknown_result)
 {
     the_script.reads = {-2};
-    ASSERT_EQ(play_begin("a.mp3"), 0);
+    ASSERT_EQ(begin_scripted("a.mp3"), 0);
     callback();
     EXPECT_TRUE(is_open());
 }
@@ -455,7 +452,7 @@ TEST_F(play, goes_on_when_a_read_gives_an_unknown_result)
 TEST_F(play, does_not_skip_a_track_begun_while_the_old_one_ended)
 {
     the_script.reads = {0};
-    ASSERT_EQ(play_begin("a.mp3"), 0);
+    ASSERT_EQ(begin_scripted("a.mp3"), 0);
     the_script.in_read = [] {
         the_script.in_read = nullptr;
         ASSERT_EQ(play_begin("b.mp3"), 0);
@@ -469,7 +466,7 @@ TEST_F(play, does_not_skip_a_track_begun_while_the_old_one_ended)
 TEST_F(play, does_not_step_on_when_stopped_while_the_track_ended)
 {
     the_script.reads = {0};
-    ASSERT_EQ(play_begin("a.mp3"), 0);
+    ASSERT_EQ(begin_scripted("a.mp3"), 0);
     the_script.in_read = [] {
         the_script.in_read = nullptr;
         (void)play_end();
@@ -485,7 +482,7 @@ TEST_F(play, copies_the_path_only_of_a_track_that_is_loaded)
     char copy[512] = "x";
     EXPECT_FALSE(play_copy_path(copy));
     EXPECT_STREQ(copy, "");
-    ASSERT_EQ(play_begin("a.mp3"), 0);
+    ASSERT_EQ(begin_scripted("a.mp3"), 0);
     EXPECT_TRUE(play_copy_path(copy));
     EXPECT_STREQ(copy, "a.mp3");
     (void)play_end();
@@ -498,14 +495,14 @@ TEST_F(play, can_be_made_to_fail_at_start_and_stop)
     EXPECT_EQ(play_init(), 0);
     fault_set("play_init,play_exit");
     EXPECT_EQ(play_init(), -1);
-    ASSERT_EQ(play_begin("a.mp3"), 0);
+    ASSERT_EQ(begin_scripted("a.mp3"), 0);
     EXPECT_EQ(play_exit(), -1);
     EXPECT_FALSE(is_open()); /* it stops all the same */
 }
 
 TEST_F(play, still_answers_the_sound_thread_after_its_exit)
 {
-    ASSERT_EQ(play_begin("a.mp3"), 0);
+    ASSERT_EQ(begin_scripted("a.mp3"), 0);
     EXPECT_EQ(play_exit(), 0);
     callback();
     EXPECT_EQ(sleeps, 1);
