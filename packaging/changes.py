@@ -33,9 +33,9 @@ def read_versions(text):
 
 
 def items_of(lines):
-    """The points of a list, each in one line."""
+    """The points of all lists, each in one line; what stands between lists is none."""
     text = "\n".join(lines)
-    return [" ".join(item.split()) for item in re.split(r"^- ", text, flags=re.M)[1:]]
+    return [" ".join(item.split("\n\n")[0].split()) for item in re.split(r"^- ", text, flags=re.M)[1:]]
 
 
 def debian_entry(version, day, lines):
