@@ -22,8 +22,7 @@ void md5_init(md5_state *state)
 
 void md5_append(md5_state *state, const uint8_t *data, size_t size)
 {
-    if (size > 0)
-        MD5Update(md5_context(state), data, size);
+    MD5Update(md5_context(state), data, size);
 }
 
 void md5_finish(md5_state *state, uint8_t digest[16])
