@@ -119,6 +119,21 @@ TEST_F(thread_workers, a_fault_leaves_none_running)
     fault_set("");
 }
 
+TEST_F(thread_workers, leave_the_signals_of_their_starter_as_they_were)
+{
+    sigset_t one, after;
+    sigemptyset(&one);
+    sigaddset(&one, SIGUSR1);
+    ASSERT_EQ(pthread_sigmask(SIG_SETMASK, &one, nullptr), 0);
+    ASSERT_EQ(thread_start("one", wait_at_gate, nullptr), 0);
+    ASSERT_EQ(pthread_sigmask(SIG_BLOCK, nullptr, &after), 0);
+    for (const int number : {SIGTERM, SIGINT, SIGALRM})
+        EXPECT_EQ(sigismember(&after, number), 0) << number;
+    EXPECT_EQ(sigismember(&after, SIGUSR1), 1);
+    sigemptyset(&one);
+    ASSERT_EQ(pthread_sigmask(SIG_SETMASK, &one, nullptr), 0);
+}
+
 TEST_F(thread_workers, come_and_go_many_times)
 {
     gate = true;
