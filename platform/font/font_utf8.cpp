@@ -27,18 +27,13 @@ static const lead *lead_of(uint8_t byte)
     return nullptr;
 }
 
-static bool is_character(uint32_t value)
-{
-    return value <= 0x10FFFF && (value < 0xD800 || value > 0xDFFF);
-}
-
 /* Whether more tail bytes can still make a character: an overlong, surrogate or too large one is
- * broken at its second byte, and what follows is looked at anew. */
+ * broken at its second byte, and what follows is looked at anew. Between two limits lie whole
+ * spans of what is missing then, so that the first of a span speaks for all of it. */
 static bool may_go_on(const lead *first, uint32_t value, uint32_t tails_missing)
 {
     const uint32_t low = value << (6 * tails_missing);
-    const uint32_t high = low | ((1u << (6 * tails_missing)) - 1);
-    return high >= first->smallest && low <= 0x10FFFF && !(low >= 0xD800 && high <= 0xDFFF);
+    return low >= first->smallest && low <= 0x10FFFF && (low < 0xD800 || low > 0xDFFF);
 }
 
 /* Reads one character and moves on, past the broken bytes of one sequence at least by one. */
@@ -57,7 +52,7 @@ static uint32_t next_character(const uint8_t **text)
             return replacement;
         ++*text;
     }
-    return is_character(value) && value >= first->smallest ? value : replacement;
+    return value;
 }
 
 static bool is_control(uint32_t character)

@@ -51,6 +51,18 @@ TEST(font_utf8, overlong_surrogate_and_too_large_sequences_are_broken)
             EXPECT_EQ(character, 0xFFFDu);
 }
 
+/* Broken at its second byte: what follows that one's first is looked at anew. */
+TEST(font_utf8, a_surrogate_that_is_cut_short_takes_no_letter_with_it)
+{
+    EXPECT_EQ(decoded("\xED\xA0z"), (characters{0xFFFD, 0xFFFD, 'z'}));
+    EXPECT_EQ(decoded("\xED\xBFz"), (characters{0xFFFD, 0xFFFD, 'z'}));
+    EXPECT_EQ(decoded("\xED\x9Fz"), (characters{0xFFFD, 'z'})) << "might have become a letter";
+    EXPECT_EQ(decoded("\xEE\x80z"), (characters{0xFFFD, 'z'}));
+    EXPECT_EQ(decoded("\xED\x9F\xBF\xEE\x80\x80"), (characters{0xD7FF, 0xE000}));
+    EXPECT_EQ(decoded("\xF0\x8Fz"), (characters{0xFFFD, 0xFFFD, 'z'}));
+    EXPECT_EQ(decoded("\xF4\x90z"), (characters{0xFFFD, 0xFFFD, 'z'}));
+}
+
 TEST(font_utf8, control_characters_are_left_out)
 {
     EXPECT_EQ(decoded("a\t\r\n\x01\x1F\x7F\xC2\x80\xC2\x85\xC2\x9F\xE2\x80\xA8\xE2\x80\xA9z"),
@@ -60,7 +72,9 @@ TEST(font_utf8, control_characters_are_left_out)
 
 TEST(font_utf8, letters_and_accents_are_composed)
 {
-    EXPECT_EQ(decoded("e\xCC\x81"), characters{0xE9});
+    EXPECT_EQ(decoded("e\xCC\x80"
+                      "e\xCC\x81"),
+              (characters{0xE8, 0xE9}));
     /* HIEUH, A, NIEUN */
     EXPECT_EQ(decoded("\xE1\x84\x92\xE1\x85\xA1\xE1\x86\xAB"), characters{0xD55C});
     /* KA and the voiced sound mark */
