@@ -59,7 +59,7 @@ static int read_answer(sock *from, answer *received, bool (*go_on)(void *), void
             return got == 0 ? 0 : 1;
         if (append(received, piece, static_cast<size_t>(got)) != 0)
             return -1;
-        if (received->size >= largest_answer)
+        if (received->size > largest_answer)
             return 1;
     }
 }

@@ -149,6 +149,16 @@ TEST_F(lyrics_fetch_test, reads_no_more_than_a_mebibyte)
     EXPECT_TRUE(server.wait_until_idle());
 }
 
+TEST_F(lyrics_fetch_test, a_mebibyte_is_a_whole_answer_and_a_byte_more_is_not)
+{
+    const size_t most = size_t{1} << 20;
+    answer_body(song + std::string(most - song.size(), 'x'));
+    EXPECT_EQ(fetch(), 0);
+    EXPECT_EQ(scratch_read("song.lrc").size(), most);
+    answer_body(song + std::string(most + 1 - song.size(), 'x'));
+    EXPECT_EQ(fetch(), -1);
+}
+
 TEST_F(lyrics_fetch_test, keeps_nothing_that_is_no_lyrics)
 {
     for (const char *body : {"<!DOCTYPE html><html><body>Please log in</body></html>",
