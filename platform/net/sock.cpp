@@ -249,7 +249,7 @@ static bool sock_is_address(const char *url)
     if (!url || strncmp(url, sock_scheme, sizeof(sock_scheme) - 1) != 0)
         return false;
     const size_t length = strnlen(url, sock_address_longest + 1);
-    if (length > sock_address_longest || length < sizeof(sock_scheme))
+    if (length > sock_address_longest)
         return false;
     for (size_t i = 0; i < length; i++)
         if (static_cast<unsigned char>(url[i]) <= ' ' || url[i] == 0x7f)
