@@ -8,7 +8,6 @@
 static constexpr size_t chunk_frame = 12; /* length, name and checksum of a chunk */
 static constexpr size_t header_size = 13;
 static constexpr uint32_t png_side_max = 4096;
-static constexpr uint32_t png_pixels_max = 16 * 1024 * 1024;
 
 struct png_chunk {
     const uint8_t *name; /* four letters, the content behind them */
@@ -68,8 +67,7 @@ static bool take_header(png_walk *walk, int32_t *width, int32_t *height)
     const uint32_t across = read_number(chunk.content), down = read_number(chunk.content + 4);
     const uint8_t depth = chunk.content[8];
     walk->colour = chunk.content[9];
-    if (across < 1 || across > png_side_max || down < 1 || down > png_side_max ||
-        across * down > png_pixels_max)
+    if (across < 1 || across > png_side_max || down < 1 || down > png_side_max)
         return false;
     if (depth > 16 || !(depths_of(walk->colour) >> depth & 1))
         return false;

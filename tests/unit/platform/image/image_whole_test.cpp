@@ -70,6 +70,24 @@ TEST(image_whole, tells_the_size_of_every_kind_of_png)
     }
 }
 
+TEST(image_whole, a_side_has_one_pixel_to_4096)
+{
+    for (const uint32_t side : {1u, 4096u}) {
+        EXPECT_TRUE(is_whole(make_png(PNG_FORMAT_GRAY, side, 1))) << side;
+        EXPECT_TRUE(is_whole(make_png(PNG_FORMAT_GRAY, 1, side))) << side;
+    }
+    EXPECT_FALSE(is_whole(make_png(PNG_FORMAT_GRAY, 4097, 1)));
+    EXPECT_FALSE(is_whole(make_png(PNG_FORMAT_GRAY, 1, 4097)));
+    std::string flat = make_png(PNG_FORMAT_GRAY, 1, 1);
+    flat[23] = 0; /* the last byte of its height */
+    mend(&flat, 12);
+    EXPECT_FALSE(is_whole(flat));
+    flat[23] = 1;
+    flat[19] = 0; /* and of its width */
+    mend(&flat, 12);
+    EXPECT_FALSE(is_whole(flat));
+}
+
 TEST(image_whole, no_damaged_byte_is_missed)
 {
     for (const uint32_t format : std::vector<uint32_t>{PNG_FORMAT_RGBA, PNG_FORMAT_RGB_COLORMAP}) {
@@ -132,4 +150,70 @@ TEST(image_whole, a_chunk_that_nobody_knows_but_everybody_needs_is_refused)
     file.replace(at, 4, "NEED");
     mend(&file, at);
     EXPECT_FALSE(is_whole(file));
+}
+
+/* ---- Chunk by chunk ---- */
+
+static std::string number(size_t value)
+{
+    std::string made;
+    for (int shift = 24; shift >= 0; shift -= 8)
+        made += static_cast<char>(value >> shift);
+    return made;
+}
+
+static std::string chunk(const std::string &name, const std::string &content)
+{
+    const std::string summed = name + content;
+    const auto *bytes = reinterpret_cast<const uint8_t *>(summed.data());
+    return number(content.size()) + summed +
+           number(crc32(0, bytes, static_cast<unsigned>(summed.size())));
+}
+
+static std::string header(char colour, char interlaced = 0, const std::string &more = "")
+{
+    return "\x89PNG\r\n\x1a\n" + chunk("IHDR", number(4) + number(4) + '\x08' + colour +
+                                                   std::string(2, '\0') + interlaced + more);
+}
+
+static const std::string pixels = chunk("IDAT", "x"), end = chunk("IEND", "");
+constexpr char grey = 0, rgb = 2, palette = 3;
+
+static std::string colours(size_t bytes)
+{
+    return chunk("PLTE", std::string(bytes, 'c'));
+}
+
+TEST(image_whole, palettes_have_1_to_256_colours)
+{
+    for (const size_t fits : {3, 6, 765, 768})
+        EXPECT_TRUE(is_whole(header(palette) + colours(fits) + pixels + end)) << fits;
+    for (const size_t wrong : {0, 1, 2, 4, 769, 771})
+        EXPECT_FALSE(is_whole(header(palette) + colours(wrong) + pixels + end)) << wrong;
+}
+
+TEST(image_whole, a_palette_stands_once_and_before_the_pixels)
+{
+    EXPECT_TRUE(is_whole(header(rgb) + colours(3) + pixels + end));
+    EXPECT_FALSE(is_whole(header(rgb) + pixels + colours(3) + end));
+    EXPECT_FALSE(is_whole(header(palette) + pixels + colours(3) + end));
+    EXPECT_FALSE(is_whole(header(palette) + colours(3) + colours(3) + pixels + end));
+}
+
+TEST(image_whole, pixels_may_come_in_parts_but_some_come)
+{
+    EXPECT_TRUE(is_whole(header(grey) + chunk("IDAT", "") + pixels + pixels + end));
+    EXPECT_FALSE(is_whole(header(grey) + chunk("IDAT", "") + end));
+    EXPECT_FALSE(is_whole(header(grey) + end));
+}
+
+TEST(image_whole, a_header_is_the_first_chunk_and_has_its_size)
+{
+    EXPECT_TRUE(is_whole(header(grey, 1) + pixels + end)) << "interlaced";
+    EXPECT_FALSE(is_whole(header(grey, 2) + pixels + end));
+    EXPECT_FALSE(is_whole(header(grey, 0, "more") + pixels + end));
+    std::string other = header(grey) + pixels + end;
+    other.replace(12, 4, "teXt");
+    mend(&other, 12);
+    EXPECT_FALSE(is_whole(other));
 }
