@@ -271,3 +271,28 @@ TEST(image_copy_resampled, refuses_what_makes_no_sense)
     ASSERT_EQ(image_dither(from.get()), 0);
     EXPECT_EQ(copy(5, 5, 0, 0, 10, 10), -1);
 }
+
+TEST(image_copy_resampled, leaves_pictures_alone_that_are_kept_for_drawing)
+{
+    const image_owner plain = image_from(maker_gradient(10, 10));
+    const image_owner mixed = image_from(maker_speckles(10, 10));
+    ASSERT_EQ(image_dither(mixed.get()), 0);
+    ASSERT_TRUE(mixed->spans && mixed->argb);
+    const uint32_t before = mixed->argb[0];
+    EXPECT_EQ(image_copy_resampled(mixed.get(), plain.get(), 0, 0, 10, 10, 0, 0, 10, 10), -1);
+    EXPECT_EQ(mixed->argb[0], before);
+    EXPECT_EQ(image_copy_resampled(plain.get(), mixed.get(), 0, 0, 10, 10, 0, 0, 10, 10), -1);
+}
+
+TEST(image_copy_resampled, beside_the_target_leaves_all_as_it_is)
+{
+    const image_owner from = image_from(maker_gradient(10, 10));
+    for (const int32_t away : {-10, 20}) {
+        const image_owner to(image_create(20, 20));
+        const bool before = to->has_alpha;
+        EXPECT_EQ(image_copy_resampled(to.get(), from.get(), away, 0, 10, 10, 0, 0, 10, 10), 0);
+        EXPECT_EQ(to->has_alpha, before);
+        EXPECT_EQ(image_copy_resampled(to.get(), from.get(), 0, away, 10, 10, 0, 0, 10, 10), 0);
+        EXPECT_EQ(to->has_alpha, before);
+    }
+}
