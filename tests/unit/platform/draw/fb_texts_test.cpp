@@ -131,6 +131,38 @@ TEST_F(fb_texts, outside_a_small_copy_stay)
     EXPECT_EQ(listed(screen), "stays@0,0 ");
 }
 
+/* A text of 40 x 12 in quarters: what hides a corner leaves no rectangle. */
+TEST_F(fb_texts, go_when_two_halves_are_covered_and_stay_when_a_corner_is)
+{
+    struct part {
+        int x, y, w, h;
+    };
+    const auto cover = [&](const part &at) {
+        fb_copy(screen.get(), one.get(), 20 + at.x, 20 + at.y, at.w, at.h, 0, 0);
+    };
+    const part left = {0, 0, 20, 12}, right = {20, 0, 20, 12}, upper = {0, 0, 40, 6},
+               lower = {0, 6, 40, 6};
+    const std::pair<part, part> halves[] = {
+        {left, right}, {right, left}, {upper, lower}, {lower, upper}};
+    for (const auto &[first, second] : halves) {
+        note(screen, "text", 20, 20);
+        cover(first);
+        EXPECT_EQ(listed(screen), "text@20,20 ");
+        cover(second);
+        EXPECT_EQ(listed(screen), "");
+    }
+    for (const part &corner : {part{0, 0, 20, 6}, {20, 0, 20, 6}, {0, 6, 20, 6}, {20, 6, 20, 6}})
+        for (const part &half : {left, right, upper, lower}) {
+            if (half.x == corner.x && half.y == corner.y)
+                continue; /* which covers the corner as well */
+            note(screen, "text", 20, 20);
+            cover(corner);
+            cover(half);
+            EXPECT_EQ(listed(screen), "text@20,20 ");
+            fb_clear(screen.get(), 0);
+        }
+}
+
 TEST_F(fb_texts, do_not_pile_up_while_two_screens_slide)
 {
     note(one, "one", 0, 0, 100);
