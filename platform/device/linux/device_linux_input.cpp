@@ -240,9 +240,10 @@ static void open_source(const char *name)
 {
     char path[300];
     const char *rest = nullptr;
-    const int32_t number = strncmp(name, "event", 5) == 0 ? str_to_int32(name + 5, &rest) : -1;
-    if (number < 0 || *rest || is_open(number) ||
-        !str_format(path, "%s/%s", linux_input_folder, name))
+    if (strncmp(name, "event", 5) != 0 || name[5] < '0' || name[5] > '9')
+        return;
+    const int32_t number = str_to_int32(name + 5, &rest);
+    if (*rest || is_open(number) || !str_format(path, "%s/%s", linux_input_folder, name))
         return;
     const int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0)

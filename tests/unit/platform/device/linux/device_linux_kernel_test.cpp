@@ -1,0 +1,332 @@
+/* The bare device and what the kernel says: panels, consoles, the axes of event devices. */
+#include "unit/platform/device/linux/device_linux_kernel.h"
+
+#include "platform/base/device.h"
+#include "platform/device/linux/device_linux.h"
+#include "platform/draw/fb.h"
+#include "platform/input/key.h"
+#include "support/scratch.h"
+
+#include <functional>
+#include <gtest/gtest.h>
+#include <string>
+
+/* ---- The panel ---- */
+
+static kernel_panel good_panel()
+{
+    kernel_panel made = {};
+    made.shape.xres = 4;
+    made.shape.yres = 3;
+    made.shape.bits_per_pixel = 32;
+    made.shape.red = {.offset = 16, .length = 8, .msb_right = 0};
+    made.shape.green = {.offset = 8, .length = 8, .msb_right = 0};
+    made.shape.blue = {.offset = 0, .length = 8, .msb_right = 0};
+    made.shape.transp = {.offset = 24, .length = 8, .msb_right = 0};
+    made.memory.line_length = 16;
+    made.memory.visual = FB_VISUAL_TRUECOLOR;
+    return made;
+}
+
+struct linux_screen : testing::Test {
+    void SetUp() override
+    {
+        test_panel = good_panel();
+        test_console = {};
+    }
+    void TearDown() override { EXPECT_EQ(linux_screen_close(), 0); }
+
+    /* What it said while it opened; it must have failed and left nothing open. */
+    static std::string refusal()
+    {
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(linux_screen_open(4, 3), -1);
+        EXPECT_TRUE(test_panel.fd < 0 || fcntl(test_panel.fd, F_GETFD) < 0) << "left open";
+        test_panel.fd = -1;
+        EXPECT_TRUE(test_console.modes.empty()) << "the console is still the user's";
+        const fb_surface frame = {};
+        EXPECT_EQ(linux_screen_show(&frame), -1);
+        EXPECT_EQ(linux_screen_power(1), -1);
+        return testing::internal::GetCapturedStderr();
+    }
+    static std::string refusal_of(const std::function<void(kernel_panel *)> &change)
+    {
+        test_panel = good_panel();
+        change(&test_panel);
+        return refusal();
+    }
+    static uint32_t pixel(size_t x, size_t y)
+    {
+        uint32_t value = 0;
+        EXPECT_EQ(pread(test_panel.fd, &value, 4,
+                        static_cast<off_t>(y * test_panel.memory.line_length + x * 4)),
+                  4);
+        return value;
+    }
+};
+
+TEST_F(linux_screen, shows_frames_and_leaves_it_black)
+{
+    ASSERT_EQ(linux_screen_open(4, 3), 0);
+    fb_surface *frame = fb_create(4, 3);
+    ASSERT_NE(frame, nullptr);
+    fb_clear(frame, 0xF800);
+    EXPECT_EQ(linux_screen_show(frame), 0);
+    fb_free(frame);
+    EXPECT_EQ(pixel(0, 0), 0xFFFF0000u) << "nothing below shines through";
+    EXPECT_EQ(pixel(3, 2), 0xFFFF0000u);
+    EXPECT_EQ(linux_screen_power(0), 0);
+    EXPECT_EQ(linux_screen_power(1), 0);
+    EXPECT_EQ(test_panel.blanks, (std::vector<uint64_t>{FB_BLANK_POWERDOWN, FB_BLANK_UNBLANK}));
+    const int kept = dup(test_panel.fd);
+    EXPECT_EQ(linux_screen_close(), 0);
+    test_panel.fd = kept;
+    EXPECT_EQ(pixel(0, 0), 0u);
+    EXPECT_EQ(pixel(3, 2), 0u);
+    close(kept);
+}
+
+TEST_F(linux_screen, says_why_a_panel_cannot_be_used)
+{
+    EXPECT_EQ(refusal_of([](kernel_panel *it) { it->open_error = EACCES; }),
+              "cannot use /dev/fb0: Permission denied\n");
+    EXPECT_EQ(refusal_of([](kernel_panel *it) { it->shape_error = ENODEV; }),
+              "cannot use /dev/fb0: No such device\n");
+    EXPECT_EQ(refusal_of([](kernel_panel *it) { it->memory_error = ENODEV; }),
+              "cannot use /dev/fb0: No such device\n");
+    EXPECT_EQ(refusal_of([](kernel_panel *it) { it->opens_empty = true; }),
+              "cannot use /dev/fb0: Permission denied\n");
+}
+
+TEST_F(linux_screen, a_panel_of_another_kind_is_not_used)
+{
+    const std::string unknown = "cannot use /dev/fb0: Operation not supported\n";
+    for (const uint32_t bits : {0u, 1u, 4u, 7u, 33u, 64u})
+        EXPECT_EQ(refusal_of([=](kernel_panel *it) { it->shape.bits_per_pixel = bits; }), unknown)
+            << bits;
+    EXPECT_EQ(refusal_of([](kernel_panel *it) { it->shape.xres = 0; }), unknown);
+    EXPECT_EQ(refusal_of([](kernel_panel *it) { it->shape.yres = 0; }), unknown);
+    EXPECT_EQ(refusal_of([](kernel_panel *it) { it->memory.line_length = 15; }), unknown);
+}
+
+TEST_F(linux_screen, the_smallest_panel_is_one_pixel)
+{
+    for (const uint32_t bits : {8u, 9u, 16u, 32u}) {
+        test_panel = good_panel();
+        test_panel.shape.xres = test_panel.shape.yres = 1;
+        test_panel.shape.bits_per_pixel = bits;
+        test_panel.memory.line_length = (bits + 7) / 8;
+        EXPECT_EQ(linux_screen_open(1, 1), 0) << bits;
+        EXPECT_EQ(linux_screen_close(), 0);
+        EXPECT_TRUE(test_panel.red.empty()) << "true colours have no palette";
+    }
+}
+
+TEST_F(linux_screen, numbers_of_colours_get_their_colours)
+{
+    test_panel.shape.bits_per_pixel = 8;
+    test_panel.memory.visual = FB_VISUAL_PSEUDOCOLOR;
+    ASSERT_EQ(linux_screen_open(4, 3), 0);
+    ASSERT_EQ(test_panel.red.size(), 256u);
+    const auto expect = [](size_t at, uint16_t red, uint16_t green, uint16_t blue) {
+        EXPECT_EQ(test_panel.red[at], red) << at;
+        EXPECT_EQ(test_panel.green[at], green) << at;
+        EXPECT_EQ(test_panel.blue[at], blue) << at;
+    };
+    expect(0x00, 0, 0, 0);
+    expect(0xE0, 65535, 0, 0);
+    expect(0x1C, 0, 65535, 0);
+    expect(0x03, 0, 0, 65535);
+    expect(0xFF, 65535, 65535, 65535);
+    fb_surface *frame = fb_create(4, 3);
+    ASSERT_NE(frame, nullptr);
+    fb_clear(frame, 0xFFE0);
+    EXPECT_EQ(linux_screen_show(frame), 0);
+    fb_free(frame);
+    EXPECT_EQ(pixel(0, 0), 0xFCFCFCFCu) << "red and green, four pixels of them";
+}
+
+TEST_F(linux_screen, keeps_the_console_from_drawing_meanwhile)
+{
+    test_console.is_there = true;
+    ASSERT_EQ(linux_screen_open(4, 3), 0);
+    EXPECT_EQ(test_console.modes, std::vector<uint64_t>{KD_GRAPHICS});
+    EXPECT_GE(fcntl(test_console.fd, F_GETFD), 0);
+    EXPECT_EQ(linux_screen_close(), 0);
+    EXPECT_EQ(test_console.modes, (std::vector<uint64_t>{KD_GRAPHICS, KD_TEXT}));
+    EXPECT_LT(fcntl(test_console.fd, F_GETFD), 0);
+}
+
+TEST_F(linux_screen, a_console_that_has_no_modes_is_left_alone)
+{
+    test_console.is_there = true;
+    test_console.mode_error = ENOTTY;
+    ASSERT_EQ(linux_screen_open(4, 3), 0);
+    EXPECT_LT(fcntl(test_console.fd, F_GETFD), 0);
+    EXPECT_EQ(linux_screen_close(), 0);
+    EXPECT_EQ(test_console.modes, std::vector<uint64_t>{KD_GRAPHICS});
+}
+
+/* ---- The axes ---- */
+
+struct linux_axes_said : testing::Test {
+    void SetUp() override
+    {
+        test_pad = {};
+        test_pad.fd = static_cast<int>(syscall(SYS_memfd_create, "pad", 0));
+        ASSERT_GE(test_pad.fd, 0);
+    }
+    void TearDown() override
+    {
+        close(test_pad.fd);
+        test_pad.fd = -1;
+    }
+    static void axis(unsigned number, int32_t least, int32_t most, int32_t now = 0)
+    {
+        test_pad.axes.push_back(number);
+        test_pad.ranges[number].minimum = least;
+        test_pad.ranges[number].maximum = most;
+        test_pad.ranges[number].value = now;
+    }
+    static linux_axes asked() { return linux_axes_of(test_pad.fd); }
+    static bool has_panel(const linux_axes &all)
+    {
+        return all.panel.x.least != all.panel.x.most || all.panel.y.least != all.panel.y.most;
+    }
+};
+
+TEST_F(linux_axes_said, a_touch_panel_has_the_kernel_s_ranges_and_its_place_now)
+{
+    axis(ABS_MT_POSITION_X, 10, 500, 33);
+    axis(ABS_MT_POSITION_Y, 700, 20, 44);
+    const linux_axes all = asked();
+    EXPECT_EQ(all.panel.x.least, 10);
+    EXPECT_EQ(all.panel.x.most, 500);
+    EXPECT_EQ(all.panel.y.least, 700);
+    EXPECT_EQ(all.panel.y.most, 20);
+    EXPECT_EQ(all.panel.x_now, 33);
+    EXPECT_EQ(all.panel.y_now, 44);
+    EXPECT_FALSE(all.panel.by_button);
+}
+
+TEST_F(linux_axes_said, one_axis_is_no_panel)
+{
+    axis(ABS_MT_POSITION_X, 0, 500);
+    EXPECT_FALSE(has_panel(asked()));
+    test_pad.axes = {ABS_MT_POSITION_Y};
+    EXPECT_FALSE(has_panel(asked()));
+    test_pad.keys = {BTN_TOUCH};
+    axis(ABS_X, 0, 500);
+    EXPECT_FALSE(has_panel(asked()));
+    test_pad.axes = {ABS_Y};
+    EXPECT_FALSE(has_panel(asked()));
+}
+
+TEST_F(linux_axes_said, what_touches_or_clicks_is_a_panel_and_a_stick_is_none)
+{
+    axis(ABS_X, 0, 500);
+    axis(ABS_Y, 0, 400);
+    EXPECT_FALSE(has_panel(asked()));
+    test_pad.keys = {BTN_SOUTH};
+    EXPECT_FALSE(has_panel(asked()));
+    test_pad.keys = {BTN_TOUCH};
+    EXPECT_TRUE(has_panel(asked()));
+    EXPECT_FALSE(asked().panel.by_button);
+    test_pad.keys = {BTN_LEFT};
+    EXPECT_TRUE(has_panel(asked()));
+    EXPECT_TRUE(asked().panel.by_button);
+    test_pad.keys = {BTN_LEFT, BTN_TOUCH};
+    EXPECT_FALSE(asked().panel.by_button);
+}
+
+TEST_F(linux_axes_said, what_the_kernel_does_not_say_is_not_there)
+{
+    axis(ABS_MT_POSITION_X, 0, 500);
+    axis(ABS_MT_POSITION_Y, 0, 500);
+    test_pad.keys = {BTN_SOUTH};
+    axis(ABS_BRAKE, 0, 255);
+    axis(ABS_GAS, 0, 255);
+    ASSERT_TRUE(has_panel(asked()));
+    for (int *error : {&test_pad.keys_error, &test_pad.axes_error, &test_pad.range_error}) {
+        *error = EINVAL;
+        const linux_axes all = asked();
+        *error = 0;
+        EXPECT_FALSE(has_panel(all));
+        for (const linux_trigger &trigger : all.triggers)
+            EXPECT_EQ(trigger.range.least, trigger.range.most);
+    }
+}
+
+TEST_F(linux_axes_said, a_trigger_needs_a_range)
+{
+    test_pad.keys = {BTN_SOUTH};
+    axis(ABS_BRAKE, 0, 1);
+    axis(ABS_GAS, 7, 7);
+    linux_axes all = asked();
+    EXPECT_EQ(all.triggers[0].axis, ABS_BRAKE);
+    EXPECT_EQ(all.triggers[0].range.most, 1);
+    EXPECT_EQ(all.triggers[1].axis, 0) << "no axis at all";
+    EXPECT_EQ(all.triggers[1].range.least, all.triggers[1].range.most);
+    test_pad.ranges[ABS_GAS].maximum = 6;
+    all = asked();
+    EXPECT_EQ(all.triggers[1].range.least, all.triggers[1].range.most) << "backwards";
+}
+
+/* ---- The folder of the event devices ---- */
+
+static size_t open_files()
+{
+    size_t count = 0;
+    for (int fd = 0; fd < 256; fd++)
+        count += fcntl(fd, F_GETFD) >= 0;
+    return count;
+}
+
+TEST(linux_input_folder, that_cannot_be_watched_is_no_reason_not_to_start)
+{
+    const scratch here;
+    const char *kept = linux_input_folder;
+    device_current = &device_linux;
+    ASSERT_EQ(key_open(), 0); /* what is never closed is open now */
+    key_close();
+    linux_input_folder = "gone";
+    const size_t before = open_files();
+    EXPECT_EQ(key_open(), 0);
+    EXPECT_EQ(open_files(), before) << "nothing is watched";
+    key_report keys;
+    key_check(&keys);
+    EXPECT_EQ(keys.held, 0u);
+    key_close();
+    EXPECT_EQ(open_files(), before);
+    ASSERT_EQ(mkdir("there", 0755), 0);
+    linux_input_folder = "there";
+    EXPECT_EQ(key_open(), 0);
+    EXPECT_EQ(open_files(), before + 1) << "the watch";
+    key_close();
+    EXPECT_EQ(open_files(), before);
+    linux_input_folder = kept;
+}
+
+TEST(linux_input_folder, only_numbered_event_devices_are_read)
+{
+    const scratch here;
+    const char *kept = linux_input_folder;
+    device_current = &device_linux;
+    ASSERT_EQ(key_open(), 0);
+    key_close();
+    linux_input_folder = here.path.c_str();
+    for (const char *name :
+         {"event", "eventX", "event:1", "event1x", "event-1", "mouse0", "xevent2"})
+        ASSERT_EQ(mkfifo(name, 0600), 0);
+    const size_t before = open_files();
+    EXPECT_EQ(key_open(), 0);
+    EXPECT_EQ(open_files(), before + 1) << "the watch";
+    key_close();
+    for (const char *name : {"event0", "event12"})
+        ASSERT_EQ(mkfifo(name, 0600), 0);
+    EXPECT_EQ(key_open(), 0);
+    EXPECT_EQ(open_files(), before + 3);
+    key_close();
+    EXPECT_EQ(open_files(), before);
+    linux_input_folder = kept;
+}
