@@ -7,7 +7,7 @@ import re
 
 EQUALS = "tools/mutants.txt"
 
-fault = collections.namedtuple("fault", "path line kind before after text")
+fault = collections.namedtuple("fault", "path line kind above before after text")
 
 
 def swap(pattern, replacement):
@@ -50,8 +50,9 @@ KINDS = {
 
 
 def is_code(line):
+    """Whether the release build has it; `assert` is empty there."""
     stripped = line.strip()
-    return stripped and not stripped.startswith(("/*", "*", "//", "#", "static_assert"))
+    return stripped and not stripped.startswith(("/*", "*", "//", "#", "static_assert", "assert("))
 
 
 def faults_of(path):
@@ -64,7 +65,8 @@ def faults_of(path):
         for kind, make in KINDS.items():
             for after in make(code):
                 changed = "\n".join([*lines[:index], after, *lines[index + 1:]])
-                yield fault(path, index + 1, kind, code.strip(), after.strip(), changed)
+                above = lines[index - 1].strip() if index else ""
+                yield fault(path, index + 1, kind, above, code.strip(), after.strip(), changed)
 
 
 def faults_in(folder, name_part, wanted_kind):
@@ -86,15 +88,22 @@ def in_order(faults, seed, is_sample):
 
 
 def equals():
-    """(path, before, after) of the faults that change nothing that anybody could see."""
-    found, path, before = set(), "", ""
+    """(path, line above or None, before, after) of faults that change nothing that anybody could see."""
+    found, path, above, before = set(), "", None, ""
     with open(EQUALS, encoding="utf-8") as lines:
         for line in lines:
             mark, text = line[:2], line[2:].strip()
-            if mark == "- ":
+            if mark == "< ":
+                above = text
+            elif mark == "- ":
                 before = text
             elif mark == "+ ":
-                found.add((path, before, text))
+                found.add((path, above, before, text))
+                above = None
             elif mark.strip() and not line.startswith("#"):
                 path = line.strip()
     return found
+
+
+def is_equal(one, known):
+    return any((one.path, above, one.before, one.after) in known for above in (None, one.above))
