@@ -145,6 +145,19 @@ TEST(web_picture, plain_colour_is_packed)
     EXPECT_LT(length, 2000u);
 }
 
+/* A byte before each stretch of different pixels, and before each pixel that repeats itself. */
+TEST(web_picture, stretches_of_one_colour_and_of_many_take_what_they_must)
+{
+    frame now = black();
+    for (uint16_t y = 0; y < web_tile; y++)
+        for (uint16_t x = 0; x < web_tile; x++)
+            now[static_cast<size_t>(y * device_width + x)] = y == 0 ? x + 1 : 99;
+    size_t length = 0;
+    EXPECT_EQ(after(black(), now, &length), now);
+    const size_t many = 1 + 2 * web_tile, one = 3;
+    EXPECT_EQ(length, web_picture_head + web_rect_head + many + 2 * one) << "129 and 111 of a kind";
+}
+
 TEST(web_picture, frames_of_all_kinds_arrive_as_they_were)
 {
     std::mt19937 random(4);
