@@ -115,6 +115,26 @@ TEST(fb_trace, a_drawing_that_differs_from_its_notes_is_found)
     }
 }
 
+/* What a longer picture left behind the notes of a shorter one is not compared. */
+TEST(fb_trace, a_picture_of_fewer_drawings_equals_its_notes)
+{
+    const surface_owner surface(fb_create(20, 20));
+    const trace_owner owner;
+    const picture pictures[] = {{{{{1, 1, 5, 5}, 7}, {{9, 9, 5, 5}, 1}}},
+                                {{{{1, 1, 5, 5}, 7}, {{9, 9, 5, 5}, 2}}},
+                                {{{{1, 1, 5, 5}, 7}}}};
+    for (const picture &at : pictures) {
+        const uint32_t before = surface->content;
+        fb_trace_begin(surface.get(), owner.trace);
+        at.paint(surface.get());
+        fb_trace_draw(surface.get());
+        at.paint(surface.get());
+        EXPECT_TRUE(fb_trace_end(surface.get()));
+        const fb_changes changes = fb_trace_changes(owner.trace, before);
+        fb_mark(surface.get(), owner.trace, before, &changes);
+    }
+}
+
 /* Random pictures that follow each other: only what is told is drawn anew and copied, and the outcome is
  * that of drawing everything. */
 TEST(fb_trace, no_pixel_is_missed)
