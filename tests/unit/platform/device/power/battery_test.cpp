@@ -47,6 +47,8 @@ TEST_F(battery, reads_the_capacity)
     EXPECT_EQ(level(), 57);
     put("BAT0", "capacity", "104\n");
     EXPECT_EQ(level(), 100);
+    put("BAT0", "capacity", "0\n");
+    EXPECT_EQ(level(), 0) << "empty, not unknown";
 }
 
 TEST_F(battery, reads_what_is_left_of_a_full_charge)
