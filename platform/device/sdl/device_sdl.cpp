@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <iterator>
 
 constexpr char window_title[] = "Zerv Player";
 constexpr int32_t scale_most = 4;
@@ -195,6 +196,38 @@ static int update(const fb_surface *frame, const fb_rect &part)
     return SDL_UpdateTexture(texture, &to, from, frame->stride * 2);
 }
 
+/* Where a part of the picture is in the window. */
+static SDL_Rect in_window(const SDL_Rect &part)
+{
+    SDL_Rect to = {};
+    int right = 0, bottom = 0;
+    SDL_RenderLogicalToWindow(renderer, static_cast<float>(part.x), static_cast<float>(part.y),
+                              &to.x, &to.y);
+    SDL_RenderLogicalToWindow(renderer, static_cast<float>(part.x + part.w),
+                              static_cast<float>(part.y + part.h), &right, &bottom);
+    to.w = right - to.x;
+    to.h = bottom - to.y;
+    return to;
+}
+
+/* Presenting takes the whole window to the window system, a hundred times what changes in a second.
+ * The software renderer draws on the window's surface, of which parts can be taken. */
+static int present_parts(const fb_changes &changes)
+{
+    SDL_Rect parts[std::size(changes.rects)];
+    int result = 0;
+    for (uint32_t i = 0; i < changes.count; i++) {
+        const fb_rect &each = changes.rects[i];
+        const SDL_Rect part = {each.x, each.y, each.w, each.h};
+        result |= SDL_RenderCopy(renderer, texture, &part, &part);
+        parts[i] = in_window(part);
+    }
+    result |= SDL_RenderFlush(renderer);
+    if (changes.count > 0 && result == 0)
+        result = SDL_UpdateWindowSurfaceRects(window, parts, static_cast<int>(changes.count));
+    return result == 0 ? 0 : present(); /* a window of another size has another surface */
+}
+
 static int sdl_screen_show(const fb_surface *frame)
 {
     const fb_changes &changes = frame->changes;
@@ -203,7 +236,9 @@ static int sdl_screen_show(const fb_surface *frame)
         result = update(frame, {0, 0, frame->width, frame->height});
     for (uint32_t i = 0; texture && changes.partial && i < changes.count; i++)
         result |= update(frame, changes.rects[i]);
-    return result == 0 ? present() : -1;
+    if (result != 0)
+        return -1;
+    return changes.partial && lit ? present_parts(changes) : present();
 }
 
 static int sdl_screen_power(int on)
