@@ -265,11 +265,48 @@ TEST_F(linux_axes_said, a_trigger_needs_a_range)
     linux_axes all = asked();
     EXPECT_EQ(all.triggers[0].axis, ABS_BRAKE);
     EXPECT_EQ(all.triggers[0].range.most, 1);
-    EXPECT_EQ(all.triggers[1].axis, 0) << "no axis at all";
     EXPECT_EQ(all.triggers[1].range.least, all.triggers[1].range.most);
     test_pad.ranges[ABS_GAS].maximum = 6;
     all = asked();
     EXPECT_EQ(all.triggers[1].range.least, all.triggers[1].range.most) << "backwards";
+}
+
+TEST_F(linux_axes_said, triggers_come_in_pairs)
+{
+    test_pad.keys = {BTN_SOUTH};
+    for (const auto &[one, other] : {std::pair(ABS_BRAKE, ABS_GAS), {ABS_HAT2Y, ABS_HAT2X}}) {
+        test_pad.axes.clear();
+        axis(static_cast<unsigned>(one), 0, 255);
+        EXPECT_EQ(asked().triggers[0].range.most, 0);
+        test_pad.axes.clear();
+        axis(static_cast<unsigned>(other), 0, 255);
+        EXPECT_EQ(asked().triggers[1].range.most, 0);
+        axis(static_cast<unsigned>(one), 0, 255);
+        EXPECT_EQ(asked().triggers[0].range.most, 255);
+        EXPECT_EQ(asked().triggers[1].range.most, 255);
+    }
+}
+
+TEST_F(linux_axes_said, a_second_stick_needs_both_its_axes_elsewhere)
+{
+    test_pad.keys = {BTN_SOUTH};
+    axis(ABS_Z, 0, 255);
+    axis(ABS_RZ, 0, 255);
+    axis(ABS_RX, 0, 255);
+    EXPECT_EQ(asked().triggers[0].range.most, 0);
+    test_pad.axes.back() = ABS_RY;
+    EXPECT_EQ(asked().triggers[0].range.most, 0);
+    axis(ABS_RX, 0, 255);
+    EXPECT_EQ(asked().triggers[0].range.most, 255);
+}
+
+TEST_F(linux_axes_said, a_trigger_presses_past_its_middle_and_lets_go_further_up)
+{
+    const linux_trigger of_eight = {ABS_GAS, {100, 108}};
+    EXPECT_FALSE(linux_trigger_is_down(&of_eight, 104, false));
+    EXPECT_TRUE(linux_trigger_is_down(&of_eight, 105, false));
+    EXPECT_TRUE(linux_trigger_is_down(&of_eight, 104, true));
+    EXPECT_FALSE(linux_trigger_is_down(&of_eight, 103, true));
 }
 
 /* ---- The folder of the event devices ---- */
