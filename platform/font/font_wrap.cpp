@@ -40,14 +40,13 @@ static bool breaks_before(const char *at)
 static void find_places(wrapping *it)
 {
     const size_t length = strlen(it->text);
-    for (size_t at = 1; at < length; at++) {
+    for (size_t at = strspn(it->text, " ") + 1; at < length; at++) {
         if (it->text[at] == ' ') {
             const size_t next = at + strspn(it->text + at, " ");
             if (next < length)
                 it->places[it->count++] = {at, next};
-            at = next - 1;
-        } else if (!is_tail(it->text[at]) && breaks_before(it->text + at) &&
-                   it->text[at - 1] != ' ') {
+            at = next; /* is no place by itself */
+        } else if (!is_tail(it->text[at]) && breaks_before(it->text + at)) {
             it->places[it->count++] = {at, at};
         }
     }

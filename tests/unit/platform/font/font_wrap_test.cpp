@@ -45,6 +45,26 @@ TEST_F(font_wrap_lines, a_long_text_is_parted_in_its_middle)
               two("风从海上来带着你", "的名字去远方的海", 20));
 }
 
+TEST_F(font_wrap_lines, scripts_without_blanks_break_from_their_first_character_to_their_last)
+{
+    const std::string word = "wwwwwwwwww";
+    const auto breaks_before = [&](const std::string &character) {
+        const std::string text = word + character + word;
+        return picture(text, 40, fb_align_two_lines) != picture(text, 40, 0);
+    };
+    for (const char *first : {"\u3041", "\u9FFF", "\uF900", "\uFAFF", "\U00020000"})
+        EXPECT_TRUE(breaks_before(first)) << first;
+    for (const char *other : {"\u3040", "\uA000", "\uF8FF", "\uFB00", "\U0001FFFF", "\u30FC"})
+        EXPECT_FALSE(breaks_before(other)) << other;
+}
+
+TEST_F(font_wrap_lines, blanks_at_either_end_are_no_place)
+{
+    const std::string word = "wwwwwwwww", blanks(40, ' ');
+    for (const std::string &text : {word + blanks, "  " + word + word, "  \u98CE" + word + word})
+        EXPECT_EQ(picture(text, 40, fb_align_two_lines), picture(text, 40, 0)) << text;
+}
+
 TEST_F(font_wrap_lines, both_lines_stand_in_the_box_as_it_says)
 {
     const std::string text = "and the long road bends to the sea", first = "and the long road",
