@@ -4,8 +4,8 @@
 #include "platform/sound/sound_device.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
-#include <cmath>
 
 constexpr int32_t gain_one = 65536;        /* leaves a sample as it is */
 constexpr int32_t gain_slide_frames = 256; /* a change from one end to the other takes 6 ms */
@@ -21,11 +21,28 @@ static constinit std::atomic<int32_t> gain_left{gain_one}, gain_right{gain_one};
 static constinit sound_gain gain_now = {gain_one, gain_one};
 static constinit bool gain_settled = false; /* false: nothing was heard just before */
 
-/* Twice the number sounds twice as loud: loudness doubles every 10 dB. */
-static int32_t volume_gain(int32_t volume)
+/* Twice the number sounds twice as loud: loudness doubles every 10 dB, which is the power of 5/3.
+ * The cube of a gain is the fifth power of its volume. */
+static consteval int32_t gain_of_volume(int32_t volume)
 {
-    return static_cast<int32_t>(lround(gain_one * pow(volume / 100.0, 5.0 / 3.0)));
+    const double part = volume / 100.0, cube = part * part * part * part * part;
+    double root = 1;
+    for (int i = 0; i < 60; i++) /* many more steps of Newton's than it takes */
+        root -= (root * root * root - cube) / (3 * root * root);
+    const auto gain = static_cast<int32_t>(gain_one * root);
+    return gain_one * root - gain < 0.5 ? gain : gain + 1;
 }
+
+static consteval std::array<int32_t, 101> gains_of_volumes()
+{
+    std::array<int32_t, 101> gains = {};
+    for (int32_t volume = 1; volume <= 100; volume++)
+        gains[static_cast<size_t>(volume)] = gain_of_volume(volume);
+    return gains;
+}
+
+/* Made by the compiler: some machines count in integers only. */
+static constexpr std::array<int32_t, 101> volume_gains = gains_of_volumes();
 
 static int32_t slide(int32_t from, int32_t to)
 {
@@ -150,7 +167,7 @@ int sound_set_volume(int32_t *left, int32_t *right)
     const int32_t wanted_right = std::clamp(*right, 0, 100);
     volume_left = *left = wanted_left;
     volume_right = *right = wanted_right;
-    gain_left = volume_gain(wanted_left);
-    gain_right = volume_gain(wanted_right);
+    gain_left = volume_gains[static_cast<size_t>(wanted_left)];
+    gain_right = volume_gains[static_cast<size_t>(wanted_right)];
     return 0;
 }
