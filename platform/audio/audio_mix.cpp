@@ -3,20 +3,22 @@
 
 #include <algorithm>
 #include <cassert>
-#include <cmath>
 #include <cstring>
 
 constexpr int gain_bits = 15;
-constexpr double minus_3_db = 0.70710678;
+/* Shares are counted in this: full volume. */
+constexpr int64_t whole = 100000000;
+constexpr int64_t minus_3_db = 70710678;
+constexpr int64_t half = whole / 2;
 
 struct place_gain {
     char place;
-    double left, right;
+    int64_t left, right; /* of `whole` */
 };
 
 static constexpr place_gain gains[] = {
-    {'M', 1, 1},          {'L', 1, 0},          {'R', 0, 1},     {'C', minus_3_db, minus_3_db},
-    {'l', minus_3_db, 0}, {'r', 0, minus_3_db}, {'B', 0.5, 0.5}, {'F', 0, 0},
+    {'M', whole, whole},  {'L', whole, 0},      {'R', 0, whole},   {'C', minus_3_db, minus_3_db},
+    {'l', minus_3_db, 0}, {'r', 0, minus_3_db}, {'B', half, half}, {'F', 0, 0},
 };
 
 constinit const char *const audio_layouts_flac[audio_max_channels + 1] = {
@@ -32,19 +34,24 @@ static const place_gain *gain_of(char place)
     return &gains[0];
 }
 
+static int32_t part_of(int64_t gain, int64_t all)
+{
+    return static_cast<int32_t>(((gain << (gain_bits + 1)) + all) / (2 * all));
+}
+
 audio_mix audio_mix_for(const char *layout)
 {
     audio_mix mix = {};
     mix.channels = static_cast<int>(std::min<size_t>(strlen(layout), audio_max_channels));
-    double left = 0, right = 0;
+    int64_t left = 0, right = 0;
     for (int i = 0; i < mix.channels; i++) {
         left += gain_of(layout[i])->left;
         right += gain_of(layout[i])->right;
     }
-    const double scale = (1 << gain_bits) / std::max({left, right, 1.0});
+    const int64_t all = std::max({left, right, whole});
     for (int i = 0; i < mix.channels; i++) {
-        mix.left[i] = static_cast<int32_t>(lround(gain_of(layout[i])->left * scale));
-        mix.right[i] = static_cast<int32_t>(lround(gain_of(layout[i])->right * scale));
+        mix.left[i] = part_of(gain_of(layout[i])->left, all);
+        mix.right[i] = part_of(gain_of(layout[i])->right, all);
     }
     return mix;
 }
