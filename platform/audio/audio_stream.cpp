@@ -2,8 +2,7 @@
 #include "platform/audio/audio_stream.h"
 
 #include "platform/audio/audio_mix.h"
-#include "platform/audio/audio_soxr.h"
-#include "platform/audio/audio_spare.h"
+#include "platform/audio/audio_resample.h"
 #include "platform/audio/audio_tags.h"
 #include "platform/sound/sound.h"
 
@@ -31,8 +30,7 @@ struct stream_state {
     audio_block block;      /* what is left of the last piece */
     const char *mix_layout; /* what `mix` was made for */
     audio_mix mix;
-    const audio_soxr *soxr; /* set once there is a resampler */
-    soxr_t resampler;       /* null while the rates agree */
+    audio_resampler *resampler; /* null while the rates agree */
     uint32_t resampler_rate;
     bool draining;                /* the resampler gets nothing more: its end is due */
     stream_end end;               /* the source has ended */
@@ -72,8 +70,7 @@ audio_stream *audio_stream_new(const audio_source *source, void *source_state, u
 
 static void stop_resampler(stream_state *state)
 {
-    if (state->resampler)
-        state->soxr->remove(state->resampler);
+    audio_resampler_free(state->resampler);
     state->resampler = nullptr;
     state->draining = false;
     state->work_at = state->work_count = 0;
@@ -157,9 +154,9 @@ static uint32_t resample(stream_state *state, int16_t *to, uint32_t frames)
         if (ready == 0 && !state->draining)
             return 0;
         size_t used = 0, made = 0;
-        const void *from = ready ? state->work + 2 * state->work_at : nullptr;
-        if (state->soxr->process(state->resampler, from, ready, &used, state->resampled, frames,
-                                 &made))
+        const int32_t *from = ready ? state->work + 2 * state->work_at : nullptr;
+        if (audio_resampler_run(state->resampler, from, ready, &used, state->resampled, frames,
+                                &made))
             return 0;
         state->work_at += static_cast<uint32_t>(used);
         if (made > 0) {
@@ -173,21 +170,11 @@ static uint32_t resample(stream_state *state, int16_t *to, uint32_t frames)
 
 static int start_resampler(stream_state *state)
 {
-    state->soxr = audio_has_spare() ? audio_soxr_get() : nullptr;
-    if (!state->soxr)
-        return -1;
-    const soxr_io_spec_t io = state->soxr->io_spec(SOXR_INT32_I, SOXR_INT32_I);
-    const soxr_quality_spec_t quality = state->soxr->quality_spec(SOXR_HQ, 0);
-    soxr_error_t error = nullptr;
-    state->resampler =
-        state->soxr->create(state->block.rate, sound_rate, 2, &error, &io, &quality, nullptr);
+    state->resampler = audio_resampler_new(state->block.rate, sound_rate);
     state->resampler_rate = state->block.rate;
     state->work_at = state->work_count = 0;
     state->draining = false;
-    if (!error)
-        return 0;
-    stop_resampler(state);
-    return -1;
+    return state->resampler ? 0 : -1;
 }
 
 /* Takes the next piece from the source. Returns the frames that went straight to the caller. */
