@@ -32,6 +32,16 @@ static mp3_state *state_of(void *user)
     return static_cast<mp3_state *>(user);
 }
 
+/* value * of / to, all positive, near enough for an estimate. */
+static int64_t proportion(int64_t value, int64_t of, int64_t to)
+{
+    while (to > INT64_MAX / std::max<int64_t>(of, 1)) {
+        value /= 2;
+        to /= 2;
+    }
+    return value / to * of + value % to * of / to;
+}
+
 /* The whole length when the index is complete, else an estimate that never lies behind it. */
 static int64_t indexed_length(const mp3_state *state)
 {
@@ -41,9 +51,7 @@ static int64_t indexed_length(const mp3_state *state)
         layout->has_info && layout->delay ? layout->delay + mp3_decoder_delay : 0;
     int64_t frames = index->frames;
     if (!index->complete && index->at > layout->first)
-        frames += static_cast<int64_t>(static_cast<double>(layout->end - index->at) *
-                                       static_cast<double>(index->frames) /
-                                       static_cast<double>(index->at - layout->first));
+        frames += proportion(layout->end - index->at, index->frames, index->at - layout->first);
     /* Frames behind those that the header counts were attached later, and play after its end. */
     if (layout->info_frames && frames >= static_cast<int64_t>(layout->info_frames))
         return state->told + (frames - layout->info_frames) * layout->header.samples;
