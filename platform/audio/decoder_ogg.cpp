@@ -1,19 +1,17 @@
-/* decoder_ogg: Ogg Vorbis through vorbisfile. */
+/* decoder_ogg: Ogg Vorbis. */
 #include "platform/audio/audio_file.h"
 #include "platform/audio/audio_mix.h"
 #include "platform/audio/audio_spare.h"
 #include "platform/audio/audio_stream.h"
 #include "platform/audio/audio_tags.h"
 #include "platform/audio/decoder.h"
+#include "platform/audio/decoder_ogg_library.h"
 #include "platform/audio/decoder_ogg_packet.h"
 #include "platform/sound/sound.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstdio>
 #include <cstdlib>
-#define OV_EXCLUDE_STATIC_CALLBACKS
-#include <vorbis/vorbisfile.h>
 
 constexpr uint32_t buffer_bytes = 8192;
 constexpr int64_t link_limit = static_cast<int64_t>(1)
@@ -98,11 +96,9 @@ static int ogg_read(void *user, audio_block *block, int16_t *direct, uint32_t fr
         to = reinterpret_cast<char *>(direct);
         room = std::min(frames * sound_frame_bytes, buffer_bytes);
     }
-    constexpr int big_endian = std::endian::native == std::endian::big;
     long n;
     do {
-        n = ov_read(&state->vorbis, to, static_cast<int>(room), big_endian, sizeof(int16_t), 1,
-                    nullptr);
+        n = ogg_library_read(&state->vorbis, to, room);
     } while (n == OV_HOLE);
     if (n <= 0)
         return n == 0 && !audio_file_failed(state->file) ? 0 : -1;
@@ -134,9 +130,9 @@ static void discard_until(ogg_state *state, int64_t sample)
         if (!info || left <= 0)
             return;
         const int64_t bytes = left * info->channels * static_cast<int64_t>(sizeof(int16_t));
-        const long n = ov_read(&state->vorbis, state->buffer,
-                               static_cast<int>(std::min<int64_t>(bytes, buffer_bytes)), 0,
-                               sizeof(int16_t), 1, nullptr);
+        const long n =
+            ogg_library_read(&state->vorbis, state->buffer,
+                             static_cast<size_t>(std::min<int64_t>(bytes, buffer_bytes)));
         if (n <= 0 && n != OV_HOLE)
             return;
     }
