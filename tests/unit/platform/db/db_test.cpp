@@ -18,7 +18,8 @@ static std::atomic<bool> sleeps_pass{false}; /* as if they were over */
 extern "C" int usleep(useconds_t us)
 {
     slept_us += us;
-    const timespec time = {.tv_sec = us / 1000000, .tv_nsec = us % 1000000 * 1000};
+    const timespec time = {.tv_sec = us / 1000000,
+                           .tv_nsec = static_cast<long>(us % 1000000 * 1000)};
     return sleeps_pass ? 0 : nanosleep(&time, nullptr);
 }
 
