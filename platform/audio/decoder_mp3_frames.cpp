@@ -16,6 +16,7 @@ constexpr int64_t search_limit = 256 << 10;       /* rubbish in front of the fir
 constexpr int run_length = 8;
 constexpr int free_format_tries = 64; /* headers whose frame size has to be searched for */
 constexpr uint32_t free_bytes_limit = 8192;
+constexpr uint32_t least_bytes = 24; /* of a frame */
 constexpr size_t part_bytes = 65536;
 constexpr uint32_t index_limit = 16384; /* places; then every other one goes */
 constexpr uint32_t first_step = 4;
@@ -73,12 +74,20 @@ static uint32_t frame_bytes(const mp3_header *header, uint32_t free_bytes)
     return header->bytes + (header->free_format ? free_bytes : 0);
 }
 
+uint32_t mp3_frame_bytes(const mp3_layout *layout, mp3_header *header, const unsigned char bytes[4])
+{
+    if (mp3_header_read(header, bytes) || !same_stream(header->word, layout->header.word))
+        return 0;
+    const uint32_t length = frame_bytes(header, layout->free_bytes);
+    return length < least_bytes ? 0 : length;
+}
+
 /* The distance to the next frame of the same kind. 0 when there is none. */
 static uint32_t find_free_bytes(audio_file *file, int64_t at, const mp3_header *first)
 {
     owner<unsigned char, free> bytes(static_cast<unsigned char *>(malloc(free_bytes_limit)));
     const size_t n = bytes ? audio_file_peek(file, at, bytes.get(), free_bytes_limit) : 0;
-    for (uint32_t i = 24; i + 4 <= n; i++) {
+    for (uint32_t i = least_bytes; i + 4 <= n; i++) {
         mp3_header header;
         if (mp3_header_read(&header, bytes.get() + i) == 0 && header.free_format &&
             same_stream(header.word, first->word))
@@ -122,7 +131,7 @@ static bool is_run(const search *in, int64_t at, const mp3_layout *layout)
         return false;
     for (int i = 0; i < run_length; i++) {
         const uint32_t size = frame_bytes(&header, layout->free_bytes);
-        if (size < 24)
+        if (size < least_bytes)
             return false;
         at += size;
         /* A short file: what is there must be frames from the very start, the last one cut at
@@ -202,8 +211,10 @@ static void read_info(audio_file *file, mp3_layout *layout)
         next += 4;
     }
     next += (flags & info_has_places ? 100 : 0) + (flags & info_has_quality ? 4 : 0);
-    if (next[0]) /* the encoder's name, and more from it */
+    if (next[0]) { /* the encoder's name, and more from it */
         layout->delay = static_cast<uint32_t>(next[21]) << 4 | next[22] >> 4;
+        layout->padding = (next[22] & 15u) << 8 | next[23];
+    }
 }
 
 int mp3_find_frames(audio_file *file, mp3_layout *layout)
@@ -266,13 +277,8 @@ static size_t walk_part(mp3_index *index, const mp3_layout *layout, const unsign
     size_t i = 0;
     while (i + 4 <= size && index->frames <= until_frame) {
         mp3_header header;
-        if (bytes[i] != 0xFF || mp3_header_read(&header, bytes + i) ||
-            !same_stream(header.word, layout->header.word)) {
-            i++;
-            continue;
-        }
-        const uint32_t length = frame_bytes(&header, layout->free_bytes);
-        if (length < 24) {
+        const uint32_t length = bytes[i] == 0xFF ? mp3_frame_bytes(layout, &header, bytes + i) : 0;
+        if (length == 0) {
             i++;
             continue;
         }

@@ -24,10 +24,14 @@ struct mp3_layout {
     uint32_t info_frames; /* sound frames, 0 when it does not tell */
     uint32_t info_bytes;  /* size of everything from that frame on, 0 when it does not tell */
     uint32_t delay;       /* samples that the encoder put in front, 0 when it does not tell */
+    uint32_t padding;     /* and behind */
 };
 
 /* -1 when these four bytes begin no frame. */
 int mp3_header_read(mp3_header *header, const unsigned char bytes[4]);
+/* Size of the frame of this stream that these four bytes begin, 0 when they begin none. */
+uint32_t mp3_frame_bytes(const mp3_layout *layout, mp3_header *header,
+                         const unsigned char bytes[4]);
 /* Reads 256 KiB behind the tags in front at most, and the last blocks of the file. -1 when no run of
  * frames begins there: a few patterns that look like some are not enough. */
 int mp3_find_frames(audio_file *file, mp3_layout *layout);
