@@ -120,13 +120,16 @@ function(zerv_host target)
   endforeach()
 endfunction()
 
-# Makes the library of one folder.
+# Makes the library of one folder, without the sources that WITHOUT_NAME lists.
 #   below    targets of the folders it may include, link and call
 #   public   headers that others may include
 function(zerv_folder folder below public)
   string(REPLACE "/" "-" target ${folder})
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/${folder}/*.cpp)
   list(REMOVE_ITEM sources ${CMAKE_SOURCE_DIR}/core/main.cpp)
+  foreach(name ${WITHOUT_${target}})
+    list(REMOVE_ITEM sources ${CMAKE_SOURCE_DIR}/${folder}/${name})
+  endforeach()
   file(GLOB headers CONFIGURE_DEPENDS RELATIVE ${CMAKE_SOURCE_DIR}/${folder}
     ${CMAKE_SOURCE_DIR}/${folder}/*.h)
   zerv_link_headers(${CMAKE_BINARY_DIR}/include/own/${target} ${folder} ${headers})
