@@ -276,3 +276,25 @@ function(zerv_maker result target file)
     set(${result} ${target} PARENT_SCOPE)
   endif()
 endfunction()
+
+# Compiles a source of the tests and puts static libraries of C with it into one object, in which their
+# names stay: the library that decodes without floating point has functions of the same names.
+# The result is the object's place.
+function(zerv_enclose result name source)
+  add_library(${name} OBJECT ${source})
+  target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR}/tests ${ZERV_WORKSHOP})
+  target_compile_options(${name} PRIVATE -O0)
+  set(archives)
+  foreach(file ${ARGN})
+    find_library(ZERV_ARCHIVE_${file} NAMES ${file} REQUIRED)
+    list(APPEND archives ${ZERV_ARCHIVE_${file}})
+  endforeach()
+  set(object ${CMAKE_BINARY_DIR}/${name}.o)
+  add_custom_command(OUTPUT ${object}
+    COMMAND ${CMAKE_CXX_COMPILER} -r -nostdlib -o ${object} $<TARGET_OBJECTS:${name}> ${archives}
+    COMMAND ${CMAKE_OBJCOPY} --wildcard --keep-global-symbol=_Z*
+      --keep-global-symbol=DW.* ${object}
+    DEPENDS ${name} $<TARGET_OBJECTS:${name}> COMMENT "" VERBATIM)
+  set_source_files_properties(${object} PROPERTIES EXTERNAL_OBJECT ON GENERATED ON)
+  set(${result} ${object} PARENT_SCOPE)
+endfunction()

@@ -3,7 +3,8 @@
 # The libraries that the player and its tests link. The desktop window stays at home.
 cross_libraries() {
     named_packages play test | grep -E '^lib.*-dev$' | grep -vE '^lib(sdl2|websockets|clang|benchmark)'
-    printf '%s\n' libc6-dev libstdc++-12-dev libatomic1
+    # What a build with ZERV_FIXED_POINT links comes along.
+    printf '%s\n' libc6-dev libstdc++-12-dev libatomic1 libmad0-dev libvorbisidec-dev
 }
 
 # Links that are absolute would point into the host.

@@ -1,10 +1,15 @@
-/* decoder_ogg_library: the library behind Ogg Vorbis. One thread a stream. */
+/* decoder_ogg_library: the library behind Ogg Vorbis: vorbisfile, or in a build without floating
+ * point its sister, whose calls have the same names. One thread a stream. */
 #pragma once
 
 #include <cstddef>
 
+#ifdef ZERV_FIXED_POINT
+#include <tremor/ivorbisfile.h>
+#else
 #define OV_EXCLUDE_STATIC_CALLBACKS
 #include <vorbis/vorbisfile.h>
+#endif
 
 /* Decodes up to `bytes` of 16-bit samples, interleaved. Returns the bytes, 0 at the end, or an
  * error of the library's; OV_HOLE is one that may be passed over. */

@@ -44,7 +44,7 @@ TEST(audio, a_stream_outlives_the_end_of_the_module)
     ASSERT_NE(stream, nullptr);
     ASSERT_EQ(audio_exit(), 0);
     int16_t buffer[512];
-    EXPECT_EQ(decoder->read(stream, buffer, sizeof buffer), static_cast<int>(sizeof buffer));
+    EXPECT_GT(decoder->read(stream, buffer, sizeof buffer), 0);
     EXPECT_EQ(decoder->close(stream), 0);
     EXPECT_EQ(decoder->close(nullptr), 0);
     EXPECT_EQ(decoder->release_info(nullptr), 0);
