@@ -1,17 +1,20 @@
 /* board: a frame buffer where the machine has none, so that what the bare Linux device costs can be
  * measured anywhere. Loaded in front of the C library:
  *
- *     LD_PRELOAD=libboard.so BOARD_PANEL=FILE ZERV_DEVICE=linux zerv-player
+ *     LD_PRELOAD=libboard.so BOARD_PANEL=FILE BOARD_INPUT=FOLDER ZERV_DEVICE=linux zerv-player
  *
- * The panel is FILE, 320 x 240 pixels of RGB565. The console is left alone. */
+ * The panel is FILE, 320 x 240 pixels of RGB565. FOLDER stands for /dev/input: a pipe event0 there is
+ * a keyboard for whoever writes the kernel's records into it. The console is left alone. */
 /* Both names of open() are wanted, not one for the other. */
 #undef _FILE_OFFSET_BITS
 #undef _TIME_BITS
 
 #include <cerrno>
 #include <cstdarg>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <linux/fb.h>
@@ -22,6 +25,7 @@ constexpr unsigned width = 320, height = 240, pixel_bytes = 2;
 
 using open_call = int (*)(const char *, int, ...);
 using ioctl_call = int (*)(int, unsigned long, ...);
+using opendir_call = DIR *(*)(const char *);
 using access_call = int (*)(const char *, int);
 
 static int panel = -1;
@@ -44,6 +48,17 @@ static int open_panel()
     return panel >= 0 && ftruncate(panel, width * height * pixel_bytes) == 0 ? panel : -1;
 }
 
+/* Where a path below /dev/input leads. */
+static const char *input_path(const char *path, char (&room)[512])
+{
+    constexpr char folder[] = "/dev/input";
+    const char *place = getenv("BOARD_INPUT");
+    if (!place || strncmp(path, folder, sizeof(folder) - 1) != 0)
+        return path;
+    const int length = snprintf(room, sizeof(room), "%s%s", place, path + sizeof(folder) - 1);
+    return length > 0 && static_cast<size_t>(length) < sizeof(room) ? room : path;
+}
+
 static int open_any(const char *name, const char *path, int flags, mode_t mode)
 {
     if (is_panel(path))
@@ -52,7 +67,8 @@ static int open_any(const char *name, const char *path, int flags, mode_t mode)
         errno = ENOENT;
         return -1;
     }
-    return next<open_call>(name)(path, flags, mode);
+    char room[512];
+    return next<open_call>(name)(input_path(path, room), flags, mode);
 }
 
 static int describe(void *to)
@@ -82,6 +98,7 @@ extern "C" {
 
 int open(const char *path, int flags, ...);
 int open64(const char *path, int flags, ...);
+DIR *opendir(const char *path);
 int access(const char *path, int mode) noexcept;
 int ioctl(int fd, unsigned long request, ...) noexcept;
 
@@ -101,6 +118,12 @@ int open64(const char *path, int flags, ...)
     const mode_t mode = flags & (O_CREAT | O_TMPFILE) ? va_arg(rest, mode_t) : 0;
     va_end(rest);
     return open_any("open64", path, flags, mode);
+}
+
+DIR *opendir(const char *path)
+{
+    char room[512];
+    return next<opendir_call>("opendir")(input_path(path, room));
 }
 
 int access(const char *path, int mode) noexcept
