@@ -1,5 +1,6 @@
 /* decoder_flac: FLAC through libFLAC. */
 #include "platform/audio/audio_file.h"
+#include "platform/audio/audio_interleave.h"
 #include "platform/audio/audio_mix.h"
 #include "platform/audio/audio_stream.h"
 #include "platform/audio/audio_tags.h"
@@ -122,6 +123,11 @@ static void interleave(flac_state *state, const FLAC__Frame *frame,
 {
     const uint32_t channels = frame->header.channels, bits = frame->header.bits_per_sample;
     const uint32_t frames = frame->header.blocksize;
+    if (channels == 2 && bits <= 16) { /* nearly all music */
+        audio_interleave_16(planes[0], planes[1], 16 - bits,
+                            static_cast<int16_t *>(state->samples) + at * 2, frames);
+        return;
+    }
     for (uint32_t c = 0; c < channels; c++) {
         const FLAC__int32 *from = planes[c];
         const size_t start = at * channels + c;
