@@ -50,6 +50,7 @@ int view_list_load_skin(const char *package_path)
     if (!part)
         return -1;
     view_list_forget_touch();
+    view_list_draw_reset(); /* pictures of the new one may stand where those of the old one stood */
     (void)skin_free_part(view_list_state.part);
     view_list_state.part = part;
     view_list_use_page(&part->pages[0]);
@@ -63,7 +64,6 @@ static int list_screen_init()
 {
     if (view_list_load_skin(cfg_skin_list) != 0 || screen_open(&view_list_record) != 0)
         return -1;
-    view_list_forget_minute();
     for (list *each : all_lists().lists)
         (void)each->init(); /* a list that cannot fill itself is empty */
     return 0;
@@ -76,6 +76,7 @@ static int list_screen_exit()
         (void)each->exit();
     }
     view_list_forget_touch();
+    view_list_draw_reset();
     screen_close(&view_list_record);
     (void)skin_free_part(view_list_state.part);
     view_list_state = {};

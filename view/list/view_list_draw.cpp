@@ -3,6 +3,7 @@
 #include "lists/record/list.h"
 #include "platform/base/clock.h"
 #include "platform/base/str.h"
+#include "platform/draw/fb.h"
 #include "skin/skin_text.h"
 #include "view/list/view_list.h"
 #include "view/list/view_list_state.h"
@@ -15,10 +16,13 @@
 constexpr int64_t never_drawn = -1;
 
 static constinit int64_t minute_drawn = never_drawn; /* since the epoch */
+static constinit fb_trace *draw_trace = nullptr;     /* of the last picture; null: none */
 
-void view_list_forget_minute()
+void view_list_draw_reset()
 {
     minute_drawn = never_drawn;
+    fb_trace_free(draw_trace);
+    draw_trace = nullptr;
 }
 
 view_list_model view_list_look(const list *of)
@@ -215,6 +219,20 @@ static void draw_element(fb_surface *to, skin_element *element, const view_list_
         draw_row(to, element, slot.index);
 }
 
+/* What paint_page() needs. */
+struct list_drawing {
+    const skin_page *page;
+    view_list_model model;
+};
+
+static void paint_page(fb_surface *to, void *user)
+{
+    const list_drawing *drawing = static_cast<list_drawing *>(user);
+    view_list_rows walk = view_list_first_rows(drawing->model.cursor, view_list_state.rows);
+    for (uint32_t i = 0; i < drawing->page->element_count; i++)
+        draw_element(to, &drawing->page->elements[i], drawing->model, &walk);
+}
+
 int view_list_draw(view *self, fb_surface *)
 {
     const int64_t minute = int64_t{clock_wall()} / 60;
@@ -225,12 +243,15 @@ int view_list_draw(view *self, fb_surface *)
     minute_drawn = minute;
     if (!view_list_state.page || !list_page_selected || !self->frame || !self->surface)
         return 0;
-    const skin_page *page = view_list_state.page;
-    const view_list_model model = view_list_look(list_page_selected);
-    view_list_rows walk = view_list_first_rows(model.cursor, view_list_state.rows);
-    screen_begin_frame(self);
-    for (uint32_t i = 0; i < page->element_count; i++)
-        draw_element(self->frame, &page->elements[i], model, &walk);
+    list_drawing drawing = {view_list_state.page, view_list_look(list_page_selected)};
+    if (!draw_trace)
+        draw_trace = fb_trace_new();
+    if (draw_trace) {
+        screen_draw_changes(self, draw_trace, paint_page, &drawing);
+        return 0;
+    }
+    screen_begin_frame(self); /* no memory to note what is drawn */
+    paint_page(self->frame, &drawing);
     screen_finish_frame(self);
     return 0;
 }

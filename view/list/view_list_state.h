@@ -49,6 +49,6 @@ int view_list_draw(view *self, fb_surface *screen);
 /* Forgets the finger: elements that it pressed are about to go. */
 void view_list_forget_touch();
 /* Draws at the next pass even if nothing asks for it. */
-void view_list_forget_minute();
+void view_list_draw_reset();
 /* Expands a "text" element's format: "$title", "$time", ... Cut at the size. */
 void view_list_expand(const char *format, char *to, size_t size);
