@@ -15,7 +15,6 @@ from png_file import read_png
 from shots import shoot
 
 SCALE = 2
-TRACK = "01-spring-walk.mp3"
 REST_MS = 700      # that a row is looked at
 SLIDE_MS = 200     # from one screen to the other
 LAST_MS = 3000     # before all begins again
@@ -152,7 +151,7 @@ def main():
     try:
         film = Film(folder)
         direct(film)
-        shoot(build, "Aqua_Ver0.4", film.script, TRACK, play=False)
+        shoot(build, "Aqua_Ver0.4", film.script)
         scenes = scenes_of(film)
     finally:
         shutil.rmtree(folder)
