@@ -25,7 +25,7 @@ SCRIPTING = "docs/scripting.md"
 # The table in a source; the head of the documents' tables that tell of its names.
 WORDS = {
     "platform/device/virtual/device_virtual_script.cpp": ("commands", "command"),
-    "platform/device/virtual/device_virtual_words.cpp": ("key_names", "name"),
+    "platform/input/key_name.cpp": ("key_names", "name"),
 }
 MEMBER = re.compile(r"\(\*(\w+)\)\(|\b(\w+);")
 NOISE = re.compile(r"/\*.*?\*/| = \w+", re.DOTALL)
@@ -87,7 +87,7 @@ def record_faults():
 def words_of_table(source, table):
     """First words of the entries of a table in a source."""
     with open(source, encoding="utf-8") as text:
-        found = re.search(rf"^static const \w+ {table}\[\] = \{{\n(.*?)^\}};", text.read(), re.DOTALL | re.MULTILINE)
+        found = re.search(rf"^[\w ]+ {table}\[\] = \{{\n(.*?)^\}};", text.read(), re.DOTALL | re.MULTILINE)
     return set(re.findall(r'\{"(\w+)"', found[1])) if found else set()
 
 

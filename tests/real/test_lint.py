@@ -123,10 +123,10 @@ class Lint(unittest.TestCase):
             self.assert_fault(self.run_tool("lint_docs.py"), words)
 
     def test_documents_and_commands_of_scripts_agree(self):
-        place = "platform/device/virtual/device_virtual_"
-        self.write(place + "script.cpp", 'static const script_command commands[] = {\n    {"key", 1, run_key}, '
-                   '{"up", 1, run_up},\n};\n')
-        self.write(place + "words.cpp", 'static const key_name key_names[] = {\n    {"left", key_left},\n};\n')
+        self.write("platform/device/virtual/device_virtual_script.cpp",
+                   'static const script_command commands[] = {\n    {"key", 1, run_key}, {"up", 1, run_up},\n};\n')
+        self.write("platform/input/key_name.cpp",
+                   'constinit const key_name key_names[] = {\n    {"left", key_left},\n};\n')
         tables = "`docs/scripting.md`\n\n| command | |\n|---|---|\n| `key KEYS`, `up KEYS` | |\n\n" \
                  "| name | |\n|---|---|\n| `left` | |\n\n"
         self.write("docs/scripting.md", tables)
