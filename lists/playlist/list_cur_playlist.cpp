@@ -219,8 +219,6 @@ static void remove_row(uint32_t index)
     uint32_t count = 0;
     {
         sys_guard guard(list_cur_playlist_lock);
-        if (index >= list_cur_playlist_cur.count)
-            return;
         list_drop_lent_row(list_cur_playlist, index);
         (void)list_cur_playlist_entries_remove_locked(index);
         count = list_cur_playlist_cur.count;
