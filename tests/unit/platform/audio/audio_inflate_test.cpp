@@ -84,6 +84,7 @@ TEST(audio_inflate, the_limit_is_a_byte_s)
         EXPECT_EQ(opened(packed(text), size), text);
         EXPECT_EQ(opened(packed(text), size - 1), "broken") << size;
     }
+    EXPECT_EQ(opened(packed(long_text()), 5000), "broken") << "long before its end";
 }
 
 /* Such a stream keeps a processor busy and opens to nothing. */
@@ -95,8 +96,8 @@ TEST(audio_inflate, thousands_of_empty_blocks_are_not_opened)
             made += std::string("\0\0\0\xff\xff", 5);
         return made + std::string("\1\0\0\xff\xff\0\0\0\1", 9);
     };
-    EXPECT_EQ(opened(blocks(8000)), "");
-    EXPECT_EQ(opened(blocks(8192)), "broken");
+    EXPECT_EQ(opened(blocks(8189)), "") << "the beginning and the last one count as well";
+    EXPECT_EQ(opened(blocks(8190)), "broken");
     EXPECT_EQ(opened(blocks(100000)), "broken");
 }
 
