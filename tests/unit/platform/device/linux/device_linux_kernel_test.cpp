@@ -309,6 +309,32 @@ TEST_F(linux_axes_said, a_trigger_presses_past_its_middle_and_lets_go_further_up
     EXPECT_FALSE(linux_trigger_is_down(&of_eight, 103, true));
 }
 
+TEST_F(linux_axes_said, hats_are_sticks_and_their_neighbours_are_not)
+{
+    for (const unsigned each : {ABS_WHEEL, ABS_HAT0X, ABS_HAT3Y - 1, ABS_HAT3Y})
+        axis(each, -1, 1);
+    const linux_axes all = asked();
+    EXPECT_EQ(all.sticks[ABS_HAT0X].most, 1);
+    EXPECT_EQ(all.sticks[ABS_HAT3Y - 1].most, 1);
+    EXPECT_EQ(all.sticks[ABS_HAT3Y].most, 1);
+    EXPECT_EQ(all.sticks[ABS_WHEEL].most, 0);
+}
+
+TEST_F(linux_axes_said, the_main_stick_of_a_pad_is_one_unless_it_is_a_panel)
+{
+    axis(ABS_X, 0, 255);
+    axis(ABS_Y, 0, 255);
+    EXPECT_EQ(asked().sticks[ABS_X].most, 0) << "what it belongs to is not known";
+    for (const unsigned key : {BTN_SOUTH, BTN_DPAD_UP, BTN_JOYSTICK}) {
+        test_pad.keys = {key};
+        EXPECT_EQ(asked().sticks[ABS_X].most, 255) << key;
+        EXPECT_EQ(asked().sticks[ABS_Y].most, 255) << key;
+    }
+    test_pad.keys.push_back(BTN_TOUCH);
+    EXPECT_EQ(asked().sticks[ABS_X].most, 0);
+    EXPECT_EQ(asked().sticks[ABS_Y].most, 0);
+}
+
 /* ---- The folder of the event devices ---- */
 
 static size_t open_files()
