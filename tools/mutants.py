@@ -47,7 +47,7 @@ BROWSED = ("real/web", "real/studio")  # a browser reserves more addresses than 
 
 # Folders whose lines are also run by tests of other folders, or by the program.
 MORE = {
-    "core": "real/(startup|signals)|scenario/(first_run|quit_keys|display_off)",
+    "core": "real/(restart|startup|signals)|scenario/(first_run|quit_keys|display_off)",
     "platform/audio": "unit/play_cover_tag_test",
     "platform/device": "unit/device_virtual_test",
     "platform/device/sdl": "real/window",
