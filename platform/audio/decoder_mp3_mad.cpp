@@ -128,10 +128,13 @@ static int16_t reduce(mad_fixed_t sample)
 static void interleave(mp3_engine *engine, uint32_t from, uint32_t to)
 {
     const mad_pcm *pcm = &engine->synth.pcm;
+    const mad_fixed_t *left = pcm->samples[0], *right = pcm->samples[1];
     int16_t *out = engine->samples;
-    for (uint32_t i = from; i < to; i++)
-        for (int channel = 0; channel < pcm->channels; channel++)
-            *out++ = reduce(pcm->samples[channel][i]);
+    for (uint32_t i = from; i < to; i++) {
+        *out++ = reduce(left[i]);
+        if (pcm->channels == 2)
+            *out++ = reduce(right[i]);
+    }
 }
 
 int mp3_engine_read(mp3_engine *engine, audio_block *block, int16_t *, uint32_t)

@@ -34,9 +34,9 @@ long ogg_library_read(OggVorbis_File *vorbis, void *to, size_t bytes)
     const size_t channels = static_cast<size_t>(info->channels);
     const size_t count = std::min(static_cast<size_t>(frames), bytes / channels / sizeof(int16_t));
     int16_t *out = static_cast<int16_t *>(to);
-    for (size_t i = 0; i < count; i++)
-        for (size_t channel = 0; channel < channels; channel++)
-            *out++ = reduce(from[channel][i]);
+    for (size_t channel = 0; channel < channels; channel++)
+        for (size_t i = 0; i < count; i++)
+            out[i * channels + channel] = reduce(from[channel][i]);
     vorbis_synthesis_read(&vorbis->vd, static_cast<int>(count));
     vorbis->pcm_offset += static_cast<ogg_int64_t>(count);
     return static_cast<long>(count * channels * sizeof(int16_t));
