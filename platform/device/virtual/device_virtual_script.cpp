@@ -221,8 +221,11 @@ static script_outcome run_echo(char *const *words, int count)
     return script_outcome::done;
 }
 
+/* Ends the program also while the keys are locked: a script has no other way out. */
 static script_outcome press_quit()
 {
+    if (key_is_locked())
+        key_lock(false);
     key_event(key_quit, true);
     key_event(key_quit, false);
     return script_outcome::pass;

@@ -8,6 +8,13 @@ TEST_F(device_virtual_script, the_end_of_the_script_quits)
     EXPECT_EQ(passes[0].ms, 1000000);
 }
 
+TEST_F(device_virtual_script, the_end_of_the_script_quits_although_keys_are_locked)
+{
+    EXPECT_EQ(run("key hold\nkey up\n"), "");
+    ASSERT_EQ(passes.size(), 3u);
+    EXPECT_EQ(passes[1].keys.pressed, 0u); /* the keys are locked indeed */
+}
+
 TEST_F(device_virtual_script, quits_again_until_somebody_listens)
 {
     write_file("script.txt", "");
