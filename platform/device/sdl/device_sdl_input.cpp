@@ -232,8 +232,10 @@ void sdl_input_poll()
     while (SDL_PollEvent(&event))
         on_event(&event);
     /* In every pass: the first press may do no more than light a dark display. */
-    if (closing)
+    if (closing) {
+        key_lock(false); /* what locks the keys does not lock the window's frame */
         tap(key_quit);
+    }
 }
 
 void sdl_input_open()

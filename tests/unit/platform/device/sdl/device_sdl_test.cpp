@@ -331,6 +331,17 @@ TEST_F(device_sdl_window, closing_the_window_presses_quit_until_the_program_ends
     EXPECT_EQ(pass().pressed, key_quit);
 }
 
+TEST_F(device_sdl_window, closing_the_window_ends_the_program_although_keys_are_locked)
+{
+    key_event(key_hold, true);
+    EXPECT_TRUE(key_is_locked());
+    SDL_Event event = {};
+    event.type = SDL_QUIT;
+    SDL_PushEvent(&event);
+    EXPECT_EQ(pass().pressed, key_quit);
+    EXPECT_EQ(pass().pressed, key_quit);
+}
+
 TEST_F(device_sdl_window, buttons_and_sticks_of_a_controller_are_keys)
 {
     SDL_Event event = {};
