@@ -7,7 +7,7 @@
 struct fb_surface;
 struct sound_speaker;
 
-/* ---- device_linux_screen.cpp: a frame buffer of the kernel ---- */
+/* ---- device_linux_panel.cpp: what a frame buffer of the kernel shows ---- */
 
 struct linux_channel {
     uint32_t offset, length; /* bits */
@@ -26,6 +26,8 @@ struct linux_panel {
  * smaller. Touches nothing beside it. */
 void linux_panel_draw(const linux_panel *panel, const fb_surface *frame);
 void linux_panel_clear(const linux_panel *panel);
+
+/* ---- device_linux_screen.cpp: the frame buffer itself ---- */
 
 bool linux_screen_fits();
 int linux_screen_open(int32_t width, int32_t height);
