@@ -2,6 +2,9 @@
  * otherwise. */
 #pragma once
 
+#include "platform/base/device.h"
+
+#include <bitset>
 #include <cstdint>
 
 struct fb_surface;
@@ -20,11 +23,24 @@ struct linux_panel {
     int32_t pixel_bytes;   /* 1 to 4 */
     linux_channel red, green, blue;
     uint32_t opaque = 0; /* bits of every pixel, where the panel mixes with what lies below */
+    int32_t turn = 0;    /* of the frame on the panel: quarters, clockwise, 0 to 3 */
 };
 
-/* Draws a frame in the middle, at the largest whole scale that fits; crops it where the panel is
- * smaller. Touches nothing beside it. */
-void linux_panel_draw(const linux_panel *panel, const fb_surface *frame);
+/* Rows of a frame. */
+using linux_rows = std::bitset<device_height>;
+
+/* Those that differ from the frame before. */
+linux_rows linux_rows_changed(const fb_surface *frame);
+/* Draws rows of a frame in the middle, at the largest whole scale that fits; crops it where the panel
+ * is smaller. Touches nothing beside it. A frame has device_height rows at most. */
+void linux_panel_draw(const linux_panel *panel, const fb_surface *frame, const linux_rows &rows);
+/* From a point of the panel to the one of the picture that is shown there; false where none is. */
+bool linux_panel_point(const linux_panel *panel, int32_t *x, int32_t *y);
+/* A wish of the user in quarters: "0", "90", "180", "270"; -1 for anything else, or null. */
+int32_t linux_turn_wished(const char *degrees);
+/* How a frame has to be turned: as the user wishes, else as the kernel's
+ * console is ("0" to "3"), else so that it lies across a panel that stands. Texts may be null. */
+int32_t linux_panel_turn_of(const char *wish, const char *console, int32_t width, int32_t height);
 void linux_panel_clear(const linux_panel *panel);
 
 /* ---- device_linux_screen.cpp: the frame buffer itself ---- */
@@ -66,6 +82,9 @@ struct linux_axes {
 
 /* The folder of the event devices; a test puts its own here before key_open(). */
 extern const char *linux_input_folder;
+
+/* What fingers are on: the panel that is open, null while none is. */
+extern const linux_panel *linux_input_panel;
 
 /* Reads `input_event` records from a descriptor from now on, and closes it at the end. 0, or -1
  * when there are too many (it stays the caller's). */

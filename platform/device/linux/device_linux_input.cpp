@@ -11,6 +11,7 @@
 #include <bitset>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
@@ -20,6 +21,7 @@
 #include <sys/inotify.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
+#include <utility>
 
 constexpr int sources_most = 32;
 constexpr int32_t no_slot = -1; /* more fingers than the first are not followed */
@@ -44,7 +46,9 @@ static constinit int source_count = 0;
 static constinit bool came_nothing = false; /* from any source, while the last wait lasted */
 
 constinit const char *linux_input_folder = "/dev/input";
-static constinit int arrivals = -1; /* tells of devices that are plugged in; main thread */
+constinit const linux_panel *linux_input_panel = nullptr;
+static constinit int32_t touch_turn = -1; /* as the user wishes; -1: as it seems right */
+static constinit int arrivals = -1;       /* tells of devices that are plugged in; main thread */
 
 /* Never closed: a worker may call for attention while the program goes down. */
 static constinit int wake_event = -1;
@@ -89,9 +93,10 @@ static void on_stick(source *from, uint16_t axis, int32_t value)
 static int32_t scaled(int32_t raw, const linux_range &range, int32_t size)
 {
     const int64_t span = static_cast<int64_t>(range.most) - range.least;
-    return span == 0 ? 0
-                     : static_cast<int32_t>((static_cast<int64_t>(raw) - range.least) * (size - 1) /
-                                            span);
+    if (span == 0)
+        return 0;
+    const int64_t at = (static_cast<int64_t>(raw) - range.least) * (size - 1) / span;
+    return static_cast<int32_t>(std::clamp<int64_t>(at, 0, size - 1));
 }
 
 static bool has_panel(const source *from)
@@ -100,12 +105,37 @@ static bool has_panel(const source *from)
            from->axes.panel.y.least != from->axes.panel.y.most;
 }
 
+static int64_t span_of(const linux_range &range)
+{
+    return std::abs(static_cast<int64_t>(range.most) - range.least);
+}
+
+/* The panel as the source sees it, with the picture on it: turned as the user says; where its longer
+ * side is the picture's although the panel stands, it tells points of the picture; else they are the
+ * panel's. */
+static linux_panel panel_seen_by(const source *from)
+{
+    static constexpr linux_panel none = {nullptr, device_width, device_height, 0, 0, {}, {}, {}};
+    linux_panel seen = linux_input_panel ? *linux_input_panel : none;
+    const bool lies = span_of(from->axes.panel.x) * 4 > span_of(from->axes.panel.y) * 5;
+    const bool is_turned = seen.turn % 2 != 0;
+    const int32_t turn = touch_turn >= 0 ? touch_turn : is_turned && lies ? 0 : seen.turn;
+    if ((turn + seen.turn) % 2 != 0)
+        std::swap(seen.width, seen.height);
+    seen.turn = turn;
+    return seen;
+}
+
+/* A finger that comes down beside the picture is none until it reaches it. */
 static void end_report(source *from)
 {
     if (!has_panel(from) || (!from->moved && from->down == from->shown_down))
         return;
-    const int32_t x = scaled(from->raw_x, from->axes.panel.x, device_width);
-    const int32_t y = scaled(from->raw_y, from->axes.panel.y, device_height);
+    const linux_panel seen = panel_seen_by(from);
+    int32_t x = scaled(from->raw_x, from->axes.panel.x, seen.width);
+    int32_t y = scaled(from->raw_y, from->axes.panel.y, seen.height);
+    if (!linux_panel_point(&seen, &x, &y) && from->down && !from->shown_down)
+        return;
     if (from->down != from->shown_down)
         touch_event(from->down ? touch_type_press : touch_type_release, x, y);
     else if (from->down)
@@ -314,6 +344,7 @@ int linux_input_open()
         wake_event = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
     if (wake_event < 0)
         return -1;
+    touch_turn = linux_turn_wished(getenv("ZERV_TOUCH_TURN"));
     watch_folder(); /* first: what arrives in between is found twice and opened once */
     open_folder();
     return 0;

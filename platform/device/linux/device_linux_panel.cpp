@@ -1,22 +1,49 @@
 /* device_linux_panel: a frame in the memory of a panel, whatever its pixels look like. */
+#include "platform/base/device.h"
 #include "platform/device/linux/device_linux.h"
 #include "platform/draw/fb.h"
 
 #include <algorithm>
 #include <bit>
+#include <cstddef>
 #include <cstring>
 
-/* Where a frame lies on the panel. */
+/* Where a frame lies on the panel: the corner may lie outside of it. */
 struct panel_placement {
-    int32_t left, top, scale;
+    int32_t left, top;
+    int32_t columns, rows; /* of the turned frame, in its own pixels */
+    int32_t scale;
 };
 
-static panel_placement place(const linux_panel *on, const fb_surface *frame)
+/* The pixels of a row of the panel are those of a row or a column of the frame. */
+struct panel_line {
+    const uint16_t *first;
+    ptrdiff_t step; /* to the next one */
+};
+
+static panel_placement place(const linux_panel *on, int32_t width, int32_t height)
 {
-    const int32_t scale =
-        std::max(1, std::min(on->width / frame->width, on->height / frame->height));
-    return {(on->width - frame->width * scale) / 2, (on->height - frame->height * scale) / 2,
+    const bool lies = on->turn % 2 != 0;
+    const int32_t columns = lies ? height : width, rows = lies ? width : height;
+    const int32_t scale = std::max(1, std::min(on->width / columns, on->height / rows));
+    return {(on->width - columns * scale) / 2, (on->height - rows * scale) / 2, columns, rows,
             scale};
+}
+
+/* What the row `index` of the turned frame is made of. */
+static panel_line line_of(int32_t turn, const fb_surface *frame, int32_t index)
+{
+    const ptrdiff_t stride = frame->stride, last_x = frame->width - 1, last_y = frame->height - 1;
+    switch (turn) {
+    case 1:
+        return {frame->pixels + last_y * stride + index, -stride};
+    case 2:
+        return {frame->pixels + (last_y - index) * stride + last_x, -1};
+    case 3:
+        return {frame->pixels + last_x - index, stride};
+    default:
+        return {frame->pixels + index * stride, 1};
+    }
 }
 
 static uint32_t channel(uint32_t value, uint32_t bits, linux_channel to)
@@ -39,52 +66,140 @@ static bool is_565(const linux_panel *on)
            on->blue.length == 5;
 }
 
-/* Columns of the panel that a frame covers: from, and how many. */
-static void visible(int32_t at, int32_t length, int32_t limit, int32_t *from, int32_t *count)
-{
-    *from = std::max(at, 0);
-    *count = std::max(0, std::min(at + length, limit) - *from);
-}
-
-static void convert_row(const linux_panel *on, const uint16_t *from, const panel_placement &where,
-                        int32_t left, int32_t count, uint8_t *to)
+static void convert_line(const linux_panel *on, const panel_line &line, int32_t scale, int32_t at,
+                         int32_t count, uint8_t *to)
 {
     static_assert(std::endian::native == std::endian::little);
     const size_t bytes = static_cast<size_t>(on->pixel_bytes);
-    for (int32_t x = 0; x < count; x++) {
-        const uint32_t pixel = convert(on, from[(left + x - where.left) / where.scale]);
-        memcpy(to + x * on->pixel_bytes, &pixel, bytes); /* the low ones come first */
+    const uint16_t *from = line.first + at / scale * line.step;
+    for (int32_t done = 0, part = at % scale; done < count; from += line.step, part = 0) {
+        const uint32_t pixel = is_565(on) ? *from : convert(on, *from);
+        for (; part < scale && done < count; part++, done++, to += bytes)
+            memcpy(to, &pixel, bytes); /* the low ones come first */
     }
 }
 
-void linux_panel_draw(const linux_panel *on, const fb_surface *frame)
+/* Pixels of one row of the panel: of the turned frame's columns `from` to `end`. */
+struct panel_span {
+    const linux_panel *on;
+    panel_placement where;
+    int32_t y; /* of the panel */
+    int32_t from, end;
+};
+
+static void draw_span(const panel_span &span, const panel_line &line, bool as_above)
 {
-    const panel_placement where = place(on, frame);
-    int32_t left = 0, top = 0, columns = 0, rows = 0;
-    visible(where.left, frame->width * where.scale, on->width, &left, &columns);
-    visible(where.top, frame->height * where.scale, on->height, &top, &rows);
-    const size_t bytes = static_cast<size_t>(columns) * static_cast<size_t>(on->pixel_bytes);
-    const bool plain = where.scale == 1 && is_565(on);
-    const uint8_t *row_before = nullptr;
-    int32_t y_before = -1;
-    for (int32_t y = 0; y < rows; y++) {
-        const int32_t from_y = (top + y - where.top) / where.scale;
-        if (!fb_row_changes(frame, from_y))
+    const panel_placement &where = span.where;
+    const int32_t left = std::max(where.left + span.from * where.scale, 0);
+    const int32_t right = std::min(where.left + span.end * where.scale, span.on->width);
+    if (left >= right)
+        return;
+    uint8_t *to = span.on->memory +
+                  static_cast<size_t>(span.y) * static_cast<size_t>(span.on->line_bytes) +
+                  static_cast<size_t>(left) * static_cast<size_t>(span.on->pixel_bytes);
+    const size_t bytes =
+        static_cast<size_t>(right - left) * static_cast<size_t>(span.on->pixel_bytes);
+    if (as_above)
+        memcpy(to, to - span.on->line_bytes, bytes);
+    else if (where.scale == 1 && line.step == 1 && is_565(span.on))
+        memcpy(to, line.first + (left - where.left), bytes);
+    else
+        convert_line(span.on, line, where.scale, left - where.left, right - left, to);
+}
+
+/* The rows of the frame are columns of the panel: those that lie together are drawn together. */
+static void draw_columns(panel_span span, const panel_line &line, bool as_above,
+                         const linux_rows &wanted)
+{
+    const int32_t count = span.where.columns;
+    const auto is_wanted = [&](int32_t column) {
+        return wanted[static_cast<size_t>(span.on->turn == 1 ? count - 1 - column : column)];
+    };
+    for (span.end = 0; span.end < count; span.end++) {
+        if (!is_wanted(span.end))
             continue;
-        const uint16_t *from =
-            frame->pixels + static_cast<size_t>(from_y) * static_cast<size_t>(frame->stride);
-        uint8_t *to = on->memory +
-                      static_cast<size_t>(top + y) * static_cast<size_t>(on->line_bytes) +
-                      static_cast<size_t>(left) * static_cast<size_t>(on->pixel_bytes);
-        if (plain)
-            memcpy(to, from + (left - where.left), bytes);
-        else if (from_y == y_before)
-            memcpy(to, row_before, bytes);
-        else
-            convert_row(on, from, where, left, columns, to);
-        y_before = from_y;
-        row_before = to;
+        span.from = span.end;
+        while (span.end < count && is_wanted(span.end))
+            span.end++;
+        draw_span(span, line, as_above);
     }
+}
+
+linux_rows linux_rows_changed(const fb_surface *frame)
+{
+    linux_rows rows;
+    for (int32_t y = 0; y < frame->height; y++)
+        rows[static_cast<size_t>(y)] = fb_row_changes(frame, y);
+    return rows;
+}
+
+void linux_panel_draw(const linux_panel *on, const fb_surface *frame, const linux_rows &wanted)
+{
+    const panel_placement where = place(on, frame->width, frame->height);
+    const int32_t bottom = std::min(where.top + where.rows * where.scale, on->height);
+    int32_t index_before = -1;
+    for (int32_t y = std::max(where.top, 0); y < bottom; y++) {
+        const int32_t index = (y - where.top) / where.scale;
+        const bool as_above = index == index_before;
+        const panel_line line = line_of(on->turn, frame, index);
+        const int32_t row = on->turn == 2 ? where.rows - 1 - index : index;
+        index_before = index;
+        if (on->turn % 2 != 0)
+            draw_columns({on, where, y, 0, 0}, line, as_above, wanted);
+        else if (wanted[static_cast<size_t>(row)])
+            draw_span({on, where, y, 0, where.columns}, line, as_above);
+    }
+}
+
+bool linux_panel_point(const linux_panel *on, int32_t *x, int32_t *y)
+{
+    const panel_placement where = place(on, device_width, device_height);
+    const auto whole = [&](int32_t value) { /* rounded down, also below 0 */
+                                            return value >= 0 ? value / where.scale
+                                                              : -((-value + where.scale - 1) /
+                                                                  where.scale);
+    };
+    const int32_t column = whole(*x - where.left), row = whole(*y - where.top);
+    const bool inside = column >= 0 && column < where.columns && row >= 0 && row < where.rows;
+    switch (on->turn) {
+    case 1:
+        *x = row;
+        *y = where.columns - 1 - column;
+        break;
+    case 2:
+        *x = where.columns - 1 - column;
+        *y = where.rows - 1 - row;
+        break;
+    case 3:
+        *x = where.rows - 1 - row;
+        *y = column;
+        break;
+    default:
+        *x = column;
+        *y = row;
+        break;
+    }
+    return inside;
+}
+
+int32_t linux_turn_wished(const char *degrees)
+{
+    static constexpr const char *quarters[] = {"0", "90", "180", "270"};
+    for (int32_t turn = 0; degrees && turn < 4; turn++) {
+        if (strcmp(degrees, quarters[turn]) == 0)
+            return turn;
+    }
+    return -1;
+}
+
+int32_t linux_panel_turn_of(const char *wish, const char *console, int32_t width, int32_t height)
+{
+    const int32_t wished = linux_turn_wished(wish);
+    if (wished >= 0)
+        return wished;
+    if (console && console[0] >= '1' && console[0] <= '3')
+        return console[0] - '0';
+    return height > width ? 1 : 0;
 }
 
 void linux_panel_clear(const linux_panel *on)

@@ -15,6 +15,7 @@
 
 constexpr char panel_path[] = "/dev/fb0";
 constexpr char console_path[] = "/dev/tty0";
+constexpr char console_turn_path[] = "/sys/class/graphics/fbcon/rotate";
 
 /* Main thread. */
 static constinit int panel_fd = -1;
@@ -69,6 +70,18 @@ static void fill_palette()
     panel.opaque = 0;
 }
 
+/* A machine whose console stands upright has told the kernel how its panel is built in. */
+static void turn_panel()
+{
+    char console[16] = "";
+    const int fd = open(console_turn_path, O_RDONLY | O_CLOEXEC);
+    const ssize_t got = fd >= 0 ? read(fd, console, sizeof console - 1) : 0;
+    console[got > 0 ? got : 0] = '\0';
+    if (fd >= 0)
+        close(fd);
+    panel.turn = linux_panel_turn_of(getenv("ZERV_PANEL_TURN"), console, panel.width, panel.height);
+}
+
 static int describe_panel(fb_var_screeninfo *shape, fb_fix_screeninfo *memory)
 {
     if (ioctl(panel_fd, FBIOGET_VSCREENINFO, shape) != 0 ||
@@ -109,6 +122,8 @@ static int map_panel()
     if (mapped == MAP_FAILED)
         return -1;
     panel.memory = static_cast<uint8_t *>(mapped);
+    turn_panel();
+    linux_input_panel = &panel;
     return 0;
 }
 
@@ -136,6 +151,7 @@ int linux_screen_close()
         munmap(panel.memory, mapped_bytes);
     }
     panel = {};
+    linux_input_panel = nullptr;
     if (panel_fd >= 0)
         close(panel_fd);
     panel_fd = -1;
@@ -147,7 +163,7 @@ int linux_screen_show(const fb_surface *frame)
 {
     if (!panel.memory)
         return -1;
-    linux_panel_draw(&panel, frame);
+    linux_panel_draw(&panel, frame, linux_rows_changed(frame));
     return 0;
 }
 

@@ -51,6 +51,11 @@ class linux_panel_of : public testing::Test
         return value;
     }
 
+    void draw(const linux_panel &panel)
+    {
+        linux_panel_draw(&panel, frame, linux_rows_changed(frame));
+    }
+
     uint16_t pixel(int32_t x, int32_t y) { return frame->pixels[y * frame->stride + x]; }
 
     void expect_untouched_end()
@@ -66,7 +71,7 @@ class linux_panel_of : public testing::Test
 TEST_F(linux_panel_of, its_own_size_gets_the_frame_as_it_is)
 {
     const linux_panel panel = make(4, 3, 2, 6);
-    linux_panel_draw(&panel, frame);
+    draw(panel);
     for (int32_t y = 0; y < 3; y++) {
         for (int32_t x = 0; x < 4; x++)
             EXPECT_EQ(at(panel, x, y), pixel(x, y));
@@ -79,7 +84,7 @@ TEST_F(linux_panel_of, a_larger_size_gets_whole_squares_in_the_middle)
 {
     const linux_panel panel = make(11, 7, 2);
     linux_panel_clear(&panel);
-    linux_panel_draw(&panel, frame);
+    draw(panel);
     for (int32_t y = 0; y < 7; y++) {
         for (int32_t x = 0; x < 11; x++) {
             const bool inside = x >= 1 && x < 9 && y < 6;
@@ -92,10 +97,147 @@ TEST_F(linux_panel_of, a_larger_size_gets_whole_squares_in_the_middle)
 TEST_F(linux_panel_of, a_smaller_size_shows_the_middle)
 {
     const linux_panel panel = make(2, 1, 2);
-    linux_panel_draw(&panel, frame);
+    draw(panel);
     EXPECT_EQ(at(panel, 0, 0), pixel(1, 1));
     EXPECT_EQ(at(panel, 1, 0), pixel(2, 1));
     expect_untouched_end();
+}
+
+/* Where a pixel of the frame comes to lie, the slow way: turned by a quarter as often as asked. */
+static std::pair<int32_t, int32_t> turned(int32_t x, int32_t y, int32_t turn)
+{
+    int32_t width = 4, height = 3;
+    for (int32_t i = 0; i < turn; i++) {
+        const int32_t before = x;
+        x = height - 1 - y;
+        y = before;
+        std::swap(width, height);
+    }
+    return {x, y};
+}
+
+TEST_F(linux_panel_of, a_turned_frame_lies_as_it_would_after_so_many_quarters)
+{
+    for (int32_t turn = 0; turn < 4; turn++) {
+        for (const int32_t scale : {1, 2, 3}) {
+            for (const int32_t bytes : {2, 4}) {
+                const int32_t columns = turn % 2 ? 3 : 4, rows = turn % 2 ? 4 : 3;
+                linux_panel panel = make(columns * scale + 1, rows * scale + 1, bytes, 4);
+                panel.turn = turn;
+                linux_panel_clear(&panel);
+                draw(panel);
+                for (int32_t y = 0; y < 3 * scale; y++) {
+                    for (int32_t x = 0; x < 4 * scale; x++) {
+                        auto [to_x, to_y] = turned(x / scale, y / scale, turn);
+                        int32_t back_x = to_x * scale, back_y = to_y * scale;
+                        uint16_t five_six_five = pixel(x / scale, y / scale);
+                        const uint32_t got = at(panel, back_x, back_y);
+                        if (bytes == 2)
+                            ASSERT_EQ(got, five_six_five) << turn << ": " << x << "," << y;
+                        else
+                            ASSERT_EQ(got >> 19, uint32_t{five_six_five} >> 11) << turn;
+                        ASSERT_EQ(got, at(panel, back_x + scale - 1, back_y + scale - 1));
+                    }
+                }
+                EXPECT_EQ(at(panel, panel.width - 1, 0), 0u) << "beside the picture";
+                EXPECT_EQ(at(panel, 0, panel.height - 1), 0u) << "below it";
+                expect_untouched_end();
+            }
+        }
+    }
+}
+
+TEST_F(linux_panel_of, only_rows_that_are_asked_for_are_drawn_however_it_is_turned)
+{
+    for (int32_t turn = 0; turn < 4; turn++) {
+        linux_panel panel = make(turn % 2 ? 6 : 8, turn % 2 ? 8 : 6, 2);
+        panel.turn = turn;
+        linux_panel_clear(&panel);
+        linux_rows rows;
+        rows[1] = true;
+        linux_panel_draw(&panel, frame, rows);
+        for (int32_t y = 0; y < 3; y++) {
+            for (int32_t x = 0; x < 4; x++) {
+                const auto [to_x, to_y] = turned(x, y, turn);
+                ASSERT_EQ(at(panel, to_x * 2 + 1, to_y * 2), y == 1 ? pixel(x, y) : 0) << turn;
+            }
+        }
+    }
+}
+
+TEST_F(linux_panel_of, a_turned_frame_is_cropped_where_the_panel_is_smaller)
+{
+    linux_panel panel = make(1, 2, 2);
+    panel.turn = 1;
+    draw(panel);
+    EXPECT_EQ(at(panel, 0, 0), pixel(1, 1));
+    EXPECT_EQ(at(panel, 0, 1), pixel(2, 1));
+    expect_untouched_end();
+}
+
+TEST(linux_panel, a_point_of_the_panel_is_the_pixel_that_is_shown_there)
+{
+    fb_surface *picture = fb_create(device_width, device_height);
+    ASSERT_NE(picture, nullptr);
+    const struct {
+        int32_t width, height;
+    } sizes[] = {{320, 240}, {240, 320}, {800, 480}, {480, 800}, {300, 200}};
+    for (const auto &size : sizes) {
+        for (int32_t turn = 0; turn < 4; turn++) {
+            std::vector<uint16_t> memory(static_cast<size_t>(size.width * size.height), 0);
+            const linux_panel panel = {reinterpret_cast<uint8_t *>(memory.data()),
+                                       size.width,
+                                       size.height,
+                                       size.width * 2,
+                                       2,
+                                       {11, 5},
+                                       {5, 6},
+                                       {0, 5},
+                                       0,
+                                       turn};
+            for (int32_t y = 3; y < size.height; y += 91) {
+                for (int32_t x = 2; x < size.width; x += 97) {
+                    int32_t to_x = x, to_y = y;
+                    if (!linux_panel_point(&panel, &to_x, &to_y))
+                        continue;
+                    ASSERT_TRUE(to_x >= 0 && to_x < device_width && to_y >= 0 &&
+                                to_y < device_height);
+                    uint16_t *there = picture->pixels + to_y * picture->stride + to_x;
+                    *there = 0xabcd;
+                    linux_panel_draw(&panel, picture, linux_rows().set());
+                    ASSERT_EQ(memory[static_cast<size_t>(y * size.width + x)], 0xabcd)
+                        << size.width << "," << turn << ": " << x << "," << y;
+                    *there = 0;
+                }
+            }
+        }
+    }
+    EXPECT_EQ(fb_free(picture), 0);
+}
+
+TEST(linux_panel, a_point_beside_the_picture_is_none)
+{
+    const linux_panel wide = {nullptr, 800, 480, 1600, 2, {}, {}, {}};
+    for (const int32_t x : {0, 79, 720, 799}) {
+        int32_t to_x = x, to_y = 100;
+        EXPECT_FALSE(linux_panel_point(&wide, &to_x, &to_y)) << x;
+    }
+    int32_t x = 80, y = 0;
+    EXPECT_TRUE(linux_panel_point(&wide, &x, &y));
+    EXPECT_EQ(x, 0);
+}
+
+TEST(linux_panel, is_turned_as_wished_else_as_the_console_else_by_its_shape)
+{
+    EXPECT_EQ(linux_panel_turn_of(nullptr, nullptr, 320, 240), 0);
+    EXPECT_EQ(linux_panel_turn_of(nullptr, nullptr, 240, 320), 1);
+    EXPECT_EQ(linux_panel_turn_of(nullptr, "0\n", 240, 320), 1);
+    EXPECT_EQ(linux_panel_turn_of(nullptr, "3\n", 240, 320), 3);
+    EXPECT_EQ(linux_panel_turn_of(nullptr, "2\n", 320, 240), 2);
+    EXPECT_EQ(linux_panel_turn_of("0", "3\n", 240, 320), 0);
+    EXPECT_EQ(linux_panel_turn_of("270", nullptr, 320, 240), 3);
+    for (const char *word : {"", "45", "90 ", "left"})
+        EXPECT_EQ(linux_panel_turn_of(word, nullptr, 240, 320), 1) << word;
 }
 
 TEST_F(linux_panel_of, thirty_two_bits_get_the_full_range)
@@ -105,7 +247,7 @@ TEST_F(linux_panel_of, thirty_two_bits_get_the_full_range)
     frame->pixels[2] = 0x07e0;
     frame->pixels[3] = 0x001f;
     const linux_panel panel = make(8, 6, 4, 8);
-    linux_panel_draw(&panel, frame);
+    draw(panel);
     EXPECT_EQ(at(panel, 1, 1), 0xffffffu);
     EXPECT_EQ(at(panel, 2, 0), 0xff0000u);
     EXPECT_EQ(at(panel, 5, 1), 0x00ff00u);
@@ -119,12 +261,12 @@ TEST_F(linux_panel_of, another_order_of_colours_is_kept)
     linux_panel panel = make(4, 3, 2);
     panel.red = {0, 5};
     panel.blue = {11, 5};
-    linux_panel_draw(&panel, frame);
+    draw(panel);
     EXPECT_EQ(at(panel, 0, 0), 0x001fu);
     panel.red = {10, 5};
     panel.green = {5, 5};
     panel.blue = {0, 5};
-    linux_panel_draw(&panel, frame);
+    draw(panel);
     EXPECT_EQ(at(panel, 0, 0), 0x7c00u);
 }
 
@@ -136,7 +278,7 @@ TEST_F(linux_panel_of, three_bytes_a_pixel_overlap_none_of_their_neighbours)
     linux_panel panel = make(4, 3, 4);
     panel.pixel_bytes = 3;
     panel.line_bytes = 12 + 4;
-    linux_panel_draw(&panel, frame);
+    draw(panel);
     EXPECT_EQ(at(panel, 0, 0), 0xff0000u);
     EXPECT_EQ(at(panel, 1, 0), 0x00ff00u);
     EXPECT_EQ(at(panel, 2, 0), 0x0000ffu);
@@ -158,7 +300,7 @@ TEST_F(linux_panel_of, one_byte_a_pixel_keeps_three_three_and_two_bits)
     panel.red = {5, 3};
     panel.green = {2, 3};
     panel.blue = {0, 2};
-    linux_panel_draw(&panel, frame);
+    draw(panel);
     EXPECT_EQ(at(panel, 0, 0), 0xffu);
     EXPECT_EQ(at(panel, 1, 0), 0xe0u);
     EXPECT_EQ(at(panel, 2, 0), 0x1cu);
@@ -171,7 +313,7 @@ TEST_F(linux_panel_of, pixels_that_could_let_through_do_not)
     frame->pixels[0] = 0;
     linux_panel panel = make(4, 3, 4);
     panel.opaque = 0xff000000;
-    linux_panel_draw(&panel, frame);
+    draw(panel);
     EXPECT_EQ(at(panel, 0, 0), 0xff000000u);
 }
 
@@ -496,6 +638,70 @@ TEST_F(linux_input_of, a_panel_reports_whole_points)
     report(panel);
     pass();
     expect_touch(touch_type_release, 319, 239);
+}
+
+TEST_F(linux_input_of, a_finger_turns_and_scales_with_the_picture)
+{
+    const linux_panel standing = {nullptr, 480, 800, 960, 2, {}, {}, {}, 0, 1};
+    linux_input_panel = &standing; /* the picture is 480 x 640 there, 80 below the top */
+    const int panel = attach({{0, 479}, {0, 799}});
+    send(panel, EV_ABS, ABS_X, 479);
+    send(panel, EV_ABS, ABS_Y, 80);
+    send(panel, EV_KEY, BTN_TOUCH, 1);
+    report(panel);
+    pass();
+    expect_touch(touch_type_press, 0, 0);
+    send(panel, EV_ABS, ABS_X, 1);
+    report(panel);
+    pass();
+    expect_touch(touch_type_move, 0, 239);
+    send(panel, EV_ABS, ABS_Y, 799);
+    report(panel);
+    pass();
+    expect_touch(touch_type_move, 319, 239);
+    send(panel, EV_KEY, BTN_TOUCH, 0);
+    report(panel);
+    pass();
+    expect_touch(touch_type_release, 319, 239);
+    send(panel, EV_KEY, BTN_TOUCH, 1);
+    report(panel);
+    pass();
+    expect_touch(0, 0, 0);
+    linux_input_panel = nullptr;
+}
+
+TEST_F(linux_input_of, a_touch_panel_that_tells_points_of_the_picture_is_not_turned_again)
+{
+    const linux_panel standing = {nullptr, 240, 320, 480, 2, {}, {}, {}, 0, 1};
+    linux_input_panel = &standing;
+    const int panel = attach({{0, 319}, {0, 239}});
+    send(panel, EV_ABS, ABS_X, 300);
+    send(panel, EV_ABS, ABS_Y, 20);
+    send(panel, EV_KEY, BTN_TOUCH, 1);
+    report(panel);
+    pass();
+    expect_touch(touch_type_press, 300, 20);
+    linux_input_panel = nullptr;
+}
+
+TEST_F(linux_input_of, a_touch_panel_is_turned_as_wished)
+{
+    const linux_panel standing = {nullptr, 240, 320, 480, 2, {}, {}, {}, 0, 1};
+    linux_input_panel = &standing;
+    key_close();
+    setenv("ZERV_TOUCH_TURN", "180", 1);
+    ASSERT_EQ(key_open(), 0);
+    unsetenv("ZERV_TOUCH_TURN");
+    const int panel = attach({{0, 4095}, {0, 4095}});
+    send(panel, EV_ABS, ABS_X, 0);
+    send(panel, EV_ABS, ABS_Y, 0);
+    send(panel, EV_KEY, BTN_TOUCH, 1);
+    report(panel);
+    pass();
+    expect_touch(touch_type_press, 319, 239);
+    linux_input_panel = nullptr;
+    key_close();
+    ASSERT_EQ(key_open(), 0);
 }
 
 TEST_F(linux_input_of, the_left_button_of_a_tablet_is_a_finger)
