@@ -203,10 +203,13 @@ static void end_by_signal(int)
 /* The patience is over. Files that an update replaces become whole first. */
 static void end_at_once(int)
 {
-    if (program_stay_tuned)
+    if (program_stay_tuned) {
         (void)alarm(patience_s);
-    else
-        _exit(255);
+        return;
+    }
+    if (device_current && device_current->rescue)
+        device_current->rescue();
+    _exit(255);
 }
 
 static void catch_signals()

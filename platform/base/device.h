@@ -42,6 +42,9 @@ struct device {
     void (*wait)(int32_t ms) = nullptr;
     /* Ends a wait() early, or the next one if none runs. Any thread; safe in a signal handler. */
     void (*wake)() = nullptr;
+    /* Gives the screen back before a program that cannot end properly ends at once. Safe in a signal
+     * handler, also when nothing was opened. */
+    void (*rescue)() = nullptr;
     /* -1 when something went wrong that must show in the exit status of the program. */
     int (*status)() = nullptr;
 };

@@ -182,6 +182,9 @@ extern "C" {
 
 int open(const char *path, int flags, ...);
 int open64(const char *path, int flags, ...);
+/* What a checking build calls where the flags are not known beforehand. */
+int __open_2(const char *path, int flags);
+int __open64_2(const char *path, int flags);
 int access(const char *path, int mode) noexcept;
 int ioctl(int fd, unsigned long request, ...) noexcept;
 DIR *opendir(const char *path);
@@ -203,6 +206,16 @@ int open64(const char *path, int flags, ...)
     const mode_t mode = flags & (O_CREAT | O_TMPFILE) ? va_arg(rest, mode_t) : 0;
     va_end(rest);
     return open_any("open64", path, flags, mode);
+}
+
+int __open_2(const char *path, int flags)
+{
+    return open_any("open", path, flags, 0);
+}
+
+int __open64_2(const char *path, int flags)
+{
+    return open_any("open64", path, flags, 0);
 }
 
 int access(const char *path, int mode) noexcept

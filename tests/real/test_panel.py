@@ -1,6 +1,8 @@
 """The bare Linux device as a process: a panel in a file, keys and fingers through pipes."""
 
 import os
+import shutil
+import signal
 import struct
 import sys
 import unittest
@@ -108,6 +110,48 @@ class PanelTest(PlayerTest):
         self.quit(process)
         self.assertEqual([line for line in self.log() if line.startswith("console")],
                          ["console 1", "console 0"])
+
+    def test_the_console_draws_again_after_a_crash(self):
+        for number in (signal.SIGSEGV, signal.SIGABRT, signal.SIGBUS, signal.SIGQUIT):
+            with self.subTest(signal=number):
+                self.write("log", b"")
+                process = self.start_board("320x240")
+                self.wait_until("the console is silent", lambda: "console 1" in self.log())
+                process.send_signal(number)
+                self.assertEqual(process.wait(timeout=DEADLINE_S), -number)
+                self.assertEqual(self.log()[-2:], ["blank 0", "console 0"])
+
+    def test_the_light_goes_out_with_the_picture_and_comes_back(self):
+        """By its switch, or by its brightness where it has none; also after a crash."""
+        self.write_config(display_off_timeout=1)
+        for name, dark, lit in (("bl_power", "4", "0"), ("brightness", "0", "7")):
+            for end in ("quit", signal.SIGSEGV):
+                with self.subTest(name=name, end=end):
+                    self.light(name, lit)
+                    self.write("log", b"")
+                    process = self.start_board("320x240")
+                    self.wait_until("dark", lambda: self.light_of(name) == dark)
+                    self.assertEqual(self.log()[-1], "blank 4")
+                    self.press(KEY_DOWN)
+                    self.wait_until("lit", lambda: self.light_of(name) == lit)
+                    self.wait_until("dark again", lambda: self.light_of(name) == dark)
+                    if end != "quit":
+                        process.send_signal(end)
+                        process.wait(timeout=DEADLINE_S)
+                    else:
+                        self.press(KEY_DOWN)
+                        self.wait_until("lit again", lambda: self.light_of(name) == lit)
+                        self.quit(process)
+                    self.assertEqual(self.light_of(name), lit)
+
+    def light(self, name, value):
+        shutil.rmtree(self.path("sys"), ignore_errors=True)
+        os.makedirs(self.path("sys/backlight/panel"))
+        self.write("sys/backlight/panel/" + name, value.encode())
+
+    def light_of(self, name):
+        """What was written last lies over what was there, as in a file of the kernel."""
+        return self.read("sys/backlight/panel/" + name).decode()
 
 
 if __name__ == "__main__":

@@ -41,4 +41,5 @@ constinit const device device_linux = {
     .handheld = true,
     .wait = linux_input_wait,
     .wake = linux_input_wake,
+    .rescue = linux_console_rescue,
 };

@@ -51,6 +51,17 @@ int linux_screen_close();
 int linux_screen_show(const fb_surface *frame);
 int linux_screen_power(int on);
 
+/* ---- device_linux_console.cpp: what is taken from the console and given back ---- */
+
+/* From now on the console draws no more, and is given back even if the program crashes. */
+void linux_console_take(int panel_fd);
+void linux_console_give_back();
+/* The panel and its light. */
+void linux_console_light(bool on);
+/* Text, picture and light for whoever comes after a program that ends at once. Safe in a signal
+ * handler. */
+void linux_console_rescue();
+
 /* ---- device_linux_input.cpp: event devices of the kernel ---- */
 
 struct linux_range {

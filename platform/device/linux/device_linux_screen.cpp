@@ -8,39 +8,17 @@
 #include <cstring>
 #include <fcntl.h>
 #include <linux/fb.h>
-#include <linux/kd.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
 constexpr char panel_path[] = "/dev/fb0";
-constexpr char console_path[] = "/dev/tty0";
 constexpr char console_turn_path[] = "/sys/class/graphics/fbcon/rotate";
 
 /* Main thread. */
 static constinit int panel_fd = -1;
 static constinit linux_panel panel = {};
 static constinit size_t mapped_bytes = 0;
-static constinit int console_fd = -1; /* open while the console does not draw */
-
-/* The text console would draw its cursor over the picture. A machine without one is fine. */
-static void silence_console()
-{
-    console_fd = open(console_path, O_RDWR | O_CLOEXEC);
-    if (console_fd >= 0 && ioctl(console_fd, KDSETMODE, KD_GRAPHICS) != 0) {
-        close(console_fd);
-        console_fd = -1;
-    }
-}
-
-static void restore_console()
-{
-    if (console_fd < 0)
-        return;
-    (void)ioctl(console_fd, KDSETMODE, KD_TEXT); /* there is nobody to tell */
-    close(console_fd);
-    console_fd = -1;
-}
 
 static linux_channel channel_of(const fb_bitfield &field)
 {
@@ -139,7 +117,7 @@ int linux_screen_open(int32_t, int32_t)
         (void)linux_screen_close();
         return -1;
     }
-    silence_console();
+    linux_console_take(panel_fd);
     linux_panel_clear(&panel);
     return 0;
 }
@@ -152,10 +130,10 @@ int linux_screen_close()
     }
     panel = {};
     linux_input_panel = nullptr;
+    linux_console_give_back();
     if (panel_fd >= 0)
         close(panel_fd);
     panel_fd = -1;
-    restore_console();
     return 0;
 }
 
@@ -172,6 +150,6 @@ int linux_screen_power(int on)
 {
     if (panel_fd < 0)
         return -1;
-    (void)ioctl(panel_fd, FBIOBLANK, on ? FB_BLANK_UNBLANK : FB_BLANK_POWERDOWN);
+    linux_console_light(on != 0);
     return 0;
 }
