@@ -104,6 +104,31 @@ class PanelTest(PlayerTest):
         self.wait_for_picture(first, lambda: [row[::-1] for row in self.panel()[::-1]])
         self.quit(process)
 
+    def pans(self):
+        return [int(line.split()[1]) for line in self.log() if line.startswith("pan ")]
+
+    def test_two_pages_are_shown_in_turn_and_both_are_whole(self):
+        pictures = [self.picture(), self.picture("key down"), self.picture("key down", "key down")]
+        process = self.start_board("320x240x2")
+
+        def seen():
+            offsets = self.pans()
+            return self.panel(offsets[-1] // 240) if offsets else []
+        self.wait_for_picture(pictures[0], seen)
+        for picture in pictures[1:]:
+            self.press(KEY_DOWN)
+            self.wait_for_picture(picture, seen)
+        self.assertEqual(set(self.pans()), {0, 240})
+        self.quit(process)
+        self.assertEqual(self.pans()[-1], 0, "whoever comes next finds the first page shown")
+
+    def test_a_second_page_is_not_used_where_it_is_not_wanted(self):
+        first = self.picture()
+        process = self.start_board("320x240x2", ZERV_PANEL_PAGES="1")
+        self.wait_for_picture(first, self.panel)
+        self.assertEqual(set(self.pans()), {0})
+        self.quit(process)
+
     def test_the_console_draws_again_after_the_end(self):
         process = self.start_board("320x240")
         self.wait_until("the console is silent", lambda: "console 1" in self.log())

@@ -18,7 +18,13 @@ constexpr char console_turn_path[] = "/sys/class/graphics/fbcon/rotate";
 /* Main thread. */
 static constinit int panel_fd = -1;
 static constinit linux_panel panel = {};
+static constinit uint8_t *mapped = nullptr; /* all pages */
 static constinit size_t mapped_bytes = 0;
+static constinit fb_var_screeninfo shape = {};
+/* The page that is not shown is drawn, and then shown as a whole. */
+static constinit uint32_t pages = 1, shown_page = 0;
+static constinit linux_rows missing[2]; /* of each page: what was drawn on the other one since */
+static constinit bool waits = false;    /* for the time at which the panel begins a picture */
 
 static linux_channel channel_of(const fb_bitfield &field)
 {
@@ -60,23 +66,23 @@ static void turn_panel()
     panel.turn = linux_panel_turn_of(getenv("ZERV_PANEL_TURN"), console, panel.width, panel.height);
 }
 
-static int describe_panel(fb_var_screeninfo *shape, fb_fix_screeninfo *memory)
+static int describe_panel(fb_fix_screeninfo *memory)
 {
-    if (ioctl(panel_fd, FBIOGET_VSCREENINFO, shape) != 0 ||
+    if (ioctl(panel_fd, FBIOGET_VSCREENINFO, &shape) != 0 ||
         ioctl(panel_fd, FBIOGET_FSCREENINFO, memory) != 0)
         return -1;
     panel = {.memory = nullptr,
-             .width = static_cast<int32_t>(shape->xres),
-             .height = static_cast<int32_t>(shape->yres),
+             .width = static_cast<int32_t>(shape.xres),
+             .height = static_cast<int32_t>(shape.yres),
              .line_bytes = static_cast<int32_t>(memory->line_length),
-             .pixel_bytes = static_cast<int32_t>(shape->bits_per_pixel + 7) / 8,
-             .red = channel_of(shape->red),
-             .green = channel_of(shape->green),
-             .blue = channel_of(shape->blue),
-             .opaque = mask_of(shape->transp)};
-    if (memory->visual == FB_VISUAL_PSEUDOCOLOR && shape->bits_per_pixel == 8)
+             .pixel_bytes = static_cast<int32_t>(shape.bits_per_pixel + 7) / 8,
+             .red = channel_of(shape.red),
+             .green = channel_of(shape.green),
+             .blue = channel_of(shape.blue),
+             .opaque = mask_of(shape.transp)};
+    if (memory->visual == FB_VISUAL_PSEUDOCOLOR && shape.bits_per_pixel == 8)
         fill_palette();
-    const bool known = shape->bits_per_pixel >= 8 && shape->bits_per_pixel <= 32;
+    const bool known = shape.bits_per_pixel >= 8 && shape.bits_per_pixel <= 32;
     if (known && panel.width > 0 && panel.height > 0 &&
         static_cast<int64_t>(panel.line_bytes) >=
             static_cast<int64_t>(panel.width) * panel.pixel_bytes)
@@ -85,24 +91,101 @@ static int describe_panel(fb_var_screeninfo *shape, fb_fix_screeninfo *memory)
     return -1;
 }
 
+static size_t page_bytes()
+{
+    return static_cast<size_t>(panel.line_bytes) * static_cast<size_t>(panel.height);
+}
+
+static bool pan(uint32_t page)
+{
+    shape.xoffset = 0;
+    shape.yoffset = page * shape.yres;
+    return ioctl(panel_fd, FBIOPAN_DISPLAY, &shape) == 0;
+}
+
+/* Two, where the memory has room for them and the driver shows the second one when asked. */
+static uint32_t count_pages(const fb_fix_screeninfo &memory)
+{
+    const char *wish = getenv("ZERV_PANEL_PAGES");
+    if ((wish && strcmp(wish, "1") == 0) || memory.ypanstep == 0 ||
+        memory.smem_len < 2 * page_bytes())
+        return 1;
+    fb_var_screeninfo wanted = shape;
+    wanted.yres_virtual = 2 * wanted.yres;
+    if (shape.yres_virtual < wanted.yres_virtual &&
+        ioctl(panel_fd, FBIOPUT_VSCREENINFO, &wanted) != 0)
+        return 1;
+    /* What the driver made of it: anything else than more rows is not what was described before. */
+    fb_var_screeninfo made = {};
+    fb_fix_screeninfo memory_now = {};
+    if (ioctl(panel_fd, FBIOGET_VSCREENINFO, &made) != 0 ||
+        ioctl(panel_fd, FBIOGET_FSCREENINFO, &memory_now) != 0 ||
+        made.yres_virtual < wanted.yres_virtual || made.xres != shape.xres ||
+        made.yres != shape.yres || memory_now.line_length != memory.line_length)
+        return 1;
+    shape = made;
+    return pan(1) ? 2 : 1;
+}
+
 static int map_panel()
 {
-    fb_var_screeninfo shape = {};
     fb_fix_screeninfo memory = {};
     panel_fd = open(panel_path, O_RDWR | O_CLOEXEC);
-    if (panel_fd < 0 || describe_panel(&shape, &memory) != 0)
+    if (panel_fd < 0 || describe_panel(&memory) != 0)
         return -1;
+    pages = count_pages(memory);
     /* The visible part may lie further down, where something panned to it before us. */
-    shape.xoffset = shape.yoffset = 0;
-    (void)ioctl(panel_fd, FBIOPAN_DISPLAY, &shape); /* many drivers cannot, and need not */
-    mapped_bytes = static_cast<size_t>(panel.line_bytes) * static_cast<size_t>(panel.height);
-    void *mapped = mmap(nullptr, mapped_bytes, PROT_READ | PROT_WRITE, MAP_SHARED, panel_fd, 0);
-    if (mapped == MAP_FAILED)
+    (void)pan(0); /* many drivers cannot, and need not */
+    shown_page = 0;
+    waits = true;
+    mapped_bytes = pages * page_bytes();
+    void *at = mmap(nullptr, mapped_bytes, PROT_READ | PROT_WRITE, MAP_SHARED, panel_fd, 0);
+    if (at == MAP_FAILED)
         return -1;
-    panel.memory = static_cast<uint8_t *>(mapped);
+    panel.memory = mapped = static_cast<uint8_t *>(at);
+    for (linux_rows &each : missing)
+        each.set();
     turn_panel();
     linux_input_panel = &panel;
     return 0;
+}
+
+static void use_page(uint32_t page)
+{
+    panel.memory = mapped + page * page_bytes();
+}
+
+static void clear_pages()
+{
+    for (uint32_t page = 0; page < pages; page++) {
+        use_page(page);
+        linux_panel_clear(&panel);
+    }
+}
+
+/* A driver that does not know when a picture begins is not asked again. */
+static void wait_for_picture()
+{
+    uint32_t which = 0;
+    waits = waits && ioctl(panel_fd, FBIO_WAITFORVSYNC, &which) == 0;
+}
+
+/* Draws where nobody looks, and shows it from the next picture of the panel on. */
+static void show_next_page(const fb_surface *frame, const linux_rows &changed)
+{
+    const uint32_t next = 1 - shown_page;
+    use_page(next);
+    linux_panel_draw(&panel, frame, changed | missing[next]);
+    missing[next].reset();
+    missing[shown_page] |= changed;
+    if (pan(next)) {
+        shown_page = next;
+        wait_for_picture(); /* until then the other page is still seen */
+        return;
+    }
+    use_page(shown_page); /* it panned before, and does not any more */
+    linux_panel_draw(&panel, frame, missing[shown_page]);
+    pages = 1;
 }
 
 bool linux_screen_fits()
@@ -118,16 +201,18 @@ int linux_screen_open(int32_t, int32_t)
         return -1;
     }
     linux_console_take(panel_fd);
-    linux_panel_clear(&panel);
+    clear_pages();
     return 0;
 }
 
 int linux_screen_close()
 {
-    if (panel.memory) {
-        linux_panel_clear(&panel);
-        munmap(panel.memory, mapped_bytes);
+    if (mapped) {
+        clear_pages();
+        (void)pan(0); /* as above */
+        munmap(mapped, mapped_bytes);
     }
+    mapped = nullptr;
     panel = {};
     linux_input_panel = nullptr;
     linux_console_give_back();
@@ -139,9 +224,15 @@ int linux_screen_close()
 
 int linux_screen_show(const fb_surface *frame)
 {
-    if (!panel.memory)
+    if (!mapped)
         return -1;
-    linux_panel_draw(&panel, frame, linux_rows_changed(frame));
+    const linux_rows changed = linux_rows_changed(frame);
+    if (pages > 1) {
+        show_next_page(frame, changed);
+        return 0;
+    }
+    wait_for_picture(); /* else the panel would show half of it for a moment */
+    linux_panel_draw(&panel, frame, changed);
     return 0;
 }
 
