@@ -29,7 +29,7 @@ WORDS = {
 }
 MEMBER = re.compile(r"\(\*(\w+)\)\(|\b(\w+);")
 NOISE = re.compile(r"/\*.*?\*/| = \w+", re.DOTALL)
-FUNCTION = re.compile(r"`([a-z]\w*_\w+)\([^`]*`")
+FUNCTION = re.compile(r"`([a-z]\w+)\([^`]*`")
 PATH = re.compile(r"`([A-Za-z_.]+/[A-Za-z0-9_./<>*-]*|[A-Za-z0-9_]+\.[a-z]+)`")
 FILE = re.compile(r"\.(cpp|h|py|md)$")
 
