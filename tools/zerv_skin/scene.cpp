@@ -158,7 +158,7 @@ static const skin_page *draw_list(const scene &of)
     const stage_list_state state = sample_list_state(of.state, of.data);
     stage_set_list(&state);
     view_list_use_page(&view_list_state.part->pages[of.variant]);
-    view_list_forget_minute();
+    view_list_draw_reset();
     draw_now(view_list);
     return view_list_state.page;
 }
