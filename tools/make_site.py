@@ -94,6 +94,10 @@ def make_gallery(build, to):
 def write_plan(folder, pages):
     """The generator's own file: the documents' part of the plan, and the reference pages."""
     plan = (DOCS / "site" / "mkdocs.yml").read_text(encoding="utf-8").rstrip("\n")
+    for document in (folder / "docs").rglob("*.md"):
+        place = str(document.relative_to(folder / "docs"))
+        if not place.startswith("reference/") and f": {place}\n" not in plan + "\n":
+            sys.exit(f"docs/site/mkdocs.yml does not say where {place} belongs")
     rows = ["      - Reference: reference/index.md"]
     rows += [f"      - {name}: reference/{page}" for name, page in pages]
     (folder / "mkdocs.yml").write_text("\n".join([plan, *rows]) + "\n", encoding="utf-8")
