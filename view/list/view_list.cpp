@@ -50,7 +50,6 @@ int view_list_load_skin(const char *package_path)
     if (!part)
         return -1;
     view_list_forget_touch();
-    view_list_draw_reset(); /* pictures of the new one may stand where those of the old one stood */
     (void)skin_free_part(view_list_state.part);
     view_list_state.part = part;
     view_list_use_page(&part->pages[0]);
