@@ -54,18 +54,18 @@ def coded(number):
     return bytes([0xE0 | number >> 12, 0x80 | number >> 6 & 0x3F, 0x80 | number & 0x3F])
 
 
-def still_frame(number, count):
+def still_frame(number, count, level):
     """One sample of each channel, which all others repeat: little work for whoever plays it."""
     head = b"\xFF\xF8\x79\x18" + coded(number) + struct.pack(">H", count - 1)
     head += bytes([crc(head, 8, 0x07)])
-    body = head + b"".join(b"\0" + struct.pack(">h", level) for level in (1, -1))
+    body = head + b"".join(b"\0" + struct.pack(">h", each) for each in (level, -level))
     return body + struct.pack(">H", crc(body, 16, 0x8005))
 
 
-def make_still(seconds):
-    """The bytes of a stereo file that hardly moves; seconds below 6000."""
+def make_still(seconds, level=1):
+    """The bytes of a stereo file that never moves; seconds below 6000."""
     count = int(seconds * RATE)
     info = (struct.pack(">HH", BLOCK, BLOCK) + bytes(6)
             + (RATE << 44 | 1 << 41 | 15 << 36 | count).to_bytes(8, "big") + bytes(16))
-    frames = [still_frame(i // BLOCK, min(BLOCK, count - i)) for i in range(0, count, BLOCK)]
+    frames = [still_frame(i // BLOCK, min(BLOCK, count - i), level) for i in range(0, count, BLOCK)]
     return b"fLaC\x80" + len(info).to_bytes(3, "big") + info + b"".join(frames)

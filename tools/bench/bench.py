@@ -40,19 +40,26 @@ class Bench:
                 each.close()
         subprocess.run(["rm", "-rf", self.scratch], check=True)
 
-    def peers(self):
-        """One of each that is installed, with a sound server that all share."""
-        found = peers.installed()
-        if found and not self.server:
+    def sound_server(self):
+        """The name of a sound server that all share, "" where there is none."""
+        if not self.server and peers.installed():
             self.server = peers.SoundServer(os.path.join(self.scratch, "server"))
-        return [peer(self.scratch, self.server.name) for peer in found]
+        return self.server.name if self.server else ""
 
-    def open_window(self, *files):
+    def peers(self):
+        """One of each that is installed."""
+        server = self.sound_server()
+        return [peer(self.scratch, server) for peer in peers.installed()]
+
+    def open_display(self):
         if not self.display:
             self.display = Display()
+
+    def open_window(self, *files, **more):
+        self.open_display()
         return self.open(files, self.folder.environment(
-            ZERV_DEVICE="sdl", DISPLAY=self.display.name, SDL_VIDEODRIVER="x11",
-            SDL_AUDIODRIVER="dummy"))
+            **{"ZERV_DEVICE": "sdl", "DISPLAY": self.display.name, "SDL_VIDEODRIVER": "x11",
+               "SDL_AUDIODRIVER": "dummy", **more}))
 
     def board_environment(self):
         """A panel in a file and no card: the sound of this machine brings a desktop's libraries."""

@@ -10,6 +10,7 @@ import time
 import callgrind
 import counts
 import disk
+import latency
 import peers
 import running
 
@@ -18,6 +19,7 @@ Row = collections.namedtuple("Row", "name measure wanted")
 
 CORE, WAKES, MIB = "% of a core", "wake-ups a second", "MiB proportional"
 MILLION = "M instructions"
+COVER_BYTES = 200000
 CARD_FILES = 20018
 """Files of a card that the figures of a scan are told for."""
 
@@ -235,6 +237,56 @@ def cold_scan(bench):
     return {f"MB from the disk for {CARD_FILES} files": {"ours": read / files * CARD_FILES / 1e6}}
 
 
+# ---- Moments ----
+
+def key_to_picture(bench):
+    return latency.in_all(bench, latency.key_to_picture)
+
+
+def first_picture(bench):
+    return latency.in_all(bench, latency.first_picture)
+
+
+def with_server(bench, measure):
+    """Nothing where no sound server is installed to hear with."""
+    server = bench.sound_server()
+    return latency.in_all(bench, measure, server) if server else {}
+
+
+def volume_to_ear(bench):
+    return with_server(bench, latency.volume_to_ear)
+
+
+def first_sound(bench):
+    return with_server(bench, latency.first_sound)
+
+
+# ---- Bytes from the disk ----
+
+def kilobytes(bench, script, *files):
+    """KB that a run fetches of the player's own files and of the music."""
+    for place in bench.folder.folder, os.path.join(bench.folder.build, "player"):
+        disk.forget(place)
+    return disk.bytes_read(bench.folder.run(script, *files)[1]) / 1000
+
+
+def disk_of_starts(bench):
+    """The libraries of the system stay in memory: others use them, too."""
+    script = "advance 300\nsettle\nadvance 300\n"
+    start = kilobytes(bench, script)
+    found = {"KB of a start": start}
+    for ending in counts.FORMATS:
+        found[f"KB of a track more, {ending}"] = kilobytes(
+            bench, script, counts.song(bench.folder, ending)) - start
+    bench.folder.make_music("library", "pictures", 5, 1, COVER_BYTES)
+    tracks = [os.path.join(place, name) for place, _, names in
+              os.walk(bench.folder.path("pictures")) for name in names if name.endswith(".mp3")]
+    plain, shown = (find(tracks, key=os.path.getsize) for find in (min, max))
+    found[f"KB of a cover of {COVER_BYTES // 1000} KB more"] = (
+        kilobytes(bench, script, shown) - kilobytes(bench, script, plain))
+    return {unit: {"ours": figure} for unit, figure in found.items()}
+
+
 # ---- The table ----
 
 SECOND = ("1.15 library", "1.05 library")
@@ -256,6 +308,13 @@ ROWS = (
         {f"MB from the disk for {CARD_FILES} files": (300, 180)}),
     Row("start with a queue", queue_start, {"ms, 50000 tracks": (300, 100)}),
     Row("a frame of a list after a key", list_frame, {MILLION: (0.4, 0.25)}),
+    Row("a key to the changed picture", key_to_picture,
+        {"ms, window": (25, ""), "ms, bare Linux": (25, "")}),
+    Row("a volume key to the ear", volume_to_ear,
+        {"ms, window": (120, ""), "ms, bare Linux": (120, "")}),
+    Row("exec to the first picture", first_picture, {}),
+    Row("exec to the first sound", first_sound, {}),
+    Row("bytes from the disk", disk_of_starts, {}),
     Row("a cover of 1500 x 1500", covers,
         {f"{MILLION}, {name}": COVER for name in ("cover.jpg", "progressive.jpg", "cover.png")}),
 )
