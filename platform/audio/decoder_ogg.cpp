@@ -1,5 +1,6 @@
 /* decoder_ogg: Ogg Vorbis. */
 #include "platform/audio/audio_file.h"
+#include "platform/audio/audio_id3.h"
 #include "platform/audio/audio_mix.h"
 #include "platform/audio/audio_spare.h"
 #include "platform/audio/audio_stream.h"
@@ -12,6 +13,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <limits>
 
 constexpr uint32_t buffer_bytes = 8192;
 constexpr int64_t link_limit = static_cast<int64_t>(1)
@@ -193,6 +195,14 @@ static bool is_playable(OggVorbis_File *vorbis)
            info->rate <= static_cast<long>(audio_max_rate);
 }
 
+/* The library looks for its first page near the front only, where a tag may stand, and tells places in
+ * a long: of more than that only the front plays. */
+static void show_library(audio_file *file)
+{
+    const int64_t from = audio_id3_size(file), most = std::numeric_limits<long>::max();
+    audio_file_window(file, from, from + std::min(audio_file_size(file) - from, most));
+}
+
 static audio_stream *ogg_open(const char *path)
 {
     static constexpr ov_callbacks callbacks = {on_read, on_seek, nullptr, on_tell};
@@ -208,7 +218,7 @@ static audio_stream *ogg_open(const char *path)
     const audio_tags_found found = read_tags(file, at, &tags);
     if (found == audio_tags_broken)
         tags = audio_tags_empty();
-    audio_file_window(file, 0, audio_file_size(file));
+    show_library(file);
     if (found == audio_tags_none || !audio_has_spare() ||
         ov_open_callbacks(file, &state->vorbis, nullptr, 0, callbacks) ||
         !is_playable(&state->vorbis)) {

@@ -150,6 +150,21 @@ TEST(decoder_ogg, surround_is_mixed_to_both_sides)
     expect_sine(hear_file("three.ogg"), 300, 0.5 * 0.7071 / 1.7071, 0.05);
 }
 
+TEST(decoder_ogg, a_tag_with_a_picture_in_front_is_passed_over)
+{
+    const std::string tag = maker_id3v2_bytes({.title = "T", .cover = std::string(300000, 'c')});
+    const std::string bytes = maker_ogg_bytes(maker_sine(440, 2));
+    ASSERT_EQ(maker_audio_save("bare.ogg", bytes), 0);
+    ASSERT_EQ(maker_audio_save("behind.ogg", tag + bytes), 0);
+    const heard bare = hear_file("bare.ogg");
+    opened file("behind.ogg");
+    ASSERT_NE(file.stream, nullptr);
+    EXPECT_EQ(file.stream->length, 88200);
+    EXPECT_EQ(hear(file).left, bare.left);
+    for (const int64_t at : {50000, 1, 88199})
+        expect_same_after_seek(file, bare, at);
+}
+
 TEST(decoder_ogg, a_cut_file_tells_its_real_length)
 {
     const std::string bytes = maker_ogg_bytes(maker_sine(440, 4), {.packets_a_page = 4});
