@@ -1,6 +1,7 @@
 /* traced: ends a child at a chosen system call, as a power cut would. Tests only. */
 #pragma once
 
+#include <cerrno>
 #include <csignal>
 #include <sys/ptrace.h>
 #include <sys/wait.h>
@@ -8,6 +9,16 @@
 
 #include <algorithm>
 #include <initializer_list>
+
+/* Whether programs can be traced here: a machine that is emulated has no such call. */
+inline bool traced_possible()
+{
+    const pid_t child = fork();
+    if (child == 0)
+        _exit(ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0 && errno == ENOSYS);
+    int status = 0;
+    return child <= 0 || waitpid(child, &status, 0) != child || status == 0;
+}
 
 enum class traced_end { killed, ended, failed };
 

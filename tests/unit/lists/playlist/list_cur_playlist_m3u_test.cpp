@@ -395,6 +395,8 @@ static size_t files_here()
 
 TEST_F(list_cur_playlist_m3u, leaves_a_whole_file_behind_when_killed_at_any_moment)
 {
+    if (!traced_possible())
+        GTEST_SKIP() << "an emulator stops no program at its calls";
     const std::string a = long_playlist('a');
     const std::string b = long_playlist('b');
     write_file("a.m3u", a);
