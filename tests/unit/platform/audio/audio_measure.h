@@ -160,6 +160,18 @@ inline void expect_sine(const heard &sound, double freq, double level, double to
     }
 }
 
+/* Steps that a sample may differ by when decoding began elsewhere: what libmpg123 adds up on ARM it adds
+ * in an order that depends on it. */
+inline int steps_after_seek(const opened &file)
+{
+#ifdef __arm__
+    return file.decoder->name == std::string("mp3");
+#else
+    (void)file;
+    return 0;
+#endif
+}
+
 /* Seeks to a place and expects what a straight run from the start gave there. */
 inline void expect_same_after_seek(opened &file, const heard &whole, int64_t sample,
                                    size_t frames = 3000)
@@ -169,11 +181,11 @@ inline void expect_same_after_seek(opened &file, const heard &whole, int64_t sam
     const heard part = hear(file, frames);
     ASSERT_EQ(part.frames(), std::min<size_t>(frames, whole.frames() - static_cast<size_t>(sample)))
         << sample;
+    const int steps = steps_after_seek(file);
     for (size_t i = 0; i < part.frames(); i++) {
-        ASSERT_EQ(part.left[i], whole.left[static_cast<size_t>(sample) + i])
-            << sample << " + " << i;
-        ASSERT_EQ(part.right[i], whole.right[static_cast<size_t>(sample) + i])
-            << sample << " + " << i;
+        const size_t at = static_cast<size_t>(sample) + i;
+        ASSERT_LE(abs(part.left[i] - whole.left[at]), steps) << sample << " + " << i;
+        ASSERT_LE(abs(part.right[i] - whole.right[at]), steps) << sample << " + " << i;
     }
     EXPECT_EQ(file.tell(), sample + static_cast<int64_t>(part.frames()));
 }
