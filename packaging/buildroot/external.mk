@@ -1,0 +1,1 @@
+include $(BR2_EXTERNAL_ZERV_PATH)/zerv-player.mk
