@@ -12,7 +12,7 @@ from layers import read_layers, read_libraries  # noqa: E402
 
 PLAN = "tools/layers.txt"
 INCLUDE = re.compile(r'^\s*#\s*include\s*(["<])([^">]+)[">]', re.M)
-WORKSHOP = ("tests/", "tools/", "fuzz/", "bench/", "demo/")
+WORKSHOP = ("tests/", "tools/", "fuzz/", "bench/", "demo/", "packaging/")
 
 
 def find_circle(graph):

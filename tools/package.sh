@@ -122,3 +122,32 @@ package_try() {
     rm -rf "$package_root"
     echo "Installed, started, upgraded, purged." >&2
 }
+
+# make_card_folder ARCH: build/card/ARCH/zerv-player, which runs from a memory card.
+make_card_folder() {
+    local folder=$PWD/build/card/$1/zerv-player
+    case $1 in
+    armhf | arm64 | mipsel) ;;
+    *) fail "A handheld needs an architecture: armhf, arm64 or mipsel." ;;
+    esac
+    install_packages play cross "cross-$1" card
+    make_sysroot "$1"
+    make_carried "$1"
+    build "card-$1" card-folder desktop-icons
+    rm -rf "$folder"
+    cmake --install "build/card-$1" --component handheld --prefix "$folder" >"build/card/$1.log" ||
+        fail "The card folder could not be made."
+}
+
+# package_handheld ARCH: the folder, as a zip, and as an image with its desktop entry.
+package_handheld() {
+    local folder=$PWD/build/card/$1 name
+    mkdir -p "$folder"
+    make_card_folder "$1"
+    name=$folder/zerv-player-$(package_version)-$1
+    python3 -B packaging/handheld/pack.py "$folder/zerv-player" "$name.zip" || exit 1
+    rm -f "$name.squashfs"
+    mksquashfs "$folder/zerv-player" "$name.squashfs" -all-root -no-xattrs -comp gzip -mkfs-time 0 \
+        -all-time 0 -no-progress -quiet || fail "The image could not be made."
+    ls -l "$name".*
+}
