@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
 """Boots an emulated handheld, plays a tone on it, presses keys, quits, and compares what came out.
 
-    handheld.py --player FOLDER --host FOLDER --sysroot FOLDER --work FOLDER
+    handheld.py --card FOLDER --host FOLDER --work FOLDER [--kind ext4|vfat]
 
-    --player   the program folder built for the machine
-    --host     the one built for this machine, whose virtual device draws the picture to compare
-    --sysroot  where the machine's shared libraries are
-    --work     has parts/ (the machine's packages, unpacked); receives what was seen and heard
+    --card  the card folder for the machine: all that it has of ours
+    --host  the program folder of this machine, whose virtual device draws the picture to compare
+    --work  has parts/ (the machine's packages, unpacked); receives what was seen and heard
+    --kind  the file system of the card
 
 The machine has a kernel of its own, a frame buffer of 320 x 240, keys and a sound card. The screen
 must match to the pixel, the recorded sound to the sample. Any break is a failure; a machine that
@@ -46,7 +46,15 @@ SETTINGS = """<?xml version="1.0" encoding="UTF-8"?>
 """
 
 
+START = """
+echo PLAYING
+ZERV_DEVICE=linux /card/zerv-player/zerv-player.sh /card/zerv-player/tone.flac
+echo ENDED $?
+"""
+
+
 def fill_program_folder(folder, source):
+    shutil.rmtree(folder, ignore_errors=True)
     shutil.copytree(source, folder)
     (folder / "config.txt").write_text(SETTINGS)
     (folder / "tone.flac").write_bytes(make_flac(TONE_SECONDS))
@@ -55,7 +63,6 @@ def fill_program_folder(folder, source):
 def picture_of_host(options):
     """The rows that the same keys lead to here."""
     folder = options.work / "host"
-    shutil.rmtree(folder, ignore_errors=True)
     fill_program_folder(folder, options.host)
     script = [f"wall {CLOCK}", "advance 200"]
     for _, key in KEYS:
@@ -111,12 +118,14 @@ def compare_sound(path, wanted):
 
 def run(options):
     wanted = picture_of_host(options)
-    folder = options.work / "root"
-    shutil.rmtree(folder, ignore_errors=True)
-    fill_program_folder(folder / "player", options.player)
-    handheld_machine.make_root(folder, options.work / "parts", options.sysroot, CLOCK)
+    root, folder, card = (options.work / name for name in ("root", "card", "card.img"))
+    for each in (root, folder):
+        shutil.rmtree(each, ignore_errors=True)
+    fill_program_folder(folder / "zerv-player", options.card)
+    handheld_machine.make_card(card, options.kind, folder)
+    handheld_machine.make_root(root, options.work / "parts", options.kind, CLOCK, START)
     sound = options.work / "sound.wav"
-    with handheld_machine.boot(folder, options.work / "parts", sound) as machine:
+    with handheld_machine.boot(root, options.work / "parts", sound, card) as machine:
         machine.wait_for("PLAYING", 120)
         machine.wait_for_sound(sound, 60)
         press_keys(machine)
@@ -125,15 +134,17 @@ def run(options):
         machine.press("q")
         machine.wait_for("ENDED 0", 30)
         machine.wait_for_end(30)
+    handheld_machine.check_card(card, options.kind)
     compare_sound(sound, make_tone(TONE_SECONDS))
 
 
 def main():
     parser = argparse.ArgumentParser(description="Boots an emulated handheld with the player.")
-    for name in ("player", "host", "sysroot", "work"):
+    for name in ("card", "host", "work"):
         parser.add_argument(f"--{name}", type=Path, required=True)
+    parser.add_argument("--kind", choices=sorted(handheld_machine.MOUNTS), default="ext4")
     options = parser.parse_args()
-    for name in ("player", "host", "sysroot", "work"):
+    for name in ("card", "host", "work"):
         setattr(options, name, getattr(options, name).resolve())
     started = time.monotonic()
     try:

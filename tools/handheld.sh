@@ -1,5 +1,5 @@
 # handheld: an emulated machine with its own kernel, frame buffer, keys and sound card, and the
-# player on it. Sourced by ./dev, after tools/cross.sh.
+# card folder in it. Sourced by ./dev, after tools/cross.sh, tools/carried.sh and tools/package.sh.
 
 machine_apt() { # FOLDER APT-ARGUMENTS...: the machine's packages; this one's are left alone
     local state=$1
@@ -11,7 +11,7 @@ machine_apt() { # FOLDER APT-ARGUMENTS...: the machine's packages; this one's ar
         -o APT::Architecture=mipsel -o APT::Architectures=mipsel "$@"
 }
 
-# Unpacks the kernel, the small tools and the sound configuration into build/handheld/parts.
+# Unpacks the kernel and the small tools into build/handheld/parts.
 fetch_machine() {
     local folder=$PWD/build/handheld kernel package
     [ -e "$folder/parts/.whole" ] && return 0
@@ -23,7 +23,7 @@ fetch_machine() {
         # The meta package names the kernel of the day.
         kernel=$(machine_apt "$folder/apt" install -s --no-install-recommends linux-image-4kc-malta |
             awk '$1 == "Inst" && $2 ~ /^linux-image-[0-9]/ && !seen {print $2; seen = 1}')
-        (cd "$folder/packages" && machine_apt "$folder/apt" download -qq "$kernel" busybox-static libasound2-data)
+        (cd "$folder/packages" && machine_apt "$folder/apt" download -qq "$kernel" busybox-static)
         for package in "$folder"/packages/*.deb; do
             dpkg-deb -x "$package" "$folder/parts"
         done
@@ -34,19 +34,21 @@ fetch_machine() {
     touch "$folder/parts/.whole"
 }
 
-# handheld: boots it, plays, presses keys, quits, and compares picture and sound. handheld card:
-# boots it with the player on a memory card, and takes its power.
+# handheld [KIND]: boots it with the card folder on a card of that kind, plays, presses keys, quits,
+# and compares picture and sound. handheld card [KIND [OPTIONS]]: scans, saves and updates there, and
+# takes its power.
 handheld() {
-    install_packages play test cross cross-mipsel handheld
+    local command=plays
+    case ${1:-} in card) command=$1; shift ;; esac
+    install_packages play test cross cross-mipsel card handheld
     fetch_machine
-    build release zerv-player player-folder
-    make_sysroot mipsel
-    build cross-mipsel zerv-player player-folder
-    if [ "${1:-}" = card ]; then
-        python3 -B tools/handheld_card.py --player build/cross-mipsel/player \
-            --sysroot build/sysroot-mipsel --work build/handheld
-        return
-    fi
-    python3 -B tools/handheld.py --player build/cross-mipsel/player --host build/release/player \
-        --sysroot build/sysroot-mipsel --work build/handheld "$@"
+    make_card_folder mipsel
+    local options=(--card build/card/mipsel/zerv-player --work build/handheld ${1:+--kind "$1"} "${@:2}")
+    case $command in
+    card) python3 -B tools/handheld_card.py "${options[@]}" ;;
+    plays)
+        build release zerv-player player-folder
+        python3 -B tools/handheld.py --host build/release/player "${options[@]}"
+        ;;
+    esac
 }

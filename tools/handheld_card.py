@@ -1,21 +1,22 @@
 #!/usr/bin/env python3
-"""Boots an emulated handheld whose player lives on a memory card: the kernel's own FAT.
+"""Boots an emulated handheld whose player lives on a memory card: the kernel's own ext4 or FAT.
 
-    handheld_card.py --player FOLDER --sysroot FOLDER --work FOLDER
+    handheld_card.py --card FOLDER --work FOLDER [--kind ext4|vfat] [--cuts N] [--seed N]
 
-    --player   the program folder built for the machine
-    --sysroot  where the machine's shared libraries are
-    --work     has parts/ (the machine's packages, unpacked); receives the card and the logs
+    --card  the card folder for the machine: all that it has of ours
+    --work  has parts/ (the machine's packages, unpacked); receives the card and the logs
+    --kind  the file system of the card
+    --cuts  how often power is cut
+    --seed  which moments; printed, so that they can be had again
 
-The player scans a music folder on the card, saves settings and playlist, and updates itself. Then
-the machine loses power some times while playlists are saved; after each time, the playlist must be
-whole and hold all that had been saved. What the machine did is in WORK/card-*.log.
+The player scans a music folder of a thousand files on the card, saves settings and playlist, and
+updates itself. Then the machine loses power while it scans, saves and updates; each time it must
+start again, with a whole program, a playlist of all that had been saved and a library that opens.
+What the machine did is in WORK/card-*.log.
 """
 import argparse
-import os
 import random
 import shutil
-import subprocess
 import sys
 import time
 import zipfile
@@ -29,9 +30,8 @@ from handheld_machine import Failed  # noqa: E402
 from make_flac import make_flac  # noqa: E402
 
 CLOCK = "2026-01-01T12:00:00"
-CUTS = 2
-PATIENCE_S = 300  # a busy host emulates slowly
-MODULES = ["ata_piix", "nls_cp437", "nls_ascii", "nls_utf8", "fat", "vfat"]
+PATIENCE_S = 600  # a busy host emulates slowly
+CUT_AFTER_S = 60  # how long the machine works at most before its power is cut
 SERVICE = "zerv-player/update/zerv-player-dingoo"
 SETTINGS = """<?xml version="1.0" encoding="UTF-8"?>
 
@@ -42,79 +42,75 @@ SETTINGS = """<?xml version="1.0" encoding="UTF-8"?>
 	<library_path>/card/Music</library_path>
 </cfg>
 """
+FILES = 1000
 SONGS = ["Ünï çödé/One.flac", "Ünï çödé/zwei.FLAC", "さん.flac"]
+# Titles in the encodings that tags had before they had a mark for it.
+OLD_TITLES = {"ko": ("바다 노래", "cp949"), "ja": ("夜の海", "cp932")}
 
-START = """#!/bin/sh
-export PATH=/bin LD_LIBRARY_PATH=/lib HOME=/ TZ=UTC ZERV_DEVICE=virtual
-mount -t proc proc /proc
-mount -t sysfs sys /sys
-mount -t devtmpfs dev /dev
-for module in %%(modules)s; do insmod /lib/modules/$module.ko; done
-date -s "%%(clock)s" >/dev/null
-mkdir /card
-mount -t vfat -o utf8=1 /dev/sda /card || echo NO CARD
-%s
-cd /
-umount /card
-echo ENDED
-reboot -f
-"""
-
-VISIT = """
-cp -r /player/. /card/
-cd /card
+PREPARE = """
+export ZERV_DEVICE=virtual ZERV_UPDATE_HOST=127.0.0.1
+cd /card/zerv-player
 ifconfig lo 127.0.0.1 up
 httpd -p 127.0.0.1:80 -h /www
-ZERV_UPDATE_HOST=127.0.0.1 ZERV_VIRTUAL_SCRIPT=/update.script ./zerv-player
+"""
+
+VISIT = PREPARE + """
+ZERV_VIRTUAL_SCRIPT=/update.script ./zerv-player.sh
 echo UPDATED $?
-ZERV_VIRTUAL_SCRIPT=/scan.script ./zerv-player
+ZERV_VIRTUAL_SCRIPT=/scan.script ./zerv-player.sh
 echo SCANNED $?
-ZERV_VIRTUAL_SCRIPT=/queue.script ./zerv-player /card/Music/さん.flac
+ZERV_VIRTUAL_SCRIPT=/queue.script ./zerv-player.sh /card/Music/さん.flac
 echo QUEUED $?
 cmp zerv-player /new && echo NEW PROGRAM
 cat news/read.txt
 cat config.txt current.m3u
+echo rubbish >library.db
+ZERV_VIRTUAL_SCRIPT=/quit.script ./zerv-player.sh
+echo MENDED $?
+cat library.db.damaged
+rm library.db.damaged
+for language in ko ja; do
+    ZERV_UPDATE_HOST= ZERV_VIRTUAL_SCRIPT=/title.script ./zerv-player.sh -c /$language.xml /card/Old/$language.mp3
+done
 find .
-"""
-
-UPDATE = """
-cp -r /player/. /card/
-sync
-cd /card
-ifconfig lo 127.0.0.1 up
-httpd -p 127.0.0.1:80 -h /www
-ZERV_UPDATE_HOST=127.0.0.1 ZERV_VIRTUAL_SCRIPT=/update.script ./zerv-player
-echo UPDATED $?
-sleep 100000
-"""
-
-AFTER_UPDATE = """
-cmp /card/zerv-player /new && echo NEW PROGRAM
-cat /card/news/read.txt
+echo ENDED
 """
 
 # Every start adds a file to the playlist. The last one that ended had saved what it added.
-SAVE = """
-cd /card
+WORK = PREPARE + """
+cmp -s zerv-player /new && echo WHOLE NEW
+cmp -s zerv-player /old && echo WHOLE OLD
 echo KEPT
 cat current.m3u
 echo KEPT END
+ZERV_UPDATE_HOST= ZERV_VIRTUAL_SCRIPT=/open.script ./zerv-player.sh
+echo STARTED $?
+[ ! -e library.db.damaged ] || echo LIBRARY LOST
 rm -f current.m3u
+cp /old zerv-player
+sync
+echo READY
 i=0
 while true; do
-    ZERV_VIRTUAL_SCRIPT=/quit.script ./zerv-player /card/$i.flac >/dev/null 2>&1
+    ZERV_UPDATE_HOST= ZERV_VIRTUAL_SCRIPT=/quit.script ./zerv-player.sh /card/$i.flac >/dev/null 2>&1
     echo SAVED $i
     i=$((i + 1))
+    case $i in
+    2) ZERV_VIRTUAL_SCRIPT=/update.script ./zerv-player.sh >/dev/null 2>&1; echo UPDATED $? ;;
+    4) ZERV_UPDATE_HOST= ZERV_VIRTUAL_SCRIPT=/scan.script ./zerv-player.sh >/dev/null 2>&1; echo SCANNED $? ;;
+    esac
 done
 """
 
 SCRIPTS = {
-    "update": ["settle", "advance 300", "quit"],
+    "update": ["settle 600000", "advance 300", "quit"],
     # The row that scans is the eighth of the main menu; the track list is the sixth.
-    "scan": ["advance 300", *["key down"] * 7, "key select", "settle 60000", "advance 300",
+    "scan": ["advance 300", *["key down"] * 7, "key select", "settle 600000", "advance 300",
              *["key up"] * 2, "key select", "advance 300", "text", "quit"],
     "queue": ["key vol_up", "advance 100", "quit"],
     "quit": ["quit"],
+    "open": ["advance 300", *["key down"] * 5, "key select", "advance 300", "text", "quit"],
+    "title": ["settle 600000", "advance 300", "text", "quit"],
 }
 
 
@@ -126,23 +122,27 @@ def write_package(path, *entries):
             archive.writestr(record, content)
 
 
+def make_old_mp3(title, encoding):
+    """A second of silence with a tag at its end."""
+    frame = bytes.fromhex("fffb9064") + bytes(413)
+    tag = b"TAG" + title.encode(encoding).ljust(30, b"\0") + bytes(94) + b"\xff"
+    return frame * 38 + tag
+
+
 def fill_root(root, options):
-    shutil.copytree(options.player, root / "player")
-    (root / "player/config.txt").write_text(SETTINGS)
-    for song in SONGS:
-        path = root / "player/Music" / song
-        path.parent.mkdir(parents=True, exist_ok=True)
-        path.write_bytes(make_flac(1))
+    for language in OLD_TITLES:
+        (root / f"{language}.xml").write_text(SETTINGS.replace("<lang>en<", f"<lang>{language}<"))
     for name, lines in SCRIPTS.items():
         (root / f"{name}.script").write_text("\n".join(lines) + "\n")
     service = root / "www" / SERVICE
     service.mkdir(parents=True)
     (service / "0.4").write_text("http://127.0.0.1/package.zip\n")
     (service / "0.5").write_text("none\n")
-    old = (options.player / "zerv-player").read_bytes()
+    old = (options.card / "zerv-player").read_bytes()
     new = old.replace(b"\x000.4\x00", b"\x000.5\x00")
     if new == old:
         raise Failed("the version stands nowhere in the program")
+    (root / "old").write_bytes(old)
     (root / "new").write_bytes(new)
     write_package(root / "www/package.zip", ("zerv-player", new, 0o100755), ("news/", b"", 0o40755),
                   ("news/read.txt", b"what is new\n", 0o100444), ("a:b", b"no such name", 0o100644))
@@ -151,23 +151,30 @@ def fill_root(root, options):
 def make_root(options, name, commands):
     root = options.work / name
     shutil.rmtree(root, ignore_errors=True)
+    root.mkdir(parents=True)
     fill_root(root, options)
-    handheld_machine.make_root(root, options.work / "parts", options.sysroot, CLOCK,
-                               init=START % commands, more_modules=MODULES)
-    # The player loads it when it first asks a service, so that nobody else needs it.
-    handheld_machine.add_library("libcurl.so.4", root / "lib", options.sysroot)
+    handheld_machine.make_root(root, options.work / "parts", options.kind, CLOCK, commands)
     return root
 
 
-def make_card(path):
-    with open(path, "wb") as file:
-        file.truncate(96 << 20)
-    subprocess.run(["mkfs.vfat", path], check=True, stdout=subprocess.DEVNULL)
+def make_card(options, path):
+    folder = options.work / "card"
+    shutil.rmtree(folder, ignore_errors=True)
+    shutil.copytree(options.card, folder / "zerv-player")
+    (folder / "zerv-player/config.txt").write_text(SETTINGS)
+    sound = make_flac(1)
+    for song in SONGS + [f"Many {i % 10}/{i}.flac" for i in range(FILES - len(SONGS))]:
+        path_of_song = folder / "Music" / song
+        path_of_song.parent.mkdir(parents=True, exist_ok=True)
+        path_of_song.write_bytes(sound)
+    (folder / "Old").mkdir()
+    for language, title in OLD_TITLES.items():
+        (folder / f"Old/{language}.mp3").write_bytes(make_old_mp3(*title))
+    handheld_machine.make_card(path, options.kind, folder, megabytes=256)
 
 
 def boot(root, options, card):
-    drive = ["-drive", f"file={card},format=raw,if=ide"]
-    return handheld_machine.boot(root, options.work / "parts", options.work / "card.wav", drive)
+    return handheld_machine.boot(root, options.work / "parts", options.work / "card.wav", card)
 
 
 def shown(log):
@@ -186,17 +193,20 @@ def visit(options, card):
     root = make_root(options, "card-visit", VISIT)
     with boot(root, options, card) as machine:
         machine.wait_for("ENDED", PATIENCE_S)
+        machine.wait_for_end(PATIENCE_S)
         log = machine.log
-    expect(log, "update: left out a:b, which this disk has no name for",
-           "update: installed http://127.0.0.1/package.zip, starting again",
-           "UPDATED 0", "NEW PROGRAM", "what is new", "SCANNED 0", "QUEUED 0",
-           "\t<vol>35</vol>", "/card/Music/さん.flac", *[f"./Music/{song}" for song in SONGS])
-    if "|All Tracks (3 曲目)|" not in shown(log):
-        raise Failed(f"the scan found no three tracks; see {log}")
+    left_out = ["update: left out a:b, which this disk has no name for"] if options.kind == "vfat" else []
+    expect(log, *left_out, "update: installed http://127.0.0.1/package.zip, starting again",
+           "UPDATED 0", "NEW PROGRAM", "what is new", "SCANNED 0", "QUEUED 0", "MENDED 0", "rubbish",
+           "\t<vol>35</vol>", "/card/Music/さん.flac")
+    for title, _ in OLD_TITLES.values():
+        if f"|{title}|" not in shown(log):
+            raise Failed(f"{title} was not read right; see {log}")
+    if f"|All Tracks ({FILES} 曲目)|" not in shown(log):
+        raise Failed(f"the scan found no {FILES} tracks; see {log}")
     if "NO CARD" in shown(log) or "_tmp" in shown(log):
         raise Failed(f"the card was not as it should be; see {log}")
-    if subprocess.run(["fsck.vfat", "-n", card], stdout=subprocess.DEVNULL, check=False).returncode:
-        raise Failed(f"fsck.vfat -n {card} finds faults")
+    handheld_machine.check_card(card, options.kind)
 
 
 def saved_before(log):
@@ -206,6 +216,11 @@ def saved_before(log):
 
 
 def check_kept(log, before):
+    said = shown(log).splitlines()
+    if not {"WHOLE NEW", "WHOLE OLD"} & set(said):
+        raise Failed(f"the program is not whole; see {log}")
+    if "STARTED 0" not in said or "LIBRARY LOST" in said:
+        raise Failed(f"it did not start again as it should; see {log}")
     text = shown(log).split("KEPT\n", 1)[1].split("KEPT END", 1)[0]
     kept = [line for line in text.split("\n") if line]
     wanted = [f"/card/{i}.flac" for i in range(len(kept))]
@@ -214,51 +229,46 @@ def check_kept(log, before):
 
 
 def cut_power(options, card):
-    root = make_root(options, "card-cut", SAVE)
-    before = None
-    for cut in range(CUTS + 1):
+    """Returns what was going on when the power went, as counts."""
+    root = make_root(options, "card-cut", WORK)
+    before, moments = None, {}
+    for cut in range(options.cuts + 1):
         with boot(root, options, card) as machine:
-            machine.wait_for("KEPT END", PATIENCE_S)
+            machine.wait_for("READY", PATIENCE_S)
             if before is not None:
                 check_kept(machine.log, before)
-            if cut == CUTS:
-                return
-            machine.wait_for("SAVED 1", PATIENCE_S)
-            time.sleep(random.uniform(0, 4))
+            if cut == options.cuts:
+                return moments
+            time.sleep(options.random.uniform(0, CUT_AFTER_S))
         before = saved_before(machine.log)
+        last = shown(machine.log).splitlines()[-1].split()[0]
+        doing = {1: "updating", 3: "scanning"}.get(before, "saving") if last == "SAVED" else "saving"
+        moments[doing] = moments.get(doing, 0) + 1
         shutil.copy(machine.log, machine.log.with_suffix(f".{cut}.log"))
-
-
-def cut_after_update(options, card):
-    make_card(card)
-    with boot(make_root(options, "card-update", UPDATE), options, card) as machine:
-        machine.wait_for("UPDATED 0", PATIENCE_S)
-    with boot(make_root(options, "card-updated", AFTER_UPDATE), options, card) as machine:
-        machine.wait_for("ENDED", PATIENCE_S)
-        log = machine.log
-    expect(log, "NEW PROGRAM", "what is new")
 
 
 def main():
     parser = argparse.ArgumentParser(description="Boots an emulated handheld with a memory card.")
-    for name in ("player", "sysroot", "work"):
+    for name in ("card", "work"):
         parser.add_argument(f"--{name}", type=Path, required=True)
+    parser.add_argument("--kind", choices=sorted(handheld_machine.MOUNTS), default="vfat")
+    parser.add_argument("--cuts", type=int, default=2)
+    parser.add_argument("--seed", type=int, default=random.randrange(1 << 30))
     options = parser.parse_args()
-    for name in ("player", "sysroot", "work"):
+    for name in ("card", "work"):
         setattr(options, name, getattr(options, name).resolve())
-    os.environ["PATH"] += ":/sbin:/usr/sbin"  # where the tools of file systems are
+    options.random = random.Random(options.seed)
     card = options.work / "card.img"
     started = time.monotonic()
     try:
-        make_card(card)
+        make_card(options, card)
         visit(options, card)
-        cut_power(options, card)
-        cut_after_update(options, card)
+        moments = cut_power(options, card)
     except Failed as problem:
-        print(f"FAILED  card: {problem}")
+        print(f"FAILED  card, {options.kind}, --seed {options.seed}: {problem}")
         return 1
-    print(f"passed  card: settings, playlist, scan, update, {CUTS} power cuts,"
-          f" in {time.monotonic() - started:.0f} s")
+    print(f"passed  card, {options.kind}: settings, playlist, a scan of {FILES} files, update, damaged library,"
+          f" {options.cuts} power cuts (while {moments}), in {time.monotonic() - started:.0f} s")
     return 0
 
 

@@ -14,21 +14,25 @@ from pathlib import Path
 
 MODULES = ["virtio", "virtio_ring", "virtio_pci_legacy_dev", "virtio_pci_modern_dev", "virtio_pci",
            "evdev", "virtio_input", "soundcore", "snd", "snd-timer", "snd-pcm", "snd-seq-device",
-           "snd-rawmidi", "gameport", "snd-ens1370"]
-TOOLS = ["sh", "mount", "umount", "insmod", "date", "reboot", "echo", "cat", "cmp", "cp", "find", "mkdir",
-         "rm", "sleep", "sync", "ifconfig", "httpd"]
+           "snd-rawmidi", "gameport", "snd-ens1370", "ata_piix", "crc32c_generic", "crc16", "mbcache", "jbd2", "ext4",
+           "nls_cp437", "nls_ascii", "nls_utf8", "fat", "vfat"]
+TOOLS = ["sh", "basename", "cat", "cmp", "cp", "date", "dirname", "echo", "find", "grep", "httpd", "ifconfig",
+         "insmod", "kill", "ls", "mkdir", "mount", "mv", "reboot", "rm", "sleep", "sync", "umount"]
+MOUNTS = {"ext4": "ext4", "vfat": "vfat -o utf8=1"}
 
+# All there is around the card: no library, no tables, no configuration, no groups.
 INIT = """#!/bin/sh
-export PATH=/bin LD_LIBRARY_PATH=/lib HOME=/ TZ=UTC
+export PATH=/bin HOME=/ TZ=UTC
 mount -t proc proc /proc
 mount -t sysfs sys /sys
 mount -t devtmpfs dev /dev
 for module in %(modules)s; do insmod /lib/modules/$module.ko; done
-cd /player
 date -s "%(clock)s" >/dev/null
-echo PLAYING
-ZERV_DEVICE=linux ./zerv-player tone.flac
-echo ENDED $?
+mkdir /card
+mount -t %(mount)s /dev/sda /card || echo NO CARD
+%(commands)s
+cd /
+umount /card
 reboot -f
 """
 
@@ -48,53 +52,48 @@ def find_module(parts, name):
     return found[0]
 
 
-def needed_libraries(file):
-    shown = subprocess.run(["mipsel-linux-gnu-objdump", "-p", file], capture_output=True, text=True,
-                           check=True).stdout
-    return re.findall(r"NEEDED\s+(\S+)", shown)
-
-
-def copy_libraries(file, target, sysroot):
-    for name in needed_libraries(file):
-        place = target / name
-        if place.exists():
-            continue
-        found = [path for folder in ("lib", "usr/lib") for path in (sysroot / folder).rglob(name)]
-        if not found:
-            raise Failed(f"there is no {name} in {sysroot}")
-        place.write_bytes(found[0].read_bytes())
-        place.chmod(0o755)
-        copy_libraries(place, target, sysroot)
-
-
-def copy_folder(source, target):
-    subprocess.run(["cp", "-r", source, target], check=True)
-
-
-def add_library(name, target, sysroot):
-    """One that nothing is linked to, and what it needs."""
-    place = target / name
-    place.write_bytes(next((sysroot / "usr/lib").rglob(name)).read_bytes())
-    copy_libraries(place, target, sysroot)
-
-
-def make_root(root, parts, sysroot, clock, init=INIT, more_modules=()):
-    """Around the folder `player` that is there already. No /etc: a small system has no groups."""
-    for name in ("bin", "dev", "proc", "sys", "lib/modules", "usr/share"):
-        (root / name).mkdir(parents=True)
+def make_root(root, parts, kind, clock, commands):
+    """What starts the machine and a card of that kind: it lives in memory. `root` may hold files already."""
+    for name in ("bin", "dev", "proc", "sys", "lib/modules"):
+        (root / name).mkdir(parents=True, exist_ok=True)
     (root / "bin/busybox").write_bytes((parts / "bin/busybox").read_bytes())
     (root / "bin/busybox").chmod(0o755)
     for name in TOOLS:
         (root / "bin" / name).symlink_to("busybox")
-    modules = MODULES + list(more_modules)
-    for name in modules:
+    for name in MODULES:
         (root / f"lib/modules/{name}.ko").write_bytes(find_module(parts, name).read_bytes())
-    copy_folder(parts / "usr/share/alsa", root / "usr/share/alsa")
-    copy_libraries(root / "player/zerv-player", root / "lib", sysroot)
-    copy_libraries(root / "player/zerv-audio-tag.so", root / "lib", sysroot)
-    add_library("libsoxr.so.0", root / "lib", sysroot)
-    (root / "init").write_text(init % {"modules": " ".join(modules), "clock": clock.replace("T", " ")})
+    (root / "init").write_text(INIT % {"modules": " ".join(MODULES), "clock": clock.replace("T", " "),
+                                       "mount": MOUNTS[kind], "commands": commands})
     (root / "init").chmod(0o755)
+
+
+def make_card(image, kind, folder, megabytes=128):
+    """A card of that kind which holds what the folder holds."""
+    image.unlink(missing_ok=True)
+    with open(image, "wb") as file:
+        file.truncate(megabytes << 20)
+    if kind == "ext4":
+        run_tool("mkfs.ext4", "-q", "-O", "^metadata_csum,^64bit", "-d", folder, image)
+        return
+    run_tool("mkfs.vfat", "-n", "CARD", image)
+    run_tool("mcopy", "-s", "-Q", "-i", image, *sorted(folder.iterdir()), "::/")
+
+
+def check_card(image, kind):
+    """-1 in words when its own checker finds faults. A card that lost power is repaired, as a machine does."""
+    checker = ["e2fsck", "-f", "-n"] if kind == "ext4" else ["fsck.vfat", "-n"]
+    done = subprocess.run([*checker, image], capture_output=True, text=True, env=TOOL_PLACES, check=False)
+    if done.returncode:
+        raise Failed(f"{' '.join(checker)} {image} finds faults:\n{done.stdout}")
+
+
+TOOL_PLACES = {**os.environ, "PATH": os.environ.get("PATH", "") + ":/sbin:/usr/sbin", "LC_ALL": "C.UTF-8"}
+
+
+def run_tool(*command):
+    done = subprocess.run(command, capture_output=True, text=True, env=TOOL_PLACES, check=False)
+    if done.returncode:
+        raise Failed(f"{command[0]}: {done.stderr}")
 
 
 def archive_entry(number, name, mode, content):
@@ -207,13 +206,14 @@ def await_socket(path, process, log):
 
 
 @contextmanager
-def boot(root, parts, sound, more=()):
+def boot(root, parts, sound, card, more=()):
     archive, log, control = (root.with_suffix(end) for end in (".gz", ".log", ".control"))
     write_archive(root, archive)
     for path in (control, sound):
         path.unlink(missing_ok=True)
     with open(log, "wb") as out:
-        process = subprocess.Popen([*machine_command(parts, archive, sound, control), *more],
+        drive = ["-drive", f"file={card},format=raw,if=ide"]
+        process = subprocess.Popen([*machine_command(parts, archive, sound, control), *drive, *more],
                                    stdin=subprocess.DEVNULL, stdout=out, stderr=out)
     try:
         await_socket(control, process, log)
