@@ -5,5 +5,5 @@ set(CMAKE_FIND_LIBRARY_SUFFIXES .a .so)
 list(PREPEND CMAKE_FIND_ROOT_PATH ${ZERV_CARRIED})
 set(PKG_CONFIG_ARGN --static)
 add_link_options(-static-libstdc++ -static-libgcc -Wl,--gc-sections -Wl,--as-needed
-  -Wl,--exclude-libs,ALL
+  -Wl,--exclude-libs,libharfbuzz.a:libfreetype.a:libsqlite3.a:libstdc++.a:libpng16.a:libexpat.a:libjpeg.a:libtag.a
   -Wl,-rpath-link,${ZERV_CARRIED}/usr/lib)

@@ -92,8 +92,9 @@ make_carried_harfbuzz() {
 # Without threads of its own and the paths for more than 20 bits: sound has 16. It runs with each sample.
 make_carried_libsoxr() {
     local carried_flags=${carried_flags/-Os/-O2}
-    carried_cmake "$1" -DWITH_OPENMP=OFF -DWITH_LSR_BINDINGS=OFF -DWITH_CR64=OFF -DWITH_CR64S=OFF -DWITH_VR32=OFF
-    cp src/libsoxr.a "$2/libsoxr.a"
+    carried_cmake "$1" -DWITH_OPENMP=OFF -DWITH_LSR_BINDINGS=OFF -DWITH_CR64=OFF -DWITH_CR64S=OFF -DWITH_VR32=OFF \
+        -DBUILD_SHARED_LIBS=ON
+    cp src/libsoxr.so.0 "$2/libsoxr.so.0"
 }
 
 make_carried_taglib() {

@@ -17,7 +17,7 @@ MODULES = ["virtio", "virtio_ring", "virtio_pci_legacy_dev", "virtio_pci_modern_
            "snd-rawmidi", "gameport", "snd-ens1370", "ata_piix", "crc32c_generic", "crc16", "mbcache", "jbd2", "ext4",
            "nls_cp437", "nls_ascii", "nls_utf8", "fat", "vfat"]
 TOOLS = ["sh", "basename", "cat", "cmp", "cp", "date", "dirname", "echo", "find", "grep", "httpd", "ifconfig",
-         "insmod", "kill", "ls", "mkdir", "mount", "mv", "reboot", "rm", "sleep", "sync", "umount"]
+         "insmod", "kill", "ls", "mkdir", "mount", "mv", "pidof", "reboot", "rm", "sleep", "sync", "umount"]
 MOUNTS = {"ext4": "ext4", "vfat": "vfat -o utf8=1"}
 
 # All there is around the card: no library, no tables, no configuration, no groups.

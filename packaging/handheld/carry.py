@@ -9,7 +9,7 @@
     --root     where the machine's libraries are; this machine's own by default
     --triple   names the machine; without it tools and libraries of this one are used
     --trimmed  a folder of libraries that are taken first
-    --map      the linker's map of the program: which libraries are inside, for their licences
+    --map      a linker's map, of the program or its module: which libraries are inside, for their licences
 """
 import argparse
 import re
@@ -19,8 +19,9 @@ import sys
 import zipfile
 from pathlib import Path
 
-# Loaded when they are first wanted.
-LOADED = ["libcurl.so.4", "libsodium.so.23"]
+# Loaded when they are first wanted, by programs that name them.
+LOADED = ["libcurl.so.4", "libsodium.so.23", "libsoxr.so.0"]
+MODULE = "lib/zerv-audio-tag.so"
 # Encodings of old tags by the languages that have them, as the C library names its converters.
 # They hold EUC-KR and Shift_JIS.
 CONVERTERS = {"UHC": ["CP949"], "CP932": ["MS932"]}
@@ -134,9 +135,9 @@ def package_of(machine, name):
     raise Failed(f"whose licence does {name} have? Enter it in carry.py")
 
 
-def copy_licences(machine, names, target, map_file):
+def copy_licences(machine, names, target, map_files):
     names = set(names)
-    if map_file:
+    for map_file in map_files:
         names |= {Path(path).name for path in re.findall(r"^(/\S+\.a)\(", map_file.read_text(), re.M)
                   if Path(path).name.startswith("lib") and not Path(path).is_relative_to(map_file.parent)}
     packages = {package_of(machine, name) for name in names - {"ld.so"}} | {PACKAGES["ld"]}
@@ -166,7 +167,9 @@ def carry(options):
     # Libraries that name the loader find it by this name.
     copied = {"ld.so"}
     copy_needed(machine, options.program, lib, loader, copied)
-    for name in LOADED:
+    copy_needed(machine, options.into / MODULE, lib, loader, copied)
+    names = options.program.read_bytes()
+    for name in (name for name in LOADED if name.encode() in names):
         copied.add(name)
         machine.copy(machine.find(name), lib / name)
         copy_needed(machine, machine.find(name), lib, loader, copied)
@@ -174,7 +177,7 @@ def carry(options):
     make_locales(lib / "locale")
     shutil.copytree(options.root / "usr/share/alsa", lib / "alsa", dirs_exist_ok=True,
                     ignore=shutil.ignore_patterns("ucm*", "topology", "init", "speaker-test", "*.d"))
-    for name in ("zerv-player", "lib/zerv-console"):
+    for name in ("zerv-player", "lib/zerv-console", MODULE):
         machine.copy(options.into / name, options.into / name)
     copy_licences(machine, copied, options.into / "licences.zip", options.map)
 
@@ -186,7 +189,7 @@ def main():
     parser.add_argument("--root", type=Path, default=Path("/"))
     parser.add_argument("--triple", default="")
     parser.add_argument("--trimmed", type=Path)
-    parser.add_argument("--map", type=Path)
+    parser.add_argument("--map", type=Path, action="append", default=[])
     try:
         carry(parser.parse_args())
     except Failed as problem:

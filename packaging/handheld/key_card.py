@@ -13,8 +13,9 @@ COLUMNS = (LEFT, 190, 420)  # the button, on the list screen, on the play screen
 
 def rows_of(manual):
     """Button, meaning on the list screen, on the play screen."""
-    table = [[cell.strip() for cell in line.strip("|\n").split(" | ")]
-             for line in manual.split("## Keys\n", 1)[1].split("\n## ", 1)[0].splitlines() if line.startswith("|")]
+    section = manual.split("## Keys\n", 1)[1]
+    first = section[section.index("|"):].split("\n\n", 1)[0]
+    table = [[cell.strip() for cell in line.strip("|").split(" | ")] for line in first.splitlines()]
     head = table[0]
     columns = [head.index(name) for name in ("pad", "what it does on the list screen", "... on the play screen",
                                              "keyboard and mouse")]

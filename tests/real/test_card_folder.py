@@ -55,7 +55,8 @@ class CardFolderTest(unittest.TestCase):
 
     def test_every_library_comes_from_the_card(self):
         lib = self.on_card("lib")
-        for program in ("zerv-player", "lib/zerv-console", "lib/libcurl.so.4", "lib/libsodium.so.23"):
+        for program in ("zerv-player", "lib/zerv-console", "lib/zerv-audio-tag.so", "lib/libcurl.so.4",
+                        "lib/libsodium.so.23"):
             done = subprocess.run([f"{lib}/ld.so", "--library-path", lib, "--list", self.on_card(program)],
                                   capture_output=True, text=True, check=True, timeout=DEADLINE_S)
             paths = re.findall(r"=> (\S.*) \(0x", done.stdout)
