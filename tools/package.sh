@@ -26,7 +26,7 @@ package_debian_folder() {
 package_debian() {
     local out=$PWD/build/package/debian tree
     tree=$out/zerv-player-$(package_version)
-    install_packages play package
+    install_packages play package card
     rm -rf "$out"
     package_tree "$tree"
     package_debian_folder "$tree"
@@ -130,7 +130,7 @@ make_card_folder() {
     armhf | arm64 | mipsel) ;;
     *) fail "A handheld needs an architecture: armhf, arm64 or mipsel." ;;
     esac
-    install_packages play cross "cross-$1" card
+    install_packages play test cross "cross-$1" card
     make_sysroot "$1"
     make_carried "$1"
     build "card-$1" card-folder desktop-icons
