@@ -215,6 +215,14 @@ static int32_t whole_pixels(hb_position_t length)
     return (length + 32) >> 6;
 }
 
+/* A font may claim any width; the widest honest sign, a line of prayer, has some twenty ems. The
+ * widths of a whole line are summed up. */
+static int32_t pen_step(hb_position_t length, int32_t size)
+{
+    constexpr int32_t most_ems = 64;
+    return std::clamp(whole_pixels(length), -most_ems * size, most_ems * size);
+}
+
 size_t font_face_shape(font_faces *faces, const uint32_t *text, size_t length, const font_run *run,
                        int32_t size, font_glyph *to, size_t room)
 {
@@ -236,7 +244,7 @@ size_t font_face_shape(font_faces *faces, const uint32_t *text, size_t length, c
     for (; written < count && written < room; written++)
         to[written] = {info[written].codepoint,
                        info[written].cluster,
-                       whole_pixels(position[written].x_advance),
+                       pen_step(position[written].x_advance, size),
                        whole_pixels(position[written].x_offset),
                        whole_pixels(position[written].y_offset),
                        run->face};

@@ -156,16 +156,17 @@ int32_t font_layout_shape(font_layout *layout, font_faces *faces, int32_t size)
     int32_t width = 0;
     for (size_t i = 0; i < layout->glyph_count; i++)
         width += layout->glyphs[i].advance;
-    return width;
+    return std::max(width, 0);
 }
 
-/* Widths by character, in the order of the text; a character inside a cluster has none. */
+/* Widths by character, in the order of the text; a character inside a cluster has none. Kerning may
+ * move the pen back over all of a letter: then that takes no room. */
 static void sum_advances(font_layout *layout)
 {
     std::fill_n(layout->advances, layout->length, -1);
     for (size_t i = 0; i < layout->glyph_count; i++) {
         int32_t *advance = &layout->advances[layout->glyphs[i].cluster];
-        *advance = std::max(*advance, 0) + layout->glyphs[i].advance;
+        *advance = std::max(std::max(*advance, 0) + layout->glyphs[i].advance, 0);
     }
 }
 
