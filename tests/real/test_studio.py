@@ -131,6 +131,25 @@ class StudioTest(unittest.TestCase):
         self.assertIn("1 error", self.text_of("#verdict"))
         self.end_well()
 
+    def test_the_contrast_of_each_text_is_told(self):
+        self.choose("play-0-playing")
+        told = self.browser.run("return [...document.querySelectorAll('.box')].map((each) =>"
+                                " [each.title.split(',')[0], Number(each.dataset.contrast || 0)])")
+        self.assertTrue(any(name == "text" for name, _ in told), told)
+        for name, contrast in told:
+            self.assertEqual(contrast >= 4.5, name in ("text", "lyrics"), f"{name}: {contrast}")
+        colour = self.browser.run("return [...document.querySelectorAll('.box')].map((each) => each.title)"
+                                  ".join().match(/font_color=\"(#[0-9a-fA-F]+)\"/)[1]")
+        self.change("play.xml", f'font_color="{colour}"', 'font_color="#ffffff"')
+        self.browser.wait_until("document.getElementById('findings').textContent.includes('low-contrast')")
+        self.browser.click("#contrast")
+        pale = self.browser.run("const box = document.querySelector('.box.pale'); return [Number(box.dataset.contrast),"
+                                " getComputedStyle(box, '::before').content, box.title]")
+        self.assertLess(pale[0], 3)
+        self.assertEqual(pale[1], f'"{pale[0]:.1f}"', "it stands beside the text")
+        self.assertIn(f"contrast of {pale[0]:.1f} to 1", pale[2], "and is what check found")
+        self.end_well()
+
     def test_boxes_and_lists_are_linked(self):
         self.choose("list-0-menu")
         elements = self.browser.run("return document.querySelectorAll('#elements li').length")

@@ -77,6 +77,9 @@ static void check_ink(const look &at, const skin_element &element, const source_
     if (behind < 0)
         return;
     const double found = contrast_between(contrast_light(element.font_color), behind);
+    const auto place = std::tuple(at.in.file->name, tag.place.line, tag.place.column);
+    double &worst = at.in.found->contrasts.try_emplace(place, found).first->second;
+    worst = std::min(worst, found);
     if (found < least_text)
         check_warn(at.in, tag, attribute, "low-contrast",
                    "the text has a contrast of %.1f to 1 to what is behind it; 4.5 to 1 is "

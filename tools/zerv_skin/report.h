@@ -3,7 +3,9 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <map>
 #include <string>
+#include <tuple>
 #include <vector>
 
 enum class report_level {
@@ -26,9 +28,14 @@ constexpr uint32_t report_limit = 50000;
 /* Bytes of a value or message that are kept. */
 constexpr size_t report_limit_text = 500;
 
+/* How well letters stand out from what is behind them, 1 (not at all) to 21: by the file, the line and
+ * the column of their tag the worst that it has. */
+using report_contrasts = std::map<std::tuple<std::string, uint32_t, uint32_t>, double>;
+
 struct report {
     std::vector<report_finding> findings;
-    uint32_t warnings = 0; /* among them */
+    uint32_t warnings = 0;      /* among them */
+    report_contrasts contrasts; /* of the texts that were drawn, good ones too */
 };
 
 /* Above its limit a warning is dropped, and one is added that says so. Long texts are cut. */

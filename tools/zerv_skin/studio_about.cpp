@@ -63,18 +63,26 @@ static bool takes_touch(const skin_element &element)
            element.means.kind == skin_kind_at("item");
 }
 
-static void put_element(const source_tag &tag, const skin_element &element, FILE *to)
+/* 0 where a tag has no letters that anybody sees. */
+static double contrast_of(const source_file &file, const source_tag &tag, const report &found)
+{
+    const auto own = found.contrasts.find({file.name, tag.place.line, tag.place.column});
+    return own == found.contrasts.end() ? 0 : own->second;
+}
+
+static void put_element(const source_tag &tag, const skin_element &element, double contrast,
+                        FILE *to)
 {
     fprintf(to,
             "{\"name\": %s, \"line\": %u, \"x\": %d, \"y\": %d, \"w\": %d, \"h\": %d, "
-            "\"size\": %d, \"touch\": %s, \"attributes\": ",
+            "\"size\": %d, \"touch\": %s, \"contrast\": %.1f, \"attributes\": ",
             quoted(tag.name).c_str(), tag.place.line, element.x, element.y, element.width,
-            element.height, element.font_size, takes_touch(element) ? "true" : "false");
+            element.height, element.font_size, takes_touch(element) ? "true" : "false", contrast);
     put_attributes(tag, to);
     fputs("}", to);
 }
 
-static void put_page(const source_file &file, const skin_page &page, FILE *to)
+static void put_page(const source_file &file, const skin_page &page, const report &found, FILE *to)
 {
     fprintf(to, "{\"file\": %s, \"elements\": [", quoted(file.name).c_str());
     size_t count = 0;
@@ -82,50 +90,50 @@ static void put_page(const source_file &file, const skin_page &page, FILE *to)
         if (tag.element < 0 || count == most_elements)
             continue;
         fputs(count++ ? ",\n" : "\n", to);
-        put_element(tag, page.elements[tag.element], to);
+        put_element(tag, page.elements[tag.element], contrast_of(file, tag, found), to);
     }
     fputs("]}", to);
 }
 
-static void put_part(const source_part &part, FILE *to)
+static void put_part(const source_part &part, const report &found, FILE *to)
 {
     const uint32_t pages = part.part ? part.part->count : 0;
     fprintf(to, "\"%s\": {\"loads\": %s, \"pages\": [", part.name, part.loads ? "true" : "false");
     for (uint32_t i = 0; i < pages; i++) {
         fputs(i ? ",\n" : "\n", to);
-        put_page(*part.pages[i], part.part->pages[i], to);
+        put_page(*part.pages[i], part.part->pages[i], found, to);
     }
     fputs("]}", to);
 }
 
 /* ---- all of it ---- */
 
-static void put_findings(studio *of, FILE *to)
+static void put_findings(studio *of, report *found, FILE *to)
 {
-    check_result result = {};
-    check_package(of->options->subject, of->measured, &result);
-    of->errors = report_count(&result.found, report_level::error);
+    of->errors = report_count(found, report_level::error);
     fprintf(to, "\"errors\": %u, \"warnings\": %u, \"findings\": ", of->errors,
-            report_count(&result.found, report_level::warning));
-    if (result.found.findings.size() > most_findings)
-        result.found.findings.resize(most_findings);
-    report_print_json(&result.found, to);
+            report_count(found, report_level::warning));
+    if (found->findings.size() > most_findings)
+        found->findings.resize(most_findings);
+    report_print_json(found, to);
 }
 
 static void describe(studio *of, FILE *to)
 {
     source_package source = {};
     report told_by_check;
+    check_result result = {};
     source_read(of->options->subject, &source, &told_by_check);
+    check_package(of->options->subject, of->measured, &result);
     fprintf(to, "{\"made\": %u, \"name\": %s, \"measured\": %s,\n", of->made,
             quoted(of->name).c_str(), of->measured ? "true" : "false");
-    put_findings(of, to);
+    put_findings(of, &result.found, to);
     fputs(",\n\"scenes\": ", to);
     put_scenes(of->package.scenes, to);
     fputs(",\n\"parts\": {", to);
-    put_part(source.list, to);
+    put_part(source.list, result.found, to);
     fputs(",\n", to);
-    put_part(source.play, to);
+    put_part(source.play, result.found, to);
     fputs("}}\n", to);
 }
 

@@ -67,6 +67,7 @@ export function make_inspector() {
     function about(element, findings) {
         return [`${element.name}, line ${element.line}`,
             ...element.attributes.map(([name, value]) => `${name}="${value}"`),
+            ...(element.contrast ? [`contrast ${element.contrast.toFixed(1)} to 1`] : []),
             ...findings.map((each) => `${each.level}: ${each.message}`)].join("\n");
     }
 
@@ -76,6 +77,8 @@ export function make_inspector() {
             title: about(element, findings) });
         Object.assign(box.style, { left: `${x * scale}px`, top: `${y * scale}px`,
             width: `${w * scale}px`, height: `${h * scale}px` });
+        if (element.contrast)
+            box.dataset.contrast = element.contrast.toFixed(1);
         box.classList.toggle("touch", element.touch);
         box.classList.toggle("small", Math.min(w, h) < small_side);
         box.classList.toggle("pale", findings.some((each) => about_contrast.has(each.code)));
