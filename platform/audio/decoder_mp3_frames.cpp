@@ -16,7 +16,8 @@ constexpr int64_t search_limit = 256 << 10;       /* rubbish in front of the fir
 constexpr int run_length = 8;
 constexpr int free_format_tries = 64; /* headers whose frame size has to be searched for */
 constexpr uint32_t free_bytes_limit = 8192;
-constexpr uint32_t least_bytes = 24; /* of a frame */
+constexpr uint32_t least_bytes = 24;      /* of a frame */
+constexpr int64_t other_info_at = 4 + 32; /* from the start of the frame */
 constexpr size_t part_bytes = 65536;
 constexpr uint32_t index_limit = 16384; /* places; then every other one goes */
 constexpr uint32_t first_step = 4;
@@ -217,6 +218,17 @@ static void read_info(audio_file *file, mp3_layout *layout)
     }
 }
 
+/* One encoder tells in a frame of its own kind, at the same place whatever the channels. What it tells
+ * is counted as soon; the frame is passed over, or it would be heard as silence. */
+static void pass_other_info(audio_file *file, mp3_layout *layout)
+{
+    char mark[4];
+    if (layout->header.layer == 3 &&
+        audio_file_peek(file, layout->first + other_info_at, mark, sizeof mark) == sizeof mark &&
+        memcmp(mark, "VBRI", sizeof mark) == 0)
+        layout->first += frame_bytes(&layout->header, layout->free_bytes);
+}
+
 int mp3_find_frames(audio_file *file, mp3_layout *layout)
 {
     *layout = {};
@@ -228,6 +240,7 @@ int mp3_find_frames(audio_file *file, mp3_layout *layout)
     /* Nearly always it is right there. */
     if (find_run(file, layout, 4096) && find_run(file, layout, search_limit))
         return -1;
+    pass_other_info(file, layout);
     read_info(file, layout);
     return 0;
 }

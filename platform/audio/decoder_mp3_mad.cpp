@@ -240,5 +240,8 @@ mp3_engine *mp3_engine_new(audio_file *file, const mp3_layout *layout)
     find_gaps(engine);
     audio_file_window(file, layout->first, layout->end);
     go_near(engine, 0);
-    return engine;
+    if (engine->next.found)
+        return engine;
+    mp3_engine_free(engine);
+    return nullptr;
 }

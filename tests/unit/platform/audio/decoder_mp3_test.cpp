@@ -166,6 +166,44 @@ TEST(decoder_mp3, a_minute_with_a_header_is_not_read_through)
     EXPECT_LT(bytes_read() - before, size * 3 / 2);
 }
 
+static std::string big_endian(uint64_t value, size_t bytes)
+{
+    std::string text;
+    while (bytes-- > 0)
+        text += static_cast<char>(value >> (8 * bytes));
+    return text;
+}
+
+/* A frame that tells of the others in the other way than LAME does, with a table of one place. */
+static std::string vbri_frame(const std::string &frames, size_t frame_bytes, uint64_t count)
+{
+    std::string frame = frames.substr(0, 4) + std::string(32, '\0') + "VBRI";
+    frame += big_endian(1, 2) + big_endian(1160, 2) + big_endian(75, 2);
+    frame += big_endian(frames.size() + frame_bytes, 4) + big_endian(count, 4);
+    frame += big_endian(1, 2) + big_endian(1, 2) + big_endian(4, 2) + big_endian(count, 2);
+    frame += big_endian(frames.size(), 4);
+    return frame + std::string(frame_bytes - frame.size(), '\0');
+}
+
+TEST(decoder_mp3, the_other_frame_that_tells_makes_no_sound)
+{
+    const std::string frames =
+        maker_mp3_bytes(maker_noise(3, 44100, 2, 0.3), {.kbps = 128, .header = false});
+    ASSERT_EQ(maker_audio_save("bare.mp3", frames), 0);
+    const heard bare = hear_file("bare.mp3");
+    ASSERT_EQ(bare.frames() % 1152, 0u);
+    for (const uint64_t count : {uint64_t{bare.frames() / 1152}, uint64_t{9}}) {
+        ASSERT_EQ(maker_audio_save("told.mp3", vbri_frame(frames, 417, count) + frames), 0);
+        opened file("told.mp3");
+        ASSERT_NE(file.stream, nullptr);
+        EXPECT_EQ(file.stream->length, static_cast<int64_t>(bare.frames()));
+        const heard told = hear(file);
+        EXPECT_EQ(told.left, bare.left) << count;
+        for (const int64_t at : {70000, 1151, 30000})
+            expect_same_after_seek(file, bare, at);
+    }
+}
+
 TEST(decoder_mp3, a_cut_file_plays_to_the_cut_and_knows_its_length)
 {
     const std::string bytes = maker_mp3_bytes(maker_sine(440, 4));
