@@ -73,3 +73,10 @@ TEST_F(device_virtual_pipe, runs_on_without_commands_in_real_time)
     }
     EXPECT_GT(left, 0);
 }
+
+TEST_F(device_virtual_pipe, a_script_that_cannot_be_read_is_at_its_end)
+{
+    ASSERT_EQ(setenv("ZERV_VIRTUAL_SCRIPT", ".", 1), 0);
+    ASSERT_EQ(open_all(), 0);
+    EXPECT_FALSE(one_pass());
+}
