@@ -20,8 +20,9 @@ constexpr int32_t scale_most = 4;
 
 /* Main thread. */
 static constinit SDL_Window *window = nullptr;
-static constinit SDL_Renderer *renderer = nullptr;
-static constinit SDL_Texture *texture = nullptr; /* the last frame */
+static constinit SDL_Renderer *renderer = nullptr; /* knows where the picture is in the window */
+static constinit SDL_Surface *kept = nullptr;      /* the last frame */
+static constinit const void *painted = nullptr;    /* pixels of the surface that holds it whole */
 static constinit bool lit = false;
 
 static bool is_set(const char *variable)
@@ -72,14 +73,14 @@ static int open_video()
 static int sdl_open()
 {
     SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
-    /* Without it even the software renderer presents through GL and costs 100 MB. */
+    /* Without it even a surface is presented through GL and costs 100 MB. */
     SDL_SetHint(SDL_HINT_FRAMEBUFFER_ACCELERATION, "0");
     SDL_SetHint(SDL_HINT_RENDER_DRIVER, "software");
     SDL_SetHint(SDL_HINT_VIDEO_X11_NET_WM_BYPASS_COMPOSITOR, "0");
     SDL_SetHint(SDL_HINT_MOUSE_FOCUS_CLICKTHROUGH, "1");
     if (open_video() != 0)
         return -1;
-    /* There SDL knows no other way to show what the software renderer draws. */
+    /* There SDL knows no other way to show a surface. */
     if (strcmp(SDL_GetCurrentVideoDriver(), "wayland") == 0)
         SDL_SetHint(SDL_HINT_FRAMEBUFFER_ACCELERATION, "1");
     SDL_EnableScreenSaver();
@@ -114,10 +115,11 @@ static int32_t choose_scale(int32_t width, int32_t height)
 static int sdl_screen_close()
 {
     sdl_wait_watch(nullptr);
-    SDL_DestroyTexture(texture);
+    SDL_FreeSurface(kept);
     SDL_DestroyRenderer(renderer);
     SDL_DestroyWindow(window);
-    texture = nullptr;
+    kept = nullptr;
+    painted = nullptr;
     renderer = nullptr;
     window = nullptr;
     return 0;
@@ -138,9 +140,8 @@ static int open_window(int32_t width, int32_t height)
     if (!renderer || SDL_RenderSetLogicalSize(renderer, width, height) != 0 ||
         SDL_RenderSetIntegerScale(renderer, SDL_TRUE) != 0)
         return -1;
-    texture = SDL_CreateTexture(renderer, SDL_PIXELFORMAT_RGB565, SDL_TEXTUREACCESS_STREAMING,
-                                width, height);
-    return texture ? 0 : -1;
+    kept = SDL_CreateRGBSurfaceWithFormat(0, width, height, 16, SDL_PIXELFORMAT_RGB565);
+    return kept ? 0 : -1;
 }
 
 static int sdl_screen_open(int32_t width, int32_t height)
@@ -152,21 +153,40 @@ static int sdl_screen_open(int32_t width, int32_t height)
     return -1;
 }
 
+/* Where a part of the picture is in the window. */
+static SDL_Rect in_window(const SDL_Rect &part)
+{
+    SDL_Rect to = {};
+    int right = 0, bottom = 0;
+    SDL_RenderLogicalToWindow(renderer, static_cast<float>(part.x), static_cast<float>(part.y),
+                              &to.x, &to.y);
+    SDL_RenderLogicalToWindow(renderer, static_cast<float>(part.x + part.w),
+                              static_cast<float>(part.y + part.h), &right, &bottom);
+    to.w = right - to.x;
+    to.h = bottom - to.y;
+    return to;
+}
+
+/* All of the window, which has another surface after each change of its size. */
 static int present()
 {
-    if (!renderer)
+    SDL_Surface *to = window ? SDL_GetWindowSurface(window) : nullptr;
+    if (!to || !kept)
         return -1;
-    int result = SDL_SetRenderDrawColor(renderer, 0, 0, 0, 255);
-    result |= SDL_RenderClear(renderer);
+    const SDL_Rect whole = {0, 0, kept->w, kept->h}, at = in_window(whole);
+    int result = 0;
+    if (!lit || at.w != to->w || at.h != to->h)
+        result |= SDL_FillRect(to, nullptr, SDL_MapRGB(to->format, 0, 0, 0));
     if (lit)
-        result |= SDL_RenderCopy(renderer, texture, nullptr, nullptr);
-    SDL_RenderPresent(renderer);
+        result |= sdl_paint(kept, whole, to, at);
+    result |= SDL_UpdateWindowSurface(window);
+    painted = to->pixels;
     return result ? -1 : 0;
 }
 
 void sdl_screen_repeat()
 {
-    if (renderer)
+    if (window)
         (void)present(); /* the next frame tells whether the window still works */
 }
 
@@ -189,55 +209,43 @@ static void sdl_screen_title(const char *text)
     SDL_free(clean);
 }
 
-static int update(const fb_surface *frame, const fb_rect &part)
-{
-    const SDL_Rect to = {part.x, part.y, part.w, part.h};
-    const uint16_t *from = frame->pixels + static_cast<ptrdiff_t>(part.y) * frame->stride + part.x;
-    return SDL_UpdateTexture(texture, &to, from, frame->stride * 2);
-}
-
-/* Where a part of the picture is in the window. */
-static SDL_Rect in_window(const SDL_Rect &part)
-{
-    SDL_Rect to = {};
-    int right = 0, bottom = 0;
-    SDL_RenderLogicalToWindow(renderer, static_cast<float>(part.x), static_cast<float>(part.y),
-                              &to.x, &to.y);
-    SDL_RenderLogicalToWindow(renderer, static_cast<float>(part.x + part.w),
-                              static_cast<float>(part.y + part.h), &right, &bottom);
-    to.w = right - to.x;
-    to.h = bottom - to.y;
-    return to;
-}
-
-/* Presenting takes the whole window to the window system, a hundred times what changes in a second.
- * The software renderer draws on the window's surface, of which parts can be taken. */
+/* A hundred times what changes in a second is in a whole window. */
 static int present_parts(const fb_changes &changes)
 {
     SDL_Rect parts[std::size(changes.rects)];
+    SDL_Surface *to = SDL_GetWindowSurface(window);
+    if (!to || to->pixels != painted)
+        return present();
     int result = 0;
     for (uint32_t i = 0; i < changes.count; i++) {
         const fb_rect &each = changes.rects[i];
         const SDL_Rect part = {each.x, each.y, each.w, each.h};
-        result |= SDL_RenderCopy(renderer, texture, &part, &part);
         parts[i] = in_window(part);
+        result |= sdl_paint(kept, part, to, parts[i]);
     }
-    result |= SDL_RenderFlush(renderer);
     if (changes.count > 0 && result == 0)
         result = SDL_UpdateWindowSurfaceRects(window, parts, static_cast<int>(changes.count));
-    return result == 0 ? 0 : present(); /* a window of another size has another surface */
+    return result == 0 ? 0 : -1;
+}
+
+static void keep(const fb_surface *frame, const fb_rect &part)
+{
+    auto *to = static_cast<uint8_t *>(kept->pixels) + part.x * ptrdiff_t{2};
+    for (int32_t y = part.y; y < part.y + part.h; y++)
+        memcpy(to + static_cast<ptrdiff_t>(y) * kept->pitch,
+               frame->pixels + static_cast<ptrdiff_t>(y) * frame->stride + part.x,
+               static_cast<size_t>(part.w) * sizeof *frame->pixels);
 }
 
 static int sdl_screen_show(const fb_surface *frame)
 {
     const fb_changes &changes = frame->changes;
-    int result = texture ? 0 : -1;
-    if (texture && !changes.partial)
-        result = update(frame, {0, 0, frame->width, frame->height});
-    for (uint32_t i = 0; texture && changes.partial && i < changes.count; i++)
-        result |= update(frame, changes.rects[i]);
-    if (result != 0)
+    if (!kept || frame->width != kept->w || frame->height != kept->h)
         return -1;
+    if (!changes.partial)
+        keep(frame, {0, 0, frame->width, frame->height});
+    for (uint32_t i = 0; changes.partial && i < changes.count; i++)
+        keep(frame, changes.rects[i]);
     return changes.partial && lit ? present_parts(changes) : present();
 }
 

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+struct SDL_Rect;
+struct SDL_Surface;
 struct SDL_Window;
 struct sound_speaker;
 
@@ -17,6 +19,11 @@ void sdl_screen_toggle_full();
 
 /* A program folder without a picture leaves the window without one. */
 void sdl_show_icon(SDL_Window *window);
+
+/* ---- device_sdl_paint.cpp ---- */
+
+/* Paints a part of a picture of RGB565 over a place of the window, each pixel as a square. 0 or -1. */
+int sdl_paint(SDL_Surface *from, const SDL_Rect &part, SDL_Surface *to, const SDL_Rect &at);
 
 /* ---- device_sdl_input.cpp ---- */
 
