@@ -130,6 +130,8 @@ const key_map_report *key_map_problems()
 
 bool key_map_is_named(uint16_t code)
 {
+    if (key_code_listener)
+        return true;
     return std::any_of(current.all, current.all + current.count, [=](const key_binding &each) {
         return each.line > 0 &&
                std::find(each.codes, each.codes + each.count, code) != each.codes + each.count;

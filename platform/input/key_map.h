@@ -47,6 +47,10 @@ const key_map_report *key_map_problems();
 void key_map_use(const key_map *map);
 /* Whether the file speaks of a code. */
 bool key_map_is_named(uint16_t code);
+/* Gets all codes instead of the map, for a program that shows them; every code is of interest then. May
+ * be null. */
+using key_code_hook = void (*)(uint16_t code, bool down);
+extern key_code_hook key_code_listener;
 /* key_open() does this. */
 void key_map_open(key_machine machine);
 

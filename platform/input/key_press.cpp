@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cstdint>
 
+constinit key_code_hook key_code_listener = nullptr;
+
 /* Main thread. */
 static constinit const key_map *map = nullptr;
 static constinit uint8_t holders[key_code_count] = {}; /* of a code: how many hold it down */
@@ -132,6 +134,8 @@ void key_press_look(const key_map *at)
 
 void key_code_event(uint16_t code, bool down)
 {
+    if (key_code_listener)
+        return key_code_listener(code, down);
     if (!map || code >= key_code_count)
         return;
     if (down) {
@@ -144,6 +148,8 @@ void key_code_event(uint16_t code, bool down)
 
 void key_code_forget(uint16_t code)
 {
+    if (key_code_listener)
+        return key_code_listener(code, false);
     if (map && code < key_code_count && holders[code] > 0 && --holders[code] == 0)
         lift(code, true);
 }

@@ -89,6 +89,7 @@ struct linux_axes {
     linux_touch_ranges panel = {};
     linux_trigger triggers[2] = {};        /* left, right */
     linux_range sticks[linux_sticks] = {}; /* least == most: no stick */
+    int8_t resting[linux_sticks] = {};     /* an end at which it rests, as a lever does: -1, 1 */
 };
 
 /* The folder of the event devices; a test puts its own here before key_open(). */

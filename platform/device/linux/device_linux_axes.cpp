@@ -2,6 +2,7 @@
 #include "platform/device/linux/device_linux.h"
 #include "platform/input/key_map.h"
 
+#include <algorithm>
 #include <linux/input.h>
 #include <sys/ioctl.h>
 
@@ -80,7 +81,23 @@ static linux_range range_of(int fd, uint16_t axis)
     return {info.minimum, info.maximum};
 }
 
-/* What rests at an end, as a trigger does, would press for ever: it has to be asked for by name. */
+/* What rests at an end, as a lever does, would press that end for ever. */
+static int8_t rest_of(int fd, uint16_t axis, const linux_range &range)
+{
+    input_absinfo info = {};
+    if (ioctl(fd, EVIOCGABS(axis), &info) != 0)
+        return 0;
+    return static_cast<int8_t>(linux_stick_side(&range, info.value, 0));
+}
+
+static bool is_trigger(const linux_axes *axes, uint16_t axis)
+{
+    return std::any_of(axes->triggers, axes->triggers + 2, [=](const linux_trigger &each) {
+        return each.axis == axis && each.range.least != each.range.most;
+    });
+}
+
+/* Hats, the first stick of a pad, and whatever else the key map names. */
 static void find_sticks(int fd, const unsigned char *keys, const unsigned char *axes,
                         linux_axes *to)
 {
@@ -91,12 +108,14 @@ static void find_sticks(int fd, const unsigned char *keys, const unsigned char *
         const uint16_t low = static_cast<uint16_t>(key_code_axis + 2 * axis);
         const bool is_hat = axis >= ABS_HAT0X && axis <= ABS_HAT3Y;
         const bool is_stick = is_pad && (axis == ABS_X || axis == ABS_Y);
-        const bool is_named = key_map_is_named(low) || key_map_is_named(low + 1);
-        const bool is_trigger = axis == to->triggers[0].axis || axis == to->triggers[1].axis;
-        if (has_bit(axes, axis) && (is_hat || is_stick || is_named) &&
-            !(is_panel && axis <= ABS_Y) &&
-            !(is_trigger && to->triggers[0].range.least != to->triggers[0].range.most))
-            to->sticks[axis] = range_of(fd, axis);
+        const bool is_named =
+            key_map_is_named(low) || key_map_is_named(static_cast<uint16_t>(low + 1));
+        if (!has_bit(axes, axis) || !(is_hat || is_stick || is_named) ||
+            (is_panel && axis <= ABS_Y) || is_trigger(to, axis))
+            continue;
+        to->sticks[axis] = range_of(fd, axis);
+        if (!is_hat && !is_stick)
+            to->resting[axis] = rest_of(fd, axis, to->sticks[axis]);
     }
 }
 
@@ -106,7 +125,7 @@ linux_axes linux_axes_of(int fd)
     if (ioctl(fd, EVIOCGBIT(EV_KEY, sizeof keys), keys) < 0 ||
         ioctl(fd, EVIOCGBIT(EV_ABS, sizeof axes), axes) < 0)
         return {};
-    linux_axes all = {panel_ranges(fd, keys, axes), {}, {}};
+    linux_axes all = {panel_ranges(fd, keys, axes), {}, {}, {}};
     uint16_t found[2];
     if (linux_trigger_axes(keys, axes, found)) {
         for (int i = 0; i < 2; i++)

@@ -84,8 +84,10 @@ static void on_stick(source *from, uint16_t axis, int32_t value)
     const uint16_t high = static_cast<uint16_t>(low + 1);
     if (axis >= linux_sticks)
         return;
-    const int32_t side =
+    int32_t side =
         linux_stick_side(&from->axes.sticks[axis], value, from->held[low] ? -1 : from->held[high]);
+    if (side == from->axes.resting[axis])
+        side = 0;
     hold(from, low, side < 0); /* first what comes up: a hat may jump from end to end */
     hold(from, high, side > 0);
 }

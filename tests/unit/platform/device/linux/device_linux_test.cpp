@@ -338,7 +338,7 @@ class linux_input_of : public testing::Test
 
     int attach(const linux_touch_ranges &panel = {}, const linux_trigger (&triggers)[2] = {{}, {}})
     {
-        return attach_axes(linux_axes{panel, {triggers[0], triggers[1]}, {}});
+        return attach_axes(linux_axes{panel, {triggers[0], triggers[1]}, {}, {}});
     }
 
     int attach_axes(const linux_axes &axes)
@@ -513,6 +513,20 @@ TEST_F(linux_input_of, sticks_are_directions_from_half_way)
     EXPECT_EQ(pass().held, key_down);
     send(pad, EV_ABS, ABS_RX, 255);
     EXPECT_EQ(pass().held, key_down) << "no stick of this pad";
+}
+
+TEST_F(linux_input_of, a_lever_presses_the_end_at_which_it_does_not_rest)
+{
+    linux_axes axes = {};
+    axes.sticks[ABS_X] = {0, 255};
+    axes.resting[ABS_X] = -1;
+    const int pad = attach_axes(axes);
+    send(pad, EV_ABS, ABS_X, 5);
+    EXPECT_EQ(pass().held, 0u);
+    send(pad, EV_ABS, ABS_X, 250);
+    EXPECT_EQ(pass().held, key_right);
+    send(pad, EV_ABS, ABS_X, 0);
+    EXPECT_EQ(pass().held, 0u);
 }
 
 /* A map of the test's own instead of the file's. */
