@@ -77,7 +77,7 @@ targets_of() {
             unit/demo_music_test) printf '%s\n' demo_music_test demo-music ;;
             unit/*) echo "${name#unit/}" ;;
             fuzz/*) echo "fuzz_${name#fuzz/}" ;;
-            real/*) printf '%s\n' zerv-player zerv-skin player-folder demo-music media make_music board package_verdicts keyed_player ;;
+            real/*) printf '%s\n' zerv-player zerv-skin zerv-keys player-folder demo-music media make_music board package_verdicts keyed_player ;;
             faults/*) printf '%s\n' zerv-player player-folder media zerv-fail zerv-record ;;
             *) printf '%s\n' zerv-player zerv-skin player-folder demo-music media ;;
             esac

@@ -112,7 +112,7 @@ package_try() {
         { tail -n 20 "$log" >&2; fail "The packages could not be upgraded."; }
     in_root dpkg-query -W zerv-player | grep -q '+raised$' || fail "The upgrade changed nothing."
     in_root_play
-    in_root sh -c 'zerv-skin --help && zerv-package --help && zerv-services --help' >>"$log"
+    in_root sh -c 'zerv-skin --help && zerv-keys --help && zerv-package --help && zerv-services --help' >>"$log"
     in_root apt-get purge -y -qq zerv-player zerv-player-skins zerv-skin-tools >>"$log" 2>&1 ||
         { tail -n 20 "$log" >&2; fail "The packages could not be purged."; }
     left=$(find "$package_root"/usr "$package_root"/etc "$package_root"/var -iname '*zerv*')

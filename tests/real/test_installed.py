@@ -100,7 +100,7 @@ class InstalledTest(unittest.TestCase):
                          ["Aqua_Ver0.4.zip", "Elsewhere.zip", "LargeType.zip", "Mine.zip", "Night.zip"])
 
     def test_the_tools_start(self):
-        for tool in ("zerv-skin", "zerv-package", "zerv-services"):
+        for tool in ("zerv-skin", "zerv-keys", "zerv-package", "zerv-services"):
             done = subprocess.run([f"{self.prefix}/bin/{tool}", "--help"], capture_output=True, text=True,
                                   cwd="/", timeout=DEADLINE_S)
             self.assertEqual(done.returncode, 0, done.stderr)
@@ -155,6 +155,7 @@ class InstalledTest(unittest.TestCase):
         self.assertEqual(self.complete("zerv-player", ""), ["a b.flac"])
         self.assertEqual(self.complete("zerv-skin", "p"), ["preview", "pack"])
         self.assertIn("--json", self.complete("zerv-skin", "check", "--"))
+        self.assertEqual(self.complete("zerv-keys", "--s"), ["--show", "--skip-after"])
         self.assertIn("--partial", self.complete("zerv-package", "build", "--"))
         self.assertIn("--lyrics", self.complete("zerv-services", "--"))
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "platform/base/device.h"
+#include "platform/device/linux/linux_folder.h"
 
 #include <bitset>
 #include <cstdint>
@@ -91,9 +92,6 @@ struct linux_axes {
     linux_range sticks[linux_sticks] = {}; /* least == most: no stick */
     int8_t resting[linux_sticks] = {};     /* an end at which it rests, as a lever does: -1, 1 */
 };
-
-/* The folder of the event devices; a test puts its own here before key_open(). */
-extern const char *linux_input_folder;
 
 /* What fingers are on: the panel that is open, null while none is. */
 extern const linux_panel *linux_input_panel;
