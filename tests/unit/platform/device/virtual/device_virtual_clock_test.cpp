@@ -1,6 +1,7 @@
 /* The scripted clock may begin anywhere, also right before one of its words wraps. */
 #include "device_virtual_fixture.h"
 
+#include <algorithm>
 #include <climits>
 
 class device_virtual_clock : public device_virtual_script
@@ -79,4 +80,16 @@ TEST_F(device_virtual_clock, a_wall_clock_of_the_whole_world_has_no_hour_twice)
     ASSERT_GE(seen.size(), 2u);
     EXPECT_EQ(seen[0], 1824942600); /* 02:30 summer time */
     EXPECT_EQ(seen[1], 1824946200); /* 02:30 again */
+}
+
+TEST_F(device_virtual_clock, seconds_go_on_behind_31_bits)
+{
+    static_assert(sizeof(time_t) == 8);
+    std::vector<time_t> seen;
+    on_pass = [&](const pass_seen &) { seen.push_back(clock_wall()); };
+    (void)run("wall 2038-01-19T03:14:07Z\nadvance 2000\nwall 2039-02-03T04:05:06Z\nadvance 1\n");
+    ASSERT_GE(seen.size(), 3u);
+    EXPECT_EQ(seen.front(), 2147483647);
+    EXPECT_NE(std::find(seen.begin(), seen.end(), 2147483649), seen.end());
+    EXPECT_EQ(seen.back(), 2180318706);
 }
