@@ -110,7 +110,7 @@ class InstalledTest(unittest.TestCase):
 
     def test_manual_pages_have_no_fault(self):
         pages = sorted(os.listdir(self.shared("man", "man1")))
-        self.assertEqual(pages, [f"zerv-{name}.1" for name in ("package", "player", "services", "skin")])
+        self.assertEqual(pages, [f"zerv-{name}.1" for name in ("keys", "package", "player", "services", "skin")])
         for page in pages:
             done = subprocess.run(["groff", "-man", "-ww", "-Tutf8", self.shared("man", "man1", page)],
                                   capture_output=True, text=True, check=True)
