@@ -1,5 +1,6 @@
 #include "core/desktop.h"
 
+#include "config/cfg.h"
 #include "core/key_watch.h"
 #include "core/loop.h"
 #include "core/services/program.h"
@@ -8,13 +9,17 @@
 #include "lists/playlist/list_cur_playlist.h"
 #include "lists/record/list.h"
 #include "platform/audio/audio.h"
+#include "platform/base/clock.h"
 #include "platform/base/str.h"
 #include "platform/draw/fb.h"
 #include "platform/input/drop.h"
 #include "play/play.h"
+#include "view/list/view_list.h"
 #include "view/play/play_controls.h"
+#include "view/play/view_play.h"
 #include "view/view.h"
 
+#include <atomic>
 #include <climits>
 #include <cstring>
 #include <sys/stat.h>
@@ -22,6 +27,25 @@
 using path_text = char[PATH_MAX];
 
 static constinit uint32_t titled_id = 0; /* play_handle_id of the track that the title names */
+
+/* ---- skins ---- */
+
+static constinit std::atomic<bool> skins_wanted{false};
+
+void desktop_ask_for_skins()
+{
+    skins_wanted = true;
+    clock_wake();
+}
+
+/* One that cannot be read is replaced as at the start. */
+static void load_skins()
+{
+    if (!skins_wanted.exchange(false))
+        return;
+    (void)view_list_load_skin(cfg_skin_list);
+    (void)view_play_load_skin(cfg_skin_play);
+}
 
 /* ---- dropped files ---- */
 
@@ -102,6 +126,7 @@ void desktop_pass()
     if (input_key_checked && (input_key.pressed & key_media))
         play_controls_media(input_key.pressed);
     key_watch_pass();
+    load_skins();
     take_drop();
     update_title();
 }

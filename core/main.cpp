@@ -200,6 +200,11 @@ static void end_by_signal(int)
     (void)alarm(patience_s); /* whatever the main thread hangs on */
 }
 
+static void load_skins_by_signal(int)
+{
+    desktop_ask_for_skins();
+}
+
 /* The patience is over. Files that an update replaces become whole first. */
 static void end_at_once(int)
 {
@@ -220,6 +225,8 @@ static void catch_signals()
     sigemptyset(&action.sa_mask);
     for (const int each : end_signals)
         (void)sigaction(each, &action, nullptr); /* these can be caught */
+    action.sa_handler = load_skins_by_signal;
+    (void)sigaction(SIGUSR1, &action, nullptr);
     action.sa_handler = end_at_once;
     (void)sigaction(SIGALRM, &action, nullptr);
     /* A reader of our output or a server that goes away is an error of that write, no end. */

@@ -5,6 +5,7 @@ import fcntl
 import os
 import random
 import signal
+import subprocess
 import termios
 import unittest
 
@@ -46,6 +47,27 @@ class SignalsTest(PlayerTest):
                              "advance 2000000000", ZERV_VIRTUAL_REALTIME="1")
         self.assertEqual(ended, (0, ""))
         self.assertIn(b"<vol>35</vol>", self.read("config.txt"))
+
+    def make_skin(self):
+        """A skin of the maker's own for both screens. Returns the file of its list screen."""
+        os.unlink(self.path("skins"))
+        os.mkdir(self.path("skins"))
+        subprocess.run([os.environ["ZERV_SKIN"], "new", "Mine"], cwd=self.path("skins"), check=True,
+                       capture_output=True)
+        self.write_config(skin_list="skins/Mine", skin_play="skins/Mine")
+        return "skins/Mine/list.xml"
+
+    def test_a_skin_maker_s_signal_loads_the_skins_again(self):
+        part = self.make_skin()
+        process = self.start()
+        self.say(process, "advance 100", "echo ready")
+        self.listen_for(process, "ready")
+        self.write(part, self.read(part).replace(b'format="$title"', b'format="Mended"'))
+        process.send_signal(signal.SIGUSR1)
+        self.say(process, "wait Mended", "state", "quit")
+        out, err = process.communicate(timeout=DEADLINE_S)
+        self.assertEqual((process.returncode, err), (0, b""))
+        self.assertTrue(out.startswith(b"found\nstate view=list "), out)
 
     def test_signal_does_not_hide_a_failure(self):
         self.write_config()
