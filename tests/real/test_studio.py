@@ -189,6 +189,18 @@ class StudioTest(unittest.TestCase):
         frame = self.browser.find("iframe")
         self.browser.call("POST", "/frame", {"id": {"element-6066-11e4-a52e-4f735466cecf": frame}})
         self.browser.wait_until("document.body.dataset.connection === 'open'")
+        # A change on the disk shows in the player, too. One that is refused does not: the player would take
+        # another skin for good, and follow no longer.
+        self.change("play.xml", "</skin>", '<rect x="0" y="0" width="320" height="240" color="#ff00ff"/></skin>')
+        shown = "String(document.querySelector('canvas').getContext('2d').getImageData(5, 5, 1, 1).data)"
+        self.browser.wait_until(f"{shown} === '255,0,255,255'")
+        self.browser.call("POST", "/frame", {"id": None})
+        self.change("play.xml", "<skin", "<broken")
+        self.browser.wait_until("document.querySelector('.refused')")
+        self.change("play.xml", "<broken", "<skin")
+        self.change("play.xml", "#ff00ff", "#00ff00")
+        self.browser.call("POST", "/frame", {"id": {"element-6066-11e4-a52e-4f735466cecf": frame}})
+        self.browser.wait_until(f"{shown} === '0,255,0,255'")
         self.browser.call("POST", "/frame", {"id": None})
         self.browser.click("#leave")
         self.browser.wait_until("!document.querySelector('iframe')")

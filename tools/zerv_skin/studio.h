@@ -47,7 +47,8 @@ web_answer studio_gallery(const studio *of);
 /* Starts it, or finds it running. Its address, or "" with a reason on standard error.
  *   within  the origin of the page that shows it */
 std::string studio_play(const studio *of, const char *within);
-/* Accepts one that does not run. */
+/* Lets it load the skin again. Accepts one that does not run, as the next does. */
+void studio_play_follow();
 void studio_play_end();
 
 /* ---- studio_server.cpp ---- */

@@ -199,6 +199,12 @@ std::string studio_play(const studio *of, const char *within)
     return started ? address : "";
 }
 
+void studio_play_follow()
+{
+    if (runs())
+        (void)kill(player, SIGUSR1);
+}
+
 void studio_play_end()
 {
     if (player > 0) {

@@ -126,6 +126,8 @@ static void look(lws_sorted_usec_list_t *)
     if (now != current->fingerprint) {
         current->fingerprint = now;
         failed = studio_read(current) != 0;
+        if (current->errors == 0)
+            studio_play_follow(); /* what the player refuses it would replace by another skin */
         lws_callback_on_writable_all_protocol(context, sockets);
     }
     if (pages > 0)
