@@ -2,11 +2,15 @@
 
 import os
 import sys
+import tempfile
+import time
 import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../tools/bench"))
 import callgrind  # noqa: E402
 import counts  # noqa: E402
+import disk  # noqa: E402
+import latency  # noqa: E402
 import memory  # noqa: E402
 import running  # noqa: E402
 import table  # noqa: E402
@@ -105,6 +109,36 @@ class CompareTest(unittest.TestCase):
         units, why = counts.units_compared(HERE, {**HERE, "libraries": {"libc6": "2.37"}})
         self.assertEqual(units, ("own", *counts.ALWAYS))
         self.assertIn("libc6", why)
+
+
+class LookingTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory(prefix="zerv-looking-")
+        self.addCleanup(folder.cleanup)
+        self.folder = folder.name
+
+    def test_a_pipe_among_files_that_are_forgotten_is_not_waited_for(self):
+        os.mkfifo(os.path.join(self.folder, "pipe"))
+        with open(os.path.join(self.folder, "file"), "wb") as file:
+            file.write(bytes(4096))
+        disk.forget(self.folder)
+
+    def test_a_screen_is_another_when_a_line_that_is_looked_at_changes(self):
+        path = os.path.join(self.folder, "screen")
+        with open(path, "wb") as file:
+            file.write(bytes(1000))
+        screen = latency.Screen(path, 10, 100)
+        before = screen.picture()
+        self.write(path, 50)
+        self.assertEqual(screen.picture(), before)
+        self.write(path, 105)
+        self.assertLessEqual(screen.wait_for_other(before), time.monotonic())
+
+    @staticmethod
+    def write(path, at):
+        with open(path, "r+b") as file:
+            file.seek(at)
+            file.write(b"x")
 
 
 class RunningTest(unittest.TestCase):

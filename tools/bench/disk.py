@@ -11,8 +11,10 @@ def forget(folder):
     places stays, which only the owner of the machine may drop."""
     os.sync()  # what is not yet written cannot be dropped
     for place, _, names in os.walk(folder):
-        for name in names:
-            file = os.open(os.path.join(place, name), os.O_RDONLY)
+        for path in (os.path.join(place, name) for name in names):
+            if not os.path.isfile(path):
+                continue  # a pipe would wait for whoever writes
+            file = os.open(path, os.O_RDONLY)
             try:
                 os.posix_fadvise(file, 0, 0, os.POSIX_FADV_DONTNEED)
             finally:

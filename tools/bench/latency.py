@@ -4,6 +4,7 @@ window system, and at the far end of a sound server."""
 import array
 import mmap
 import os
+import shutil
 import statistics
 import struct
 import subprocess
@@ -124,10 +125,9 @@ class Board:
     def __init__(self, bench):
         self.bench = bench
         self.inputs = bench.folder.path("inputs")
-        os.makedirs(self.inputs, exist_ok=True)
+        os.makedirs(self.inputs)
         place = os.path.join(self.inputs, "event0")
-        if not os.path.exists(place):
-            os.mkfifo(place)
+        os.mkfifo(place)
         self.keys = os.open(place, os.O_RDWR)
         with open(bench.folder.path("panel"), "wb") as panel:
             panel.truncate(PANEL_BYTES)
@@ -151,6 +151,7 @@ class Board:
 
     def close(self):
         os.close(self.keys)
+        shutil.rmtree(self.inputs)
 
 
 PLACES = (Window, Board)
