@@ -510,6 +510,19 @@ class BrowserTest(WebTest):
         self.wait_for_rows(tapped, "the row under the finger")
         self.end_well(process)
 
+    def test_keys_of_the_keyboard_mean_what_the_key_map_says(self):
+        second = self.menu("key down\nadvance 400\n")
+        third = self.menu("key down\nkey down\nadvance 400\n")
+        self.write("keys.txt", b"down = KEY_S\nnone = KEY_DOWN\n")
+        process = self.start_web()
+        self.open_page()
+        self.browser.key(DOWN)
+        self.browser.key("s")
+        self.wait_for_rows(second, "one row down by the letter, and none by the arrow")
+        self.browser.click("[data-key=down]")
+        self.wait_for_rows(third, "a row down by the button, which is a key itself")
+        self.end_well(process)
+
     def test_both_bars_follow_a_drag(self):
         tones = [self.tone(f"tone {i}.flac", 10) for i in range(12)]
         seek = self.scripted("advance 800\nsettle\nkey select\nadvance 200\n" +

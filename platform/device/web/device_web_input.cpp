@@ -5,9 +5,11 @@
 #include "platform/device/web/device_web.h"
 #include "platform/input/drop.h"
 #include "platform/input/key.h"
+#include "platform/input/key_map.h"
 #include "platform/input/touch.h"
 
 #include <atomic>
+#include <bitset>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -21,12 +23,13 @@ constexpr uint32_t queue_size = 256;
 /* Places that are kept: what went down must come up, and a drop must end. */
 constexpr uint32_t room_for_files = 64, room_for_ends = 128;
 
-enum class event_kind { key, finger, file, files_end };
+enum class event_kind { key, code, finger, file, files_end };
 
 struct input_event {
     event_kind kind;
     bool down = false;
     uint32_t key = 0;
+    uint16_t code = 0;
     int32_t touch_type = 0, x = 0, y = 0;
     char *path = nullptr; /* owned */
 };
@@ -37,6 +40,7 @@ static constinit uint32_t queue_count GUARDED_BY(input_lock) = 0;
 
 /* Server's thread. */
 static constinit uint32_t keys_down = 0;
+static constinit std::bitset<key_code_axis> codes_down = {};
 static constinit bool finger_down = false;
 static constinit int32_t finger_x = 0, finger_y = 0;
 
@@ -55,6 +59,7 @@ int web_input_open()
 {
     forget();
     keys_down = 0;
+    codes_down.reset();
     finger_down = false;
     battery = 100;
     if (wake_event < 0)
@@ -96,6 +101,15 @@ static void take_key(uint32_t key, bool down)
         keys_down ^= key;
 }
 
+static void take_code(uint16_t code, bool down)
+{
+    if (codes_down[code] == down)
+        return;
+    const input_event event = {.kind = event_kind::code, .down = down, .code = code};
+    if (add(event, down ? room_for_ends : room_for_files))
+        codes_down[code] = down;
+}
+
 /* A press where one is down, and anything else where none is, comes from a page that is confused. */
 static void take_finger(const web_message &message)
 {
@@ -116,6 +130,8 @@ void web_input_take(const web_message &message)
 {
     if (message.word == web_word::key)
         take_key(message.key, message.on);
+    else if (message.word == web_word::code)
+        take_code(message.code, message.on);
     else if (message.word == web_word::finger)
         take_finger(message);
     else if (message.word == web_word::battery)
@@ -128,6 +144,10 @@ void web_input_let_go()
     for (uint32_t key = 1; key != 0; key <<= 1) {
         if (keys_down & key)
             take_key(key, false);
+    }
+    for (uint16_t code = 0; code < key_code_axis; code++) {
+        if (codes_down[code])
+            take_code(code, false);
     }
     if (finger_down)
         take_finger({.word = web_word::finger,
@@ -166,6 +186,9 @@ static void report(const input_event &event)
     switch (event.kind) {
     case event_kind::key:
         key_event(event.key, event.down);
+        break;
+    case event_kind::code:
+        key_code_event(event.code, event.down);
         break;
     case event_kind::finger:
         touch_event(event.touch_type, event.x, event.y);

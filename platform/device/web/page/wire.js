@@ -3,7 +3,8 @@
 export const news = { picture: 1, sound: 2, hush: 3, state: 4, title: 5, ended: 6 };
 export const keys_of = { nobody: 0, this_page: 1, another_page: 2 };
 
-const word = { key: 1, finger: 2, battery: 3, take: 4, listen: 5, heard: 6, dropped: 7 };
+const word = { key: 1, finger: 2, battery: 3, take: 4, listen: 5, heard: 6, dropped: 7,
+    code: 8 };
 
 function bytes(count, fill) {
     const view = new DataView(new ArrayBuffer(count));
@@ -16,6 +17,14 @@ export function key_message(mask, down) {
         to.setUint8(0, word.key);
         to.setUint8(1, down ? 1 : 0);
         to.setUint32(2, mask, true);
+    });
+}
+
+export function code_message(code, down) {
+    return bytes(4, (to) => {
+        to.setUint8(0, word.code);
+        to.setUint8(1, down ? 1 : 0);
+        to.setUint16(2, code, true);
     });
 }
 

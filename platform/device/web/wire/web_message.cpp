@@ -2,6 +2,7 @@
 
 #include "platform/base/device.h"
 #include "platform/input/key.h"
+#include "platform/input/key_code.h"
 #include "platform/input/touch.h"
 
 #include <bit>
@@ -31,6 +32,12 @@ static bool read_key(const uint8_t *from, web_message *to)
 {
     to->key = get_32(from + 1);
     return read_flag(from, to) && std::has_single_bit(to->key) && (to->key & keys_known);
+}
+
+static bool read_code(const uint8_t *from, web_message *to)
+{
+    to->code = static_cast<uint16_t>(get_16(from + 1));
+    return read_flag(from, to) && to->code > 0 && to->code < key_code_axis;
 }
 
 static bool read_finger(const uint8_t *from, web_message *to)
@@ -68,7 +75,7 @@ struct word_reader {
 /* In the order of web_word, from its first value. */
 static constexpr word_reader readers[] = {
     {5, read_key},  {5, read_finger}, {1, read_battery}, {0, read_nothing},
-    {1, read_flag}, {8, read_heard},  {0, read_nothing},
+    {1, read_flag}, {8, read_heard},  {0, read_nothing}, {3, read_code},
 };
 
 int web_read_message(const uint8_t *bytes, size_t length, web_message *to)

@@ -24,12 +24,14 @@ enum class web_word : uint8_t {
     listen = 5,  /* 8 bits: 1 it plays sound, 0 it does not */
     heard = 6,   /* 32 bits: frames of sound that came so far; 32 bits: of these, not played yet */
     dropped = 7, /* all files of a drop have been sent */
+    code = 8,    /* 8 bits: 1 down, 0 up; 16 bits: what was pressed, as in key_code.h */
 };
 
 struct web_message {
     web_word word;
-    bool on = false; /* key: down; listen */
+    bool on = false; /* key, code: down; listen */
     uint32_t key = 0;
+    uint16_t code = 0;
     int32_t touch_type = 0, x = 0, y = 0;
     int32_t percent = 0;
     uint32_t frames_come = 0, frames_left = 0;

@@ -39,6 +39,21 @@ TEST(web_message, keys_that_no_page_has_are_refused)
     EXPECT_TRUE(is_refused({1, 1, 0, 0, 0, 0x80}));
 }
 
+TEST(web_message, codes_of_keys_and_buttons_are_read)
+{
+    web_message message;
+    ASSERT_EQ(read({8, 1, 0x30, 0x01}, &message), 0);
+    EXPECT_EQ(message.word, web_word::code);
+    EXPECT_TRUE(message.on);
+    EXPECT_EQ(message.code, 0x130);
+    ASSERT_EQ(read({8, 0, 103, 0}, &message), 0);
+    EXPECT_FALSE(message.on);
+    EXPECT_TRUE(is_refused({8, 2, 103, 0})) << "neither down nor up";
+    EXPECT_TRUE(is_refused({8, 1, 0, 0}));
+    EXPECT_TRUE(is_refused({8, 1, 0, 3})) << "an axis";
+    EXPECT_TRUE(is_refused({8, 1, 0xff, 0xff}));
+}
+
 TEST(web_message, fingers_are_read_inside_the_screen_only)
 {
     web_message message;
@@ -67,13 +82,13 @@ TEST(web_message, reports_of_sound_and_battery_are_read)
 
 TEST(web_message, every_other_length_and_kind_is_refused)
 {
-    const size_t lengths[] = {6, 6, 2, 1, 2, 9, 1};
+    const size_t lengths[] = {6, 6, 2, 1, 2, 9, 1, 4};
     for (int kind = 0; kind < 256; kind++) {
         for (size_t length = 0; length < 20; length++) {
             std::vector<uint8_t> bytes(length, 0);
             if (length > 0)
                 bytes[0] = static_cast<uint8_t>(kind);
-            if (kind < 1 || kind > 7 || lengths[kind - 1] != length) {
+            if (kind < 1 || kind > 8 || lengths[kind - 1] != length) {
                 EXPECT_TRUE(is_refused(bytes)) << kind << " " << length;
             }
         }
