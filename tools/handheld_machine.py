@@ -164,6 +164,11 @@ class Machine:
         start = head.end()
         return [data[start + y * line * 3:start + (y * line + width) * 3] for y in range(height)]
 
+    def waited(self):
+        """Seconds for which the host let its threads wait for a core, so far."""
+        waits = [path.read_text().split()[1] for path in Path(f"/proc/{self.process.pid}/task").glob("*/schedstat")]
+        return sum(map(int, waits)) / 1e9
+
     def wait_for(self, text, seconds):
         deadline = time.monotonic() + seconds
         while text not in self.log.read_text(errors="replace"):

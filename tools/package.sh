@@ -133,7 +133,7 @@ make_card_folder() {
     install_packages play test cross "cross-$1" card
     make_sysroot "$1"
     make_carried "$1"
-    build "card-$1" card-folder desktop-icons
+    ZERV_CMAKE_OPTIONS= build "card-$1" card-folder desktop-icons
     rm -rf "$folder"
     cmake --install "build/card-$1" --component handheld --prefix "$folder" >"build/card/$1.log" ||
         fail "The card folder could not be made."
