@@ -36,16 +36,22 @@ fetch_machine() {
 
 # handheld [KIND]: boots it with the card folder on a card of that kind, plays, presses keys, quits,
 # and compares picture and sound. handheld card [KIND [OPTIONS]]: scans, saves and updates there, and
-# takes its power.
+# takes its power. handheld counts: what its work costs, in instructions.
 handheld() {
     local command=plays
-    case ${1:-} in card) command=$1; shift ;; esac
+    case ${1:-} in card | counts) command=$1; shift ;; esac
     install_packages play test cross cross-mipsel card handheld
     fetch_machine
     make_card_folder mipsel
     local options=(--card build/card/mipsel/zerv-player --work build/handheld ${1:+--kind "$1"} "${@:2}")
     case $command in
     card) python3 -B tools/handheld_card.py "${options[@]}" ;;
+    counts)
+        build release make_music
+        mkdir -p build/handheld/music
+        build/release/tests/real/make_music songs build/handheld/music
+        python3 -B tools/handheld_counts.py --music build/handheld/music "${options[@]}"
+        ;;
     plays)
         build release zerv-player player-folder
         python3 -B tools/handheld.py --host build/release/player "${options[@]}"
