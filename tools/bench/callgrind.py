@@ -1,6 +1,7 @@
 """What a command does, counted by valgrind: the same on a busy machine as on a quiet one."""
 
 import collections
+import glob
 import os
 import re
 import subprocess
@@ -13,6 +14,9 @@ SYSTEM = ("/usr/", "/lib/", "/lib64/")
 """Where the libraries of the machine lie; whatever lies elsewhere is the program's own code."""
 
 ALLOCATING = ("malloc", "calloc", "realloc", "memalign", "aligned_alloc", "posix_memalign")
+
+MARK = "run_echo*"
+"""What answers an "echo" of the script: each of them ends a part of the count."""
 
 NAMED = re.compile(r"(c?)(ob|fn)=\((\d+)\)(?: (.*))?$")
 """Names are numbered where they stand first, which may be the line of a call."""
@@ -65,21 +69,32 @@ def is_own(path):
     return path.startswith("/") and not path.startswith(SYSTEM)
 
 
-def count(command, cwd, env, script=""):
-    """Runs a command under valgrind. Children that it starts are not counted."""
+def parts(command, cwd, env, script=""):
+    """Runs a command under valgrind, and counts what it does up to the end of each "echo" of its script,
+    and behind the last one. Children that it starts are not counted."""
     with tempfile.TemporaryDirectory(prefix="zerv-count-") as folder:
         profile = os.path.join(folder, "profile")
         run = subprocess.run(
             ["valgrind", "--tool=callgrind", "--quiet", "--dump-line=no",
-             f"--callgrind-out-file={profile}", *command],
+             f"--dump-after={MARK}", f"--callgrind-out-file={profile}", *command],
             cwd=cwd, env=env, input=script.encode(), capture_output=True)
-        if run.returncode != 0 or not os.path.exists(profile):
+        dumps = sorted(glob.glob(profile + ".*"), key=lambda path: int(path.rpartition(".")[2])) + [profile]
+        if run.returncode != 0 or not os.path.exists(profile) or len(dumps) != script.count("echo") + 1:
             said = (run.stdout + run.stderr).decode("utf-8", "replace")
-            raise CountingFailed(f"{' '.join(command)}: {run.returncode}\n{said}")
-        with open(profile, encoding="utf-8", errors="replace") as lines:
-            return Profile(lines).count()
+            raise CountingFailed(f"{' '.join(command)}: {run.returncode}, {len(dumps)} parts\n{said}")
+        return [read(path) for path in dumps]
 
 
-def difference(more, less, parts=1):
-    """What the longer of two runs did besides, as whole numbers, of each of `parts` steps."""
-    return Count(*(round((a - b) / parts) for a, b in zip(more, less)))
+def read(path):
+    with open(path, encoding="utf-8", errors="replace") as lines:
+        return Profile(lines).count()
+
+
+def difference(more, less):
+    """What the longer of two runs did besides."""
+    return Count(*(a - b for a, b in zip(more, less)))
+
+
+def share(whole, steps):
+    """What each of so many steps did, as whole numbers."""
+    return Count(*(round(each / steps) for each in whole))

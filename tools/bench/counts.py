@@ -6,12 +6,12 @@ import os
 import subprocess
 
 import disk
-from callgrind import difference
+from callgrind import difference, share
 
 FRAMES = 20
 SECONDS = 3
 FILES = 1000
-LARGE_FILES = 120
+LARGE_FILES = 60
 FORMATS = ("mp3", "ogg", "flac")
 SCAN = "advance 300\nkey up\nkey up\nadvance 20\nkey select\nsettle 300000\n"
 """From the main menu, where the rows are reached from below: settings, update of the library."""
@@ -39,11 +39,20 @@ def start(folder):
     return folder.count("")
 
 
+def menu(folder):
+    """One run, in which each "echo" ends a part: the start, keys with their frames, nothing."""
+    keys = "key down\nadvance 5\n" * FRAMES
+    return folder.parts(f"advance 100\necho\n{keys}echo\nadvance {SECONDS * 1000}\necho\n")
+
+
 def list_frame(folder):
     """A key in the main menu and the frame that shows it."""
-    keys = "key down\nadvance 5\n"
-    base = "advance 100\n"
-    return difference(folder.count(base + keys * FRAMES), folder.count(base), FRAMES)
+    return share(menu(folder)[1], FRAMES)
+
+
+def quiet_second(folder):
+    """A second of the main menu in which nothing happens, on the clock of the script."""
+    return share(menu(folder)[2], SECONDS)
 
 
 def song(folder, ending):
@@ -52,37 +61,32 @@ def song(folder, ending):
     return os.path.join("songs", "song." + ending)
 
 
+def playing(folder, ending):
+    """One run: a track of another kind plays, the key for this one is pressed, and once the play screen
+    has slid in it plays on."""
+    tracks = song(folder, ending), song(folder, "ogg" if ending == "mp3" else "mp3")
+    return folder.parts("advance 1000\necho\nkey page_up\nadvance 20\necho\n"
+                        f"advance 1000\necho\nadvance {SECONDS * 1000}\necho\n", *tracks)
+
+
 def track_start(folder, ending):
     """From a key on the play screen to the first sound of another track."""
-    tracks = song(folder, ending), song(folder, "ogg" if ending == "mp3" else "mp3")
-    base = "advance 1000\n"
-    return difference(folder.count(base + "key page_up\nadvance 20\n", *tracks),
-                      folder.count(base, *tracks))
+    return playing(folder, ending)[1]
 
 
 def second(folder, ending):
-    """A second of the shown play screen, once it has slid in."""
-    track = song(folder, ending)
-    return difference(folder.count(f"advance {(1 + SECONDS) * 1000}\n", track),
-                      folder.count("advance 1000\n", track), SECONDS)
+    """A second of the shown play screen."""
+    return share(playing(folder, ending)[3], SECONDS)
 
 
 def shown_second(folder):
     """What of a second of playing MP3 is the play screen's: less the same with the display off."""
-    track = song(folder, "mp3")
     folder.write_config(display_off_timeout=1)
     try:
-        dark = difference(folder.count(f"advance {(3 + SECONDS) * 1000}\n", track),
-                          folder.count("advance 3000\n", track), SECONDS)
+        dark = folder.parts(f"advance 3000\necho\nadvance {SECONDS * 1000}\necho\n", song(folder, "mp3"))
     finally:
         folder.write_config()
-    return difference(second(folder, "mp3"), dark)
-
-
-def quiet_second(folder):
-    """A second of the main menu in which nothing happens, on the clock of the script."""
-    return difference(folder.count(f"advance {100 + SECONDS * 1000}\n"),
-                      folder.count("advance 100\n"), SECONDS)
+    return difference(second(folder, "mp3"), share(dark[1], SECONDS))
 
 
 def scan(folder):
@@ -92,7 +96,7 @@ def scan(folder):
     try:
         base = folder.count("")
         folder.remove("library.db")
-        return difference(folder.count(SCAN), base, FILES)
+        return share(difference(folder.count(SCAN), base), FILES)
     finally:
         folder.write_config()
         folder.remove("library.db")
@@ -118,8 +122,7 @@ def counted(count):
 
 def measure_all(folder):
     """{name: {unit: figure}}."""
-    folder.count("")  # the first start makes the library
-    folder.counted.clear()
+    folder.run("")  # the first start makes the library
     found = {"start": start(folder), "list frame": list_frame(folder),
              "quiet second": quiet_second(folder), "second of the play screen": shown_second(folder)}
     for ending in FORMATS:

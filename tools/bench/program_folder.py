@@ -67,13 +67,17 @@ class ProgramFolder:
         maker = os.path.join(self.helpers, "tests/real/make_music")
         subprocess.run([maker, kind, self.path(name), *map(str, more)], check=True)
 
-    def count(self, script, *files):
-        """What the player does for a script, counted once."""
+    def parts(self, script, *files):
+        """What the player does for a script, up to each of its "echo" and to its end, counted once."""
         key = (script, files)
         if key not in self.counted:
-            self.counted[key] = callgrind.count([self.path("zerv-player"), *files], self.folder,
+            self.counted[key] = callgrind.parts([self.path("zerv-player"), *files], self.folder,
                                                 self.environment(), script)
         return self.counted[key]
+
+    def count(self, script, *files):
+        """The same of a script without an "echo"."""
+        return self.parts(script, *files)[0]
 
     def run(self, script, *files):
         """Runs a script without counting: what it answered, and the rusage."""

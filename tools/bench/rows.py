@@ -114,7 +114,7 @@ def start(bench):
 
 def library_count(bench, *words):
     loops = os.path.join(bench.helpers, "bench/library_loops")
-    return callgrind.count([loops, *words], bench.folder.folder, bench.folder.environment())
+    return callgrind.parts([loops, *words], bench.folder.folder, bench.folder.environment())[0]
 
 
 def track_start(bench):
