@@ -25,13 +25,14 @@ class Step:
 
 
 def apply_write(content, step, how):
+    """Changes the bytearray."""
     data = step.data
     if how == ZERO:
         data = bytes(len(data))
     elif how == PART:
         data = data[:len(data) // 2]
-    content = content.ljust(step.offset, b"\0")
-    return content[:step.offset] + data + content[step.offset + len(data):]
+    content.extend(bytes(max(0, step.offset - len(content))))
+    content[step.offset:step.offset + len(data)] = data
 
 
 def above_of(folder):
@@ -68,13 +69,13 @@ class Disk:
         return path[len(self.stage) + 1:] if path.startswith(self.stage + "/") else None
 
     def read(self, record):
-        at = 0
-        while at < len(record.bytes):
-            what, path_size, data_size, mode, inode, offset = ENTRY.unpack_from(record.bytes, at)
+        entries, at = record.bytes(), 0
+        while at < len(entries):
+            what, path_size, data_size, mode, inode, offset = ENTRY.unpack_from(entries, at)
             at += ENTRY.size
-            names = record.bytes[at:at + path_size].decode(errors="surrogateescape")
+            names = entries[at:at + path_size].decode(errors="surrogateescape")
             at += path_size
-            data = record.bytes[at:at + data_size]
+            data = entries[at:at + data_size]
             at += data_size
             self.take(what.decode(), names, data, mode, inode, offset)
 
@@ -159,11 +160,11 @@ class Disk:
             return
         content = touched.get(step.number)
         if content is None:
-            content = b""
-            if not step.number.startswith("new "):
-                content = (self.before / step.number).read_bytes()
+            is_new = step.number.startswith("new ")
+            content = bytearray() if is_new else bytearray((self.before / step.number).read_bytes())
+            touched[step.number] = content
         if step.what == "t":
-            content = content[:step.offset].ljust(step.offset, b"\0")
+            del content[step.offset:]
+            content.extend(bytes(step.offset - len(content)))
         else:
-            content = apply_write(content, step, how)
-        touched[step.number] = content
+            apply_write(content, step, how)

@@ -31,6 +31,16 @@ from sessions import SESSIONS, STATE, Fixture, Judge
 WRITING = ("first", "scan", "words", "settings", "edit", "update", "shutdown")
 
 
+def mark_of(files, folders):
+    """The same for the same state."""
+    mark = hashlib.md5(repr(sorted(folders)).encode())
+    for name, (number, content, mode) in sorted(files.items()):
+        size = None if content is None else len(content)
+        mark.update(repr((name, number, size, mode)).encode())
+        mark.update(content or b"")
+    return mark.digest()
+
+
 class Record:
     """A session's record, and the numbers of the files that it found."""
 
@@ -39,7 +49,6 @@ class Record:
         self.inodes = {file.stat().st_ino: str(file.relative_to(stage))
                        for file in stage.rglob("*") if file.is_file() and not file.is_symlink()}
 
-    @property
     def bytes(self):
         return self.path.read_bytes()
 
@@ -82,7 +91,7 @@ class Cuts:
         for end in range(len(self.disk.steps) + 1):
             for name, choose in self.choices(end):
                 files, folders = self.disk.state(end, choose)
-                mark = hashlib.md5(repr((sorted(files.items()), sorted(folders))).encode()).digest()
+                mark = mark_of(files, folders)
                 if mark not in self.seen:
                     self.seen.add(mark)
                     yield f"{self.session.name} after {end} of {len(self.disk.steps)}, {name}", \
