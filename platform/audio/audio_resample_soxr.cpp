@@ -1,7 +1,7 @@
 /* audio_resample_soxr: other rates through soxr. */
 #include "platform/audio/audio_resample.h"
 #include "platform/audio/audio_soxr.h"
-#include "platform/audio/audio_spare.h"
+#include "platform/base/spare.h"
 
 #include <cstdlib>
 
@@ -12,7 +12,7 @@ struct audio_resampler {
 
 audio_resampler *audio_resampler_new(uint32_t from_rate, uint32_t to_rate)
 {
-    const audio_soxr *soxr = audio_has_spare() ? audio_soxr_get() : nullptr;
+    const audio_soxr *soxr = spare_is_there() ? audio_soxr_get() : nullptr;
     audio_resampler *made =
         soxr ? static_cast<audio_resampler *>(calloc(1, sizeof *made)) : nullptr;
     if (!made)

@@ -2,12 +2,12 @@
 #include "platform/audio/audio_file.h"
 #include "platform/audio/audio_id3.h"
 #include "platform/audio/audio_mix.h"
-#include "platform/audio/audio_spare.h"
 #include "platform/audio/audio_stream.h"
 #include "platform/audio/audio_tags.h"
 #include "platform/audio/decoder.h"
 #include "platform/audio/decoder_ogg_library.h"
 #include "platform/audio/decoder_ogg_packet.h"
+#include "platform/base/spare.h"
 #include "platform/sound/sound.h"
 
 #include <algorithm>
@@ -219,7 +219,7 @@ static audio_stream *ogg_open(const char *path)
     if (found == audio_tags_broken)
         tags = audio_tags_empty();
     show_library(file);
-    if (found == audio_tags_none || !audio_has_spare() ||
+    if (found == audio_tags_none || !spare_is_there() ||
         ov_open_callbacks(file, &state->vorbis, nullptr, 0, callbacks) ||
         !is_playable(&state->vorbis)) {
         audio_tags_free(tags);

@@ -1,6 +1,7 @@
 /* module: files beside the program that hold code of it. */
 #include "platform/base/module.h"
 
+#include "platform/base/spare.h"
 #include "platform/base/str.h"
 
 #include <climits>
@@ -41,7 +42,8 @@ static bool find_file(const char *file, path_text &to)
 void *module_open(const char *file)
 {
     path_text path;
-    if (!find_file(file, path))
+    /* A library that throws while it comes up, for want of memory, ends the process. */
+    if (!spare_is_there() || !find_file(file, path))
         return nullptr;
     void *module = dlopen(path, RTLD_NOW | RTLD_LOCAL);
     if (!module)
