@@ -6,14 +6,14 @@ import subprocess
 import sys
 
 from player import PlayerTest, is_built_with
+from python_tool import run_python
 
 TOOLS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "tools")
 
 
 def run_tool(name, *arguments):
     """A finished process with `stdout` and `stderr` as text."""
-    return subprocess.run([sys.executable, os.path.join(TOOLS, name), *map(str, arguments)],
-                          capture_output=True, text=True, timeout=120, check=False)
+    return run_python(os.path.join(TOOLS, name), *arguments)
 
 
 class Services:

@@ -4,9 +4,10 @@ up, a private header. A small house of two floors is made for it, sound first.""
 import os
 import shutil
 import subprocess
-import sys
 import tempfile
 import unittest
+
+from python_tool import run_python
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 PLAN = "cellar | | open.h\nroof | cellar | roof.h\n<zlib.h> | cellar\n"
@@ -38,8 +39,7 @@ class Lint(unittest.TestCase):
             file.write(text)
 
     def run_tool(self, *words):
-        return subprocess.run([sys.executable, "-B", os.path.join(ROOT, "tools", words[0]), *words[1:]],
-                              cwd=self.house, capture_output=True, text=True)
+        return run_python(os.path.join(ROOT, "tools", words[0]), *words[1:], cwd=self.house)
 
     def includes(self):
         return self.run_tool("lint_layers.py")

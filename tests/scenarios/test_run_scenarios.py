@@ -2,7 +2,6 @@
 """Tests of the scenario runner, with a player of a few lines in place of the real one."""
 import json
 import struct
-import subprocess
 import sys
 import tempfile
 import unittest
@@ -11,9 +10,10 @@ from pathlib import Path
 
 sys.dont_write_bytecode = True
 HERE = Path(__file__).resolve().parent
-sys.path.insert(0, str(HERE))
+sys.path[:0] = [str(HERE), str(HERE.parent / "real")]
 import run_scenarios  # noqa: E402
 import png_file  # noqa: E402
+from python_tool import run_python  # noqa: E402
 
 FAKE_PLAYER = f"""#!{sys.executable}
 import os, sys, time
@@ -78,9 +78,8 @@ class RunnerTest(unittest.TestCase):
         return folder
 
     def run_all(self, *arguments, status):
-        done = subprocess.run([sys.executable, str(HERE / "run_scenarios.py"), "--build",
-                               str(self.build), "--scenarios", str(self.scenarios), *arguments],
-                              capture_output=True, text=True)
+        done = run_python(HERE / "run_scenarios.py", "--build", self.build, "--scenarios", self.scenarios,
+                          *arguments)
         self.assertEqual(done.returncode, status, done.stdout + done.stderr)
         return done.stdout
 
