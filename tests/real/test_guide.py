@@ -129,7 +129,10 @@ class GuideTest(unittest.TestCase):
             self.assertEqual(len(made), len(set(made)), "two pictures have one name")
             self.assertEqual({each.stem for each in PICTURES.iterdir()}, set(made))
             for name in made:
-                self.assertEqual(read_png(Path(folder) / f"{name}.png"), read_png(PICTURES / f"{name}.png"),
+                new, kept = Path(folder) / f"{name}.png", PICTURES / f"{name}.png"
+                if new.read_bytes() == kept.read_bytes():
+                    continue  # decoded they are the same, too
+                self.assertEqual(read_png(new), read_png(kept),
                                  f"{name}: if the new picture is right, remake them with ./dev shots")
 
     def test_check_finds_no_fault_in_an_example(self):
