@@ -27,7 +27,7 @@ struct code_change {
     bool down;
 };
 
-static std::vector<code_change> changes; /* since the last look */
+static constinit std::vector<code_change> changes; /* since the last look */
 
 static constexpr char usage[] =
     "Usage: zerv-keys [-n SECONDS] [FILE]   asks for one key after the other, writes FILE "

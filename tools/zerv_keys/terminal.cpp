@@ -7,10 +7,10 @@
 #include <termios.h>
 #include <unistd.h>
 
-static termios before;
-static bool changed = false;
-static bool at_end = false;
-static volatile sig_atomic_t ended = 0;
+static constinit termios before = {};
+static constinit bool changed = false;
+static constinit bool at_end = false;
+static constinit volatile sig_atomic_t ended = 0;
 
 static void end_by_signal(int)
 {
