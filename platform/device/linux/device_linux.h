@@ -152,4 +152,7 @@ struct linux_card_plan {
 /* For a card that holds `size` frames and reports every `period`. */
 linux_card_plan linux_card_plan_of(int32_t size, int32_t period);
 
+/* Between two looks for a card while there is none; a test is not that patient. */
+extern int32_t linux_card_look_again_ms;
+
 const sound_speaker *linux_speaker();

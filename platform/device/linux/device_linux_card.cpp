@@ -23,6 +23,8 @@ static constinit int32_t pcm_size = 0, pcm_period = 0;
 
 /* While cards are being opened, on the thread that does it. */
 static constinit char reasons[1024] = ""; /* a line for each name that was tried */
+static constinit char told[sizeof reasons] =
+    ""; /* the last ones: nobody wants to read them twice */
 static constinit char complaint[160] = "";
 
 static void add_reason(const char *name, int error)
@@ -134,7 +136,9 @@ static int alsa_open()
         if (card > 0 && try_card(name) == 0)
             return 0;
     }
-    fputs(reasons, stderr);
+    if (strcmp(reasons, told) != 0)
+        fputs(reasons, stderr);
+    memcpy(told, reasons, sizeof told);
     return -1;
 }
 

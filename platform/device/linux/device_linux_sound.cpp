@@ -21,6 +21,7 @@ constexpr int32_t piece_least = 64; /* less room than this is not worth a call o
 /* A card that is as empty after each of so many periods as before does not play: it swallows, and
  * would race through the playlist. */
 constexpr int32_t swallowed_most = 4;
+constinit int32_t linux_card_look_again_ms = 5000;
 constexpr int32_t stuck_ms = 500; /* a card that plays wakes us long before */
 
 static constinit linux_card_plan plan = {}; /* sound thread, while that runs */
@@ -28,8 +29,11 @@ static constinit int wake_event = -1;       /* never closed: any thread may call
 
 /* Sound thread. */
 static constinit bool swallows = false;
-static constinit bool lost = false;  /* unplugged, or never ready again */
-static constinit bool wrote = false; /* since the last wait for the card */
+static constinit bool lost = false;      /* unplugged, or never ready again */
+static constinit bool closed = false;    /* lost, and closed: there is nothing to ask */
+static constinit bool never = false;     /* closed since the start */
+static constinit int64_t look_at_ms = 0; /* for a card that is plugged in; clock_real_msec() */
+static constinit bool wrote = false;     /* since the last wait for the card */
 static constinit int32_t held = 0;
 static constinit int32_t swallowed = 0;
 
@@ -119,9 +123,25 @@ static bool keeps_time()
     return !swallows && !lost;
 }
 
+/* The one that was lost, or another one: whatever opens now. */
+static void look_for_card()
+{
+    if (!lost || swallows || clock_real_msec() < look_at_ms)
+        return;
+    look_at_ms = clock_real_msec() + linux_card_look_again_ms;
+    linux_card_current->close();
+    closed = linux_card_current->open() != 0;
+    if (closed)
+        return;
+    plan = linux_card_plan_of(linux_card_current->size(), linux_card_current->period());
+    lost = never = false;
+    held = swallowed = 0;
+}
+
 static void speaker_feed()
 {
-    if (!swallows)
+    look_for_card();
+    if (!swallows && !closed)
         (void)look(); /* an underrun here is mended by what follows */
     bool added = false;
     while (keeps_time() && room_now() > 0 && sound_ring_count() > 0)
@@ -179,8 +199,10 @@ static uint32_t speaker_pending()
 
 static void speaker_drop()
 {
-    linux_card_current->drop();
-    (void)linux_card_current->recover(); /* the next round tells whether it did */
+    if (!closed) {
+        linux_card_current->drop();
+        (void)linux_card_current->recover(); /* the next round tells whether it did */
+    }
     held = 0;
     note_delay(0);
 }
@@ -194,14 +216,18 @@ static void speaker_rest()
 
 static int speaker_rouse()
 {
-    lost = wrote = false;
+    lost = closed = wrote = false;
     held = swallowed = 0;
     note_delay(0);
     sound_clock_start();
     if (swallows)
         return 0; /* it would again */
-    if (linux_card_current->open() != 0)
-        return -1;
+    if (linux_card_current->open() != 0) {
+        lost = closed = never; /* a machine that never had one goes on looking without a word */
+        look_at_ms = clock_real_msec() + linux_card_look_again_ms;
+        return never ? 0 : -1;
+    }
+    never = false;
     plan = linux_card_plan_of(linux_card_current->size(), linux_card_current->period());
     return 0;
 }
@@ -210,8 +236,14 @@ static int speaker_open()
 {
     if (wake_event < 0)
         wake_event = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
-    swallows = false;
-    return wake_event < 0 ? -1 : speaker_rouse();
+    swallows = never = false;
+    if (wake_event < 0)
+        return -1;
+    if (speaker_rouse() == 0)
+        return 0;
+    fprintf(stderr, "there is no sound card: playing to a silent clock\n");
+    never = lost = closed = true; /* one may be plugged in */
+    return 0;
 }
 
 static int speaker_close()

@@ -24,7 +24,7 @@ struct test_card {
         starts{0};
     std::atomic<bool> swallow{false}, broken{false}, asleep{false};
     std::atomic<int32_t> late{0}; /* frames played on before the thread gets to run */
-    int open_result = 0;
+    std::atomic<int> open_result{0};
     int64_t limit = INT64_MAX; /* frames after which the card stops its clock */
     bool playing = false, stopped = false;
     int32_t held = 0;
@@ -94,7 +94,7 @@ static const linux_card fake = {
             card.opened++;
             card.stopped = card.playing = false;
             card.held = 0;
-            return card.open_result;
+            return card.open_result.load();
         },
     .close = [] { card.closed++; },
     .room = [] { return card.stopped || card.broken ? -1 : size - card.held; },
@@ -350,6 +350,41 @@ TEST_F(linux_sound_of, a_card_that_is_pulled_out_leaves_a_silent_clock)
     const int64_t started = clock_real_msec();
     EXPECT_TRUE(wait_until([=] { return asked > before + 44100 / 2; }));
     EXPECT_GE(clock_real_msec() - started, 300);
+}
+
+TEST_F(linux_sound_of, a_card_that_is_plugged_in_again_is_heard_again)
+{
+    linux_card_look_again_ms = 20;
+    open();
+    EXPECT_TRUE(wait_until([] { return card.heard > 4410; }));
+    const int opened = card.opened;
+    card.broken = true;
+    card.open_result = -1;
+    EXPECT_TRUE(wait_until([=] { return card.opened > opened + 2; })) << "it goes on looking";
+    const int64_t heard = card.heard;
+    card.broken = false;
+    card.open_result = 0;
+    EXPECT_TRUE(wait_until([=] { return card.heard > heard + 4410; }));
+    const int found = card.opened;
+    const uint32_t before = asked;
+    EXPECT_TRUE(wait_until([=] { return asked > before + 44100 / 4; }));
+    EXPECT_EQ(card.opened, found) << "and looks no more";
+    linux_card_look_again_ms = 5000;
+}
+
+TEST_F(linux_sound_of, a_card_that_is_plugged_in_after_the_start_is_found)
+{
+    linux_card_look_again_ms = 20;
+    card.open_result = -1;
+    testing::internal::CaptureStderr();
+    open();
+    EXPECT_TRUE(wait_until([] { return asked > 4410; }));
+    card.open_result = 0;
+    EXPECT_TRUE(wait_until([] { return card.heard > 4410; }));
+    EXPECT_EQ(sound_close(), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "there is no sound card: playing to a silent clock\n");
+    linux_card_look_again_ms = 5000;
 }
 
 TEST_F(linux_sound_of, a_machine_without_a_card_says_so_once)
