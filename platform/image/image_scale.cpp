@@ -17,6 +17,8 @@
 static constexpr int32_t blocks_per_pixel = 2;
 /* The filter reaches 2 target pixels to both sides, less than 4 blocks each, and a cut one. */
 static constexpr int32_t taps_max = 18;
+/* They are summed up by eights; those beyond the filter weigh nothing. */
+static constexpr int32_t taps_room = 24;
 /* One block, one unit of the filter. */
 static constexpr int64_t one = 1 << 16;
 /* Sum of the weights of one target pixel. */
@@ -27,9 +29,9 @@ static constexpr int column_shift = 20;
 
 /* The blocks that make one target pixel. */
 struct taps {
-    int32_t first; /* block, counted from the start of the source part */
-    int32_t count; /* at least 1 */
-    int16_t weights[taps_max];
+    int32_t first;              /* block, counted from the start of the source part */
+    int32_t count;              /* at least 1 */
+    int16_t weights[taps_room]; /* zeros behind `count` */
 };
 
 /* One direction of the work. */
@@ -51,7 +53,9 @@ struct scaling {
     axis x, y;
     uint32_t *sums;   /* 4 a block: channel sums of one row of blocks, owned */
     uint32_t *blocks; /* one row of blocks, averaged, owned */
-    int16_t *ring;    /* taps_max filtered rows, 4 numbers a target pixel, owned */
+    int16_t
+        *planes;   /* the same by channels, blue first, each with room for taps behind it, owned */
+    int16_t *ring; /* taps_max filtered rows, 4 numbers a target pixel, owned */
 };
 
 /* The cubic through the pixels themselves (Catmull-Rom): sharp, and a copy at equal size is exact.
@@ -133,7 +137,7 @@ static int set_axis(axis *a, int32_t dst_size, int32_t dst_start, int32_t dst_le
 
 static int make_taps(axis *a)
 {
-    a->list = static_cast<taps *>(malloc(static_cast<size_t>(a->target_count) * sizeof *a->list));
+    a->list = static_cast<taps *>(calloc(static_cast<size_t>(a->target_count), sizeof *a->list));
     if (!a->list)
         return -1;
     for (int32_t i = 0; i < a->target_count; i++)
@@ -165,23 +169,39 @@ static const uint32_t *block_row(const scaling *work, int32_t index)
     return work->blocks;
 }
 
+static size_t plane_size(const scaling *work)
+{
+    return static_cast<size_t>(work->x.blocks + taps_room);
+}
+
+/* A row of blocks, one channel after the other. */
+static void spread(const scaling *work, const uint32_t *from)
+{
+    const int32_t count = work->x.blocks;
+    int16_t *to = work->planes;
+    for (int shift = 0; shift < 32; shift += 8, to += plane_size(work))
+        for (int32_t i = 0; i < count; i++)
+            to[i] = static_cast<int16_t>(from[i] >> shift & 0xFF);
+}
+
+/* Always of all taps: a loop of a known length, and too long to be unrolled, becomes vectors. */
+static int32_t weighted(const int16_t *from, const int16_t *weights)
+{
+    int32_t sum = 1 << (row_shift - 1);
+    for (int32_t k = 0; k < taps_room; k++)
+        sum += from[k] * weights[k];
+    return sum >> row_shift;
+}
+
 /* One row of blocks, filtered sideways: 4 numbers a target pixel, blue first. */
 static void filter_row(const scaling *work, int16_t *to, const uint32_t *from)
 {
+    spread(work, from);
     for (int32_t i = 0; i < work->x.target_count; i++, to += 4) {
         const taps *pixel = &work->x.list[i];
-        int32_t sum[4] = {1 << (row_shift - 1), 1 << (row_shift - 1), 1 << (row_shift - 1),
-                          1 << (row_shift - 1)};
-        for (int32_t k = 0; k < pixel->count; k++) {
-            const uint32_t argb = from[pixel->first + k];
-            const int32_t weight = pixel->weights[k];
-            sum[0] += weight * static_cast<int32_t>(argb & 0xFF);
-            sum[1] += weight * static_cast<int32_t>(argb >> 8 & 0xFF);
-            sum[2] += weight * static_cast<int32_t>(argb >> 16 & 0xFF);
-            sum[3] += weight * static_cast<int32_t>(argb >> 24);
-        }
-        for (int c = 0; c < 4; c++)
-            to[c] = static_cast<int16_t>(sum[c] >> row_shift);
+        const int16_t *channel = work->planes + pixel->first;
+        for (int c = 0; c < 4; c++, channel += plane_size(work))
+            to[c] = static_cast<int16_t>(weighted(channel, pixel->weights));
     }
 }
 
@@ -246,7 +266,8 @@ static int make_buffers(scaling *work)
         malloc(static_cast<size_t>(work->x.blocks) * 4 * sizeof *work->sums));
     work->blocks =
         static_cast<uint32_t *>(malloc(static_cast<size_t>(work->x.blocks) * sizeof *work->blocks));
-    return work->ring && work->sums && work->blocks ? 0 : -1;
+    work->planes = static_cast<int16_t *>(calloc(4 * plane_size(work), sizeof *work->planes));
+    return work->ring && work->sums && work->blocks && work->planes ? 0 : -1;
 }
 
 static void free_buffers(scaling *work)
@@ -256,6 +277,7 @@ static void free_buffers(scaling *work)
     free(work->ring);
     free(work->sums);
     free(work->blocks);
+    free(work->planes);
 }
 
 int image_resize_ratio(int32_t *w, int32_t *h, int32_t box_w, int32_t box_h)
