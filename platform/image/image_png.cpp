@@ -5,6 +5,7 @@
 #include <csetjmp>
 #include <cstdlib>
 #include <cstring>
+#include <endian.h>
 #include <png.h>
 
 /* Memory for one chunk beside the pixels: palettes and transparency are far below, a compressed
@@ -24,6 +25,7 @@ struct png_job {
     uint32_t *row;  /* one row of the file, when the picture is reduced */
     uint32_t *sums; /* those of one row of the reduced picture */
     bool is_opaque; /* the file knows no alpha */
+    bool is_plain;  /* and its rows, which are reduced, come as three bytes a pixel */
 };
 
 static void read_bytes(png_structp png, png_bytep to, size_t size)
@@ -55,7 +57,8 @@ static void ask_for_rgba(png_job *job)
     png_set_expand(job->png);
     png_set_scale_16(job->png);
     png_set_gray_to_rgb(job->png);
-    png_set_add_alpha(job->png, 0xFF, PNG_FILLER_AFTER);
+    if (!job->is_plain)
+        png_set_add_alpha(job->png, 0xFF, PNG_FILLER_AFTER);
 }
 
 /* A row as it is drawn; whether it is opaque. */
@@ -87,14 +90,37 @@ static bool read_whole(png_job *job, int passes)
     return true;
 }
 
+/* The bytes end where the pixels will, so that no pixel is written over bytes to come. Each is read with
+ * the byte behind it, for the last of which there is room. */
+static void read_plain_row(const png_job *job)
+{
+    const size_t width = static_cast<size_t>(job->source->width);
+    uint8_t *from = reinterpret_cast<uint8_t *>(job->row) + width;
+    png_read_row(job->png, from, nullptr);
+    for (uint32_t *to = job->row, *end = to + width; to < end; to++, from += 3) {
+        uint32_t four;
+        memcpy(&four, from, sizeof four);
+        *to = 0xFF000000u | be32toh(four) >> 8;
+    }
+}
+
+static void read_row(const png_job *job)
+{
+    if (job->is_plain) {
+        read_plain_row(job);
+        return;
+    }
+    png_read_row(job->png, reinterpret_cast<png_bytep>(job->row), nullptr);
+    /* averages tell what is opaque */
+    (void)finish_row(job, job->row, static_cast<size_t>(job->source->width));
+}
+
 static void read_block_row(png_job *job, uint32_t *to, int32_t factor, int32_t rows)
 {
     const int32_t width = job->source->width;
     memset(job->sums, 0, static_cast<size_t>(job->picture->width) * 4 * sizeof *job->sums);
     for (int32_t i = 0; i < rows; i++) {
-        png_read_row(job->png, reinterpret_cast<png_bytep>(job->row), nullptr);
-        (void)finish_row(job, job->row,
-                         static_cast<size_t>(width)); /* averages tell what is opaque */
+        read_row(job);
         image_blocks_add(job->sums, job->row, width, factor);
     }
     image_blocks_average(to, job->sums, width, factor, rows);
@@ -106,7 +132,7 @@ static bool read_reduced(png_job *job, int32_t factor)
     const int32_t height = job->source->height;
     const int32_t blocks = image_blocks_count(width, factor);
     job->picture = image_new(blocks, image_blocks_count(height, factor));
-    job->row = static_cast<uint32_t *>(malloc(static_cast<size_t>(width) * sizeof *job->row));
+    job->row = static_cast<uint32_t *>(malloc((static_cast<size_t>(width) + 1) * sizeof *job->row));
     job->sums =
         static_cast<uint32_t *>(malloc(static_cast<size_t>(blocks) * 4 * sizeof *job->sums));
     if (!job->picture || !job->row || !job->sums)
@@ -131,10 +157,15 @@ static bool decode_steps(png_job *job)
         return false;
     job->is_opaque = (png_get_color_type(job->png, job->info) & PNG_COLOR_MASK_ALPHA) == 0 &&
                      png_get_valid(job->png, job->info, PNG_INFO_tRNS) == 0;
+    job->is_plain = job->is_opaque && image_source_factor(job->source) > 1 &&
+                    png_get_color_type(job->png, job->info) == PNG_COLOR_TYPE_RGB &&
+                    png_get_bit_depth(job->png, job->info) == 8 &&
+                    png_get_interlace_type(job->png, job->info) == PNG_INTERLACE_NONE;
     ask_for_rgba(job);
     const int passes = png_set_interlace_handling(job->png);
     png_read_update_info(job->png, job->info);
-    if (png_get_rowbytes(job->png, job->info) != static_cast<size_t>(width) * 4)
+    const size_t pixel_bytes = job->is_plain ? 3 : 4;
+    if (png_get_rowbytes(job->png, job->info) != width * pixel_bytes)
         return false;
     /* The passes of an interlaced picture fill all of its rows again and again. */
     const bool is_held = job->source->side > 0 && passes > 1;
