@@ -160,15 +160,15 @@ inline void expect_sine(const heard &sound, double freq, double level, double to
     }
 }
 
-/* Steps that a sample may differ by when decoding began elsewhere: what libmpg123 adds up on ARM it adds
- * in an order that depends on it. */
+/* Steps that a sample may differ by when decoding began elsewhere: libmpg123 adds up in an order that
+ * depends on it, and only on x86-64 with a precision that hides it. */
 inline int steps_after_seek(const opened &file)
 {
-#ifdef __arm__
-    return file.decoder->name == std::string("mp3");
-#else
+#ifdef __x86_64__
     (void)file;
     return 0;
+#else
+    return file.decoder->name == std::string("mp3");
 #endif
 }
 
