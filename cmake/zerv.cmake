@@ -279,8 +279,8 @@ function(zerv_maker result target file)
   endif()
 endfunction()
 
-# Compiles a source of the tests and puts static libraries of C with it into one object, in which their
-# names stay: the library that decodes without floating point has functions of the same names.
+# Compiles a source of the tests and puts static libraries of C with it into one object, which keeps their
+# names for itself: the library that decodes without floating point has functions of the same names.
 # The result is the object's place.
 function(zerv_enclose result name source)
   add_library(${name} OBJECT ${source})
@@ -294,8 +294,8 @@ function(zerv_enclose result name source)
   set(object ${CMAKE_BINARY_DIR}/${name}.o)
   add_custom_command(OUTPUT ${object}
     COMMAND ${CMAKE_CXX_COMPILER} -r -nostdlib -o ${object} $<TARGET_OBJECTS:${name}> ${archives}
-    COMMAND ${CMAKE_OBJCOPY} --wildcard --keep-global-symbol=_Z*
-      --keep-global-symbol=DW.* ${object}
+    COMMAND ${CMAKE_COMMAND} -DOBJECT=${object} -DNAME=enclosed_${name} -DNM=${CMAKE_NM}
+      -DOBJCOPY=${CMAKE_OBJCOPY} -P ${CMAKE_SOURCE_DIR}/cmake/enclose.cmake
     DEPENDS ${name} $<TARGET_OBJECTS:${name}> COMMENT "" VERBATIM)
   set_source_files_properties(${object} PROPERTIES EXTERNAL_OBJECT ON GENERATED ON)
   set(${result} ${object} PARENT_SCOPE)
