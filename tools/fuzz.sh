@@ -58,3 +58,18 @@ fuzz_all() {
     done
     [ $failed = 0 ] || fail "A fuzzer found something. Mend it, and keep the input in fuzz/corpus under the name of its symptom."
 }
+
+# fuzz_lines [NAME...]: the lines of our code that the corpora and what was found since reach.
+fuzz_lines() {
+    local name place inputs
+    [ $# -gt 0 ] || set -- $(fuzz_names)
+    build coverage $(printf 'fuzz_%s\n' "$@") player-folder
+    for name in "$@"; do
+        inputs=()
+        [ "$name" = font ] && inputs=(build/coverage/player/fonts)
+        for place in "fuzz/corpus/$name" "build/fuzz/found/$name"; do
+            [ ! -d "$place" ] || inputs+=("$place")
+        done
+        python3 -B tools/coverage.py build/coverage --fuzz "$name" "${inputs[@]}"
+    done
+}
