@@ -167,7 +167,8 @@ def carry(options):
     # Libraries that name the loader find it by this name.
     copied = {"ld.so"}
     copy_needed(machine, options.program, lib, loader, copied)
-    copy_needed(machine, options.into / MODULE, lib, loader, copied)
+    for name in ("lib/zerv-keys", MODULE):
+        copy_needed(machine, options.into / name, lib, loader, copied)
     names = options.program.read_bytes()
     for name in (name for name in LOADED if name.encode() in names):
         copied.add(name)
@@ -177,7 +178,7 @@ def carry(options):
     make_locales(lib / "locale")
     shutil.copytree(options.root / "usr/share/alsa", lib / "alsa", dirs_exist_ok=True,
                     ignore=shutil.ignore_patterns("ucm*", "topology", "init", "speaker-test", "*.d"))
-    for name in ("zerv-player", "lib/zerv-console", MODULE):
+    for name in ("zerv-player", "lib/zerv-console", "lib/zerv-keys", MODULE):
         machine.copy(options.into / name, options.into / name)
     copy_licences(machine, copied, options.into / "licences.zip", options.map)
 

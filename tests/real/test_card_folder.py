@@ -55,8 +55,8 @@ class CardFolderTest(unittest.TestCase):
 
     def test_every_library_comes_from_the_card(self):
         lib = self.on_card("lib")
-        for program in ("zerv-player", "lib/zerv-console", "lib/zerv-audio-tag.so", "lib/libcurl.so.4",
-                        "lib/libsodium.so.23"):
+        for program in ("zerv-player", "lib/zerv-console", "lib/zerv-keys", "lib/zerv-audio-tag.so",
+                        "lib/libcurl.so.4", "lib/libsodium.so.23"):
             done = subprocess.run([f"{lib}/ld.so", "--library-path", lib, "--list", self.on_card(program)],
                                   capture_output=True, text=True, check=True, timeout=DEADLINE_S)
             paths = re.findall(r"=> (\S.*) \(0x", done.stdout)
@@ -73,6 +73,12 @@ class CardFolderTest(unittest.TestCase):
         self.assertIn("state ", out)
         with open(self.on_card("current.m3u"), encoding="utf-8") as file:
             self.assertIn(f"{self.folder}/no music.flac", file.read())
+
+    def test_the_keys_are_asked_for_from_there_too(self):
+        done = subprocess.run([self.on_card("zerv-keys.sh"), "--help"], capture_output=True, text=True, cwd="/",
+                              timeout=DEADLINE_S, check=False)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        self.assertIn("keys.txt", done.stdout)
 
     def test_the_languages_have_their_locales(self):
         words = ("import locale\nfor name in ('ko_KR.UTF-8', 'en_US.UTF-8', 'ja_JP.UTF-8'):\n"
