@@ -8,14 +8,14 @@
 #include <string>
 #include <zlib.h>
 
-struct source {
+struct packed_source {
     std::string bytes;
     size_t at = 0;
 };
 
 static size_t next(void *user, void *to, size_t size)
 {
-    auto *from = static_cast<source *>(user);
+    auto *from = static_cast<packed_source *>(user);
     const size_t count = from->bytes.copy(static_cast<char *>(to), size, from->at);
     from->at += count;
     return count;
@@ -35,7 +35,7 @@ static std::string packed(const std::string &text)
 /* "broken" where it is; the outputs are untouched then. */
 static std::string opened(const std::string &bytes, size_t limit = 1 << 20)
 {
-    source from = {bytes};
+    packed_source from = {bytes};
     unsigned char *out = nullptr;
     size_t size = 4711;
     if (audio_inflate(next, &from, limit, &out, &size) != 0) {
@@ -105,7 +105,7 @@ TEST(audio_inflate, thousands_of_empty_blocks_are_not_opened)
 TEST(audio_inflate, without_memory_opens_nothing)
 {
     const std::string text = long_text();
-    source from = {packed(text)};
+    packed_source from = {packed(text)};
     const int failed = fail_each_allocation([&] {
         from.at = 0;
         unsigned char *out = nullptr;
