@@ -62,11 +62,13 @@ class ProfileTest(unittest.TestCase):
         self.assertEqual(callgrind.Profile(PROFILE).count(), Count(107, 612, 6))
 
     def test_a_difference_is_shared_among_the_steps(self):
-        self.assertEqual(callgrind.difference(Count(50, 70, 9), Count(10, 30, 1), 4), Count(10, 10, 2))
+        more = callgrind.difference(Count(50, 70, 9), Count(10, 30, 1))
+        self.assertEqual(more, Count(40, 40, 8))
+        self.assertEqual(callgrind.share(more, 4), Count(10, 10, 2))
 
     def test_a_command_that_fails_is_not_counted(self):
         with self.assertRaises(callgrind.CountingFailed):
-            callgrind.count(["/bin/false"], "/", {"PATH": "/usr/bin"})
+            callgrind.parts(["/bin/false"], "/", {"PATH": "/usr/bin"})
 
 
 HERE = {"build": "Release GNU 12.2.0 x86_64", "processor": "avx2", "libraries": {"libc6": "2.36"}}
