@@ -187,6 +187,11 @@ class RehearsalTest(UpdateTest):
         self.liar = liar
         return process
 
+    def wait_for_saved_settings(self, process):
+        """Until the program has understood that it is to end."""
+        while b"<vol>35</vol>" not in self.read("config.txt"):
+            self.assertIsNone(process.poll(), "it does not wait for its files")
+
     def release(self, process):
         with open(self.path("pipe"), "rb"):
             process.stdin.close()
@@ -204,13 +209,13 @@ class RehearsalTest(UpdateTest):
                 self.setUp()
                 process = self.hold_in_the_middle()
                 process.send_signal(number)
+                self.wait_for_saved_settings(process)
                 self.release(process)
 
     def test_the_quit_key_while_files_are_replaced_ends_the_program_after_the_last_one(self):
         process = self.hold_in_the_middle()
         self.say(process, "key quit", "advance 5")
-        while b"<vol>35</vol>" not in self.read("config.txt"):
-            self.assertIsNone(process.poll(), "it does not wait for its files")
+        self.wait_for_saved_settings(process)
         self.release(process)
 
 class SignedTest(UpdateTest):
