@@ -2,6 +2,7 @@
 #include "makers/maker_audio.h"
 #include "makers/maker_id3_frame.h"
 #include "makers/maker_picture.h"
+#include "platform/base/spare.h"
 #include "support/allocations.h"
 #include "support/bytes_read.h"
 #include "unit/view/play/play_fixture.h"
@@ -206,7 +207,7 @@ TEST_F(play_cover_tag, beside_text_that_unpacks_to_megabytes_costs_little)
     const std::string bomb =
         maker_id3_frame("TIT2", std::string(64 * mib, 'a'), {.compressed = true});
     save(maker_id3_block(bomb + maker_id3_frame("APIC", picture(png_of(30, 20)))));
-    EXPECT_LT(cost(&read), mib);
+    EXPECT_LT(cost(&read), spare_bytes + mib); /* so much is asked for before a library is loaded */
     EXPECT_EQ(read, "30x20");
 }
 #endif
