@@ -171,7 +171,7 @@ static const uint32_t *block_row(const scaling *work, int32_t index)
 
 static size_t plane_size(const scaling *work)
 {
-    return static_cast<size_t>(work->x.blocks + taps_room);
+    return static_cast<size_t>(work->x.blocks) + taps_room;
 }
 
 /* A row of blocks, one channel after the other. */
