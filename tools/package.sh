@@ -135,6 +135,7 @@ make_card_folder() {
     make_carried "$1"
     ZERV_CMAKE_OPTIONS= build "card-$1" card-folder desktop-icons
     rm -rf "$folder"
+    mkdir -p "$folder"
     cmake --install "build/card-$1" --component handheld --prefix "$folder" >"build/card/$1.log" ||
         fail "The card folder could not be made."
 }
