@@ -169,8 +169,8 @@ static int sockets_callback(lws *connection, lws_callback_reasons reason, void *
 }
 
 static const lws_protocols protocols[] = {
-    {"http", requests_callback, 0, 0, 0, nullptr, 0},
-    {"zerv-studio", sockets_callback, 0, 64, 0, nullptr, 0},
+    {"http", requests_callback, 0, 0, 0, nullptr, web_send_bytes},
+    {"zerv-studio", sockets_callback, 0, 64, 0, nullptr, web_send_bytes},
     {nullptr, nullptr, 0, 0, 0, nullptr, 0},
 };
 

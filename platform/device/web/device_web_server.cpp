@@ -43,8 +43,8 @@ static int pages_callback(lws *connection, lws_callback_reasons reason, void *se
 
 /* Requests belong to the first; a page's script asks for the second by its name. */
 static const lws_protocols protocols[] = {
-    {"http", files_callback, sizeof(web_upload), 0, 0, nullptr, 0},
-    {"zerv", pages_callback, web_page_session_bytes, 64, 0, nullptr, 0},
+    {"http", files_callback, sizeof(web_upload), 0, 0, nullptr, web_send_bytes},
+    {"zerv", pages_callback, web_page_session_bytes, 64, 0, nullptr, web_send_bytes},
     {nullptr, nullptr, 0, 0, 0, nullptr, 0},
 };
 

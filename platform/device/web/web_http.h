@@ -55,6 +55,10 @@ struct web_frames {
 int web_http_respond(lws *connection, unsigned status, const char *type, const void *bytes,
                      size_t length, const web_frames &frames = {});
 int web_http_answer(lws *connection, const web_answer &what);
+/* What the library hands to the kernel at once. Left to itself it sends pieces of a few kilobytes, or of
+ * what a protocol receives at most, a round each; a connection whose last piece is not gone after five
+ * seconds it closes, and a studio may draw for as long. */
+constexpr size_t web_send_bytes = 1u << 20;
 /* What is still to come of the request is not wanted. */
 int web_http_refuse(lws *connection, const web_answer &what);
 /* The file of that path, "/" for index.html. */
