@@ -118,6 +118,8 @@ class CardFolderTest(unittest.TestCase):
 
     def test_a_signal_reaches_the_player_and_its_status_the_caller(self):
         for number, status in ((signal.SIGTERM, 0), (signal.SIGKILL, 128 + signal.SIGKILL)):
+            if os.path.exists(self.on_card("library.db")):  # which tells that the player is up
+                os.remove(self.on_card("library.db"))
             process = self.start("advance 600000\n", ZERV_VIRTUAL_REALTIME="1")
             player = self.player_of(process)
             if number == signal.SIGTERM:
