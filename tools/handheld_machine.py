@@ -14,10 +14,12 @@ from pathlib import Path
 
 MODULES = ["virtio", "virtio_ring", "virtio_pci_legacy_dev", "virtio_pci_modern_dev", "virtio_pci",
            "evdev", "virtio_input", "soundcore", "snd", "snd-timer", "snd-pcm", "snd-seq-device",
-           "snd-rawmidi", "gameport", "snd-ens1370", "ata_piix", "crc32c_generic", "crc16", "mbcache", "jbd2", "ext4",
+           "snd-rawmidi", "gameport", "snd-ens1370", "crc32c_generic", "crc16", "mbcache", "jbd2", "ext4",
            "nls_cp437", "nls_ascii", "nls_utf8", "fat", "vfat"]
+CARD_MODULE = "ata_piix"
 TOOLS = ["sh", "basename", "cat", "cmp", "cp", "date", "dirname", "echo", "find", "grep", "httpd", "ifconfig",
-         "insmod", "kill", "ls", "mkdir", "mount", "mv", "pidof", "reboot", "rm", "sleep", "sync", "umount"]
+         "insmod", "kill", "ls", "md5sum", "mkdir", "mount", "mv", "pidof", "reboot", "rm", "sleep", "sync", "umount"]
+PATIENCE_S = 600  # a busy host emulates slowly
 MOUNTS = {"ext4": "ext4", "vfat": "vfat -o utf8=1"}
 
 # All there is around the card: no library, no tables, no configuration, no groups.
@@ -28,6 +30,9 @@ mount -t sysfs sys /sys
 mount -t devtmpfs dev /dev
 for module in %(modules)s; do insmod /lib/modules/$module.ko; done
 date -s "%(clock)s" >/dev/null
+%(before_card)s
+insmod /lib/modules/%(card_module)s.ko
+while [ ! -e /dev/sda ]; do sleep 1; done
 mkdir /card
 mount -t %(mount)s /dev/sda /card || echo NO CARD
 %(commands)s
@@ -41,6 +46,11 @@ class Failed(Exception):
     """What does not hold, in words."""
 
 
+def shown(log):
+    """What the machine has said so far."""
+    return log.read_text(errors="replace").replace("\r", "")
+
+
 # ---- the root file system ----
 
 
@@ -52,7 +62,7 @@ def find_module(parts, name):
     return found[0]
 
 
-def make_root(root, parts, kind, clock, commands):
+def make_root(root, parts, kind, clock, commands, before_card=""):
     """What starts the machine and a card of that kind: it lives in memory. `root` may hold files already."""
     for name in ("bin", "dev", "proc", "sys", "lib/modules"):
         (root / name).mkdir(parents=True, exist_ok=True)
@@ -60,9 +70,10 @@ def make_root(root, parts, kind, clock, commands):
     (root / "bin/busybox").chmod(0o755)
     for name in TOOLS:
         (root / "bin" / name).symlink_to("busybox")
-    for name in MODULES:
+    for name in MODULES + [CARD_MODULE]:
         (root / f"lib/modules/{name}.ko").write_bytes(find_module(parts, name).read_bytes())
     (root / "init").write_text(INIT % {"modules": " ".join(MODULES), "clock": clock.replace("T", " "),
+                                       "card_module": CARD_MODULE, "before_card": before_card,
                                        "mount": MOUNTS[kind], "commands": commands})
     (root / "init").chmod(0o755)
 
@@ -136,7 +147,7 @@ class Machine:
             if "error" in answer:
                 raise Failed(f"{name}: {answer['error']['desc']}")
             if "return" in answer:
-                return
+                return answer["return"]
         raise Failed(f"the machine ended; see {self.log}")
 
     def press(self, key):
@@ -169,9 +180,33 @@ class Machine:
         waits = [path.read_text().split()[1] for path in Path(f"/proc/{self.process.pid}/task").glob("*/schedstat")]
         return sum(map(int, waits)) / 1e9
 
-    def wait_for(self, text, seconds):
+    def say(self, line):
+        """Over the serial line."""
+        self.process.stdin.write(line.encode() + b"\n")
+        self.process.stdin.flush()
+
+    def freeze(self, path):
+        """Keeps all of it but its card in a file, from which boot() goes on."""
+        self.command("migrate", uri=f"exec:cat >{path}")
+        while True:
+            status = self.command("query-migrate").get("status")
+            if status == "completed":
+                return
+            if status in ("failed", "cancelled"):
+                raise Failed(f"the machine cannot be frozen; see {self.log}")
+            time.sleep(0.1)
+
+    def wait_for_thaw(self, seconds):
+        """Until it goes on: what is said before is lost."""
         deadline = time.monotonic() + seconds
-        while text not in self.log.read_text(errors="replace"):
+        while self.command("query-status")["status"] != "running":
+            if self.process.poll() is not None or time.monotonic() > deadline:
+                raise Failed(f"the machine does not go on; see {self.log}")
+            time.sleep(0.1)
+
+    def wait_for(self, text, seconds, times=1):
+        deadline = time.monotonic() + seconds
+        while self.log.read_text(errors="replace").count(text) < times:
             if self.process.poll() is not None or time.monotonic() > deadline:
                 raise Failed(f"the machine never said {text}; see {self.log}")
             time.sleep(0.1)
@@ -211,21 +246,26 @@ def await_socket(path, process, log):
 
 
 @contextmanager
-def boot(root, parts, sound, card, more=()):
+def boot(root, parts, sound, card, more=(), frozen=None):
+    """Starts it, or goes on from where it was frozen."""
     archive, log, control = (root.with_suffix(end) for end in (".gz", ".log", ".control"))
-    write_archive(root, archive)
+    if frozen is None:
+        write_archive(root, archive)
+    else:
+        more = [*more, "-incoming", f"exec:cat {frozen}"]
     for path in (control, sound):
         path.unlink(missing_ok=True)
     with open(log, "wb") as out:
         drive = ["-drive", f"file={card},format=raw,if=ide"]
         process = subprocess.Popen([*machine_command(parts, archive, sound, control), *drive, *more],
-                                   stdin=subprocess.DEVNULL, stdout=out, stderr=out)
+                                   stdin=subprocess.PIPE, stdout=out, stderr=out)
     try:
         await_socket(control, process, log)
         yield Machine(process, control, log)
     finally:
         process.kill()
         process.wait()
+        process.stdin.close()
 
 
 def recorded(path):
