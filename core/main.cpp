@@ -15,6 +15,7 @@
 #include "platform/audio/audio.h"
 #include "platform/base/clock.h"
 #include "platform/base/device.h"
+#include "platform/base/heap.h"
 #include "platform/base/str.h"
 #include "platform/base/thread.h"
 #include "platform/device/sys.h"
@@ -292,6 +293,7 @@ static void start_again(char **argv)
 
 int main(int argc, char **argv)
 {
+    heap_begin();
     rooms_fill();
     device_ask_program = describe_program;
     loop_desktop = desktop_pass;

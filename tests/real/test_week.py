@@ -212,8 +212,7 @@ class WeekTest(PlayerTest):
     def begin(self, wrap_ms):
         """A player whose clock reaches wrap_ms in the middle of the fourth day."""
         to_wrap = FIRST_MS + 3 * DAY_S * 1000 + NIGHT_S * 1000
-        # With one arena the allocator keeps nothing for threads that once ran side by side.
-        life = Life(self, self.start(ZERV_VIRTUAL_CLOCK=str(wrap_ms - to_wrap), MALLOC_ARENA_MAX="1"))
+        life = Life(self, self.start(ZERV_VIRTUAL_CLOCK=str(wrap_ms - to_wrap)))
         for _ in range(2):  # the playlist, its first row
             life.advance(300)
             life.do("key select")
