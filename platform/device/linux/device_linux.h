@@ -80,6 +80,7 @@ struct linux_touch_ranges {
 struct linux_trigger {
     uint16_t axis;
     linux_range range;
+    bool unsure = false; /* may be a stick that has not said yet where it rests */
 };
 
 /* Axes that are sticks or hats where their ends are codes of key_map.h. */
@@ -113,6 +114,8 @@ linux_axes linux_axes_of(int fd);
 /* Finds the axes of the left and the right trigger by the bits that EVIOCGBIT gives. Pads without
  * triggers, and with triggers that are buttons only, have none. */
 bool linux_trigger_axes(const unsigned char *keys, const unsigned char *axes, uint16_t (&found)[2]);
+/* Whether a value is about the middle, where sticks rest and triggers and levers do not. */
+bool linux_is_middle(const linux_range *range, int32_t value);
 /* Whether a trigger at `value` counts as a key that is down. */
 bool linux_trigger_is_down(const linux_trigger *trigger, int32_t value, bool was_down);
 

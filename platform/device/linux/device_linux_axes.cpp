@@ -32,7 +32,8 @@ static linux_touch_ranges panel_ranges(int fd, const unsigned char *keys, const 
 }
 
 /* The places of triggers, surest first. A pad whose second stick does not have ABS_RX and ABS_RY
- * has it on ABS_Z and ABS_RZ: a stick that rests in the middle must not turn the volume. */
+ * has it on ABS_Z and ABS_RZ: a stick that rests in the middle must not turn the volume. Where a pad
+ * has all four, settle_triggers() tells which are which. */
 bool linux_trigger_axes(const unsigned char *keys, const unsigned char *axes, uint16_t (&found)[2])
 {
     static constexpr uint16_t places[][2] = {
@@ -52,6 +53,13 @@ bool linux_trigger_axes(const unsigned char *keys, const unsigned char *axes, ui
         return true;
     }
     return false;
+}
+
+bool linux_is_middle(const linux_range *range, int32_t value)
+{
+    const int64_t span = static_cast<int64_t>(range->most) - range->least;
+    const int64_t twice = 2 * static_cast<int64_t>(value) - range->least - range->most;
+    return (twice < 0 ? -twice : twice) * 8 <= span; /* a sixteenth to either side */
 }
 
 /* Half way down it presses, and a good part further up it lets go: a finger trembles. */
@@ -90,10 +98,45 @@ static int8_t rest_of(int fd, uint16_t axis, const linux_range &range)
     return static_cast<int8_t>(linux_stick_side(&range, info.value, 0));
 }
 
+/* Both axes of a stick that is let go. */
+static bool rest_in_middle(int fd, uint16_t one, uint16_t other)
+{
+    for (const uint16_t axis : {one, other}) {
+        input_absinfo info = {};
+        const linux_range range = range_of(fd, axis);
+        if (range.least == range.most || ioctl(fd, EVIOCGABS(axis), &info) != 0 ||
+            !linux_is_middle(&range, info.value))
+            return false;
+    }
+    return true;
+}
+
+/* ABS_Z and ABS_RZ of a pad that has ABS_RX and ABS_RY as well: two are a stick and two are triggers,
+ * and drivers disagree. Sticks rest in the middle. One that nobody has touched says 0, which is the
+ * middle only if its range says so. */
+static void settle_triggers(int fd, const unsigned char *keys, linux_axes *to)
+{
+    if (to->triggers[0].axis != ABS_Z)
+        return;
+    const bool other_is_stick = rest_in_middle(fd, ABS_RX, ABS_RY);
+    if (!rest_in_middle(fd, ABS_Z, ABS_RZ)) {
+        for (linux_trigger &each : to->triggers)
+            each.unsure = !other_is_stick;
+        return;
+    }
+    const bool other_is_trigger =
+        !other_is_stick && !has_bit(keys, BTN_TL2) && !has_bit(keys, BTN_TR2);
+    to->triggers[0] = to->triggers[1] = {};
+    if (other_is_trigger) {
+        to->triggers[0] = {ABS_RX, range_of(fd, ABS_RX)};
+        to->triggers[1] = {ABS_RY, range_of(fd, ABS_RY)};
+    }
+}
+
 static bool is_trigger(const linux_axes *axes, uint16_t axis)
 {
     return std::any_of(axes->triggers, axes->triggers + 2, [=](const linux_trigger &each) {
-        return each.axis == axis && each.range.least != each.range.most;
+        return each.axis == axis && each.range.least != each.range.most && !each.unsure;
     });
 }
 
@@ -130,6 +173,7 @@ linux_axes linux_axes_of(int fd)
     if (linux_trigger_axes(keys, axes, found)) {
         for (int i = 0; i < 2; i++)
             all.triggers[i] = {found[i], range_of(fd, found[i])};
+        settle_triggers(fd, keys, &all);
     }
     find_sticks(fd, keys, axes, &all);
     return all;

@@ -31,6 +31,7 @@ struct source {
     int32_t number; /* of /dev/input/eventN; -1: of a test */
     linux_axes axes;
     std::bitset<key_code_count> held; /* codes that it holds down */
+    std::bitset<linux_sticks> spoken; /* axes that have said something */
     bool pulled[2];                   /* its triggers, which hold codes of buttons down as well */
     int32_t raw_x, raw_y;
     int32_t slot;          /* finger that the records speak of; the first is 0 */
@@ -59,6 +60,22 @@ static void hold(source *from, uint16_t code, bool down)
         return;
     from->held[code] = down;
     key_code_event(code, down);
+}
+
+/* An axis that nobody has touched reads as 0. What jumps to the middle with its first word is a stick
+ * that rests there. */
+static void on_first_word(source *from, uint16_t axis, int32_t value)
+{
+    if (axis >= linux_sticks || from->spoken[axis])
+        return;
+    from->spoken[axis] = true;
+    for (linux_trigger &each : from->axes.triggers) {
+        if (each.axis == axis && each.unsure && linux_is_middle(&each.range, value))
+            each = {};
+    }
+    const linux_range *stick = &from->axes.sticks[axis];
+    if (stick->least != stick->most && linux_is_middle(stick, value))
+        from->axes.resting[axis] = 0;
 }
 
 static bool on_trigger(source *from, uint16_t axis, int32_t value)
@@ -149,6 +166,7 @@ static void end_report(source *from)
 static void on_axis(source *from, uint16_t code, int32_t value)
 {
     const bool first_finger = from->slot == 0;
+    on_first_word(from, code, value);
     if (on_trigger(from, code, value))
         return;
     on_stick(from, code, value);

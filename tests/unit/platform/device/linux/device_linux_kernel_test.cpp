@@ -300,6 +300,70 @@ TEST_F(linux_axes_said, a_second_stick_needs_both_its_axes_elsewhere)
     EXPECT_EQ(asked().triggers[0].range.most, 255);
 }
 
+/* Pads with two sticks and two triggers, whose makers and drivers disagree about the order. */
+struct linux_pads_said : linux_axes_said {
+    static void stick(unsigned number) { axis(number, 0, 255, 127); }
+    static void trigger(unsigned number) { axis(number, 0, 255, 0); }
+    static std::pair<int, int> triggers()
+    {
+        const linux_axes all = asked();
+        const auto place = [](const linux_trigger &each) {
+            return each.range.least == each.range.most ? -1 : int{each.axis};
+        };
+        return {place(all.triggers[0]), place(all.triggers[1])};
+    }
+    static constexpr std::pair<int, int> none = {-1, -1};
+};
+
+TEST_F(linux_pads_said, a_stick_that_rests_in_the_middle_is_no_trigger)
+{
+    test_pad.keys = {BTN_SOUTH};
+    for (const unsigned each : {ABS_X, ABS_Y, ABS_Z, ABS_RZ})
+        stick(each);
+    for (const unsigned each : {ABS_RX, ABS_RY})
+        trigger(each);
+    EXPECT_EQ(triggers(), std::pair(ABS_RX, ABS_RY)) << "where the second stick is elsewhere";
+    test_pad.keys.push_back(BTN_TL2);
+    EXPECT_EQ(triggers(), none) << "its triggers are buttons";
+    test_pad.keys.pop_back();
+    test_pad.ranges[ABS_RX].value = test_pad.ranges[ABS_RY].value = 130;
+    EXPECT_EQ(triggers(), none) << "three sticks";
+    test_pad.ranges[ABS_Z].value = 3;
+    test_pad.ranges[ABS_RZ].value = 0;
+    EXPECT_EQ(triggers(), std::pair(ABS_Z, ABS_RZ));
+}
+
+TEST_F(linux_pads_said, a_range_around_nothing_is_a_stick_s_unless_it_rests_at_its_end)
+{
+    test_pad.keys = {BTN_SOUTH};
+    for (const unsigned each : {ABS_X, ABS_Y, ABS_Z, ABS_RZ})
+        axis(each, -32768, 32767);
+    for (const unsigned each : {ABS_RX, ABS_RY})
+        trigger(each);
+    EXPECT_EQ(triggers(), std::pair(ABS_RX, ABS_RY));
+    for (const unsigned each : {ABS_RX, ABS_RY})
+        test_pad.ranges[each] = test_pad.ranges[ABS_X];
+    for (const unsigned each : {ABS_Z, ABS_RZ})
+        test_pad.ranges[each].value = -32768;
+    EXPECT_EQ(triggers(), std::pair(ABS_Z, ABS_RZ));
+}
+
+/* Until something moves, the kernel gives 0 for every axis. */
+TEST_F(linux_pads_said, who_has_not_said_where_it_rests_may_be_a_stick)
+{
+    test_pad.keys = {BTN_SOUTH};
+    for (const unsigned each : {ABS_X, ABS_Y, ABS_Z, ABS_RZ, ABS_RX, ABS_RY})
+        trigger(each);
+    EXPECT_EQ(triggers(), std::pair(ABS_Z, ABS_RZ));
+    EXPECT_TRUE(asked().triggers[0].unsure);
+    EXPECT_TRUE(asked().triggers[1].unsure);
+    test_pad.ranges[ABS_RX].value = test_pad.ranges[ABS_RY].value = 128;
+    EXPECT_FALSE(asked().triggers[0].unsure) << "the second stick is known";
+    for (const unsigned each : {ABS_RX, ABS_RY})
+        axis(each, -32768, 32767);
+    EXPECT_FALSE(asked().triggers[0].unsure);
+}
+
 TEST_F(linux_axes_said, a_trigger_presses_past_its_middle_and_lets_go_further_up)
 {
     const linux_trigger of_eight = {ABS_GAS, {100, 108}};

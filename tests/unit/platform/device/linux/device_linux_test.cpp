@@ -490,6 +490,42 @@ TEST_F(linux_input_of, sticks_on_the_axes_of_triggers_press_nothing)
     EXPECT_EQ(pass().held, 0u);
 }
 
+TEST_F(linux_input_of, a_trigger_that_turns_out_to_be_a_stick_presses_nothing)
+{
+    const int pad = attach({}, {{ABS_Z, {0, 255}, true}, {ABS_RZ, {0, 255}, true}});
+    send(pad, EV_ABS, ABS_Z, 128); /* all axes of a pad are told when the first button is pressed */
+    send(pad, EV_ABS, ABS_RZ, 130);
+    for (const int32_t value : {255, 0, 128}) {
+        send(pad, EV_ABS, ABS_Z, value);
+        send(pad, EV_ABS, ABS_RZ, value);
+        EXPECT_EQ(pass().held, 0u) << value;
+    }
+}
+
+TEST_F(linux_input_of, a_trigger_that_turns_out_to_be_one_presses)
+{
+    const int pad = attach({}, {{ABS_Z, {0, 255}, true}, {ABS_RZ, {0, 255}, true}});
+    send(pad, EV_ABS, ABS_Z, 40);
+    send(pad, EV_ABS, ABS_Z, 129);
+    EXPECT_EQ(pass().held, key_vol_down);
+    send(pad, EV_ABS, ABS_RZ, 255);
+    EXPECT_EQ(pass().held, key_vol_down | key_vol_up);
+}
+
+TEST_F(linux_input_of, a_lever_that_turns_out_to_be_a_stick_presses_both_ends)
+{
+    linux_axes axes = {};
+    axes.sticks[ABS_X] = {0, 255};
+    axes.resting[ABS_X] = -1;
+    const int pad = attach_axes(axes);
+    send(pad, EV_ABS, ABS_X, 128);
+    EXPECT_EQ(pass().held, 0u);
+    send(pad, EV_ABS, ABS_X, 0);
+    EXPECT_EQ(pass().held, key_left);
+    send(pad, EV_ABS, ABS_X, 255);
+    EXPECT_EQ(pass().held, key_right);
+}
+
 TEST_F(linux_input_of, sticks_are_directions_from_half_way)
 {
     linux_axes axes = {};
