@@ -74,3 +74,7 @@ struct device_program_state {
 };
 /* Start-up fills it in; may be null. Called on the main thread with no lock held. */
 extern void (*device_ask_program)(device_program_state *state);
+
+/* From a device whose machine slept (what it showed may be gone, a key may have woken it), or whose
+ * time of day was set. Start-up fills it in; may be null. Called from inside poll(). */
+extern void (*device_woke)(bool slept);

@@ -51,6 +51,8 @@ int linux_screen_open(int32_t width, int32_t height);
 int linux_screen_close();
 int linux_screen_show(const fb_surface *frame);
 int linux_screen_power(int on);
+/* Nobody knows what the panel shows: the next frame is drawn whole. */
+void linux_screen_lost();
 
 /* ---- device_linux_console.cpp: what is taken from the console and given back ---- */
 
@@ -107,6 +109,24 @@ void linux_input_wait(int32_t ms);
 /* Any thread; safe in a signal handler. */
 void linux_input_wake();
 
+/* ---- device_linux_sleep.cpp: a machine that slept, or whose clock was set ---- */
+
+/* What the kernel tells of it; a test puts its own here. */
+struct linux_sleep {
+    int (*watch)(); /* a descriptor that can be read after a jump of the clock; -1: there is none */
+    void (*watch_again)(int fd); /* after it could */
+    int64_t (*slept_ms)();       /* since the machine was started */
+};
+
+extern const linux_sleep *linux_sleep_current;
+
+void linux_sleep_open();
+void linux_sleep_close();
+/* What to wait for beside input; may be -1. */
+int linux_sleep_watch();
+/* Tells the program, see device_woke. Without a watch it looks each time. */
+void linux_sleep_look(bool watch_rang);
+
 /* ---- device_linux_axes.cpp: what the axes of an event device mean ---- */
 
 /* Asks the kernel. Hats are known, sticks where there is a pad's button. Nothing for a source that has no such axes. */
@@ -159,3 +179,5 @@ linux_card_plan linux_card_plan_of(int32_t size, int32_t period);
 extern int32_t linux_card_look_again_ms;
 
 const sound_speaker *linux_speaker();
+/* A card that was lost may be there again: looks for it now. Any thread. */
+void linux_speaker_look();

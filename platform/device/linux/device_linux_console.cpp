@@ -62,13 +62,11 @@ static void put_light_out()
 {
     if (write_text(power_fd, "4")) /* FB_BLANK_POWERDOWN */
         return;
-    char now[sizeof brightness];
-    const ssize_t got = brightness[0] ? 0 : pread(brightness_fd, now, sizeof now - 1, 0);
-    if (got <= 0)
-        return;
-    now[got] = '\0';
-    memcpy(brightness, now, sizeof now);
-    (void)write_text(brightness_fd, "0"); /* one that stays lit shows black */
+    char now[sizeof brightness] = "";
+    if (!brightness[0] && pread(brightness_fd, now, sizeof now - 1, 0) > 0)
+        memcpy(brightness, now, sizeof now);
+    if (brightness[0])
+        (void)write_text(brightness_fd, "0"); /* one that stays lit shows black */
 }
 
 /* Safe in a signal handler. */

@@ -45,6 +45,7 @@ static constinit source sources[sources_most] = {};
 static constinit int source_count = 0;
 
 static constinit bool came_nothing = false; /* from any source, while the last wait lasted */
+static constinit bool clock_jumped = false; /* as the last wait saw */
 
 constinit const char *linux_input_folder = "/dev/input";
 constinit const linux_panel *linux_input_panel = nullptr;
@@ -367,6 +368,7 @@ int linux_input_open()
     touch_turn = linux_turn_wished(getenv("ZERV_TOUCH_TURN"));
     watch_folder(); /* first: what arrives in between is found twice and opened once */
     open_folder();
+    linux_sleep_open();
     return 0;
 }
 
@@ -377,6 +379,7 @@ int linux_input_close()
     if (arrivals >= 0)
         close(arrivals);
     arrivals = -1;
+    linux_sleep_close();
     return 0;
 }
 
@@ -387,6 +390,8 @@ void linux_input_poll()
         came_nothing = false;
         return;
     }
+    linux_sleep_look(clock_jumped);
+    clock_jumped = false;
     open_arrivals();
     for (int i = source_count - 1; i >= 0; i--) {
         if (!read_source(&sources[i]))
@@ -396,16 +401,18 @@ void linux_input_poll()
 
 void linux_input_wait(int32_t ms)
 {
-    pollfd waiting[sources_most + 2] = {};
+    pollfd waiting[sources_most + 3] = {};
     for (int i = 0; i < source_count; i++)
         waiting[i] = {sources[i].fd, POLLIN, 0};
     waiting[source_count] = {wake_event, POLLIN, 0};
     waiting[source_count + 1] = {arrivals, POLLIN, 0}; /* -1 is passed over */
-    const int came = poll(waiting, static_cast<nfds_t>(source_count) + 2, ms);
+    waiting[source_count + 2] = {linux_sleep_watch(), POLLIN, 0};
+    const int came = poll(waiting, static_cast<nfds_t>(source_count) + 3, ms);
     const bool called = came > 0 && waiting[source_count].revents;
     uint64_t calls = 0;
     if (called)
         (void)!read(wake_event, &calls, sizeof calls); /* empty again: awake all the same */
+    clock_jumped = came > 0 && waiting[source_count + 2].revents;
     came_nothing = came == (called ? 1 : 0);
 }
 

@@ -232,8 +232,15 @@ int linux_screen_show(const fb_surface *frame)
         return 0;
     }
     wait_for_picture(); /* else the panel would show half of it for a moment */
-    linux_panel_draw(&panel, frame, changed);
+    linux_panel_draw(&panel, frame, changed | missing[0]);
+    missing[0].reset();
     return 0;
+}
+
+void linux_screen_lost()
+{
+    for (linux_rows &each : missing)
+        each.set();
 }
 
 /* Panels that cannot be switched off show the black frame that was drawn before. */

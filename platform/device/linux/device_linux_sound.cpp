@@ -33,7 +33,8 @@ static constinit bool lost = false;      /* unplugged, or never ready again */
 static constinit bool closed = false;    /* lost, and closed: there is nothing to ask */
 static constinit bool never = false;     /* closed since the start */
 static constinit int64_t look_at_ms = 0; /* for a card that is plugged in; clock_real_msec() */
-static constinit bool wrote = false;     /* since the last wait for the card */
+static constinit std::atomic<bool> looks_now{false};
+static constinit bool wrote = false; /* since the last wait for the card */
 static constinit int32_t held = 0;
 static constinit int32_t swallowed = 0;
 
@@ -126,7 +127,8 @@ static bool keeps_time()
 /* The one that was lost, or another one: whatever opens now. */
 static void look_for_card()
 {
-    if (!lost || swallows || clock_real_msec() < look_at_ms)
+    const bool at_once = looks_now.exchange(false);
+    if (!lost || swallows || (!at_once && clock_real_msec() < look_at_ms))
         return;
     look_at_ms = clock_real_msec() + linux_card_look_again_ms;
     linux_card_current->close();
@@ -189,6 +191,13 @@ static void speaker_wake()
 {
     const uint64_t one = 1;
     (void)!write(wake_event, &one, sizeof one); /* full: it is awake anyway */
+}
+
+void linux_speaker_look()
+{
+    looks_now = true;
+    if (wake_event >= 0)
+        speaker_wake();
 }
 
 static uint32_t speaker_pending()

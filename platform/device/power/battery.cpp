@@ -73,6 +73,11 @@ int32_t battery_read(const char *folder)
     return lowest < 0 ? 100 : lowest;
 }
 
+void battery_forget()
+{
+    level = -1;
+}
+
 int32_t battery_level()
 {
     const int64_t now = clock_real_msec();

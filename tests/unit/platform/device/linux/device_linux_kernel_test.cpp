@@ -2,6 +2,7 @@
 #include "unit/platform/device/linux/device_linux_kernel.h"
 
 #include "platform/base/device.h"
+#include "platform/base/owner.h"
 #include "platform/device/linux/device_linux.h"
 #include "platform/draw/fb.h"
 #include "platform/input/key.h"
@@ -10,6 +11,8 @@
 #include <functional>
 #include <gtest/gtest.h>
 #include <string>
+#include <sys/eventfd.h>
+#include <vector>
 
 /* ---- The panel ---- */
 
@@ -84,6 +87,135 @@ TEST_F(linux_screen, shows_frames_and_leaves_it_black)
     EXPECT_EQ(pixel(0, 0), 0u);
     EXPECT_EQ(pixel(3, 2), 0u);
     close(kept);
+}
+
+TEST_F(linux_screen, a_panel_that_lost_its_picture_is_drawn_whole)
+{
+    ASSERT_EQ(linux_screen_open(4, 3), 0);
+    const owner<fb_surface, fb_free> frame(fb_create(4, 3));
+    fb_clear(frame.get(), 0xF800);
+    EXPECT_EQ(linux_screen_show(frame.get()), 0);
+    const uint32_t garbage[12] = {};
+    ASSERT_EQ(pwrite(test_panel.fd, garbage, sizeof garbage, 0), ssize_t{sizeof garbage});
+    frame->changes = {
+        .partial = true, .count = 0, .rects = {}}; /* as when the same is shown again */
+    EXPECT_EQ(linux_screen_show(frame.get()), 0);
+    EXPECT_EQ(pixel(0, 0), 0u) << "what is known to be there is not drawn";
+    linux_screen_lost();
+    EXPECT_EQ(linux_screen_show(frame.get()), 0);
+    EXPECT_EQ(pixel(0, 0), 0xFFFF0000u);
+    EXPECT_EQ(pixel(3, 2), 0xFFFF0000u);
+}
+
+/* ---- Sleep ---- */
+
+struct sleep_seen {
+    int64_t slept_ms = 5000;
+    int watch = -1, again = 0;
+    std::vector<bool> told;
+};
+static sleep_seen nap;
+
+static int nap_watch()
+{
+    return nap.watch < 0 ? -1 : dup(nap.watch);
+}
+
+static void nap_again(int fd)
+{
+    uint64_t count = 0;
+    EXPECT_EQ(read(fd, &count, sizeof count), ssize_t{sizeof count});
+    nap.again++;
+}
+
+static int64_t nap_slept_ms()
+{
+    return nap.slept_ms;
+}
+
+static constinit const linux_sleep nap_sleep = {
+    .watch = nap_watch,
+    .watch_again = nap_again,
+    .slept_ms = nap_slept_ms,
+};
+
+struct linux_sleep_of : testing::Test {
+    void SetUp() override
+    {
+        nap = {};
+        kernel = linux_sleep_current;
+        device_woke = [](bool slept) { nap.told.push_back(slept); };
+    }
+    void TearDown() override
+    {
+        EXPECT_EQ(linux_input_close(), 0);
+        if (nap.watch >= 0)
+            close(nap.watch);
+        linux_sleep_current = kernel;
+        device_woke = nullptr;
+    }
+    static void open(bool watched)
+    {
+        nap.watch = watched ? eventfd(0, EFD_NONBLOCK) : -1;
+        linux_sleep_current = &nap_sleep;
+        ASSERT_EQ(linux_input_open(), 0);
+    }
+    static void ring()
+    {
+        const uint64_t one = 1;
+        ASSERT_EQ(write(nap.watch, &one, sizeof one), ssize_t{sizeof one});
+    }
+    const linux_sleep *kernel = nullptr;
+};
+
+TEST_F(linux_sleep_of, the_end_of_a_sleep_ends_a_wait_and_is_told_once)
+{
+    open(true);
+    ring();
+    nap.slept_ms += 3000;
+    linux_input_wait(1000000000);
+    linux_input_poll();
+    EXPECT_EQ(nap.told, std::vector<bool>{true});
+    EXPECT_EQ(nap.again, 1);
+    linux_input_wait(0);
+    linux_input_poll();
+    linux_input_poll();
+    EXPECT_EQ(nap.told.size(), 1u);
+}
+
+TEST_F(linux_sleep_of, a_clock_that_is_set_is_told_from_a_sleep)
+{
+    open(true);
+    ring();
+    linux_input_wait(1000000000);
+    linux_input_poll();
+    EXPECT_EQ(nap.told, std::vector<bool>{false});
+}
+
+TEST_F(linux_sleep_of, a_kernel_without_a_watch_is_asked_each_time)
+{
+    open(false);
+    linux_input_poll();
+    EXPECT_TRUE(nap.told.empty());
+    nap.slept_ms += 99;
+    linux_input_poll();
+    EXPECT_TRUE(nap.told.empty()) << "two clocks are not read at once";
+    nap.slept_ms += 100;
+    linux_input_poll();
+    linux_input_poll();
+    EXPECT_EQ(nap.told, std::vector<bool>{true});
+}
+
+/* A jump of this machine's clock is nothing a test may cause. */
+TEST_F(linux_sleep_of, the_kernel_s_own_watch_is_silent_while_nothing_happens)
+{
+    const int64_t before = kernel->slept_ms();
+    ASSERT_EQ(linux_input_open(), 0);
+    EXPECT_GE(linux_sleep_watch(), 0);
+    linux_input_wait(0);
+    linux_input_poll();
+    EXPECT_TRUE(nap.told.empty());
+    EXPECT_LT(kernel->slept_ms() - before, 100);
 }
 
 TEST_F(linux_screen, says_why_a_panel_cannot_be_used)
@@ -409,7 +541,16 @@ static size_t open_files()
     return count;
 }
 
-TEST(linux_input_folder, that_cannot_be_watched_is_no_reason_not_to_start)
+/* Counts the files of the folder, and of nothing else. */
+struct linux_folder_of : linux_sleep_of {
+    void SetUp() override
+    {
+        linux_sleep_of::SetUp();
+        linux_sleep_current = &nap_sleep;
+    }
+};
+
+TEST_F(linux_folder_of, that_cannot_be_watched_is_no_reason_not_to_start)
 {
     const scratch here;
     const char *kept = linux_input_folder;
@@ -434,7 +575,7 @@ TEST(linux_input_folder, that_cannot_be_watched_is_no_reason_not_to_start)
     linux_input_folder = kept;
 }
 
-TEST(linux_input_folder, only_numbered_event_devices_are_read)
+TEST_F(linux_folder_of, only_numbered_event_devices_are_read)
 {
     const scratch here;
     const char *kept = linux_input_folder;

@@ -372,6 +372,23 @@ TEST_F(linux_sound_of, a_card_that_is_plugged_in_again_is_heard_again)
     linux_card_look_again_ms = 5000;
 }
 
+TEST_F(linux_sound_of, after_a_sleep_a_lost_card_is_looked_for_at_once)
+{
+    linux_card_look_again_ms = 1000000000;
+    open();
+    EXPECT_TRUE(wait_until([] { return card.heard > 4410; }));
+    const int opened = card.opened;
+    card.open_result = -1;
+    card.broken = true;
+    EXPECT_TRUE(wait_until([=] { return card.opened > opened; }));
+    card.open_result = 0;
+    card.broken = false;
+    const int64_t heard = card.heard;
+    linux_speaker_look();
+    EXPECT_TRUE(wait_until([=] { return card.heard > heard + 4410; }));
+    linux_card_look_again_ms = 5000;
+}
+
 TEST_F(linux_sound_of, a_card_that_is_plugged_in_after_the_start_is_found)
 {
     linux_card_look_again_ms = 20;
