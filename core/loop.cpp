@@ -17,11 +17,14 @@ constexpr uint16_t low_battery_colour = 0xF800;
 constexpr int32_t volume_step = 5;
 constexpr uint32_t key_volume = key_vol_up | key_vol_down;
 constexpr int32_t pass_sleep_ms = 1;
+constexpr int32_t waking_ms = 500; /* the key that woke the machine is told as late as that */
 
 /* Main thread. */
 constinit int32_t main_last_input_time = -1;
 constinit int32_t main_last_battery_second = -1;
 constinit loop_hook loop_desktop = nullptr;
+static constinit bool just_woken = false;
+static constinit int32_t woken_ms = 0; /* clock_msec(), while just_woken */
 
 /* Signed, so that it is right across the clock's wrap. */
 static int32_t since(int32_t now, int32_t then)
@@ -41,6 +44,17 @@ void loop_light_display()
         return;
     (void)fb_set_power(1);
     view_request_redraw();
+}
+
+void loop_woke(bool slept)
+{
+    main_last_battery_second = -1;
+    view_request_redraw();
+    if (!slept)
+        return;
+    just_woken = true;
+    woken_ms = clock_msec();
+    (void)fb_set_power(fb_power); /* drivers light a panel when they resume */
 }
 
 void loop_check_display(int32_t now)
@@ -101,6 +115,14 @@ static void wake_display()
     input_touch_checked = 0;
 }
 
+/* Once a sleep. */
+static bool is_waking()
+{
+    const bool waking = just_woken && since(clock_msec(), woken_ms) < waking_ms;
+    just_woken = false;
+    return waking;
+}
+
 /* Whoever ends the program at the moment at which an update wants to start it again wants the
  * end. */
 static void handle_global_keys()
@@ -122,7 +144,7 @@ void loop_handle_input(int32_t now)
 {
     if (!input_key_checked && !input_touch_checked)
         return;
-    if (!fb_power)
+    if (!fb_power || is_waking())
         wake_display();
     main_last_input_time = now;
     if (input_key_checked)

@@ -12,6 +12,11 @@ void loop_note_input();
 /* Something else than a key or a finger wants the user's eye: as if it were one. */
 void loop_light_display();
 
+/* The machine slept, or its time of day was set, see device_woke. The screen is drawn anew, the
+ * battery asked; after a sleep the display is lit or dark as before, and the key that woke the machine does
+ * nothing else than light it. */
+void loop_woke(bool slept);
+
 /* Each of these is one step of a pass; `now` is clock_sec(). */
 void loop_check_display(int32_t now);
 void loop_check_auto_off(int32_t now);

@@ -296,6 +296,7 @@ int main(int argc, char **argv)
     heap_begin();
     rooms_fill();
     device_ask_program = describe_program;
+    device_woke = loop_woke;
     loop_desktop = desktop_pass;
     catch_signals();
     int status = start(argc, argv);

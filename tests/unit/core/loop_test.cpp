@@ -201,6 +201,51 @@ TEST_F(loop, finger_that_wakes_the_display_does_nothing_else)
     EXPECT_EQ(seen.touches, 1);
 }
 
+TEST_F(loop, a_machine_that_slept_shows_what_is_true_now)
+{
+    loop_pass();
+    const int reads = machine.battery_reads, shows = machine.shows;
+    loop_woke(false);
+    loop_pass();
+    EXPECT_EQ(machine.shows, shows + 1) << "the clock was set";
+    EXPECT_EQ(machine.battery_reads, reads + 1);
+    machine.powers.clear();
+    loop_woke(true);
+    loop_pass();
+    EXPECT_EQ(machine.shows, shows + 2);
+    EXPECT_EQ(machine.powers, std::vector<int>{1}) << "lit as before";
+    darken();
+    machine.powers.clear();
+    loop_woke(true);
+    loop_pass();
+    EXPECT_EQ(machine.powers, std::vector<int>{0}) << "dark as before";
+}
+
+/* Whether the program ends by a key so long after that. */
+static bool ends_by_key(int32_t ms_later)
+{
+    machine.ms += ms_later;
+    program_running = 1;
+    test_press(key_quit);
+    loop_pass();
+    const bool ends = !program_running;
+    loop_pass(); /* the key comes up */
+    program_running = 1;
+    return ends;
+}
+
+TEST_F(loop, the_key_that_woke_the_machine_does_nothing_else)
+{
+    loop_woke(true);
+    EXPECT_FALSE(ends_by_key(499));
+    EXPECT_TRUE(seen.pressed.empty());
+    EXPECT_TRUE(ends_by_key(0)) << "the second one";
+    loop_woke(true);
+    EXPECT_TRUE(ends_by_key(500)) << "one that comes later";
+    loop_woke(false);
+    EXPECT_TRUE(ends_by_key(0)) << "setting the clock is no sleep";
+}
+
 TEST_F(loop, every_input_starts_the_timeout_anew)
 {
     machine.ms += 20000;
