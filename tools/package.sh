@@ -1,5 +1,9 @@
 # package: packages and releases. Sourced by ./dev, with tools/common.sh.
 
+# What a machine makes is readable to everybody, whatever its user's mask says.
+umask 022
+card_machines="mipsel armhf arm64"
+
 package_version() { python3 -B packaging/changes.py version; }
 
 # package_tree FOLDER: a copy of the sources, as they are here and now.
@@ -46,18 +50,23 @@ package_debian() {
 # package_release: what a version is published with, in build/release-VERSION. Nothing of the machine
 # or the moment goes into it: the same commit gives the same bytes.
 package_release() {
-    local version out
+    local version out machine
     version=$(package_version)
     out=$PWD/build/release-$version
     [ -z "$(git status --porcelain)" ] || fail "Commit first: a release is made of a commit."
     rm -rf "$out"
     mkdir -p "$out"
-    git archive --format=tar --prefix="zerv-player-$version/" HEAD | gzip -9n >"$out/zerv-player-$version.tar.gz"
+    git -c tar.umask=0022 archive --format=tar --prefix="zerv-player-$version/" HEAD |
+        gzip -9n >"$out/zerv-player-$version.tar.gz"
     package_debian >/dev/null
     cp build/package/debian/*.deb "$out"
     rm -f "$out"/*-dbgsym_*
+    for machine in $card_machines; do
+        package_handheld "$machine" >&2
+        cp "build/card/$machine/zerv-player-$version-$machine".{zip,squashfs} "$out"
+    done
     python3 -B packaging/changes.py notes >"$out/notes.md"
-    (cd "$out" && sha256sum -- *.deb *.tar.gz notes.md >SHA256SUMS)
+    (cd "$out" && LC_ALL=C && sha256sum -- *.deb *.squashfs *.tar.gz *.zip notes.md >SHA256SUMS)
     echo "$out"
 }
 
@@ -138,6 +147,8 @@ make_card_folder() {
     mkdir -p "$folder"
     cmake --install "build/card-$1" --component handheld --prefix "$folder" >"build/card/$1.log" ||
         fail "The card folder could not be made."
+    # A clone may have been made under another mask, and its modes are copied.
+    chmod -R u=rwX,go=rX "$folder"
 }
 
 # package_handheld ARCH: the folder, as a zip, and as an image with its desktop entry.
