@@ -138,6 +138,36 @@ class Lint(unittest.TestCase):
             self.write("docs/scripting.md", text)
             self.assert_fault(self.run_tool("lint_docs.py"), words)
 
+    def test_documents_and_what_can_be_typed_agree(self):
+        self.write("dev", "#   build    builds\n#   week     a week\ncase $command in\nbuild | week) true ;;\nesac\n")
+        self.write("run", "case $1 in --record) record=1 ;; esac\n")
+        self.write("CMakePresets.json", '{"name": "release"}\n')
+        self.write("tools/zerv_skin/cli.cpp", 'commands[] = {{"check"}}; options[] = {{"json"}};\n')
+        self.write("platform/net/sock.cpp", 'getenv("ZERV_HOST");\n')
+        sound = "`./run --record`, `zerv-skin check --json FOLDER`\n\n" \
+                "    ZERV_HOST=here ./dev build | week   # ./dev nothing\n    cmake --preset release\n"
+        self.write("README.md", sound)
+        run = self.run_tool("lint_commands.py")
+        self.assertEqual((run.returncode, run.stderr), (0, ""))
+        for right, wrong, words in (("dev build", "dev built", "./dev built, which is none of its words"),
+                                    ("--record", "--store", "./run --store, which it does not take"),
+                                    ("skin check", "skin chuck", "zerv-skin chuck, which it does not take"),
+                                    ("--json", "--jason", "zerv-skin jason, which it does not take"),
+                                    ("--preset release", "--preset old", "--preset old, which is not there"),
+                                    ("ZERV_HOST", "ZERV_GHOST", "ZERV_GHOST, which nothing asks for"),
+                                    ("ZERV_HOST=here ", "", "nothing of ZERV_HOST")):
+            self.write("README.md", sound.replace(right, wrong))
+            self.assert_fault(self.run_tool("lint_commands.py"), words)
+
+    def test_the_list_of_daily_commands_is_whole(self):
+        self.write("README.md", "`./dev build`\n")
+        for text, words in (("#   build  builds\ncase $command in\nbuild | week) true ;;\nesac\n",
+                             "./dev week, which the list at its top does not have"),
+                            ("#   build  builds\n#   week  a week\ncase $command in\nbuild) true ;;\nesac\n",
+                             "./dev week in the list at its top, which is none of its words")):
+            self.write("dev", text)
+            self.assert_fault(self.run_tool("lint_commands.py"), words)
+
     def test_a_cast_without_a_name_is_refused(self):
         sound = 'int ask(int (*of)(int), int a); /* int(a) */\nint b = static_cast<int>(2.5), c = int{3};\n'
         self.write("roof/roof.cpp", sound + 'const char *d = "int(a)";\nlong most() { return long{1}; }\n')
