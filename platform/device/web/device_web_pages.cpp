@@ -108,13 +108,13 @@ static page *add_page(lws *connection)
 
 static void remove_page(page *gone)
 {
+    for (page *&place : pages) {
+        if (place == gone)
+            place = nullptr; /* nobody calls its connection any more */
+    }
     set_listening(gone, false);
     if (holder == gone)
         set_holder(nullptr);
-    for (page *&place : pages) {
-        if (place == gone)
-            place = nullptr;
-    }
     page_count--;
     free(gone);
 }
