@@ -100,7 +100,7 @@ TEST_F(list_main_menu, has_nine_rows_a_title_and_the_version)
     for (size_t i = 0; i < wanted.size(); i++)
         EXPECT_EQ(list_main->items[i], wanted[i]);
     EXPECT_STREQ(list_main->title, "主菜单");
-    EXPECT_STREQ(list_main->subtitle, "Zerv Player 0.4 <..TOVAK..汉化..>");
+    EXPECT_STREQ(list_main->subtitle, "Zerv Player " PROGRAM_VERSION " <..TOVAK..汉化..>");
 }
 
 TEST_F(list_main_menu, update_rebuilds_the_rows_and_keeps_the_cursor)

@@ -18,7 +18,7 @@
 #include <string>
 #include <thread>
 
-static const char ask[] = "/zerv-player/update/zerv-player-dingoo/0.4";
+static const char ask[] = "/zerv-player/update/zerv-player-dingoo/" PROGRAM_VERSION;
 
 static bool wait_for(const std::function<bool()> &holds)
 {
@@ -510,8 +510,8 @@ TEST_F(update_test, takes_with_a_key_only_what_its_owner_signed)
     scratch_write("zerv-player", "old");
     scratch_write("update.key", maker_key_text(key));
     answer_check(server.url("/p.zip"));
-    for (const std::string &bad :
-         {plain, maker_signed(plain, key, "0.4"), maker_signed(plain, maker_key_from(2), "0.5")}) {
+    for (const std::string &bad : {plain, maker_signed(plain, key, PROGRAM_VERSION),
+                                   maker_signed(plain, maker_key_from(2), "0.5")}) {
         serve("/p.zip", bad);
         testing::internal::CaptureStderr();
         run();

@@ -300,7 +300,7 @@ TEST_F(view_lists, formats_are_expanded)
     machine.wall = 9 * 3600 + 5 * 60 + 59;
     EXPECT_EQ(expand("plain"), "plain");
     EXPECT_EQ(expand(""), "");
-    EXPECT_EQ(expand("$program_name $program_version"), "Zerv Player 0.4");
+    EXPECT_EQ(expand("$program_name $program_version"), "Zerv Player " PROGRAM_VERSION);
     EXPECT_EQ(expand("<$path|$title>"), "<SUB|TITLE>");
     EXPECT_EQ(expand("$time"), "09:05");
     EXPECT_EQ(expand("$battery"), "42%");
