@@ -2,7 +2,6 @@
 #include "platform/db/db.h"
 
 #include "platform/base/fault.h"
-#include "platform/base/str.h"
 #include "platform/db/db_private.h"
 
 #include <atomic>
@@ -16,41 +15,6 @@ constexpr int db_busy_ms = 2500;
 static constinit sys_lock db_lock;
 /* Keeps closed handles reachable; see db_handle. */
 static constinit db_handle *db_handles GUARDED_BY(db_lock) = nullptr;
-
-/* SQLite keeps one message a connection, which the next call of another thread would replace. */
-static constinit thread_local char db_message[1024] = {};
-
-void db_note_message(const char *message)
-{
-    str_copy(db_message, message);
-}
-
-static int db_fail(const char *message)
-{
-    db_note_message(message);
-    return -1;
-}
-
-static int db_fail_locked(db_handle *handle) REQUIRES(handle->lock)
-{
-    return db_fail(sqlite3_errmsg(handle->sqlite));
-}
-
-int db_step_locked(db_handle *handle, sqlite3_stmt *statement, db_rows *rows)
-{
-    const int columns = sqlite3_column_count(statement);
-    if (rows && rows->pub.count == 0 && columns > 0)
-        rows->pub.columns = static_cast<uint32_t>(columns);
-    for (;;) {
-        const int code = sqlite3_step(statement);
-        if (code == SQLITE_DONE)
-            return db_ran;
-        if (code != SQLITE_ROW)
-            return db_fail_locked(handle);
-        if (rows && db_rows_add(rows, statement) != 0)
-            return db_fail("out of memory");
-    }
-}
 
 /* Runs every statement of the text, as SQLite splits it. */
 static int db_run_plain_locked(db_handle *handle, const char *sql, db_rows *rows)
@@ -185,9 +149,4 @@ char *db_mprintf(const char *format, ...)
 void db_free(void *text)
 {
     sqlite3_free(text);
-}
-
-const char *db_err_msg(db_handle *)
-{
-    return db_message[0] ? db_message : "not an error";
 }

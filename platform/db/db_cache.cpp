@@ -40,10 +40,8 @@ static int cache_prepare_locked(db_handle *handle, const char *lifted, uint32_t 
         sqlite3_prepare_v3(handle->sqlite, lifted, -1, SQLITE_PREPARE_PERSISTENT, out, &tail);
     if (code == SQLITE_ERROR)
         return db_unusual;
-    if (code != SQLITE_OK) {
-        db_note_message(sqlite3_errmsg(handle->sqlite));
-        return db_failed;
-    }
+    if (code != SQLITE_OK)
+        return db_fail_locked(handle);
     if (*out && db_is_tail_empty(tail) &&
         sqlite3_bind_parameter_count(*out) == static_cast<int>(count))
         return db_ran;

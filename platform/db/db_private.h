@@ -43,10 +43,11 @@ db_rows *db_rows_new();
 /* Copies the row that the statement stands on. -1 when memory runs out. */
 int db_rows_add(db_rows *rows, sqlite3_stmt *statement);
 
-/* Keeps a message for db_err_msg() on this thread. */
-void db_note_message(const char *message);
-
 constexpr int db_ran = 0, db_failed = -1, db_unusual = 1;
+
+/* Keep a message, or SQLite's own, for db_err_msg() on this thread. Always db_failed. */
+int db_fail(const char *message);
+int db_fail_locked(db_handle *handle) REQUIRES(handle->lock);
 
 /* Runs a text through the cache of prepared statements.
  *   rows  null, or receives the rows
