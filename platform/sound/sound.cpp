@@ -11,7 +11,6 @@
 #include <atomic>
 #include <csignal>
 #include <cstdio>
-#include <cstring>
 #include <iterator>
 #include <pthread.h>
 #include <sys/resource.h>
@@ -387,17 +386,6 @@ void sound_wake()
 int32_t sound_get_buffer_remaining()
 {
     return static_cast<int32_t>(total_frames() * 1000 / sound_rate);
-}
-
-uint32_t sound_pull(int16_t *to, uint32_t frames)
-{
-    const uint32_t got = sound_ring_take(to, frames);
-    memset(to + got * 2, 0, static_cast<size_t>(frames - got) * sound_frame_bytes);
-    if (got > 0)
-        sound_volume_apply(to, got);
-    else
-        sound_volume_rest();
-    return got;
 }
 
 uint32_t sound_drive(int16_t *to, uint32_t frames)
