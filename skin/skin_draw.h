@@ -1,4 +1,4 @@
-/* skin_behavior: what draws elements and bars that look the same on every screen. The tables of
+/* skin_draw: what draws elements and bars that look the same on every screen. The tables of
  * skin_table.h point at these. Main thread. */
 #pragma once
 
@@ -7,10 +7,12 @@
 struct fb_surface;
 struct skin_element;
 
-/* They return what skin_common_behavior() does. */
+/* They return what skin_common_behavior() does, for elements whose names have been looked up. */
 int skin_draw_image(const skin_element *element, fb_surface *surface);
 int skin_draw_bar(const skin_element *element, fb_surface *surface);
 int skin_draw_rect(const skin_element *element, fb_surface *surface);
+
+constexpr int64_t skin_bar_full = 1000; /* the value of a bar that is full */
 
 /* A bar, along the direction it grows in. Sizes are 64 bits wide: a skin may declare any. */
 struct skin_bar {

@@ -9,7 +9,7 @@
 
 #include "platform/draw/fb.h"
 #include "skin/skin.h"
-#include "skin/skin_behavior.h"
+#include "skin/skin_draw.h"
 #include "skin/skin_value.h"
 
 #include <cstddef>
