@@ -5,6 +5,7 @@
 #include "platform/audio/audio_stream.h"
 #include "platform/audio/audio_tags.h"
 #include "platform/audio/decoder.h"
+#include "platform/audio/decoder_ogg_far.h"
 #include "platform/audio/decoder_ogg_library.h"
 #include "platform/audio/decoder_ogg_packet.h"
 #include "platform/base/spare.h"
@@ -19,9 +20,13 @@ constexpr uint32_t buffer_bytes = 8192;
 constexpr int64_t link_limit = static_cast<int64_t>(1)
                                << 40; /* samples; a longer link lies about its end */
 
+constinit int64_t ogg_library_most = std::numeric_limits<long>::max();
+
 struct ogg_state {
     audio_file *file;
     OggVorbis_File vorbis;
+    bool is_far; /* longer than the library can tell */
+    ogg_far far;
     uint32_t rate; /* of the first link: the clock of the whole stream */
     alignas(int16_t) char buffer[buffer_bytes];
 };
@@ -47,6 +52,18 @@ static long on_tell(void *user)
     return static_cast<long>(audio_file_tell(static_cast<audio_file *>(user)));
 }
 
+static size_t on_far_read(void *to, size_t size, size_t count, void *user)
+{
+    ogg_state *state = state_of(user);
+    const int64_t n = ogg_far_read(&state->far, state->file, to, size * count);
+    return n > 0 ? static_cast<size_t>(n) / size : 0;
+}
+
+static int on_far_seek(void *, ogg_int64_t, int)
+{
+    return -1;
+}
+
 /* Links of a chain follow each other in time, each at its own rate; the stream counts all of them
  * in samples of the first. */
 static int64_t link_length(ogg_state *state, int link)
@@ -60,6 +77,8 @@ static int64_t link_length(ogg_state *state, int link)
 
 static int64_t whole_length(ogg_state *state)
 {
+    if (state->is_far)
+        return std::min(state->far.samples, link_limit);
     int64_t length = 0;
     for (int link = 0; link < ov_streams(&state->vorbis); link++)
         length += link_length(state, link);
@@ -140,9 +159,51 @@ static void discard_until(ogg_state *state, int64_t sample)
     }
 }
 
+/* Opens a stream anew at a page, or at the front, and decodes until the library knows which sample it is
+ * at: it counts from 0 up to the end of a page. */
+static int far_open_at(ogg_state *state, int64_t page)
+{
+    static constexpr ov_callbacks callbacks = {on_far_read, on_far_seek, nullptr, on_tell};
+    (void)ov_clear(&state->vorbis);
+    state->far.jump = page > state->far.headers_end ? page : -1;
+    const bool jumps = state->far.jump >= 0;
+    if (audio_file_seek(state->file, state->far.start, SEEK_SET) < 0 ||
+        ov_open_callbacks(state, &state->vorbis, nullptr, 0, callbacks))
+        return -1;
+    for (int64_t count = 0; jumps && ov_pcm_tell(&state->vorbis) == count;) {
+        const long n = ogg_library_read(&state->vorbis, state->buffer, buffer_bytes);
+        const vorbis_info *info = ov_info(&state->vorbis, -1);
+        if ((n <= 0 && n != OV_HOLE) || !info || info->channels < 1)
+            return -1;
+        count += std::max(n, 0L) / info->channels / static_cast<long>(sizeof(int16_t));
+    }
+    return 0;
+}
+
+static int far_seek(ogg_state *state, int64_t sample)
+{
+    if (state->far.samples <= 0)
+        return -1;
+    for (int64_t back = 16384;; back *= 4) {
+        const int64_t page = back < sample ? ogg_far_page(&state->far, state->file, sample - back)
+                                           : state->far.headers_end;
+        const bool from_front = page == state->far.headers_end;
+        /* One that is the last to tell is too late. */
+        if (far_open_at(state, page) && from_front)
+            return -1;
+        const int64_t at = ov_pcm_tell(&state->vorbis);
+        if (from_front || (at >= 0 && at <= sample))
+            break;
+    }
+    discard_until(state, sample);
+    return ov_pcm_tell(&state->vorbis) == sample ? 0 : -1;
+}
+
 static int ogg_seek(void *user, int64_t sample)
 {
     ogg_state *state = state_of(user);
+    if (state->is_far)
+        return far_seek(state, sample);
     const library_place place = place_of(state, sample);
     /* In a link whose blocks are larger than those of the first one the library comes out too
      * late; then it is asked for an earlier place. */
@@ -195,17 +256,20 @@ static bool is_playable(OggVorbis_File *vorbis)
            info->rate <= static_cast<long>(audio_max_rate);
 }
 
-/* The library looks for its first page near the front only, where a tag may stand, and tells places in
- * a long: of more than that only the front plays. */
-static void show_library(audio_file *file)
+/* The library looks for its first page near the front only, where a tag may stand. */
+static int open_library(ogg_state *state, int64_t start)
 {
-    const int64_t from = audio_id3_size(file), most = std::numeric_limits<long>::max();
-    audio_file_window(file, from, from + std::min(audio_file_size(file) - from, most));
+    static constexpr ov_callbacks callbacks = {on_read, on_seek, nullptr, on_tell};
+    const int64_t from = audio_id3_size(state->file), size = audio_file_size(state->file);
+    state->is_far = size - from > ogg_library_most;
+    audio_file_window(state->file, state->is_far ? 0 : from, size);
+    if (state->is_far)
+        return ogg_far_look(&state->far, state->file, start) ? -1 : far_open_at(state, 0);
+    return ov_open_callbacks(state->file, &state->vorbis, nullptr, 0, callbacks);
 }
 
 static audio_stream *ogg_open(const char *path)
 {
-    static constexpr ov_callbacks callbacks = {on_read, on_seek, nullptr, on_tell};
     audio_file *file = audio_file_open(path, audio_file_play);
     const int64_t at = file ? ogg_find_vorbis(file) : -1;
     ogg_state *state = at >= 0 ? static_cast<ogg_state *>(calloc(1, sizeof *state)) : nullptr;
@@ -218,9 +282,7 @@ static audio_stream *ogg_open(const char *path)
     const audio_tags_found found = read_tags(file, at, &tags);
     if (found == audio_tags_broken)
         tags = audio_tags_empty();
-    show_library(file);
-    if (found == audio_tags_none || !spare_is_there() ||
-        ov_open_callbacks(file, &state->vorbis, nullptr, 0, callbacks) ||
+    if (found == audio_tags_none || !spare_is_there() || open_library(state, at) ||
         !is_playable(&state->vorbis)) {
         audio_tags_free(tags);
         ogg_close(state);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 #ifdef ZERV_FIXED_POINT
 #include <tremor/ivorbisfile.h>
@@ -10,6 +11,9 @@
 #define OV_EXCLUDE_STATIC_CALLBACKS
 #include <vorbis/vorbisfile.h>
 #endif
+
+/* Bytes of a stream that the library can tell places of. A test makes it less. */
+extern int64_t ogg_library_most;
 
 /* Decodes up to `bytes` of 16-bit samples, interleaved. Returns the bytes, 0 at the end, or an
  * error of the library's; OV_HOLE is one that may be passed over. */

@@ -12,27 +12,21 @@ constexpr int first_pages_limit = 64; /* each stream of a file has its first pag
 
 enum { page_continued = 1, page_first = 2 };
 
-struct ogg_page_head {
-    int flags;
-    uint32_t serial;
-    int segments;
-    int64_t size; /* head and body */
-    unsigned char lengths[255];
-};
-
 static uint32_t little_endian(const unsigned char *bytes)
 {
     return static_cast<uint32_t>(bytes[0]) | static_cast<uint32_t>(bytes[1]) << 8 |
            static_cast<uint32_t>(bytes[2]) << 16 | static_cast<uint32_t>(bytes[3]) << 24;
 }
 
-static int read_page_head(audio_file *file, int64_t at, ogg_page_head *head)
+int ogg_page_head_read(audio_file *file, int64_t at, ogg_page_head *head)
 {
     unsigned char bytes[27 + 255];
     const size_t n = audio_file_peek(file, at, bytes, sizeof bytes);
     if (n < 27 || memcmp(bytes, "OggS", 5) != 0 || n < 27u + bytes[26])
         return -1;
     head->flags = bytes[5];
+    head->samples = static_cast<int64_t>(static_cast<uint64_t>(little_endian(bytes + 10)) << 32 |
+                                         little_endian(bytes + 6));
     head->serial = little_endian(bytes + 14);
     head->segments = bytes[26];
     memcpy(head->lengths, bytes + 27, static_cast<size_t>(head->segments));
@@ -48,7 +42,7 @@ int64_t ogg_find_vorbis(audio_file *file)
     ogg_page_head head;
     for (int i = 0; i < first_pages_limit; i++) {
         unsigned char start[16];
-        if (read_page_head(file, at, &head) || !(head.flags & page_first))
+        if (ogg_page_head_read(file, at, &head) || !(head.flags & page_first))
             return -1;
         const int64_t body = at + 27 + head.segments;
         if (audio_file_peek(file, body, start, sizeof start) == sizeof start &&
@@ -64,7 +58,7 @@ static int next_page(ogg_packet_reader *reader, int64_t at, ogg_page_head *head)
 {
     for (; reader->pages < ogg_packet_pages; at += head->size) {
         reader->pages++;
-        if (read_page_head(reader->file, at, head))
+        if (ogg_page_head_read(reader->file, at, head))
             return -1;
         if (head->serial != reader->serial)
             continue;
@@ -85,7 +79,7 @@ int ogg_packet_second(ogg_packet_reader *reader, audio_file *file, int64_t at)
     audio_file_window(file, 0, audio_file_size(file));
     *reader = {};
     reader->file = file;
-    if (read_page_head(file, at, &head))
+    if (ogg_page_head_read(file, at, &head))
         return -1;
     reader->serial = head.serial;
     if (next_page(reader, at + head.size, &head) || (head.flags & page_continued))

@@ -9,6 +9,19 @@
 /* Pages of 64 KB and more: comments with the largest of pictures take a hundredth of them. */
 constexpr int ogg_packet_pages = 4096;
 
+struct ogg_page_head {
+    int flags;
+    int64_t
+        samples; /* of the stream up to the end of the last packet that ends here; -1: none does */
+    uint32_t serial;
+    int segments;
+    int64_t size; /* head and body */
+    unsigned char lengths[255];
+};
+
+/* 0, or -1 when no page begins there. */
+int ogg_page_head_read(audio_file *file, int64_t at, ogg_page_head *head);
+
 /* The second packet of a stream while it is read, page by page. */
 struct ogg_packet_reader {
     audio_file *file;

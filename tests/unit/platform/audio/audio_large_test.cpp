@@ -1,4 +1,6 @@
 /* Files above 2 GiB: sound that begins behind 31 bits of bytes plays and is seeked like any other. */
+#include "makers/maker_audio_private.h"
+#include "platform/audio/decoder_ogg_library.h"
 #include "support/bytes_read.h"
 #include "unit/platform/audio/audio_measure.h"
 
@@ -24,6 +26,108 @@ static int save_behind_tags(const std::string &path, const std::string &bytes)
     if (result == 0)
         result = write_at(fd, blocks * block_bytes, bytes);
     return fd >= 0 && close(fd) == 0 ? result : -1;
+}
+
+/* What a 32-bit library does with more than 2 GiB of Ogg; here it can tell next to nothing. */
+class audio_far : public testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        const maker_sound noise = maker_noise(8, 44100, 2, 0.3);
+        ASSERT_EQ(maker_audio_save("far.ogg", maker_ogg_bytes(noise, {.packets_a_page = 3})), 0);
+        whole = hear_file("far.ogg");
+        ogg_library_most = 1000;
+    }
+    void TearDown() override { ogg_library_most = most; }
+    const int64_t most = ogg_library_most;
+    heard whole;
+};
+
+TEST_F(audio_far, more_than_the_library_can_tell_plays_whole)
+{
+    opened file("far.ogg");
+    ASSERT_NE(file.stream, nullptr);
+    EXPECT_EQ(file.stream->length, 8 * 44100);
+    const heard sound = hear(file);
+    EXPECT_EQ(sound.end, 0);
+    EXPECT_EQ(sound.left, whole.left);
+    EXPECT_EQ(sound.right, whole.right);
+}
+
+TEST_F(audio_far, each_sample_can_be_seeked)
+{
+    opened file("far.ogg");
+    ASSERT_NE(file.stream, nullptr);
+    for (const int64_t at :
+         {300000, 0, 1, 16384, 16385, 70000, 352799, 352798, 340000, 7, 100003, 200001})
+        expect_same_after_seek(file, whole, at);
+    EXPECT_EQ(file.seek(9000000), 0);
+    EXPECT_EQ(file.tell(), file.stream->length - 1);
+}
+
+TEST_F(audio_far, a_tag_in_front_and_other_pages_between_change_nothing)
+{
+    ASSERT_EQ(save_behind_tags("tagged.ogg", maker_audio_load("far.ogg")), 0);
+    opened file("tagged.ogg");
+    ASSERT_NE(file.stream, nullptr);
+    EXPECT_EQ(file.stream->length, 8 * 44100);
+    for (const int64_t at : {300000, 5, 352000})
+        expect_same_after_seek(file, whole, at);
+    EXPECT_EQ(unlink("tagged.ogg"), 0);
+}
+
+TEST_F(audio_far, a_chain_plays_whole_and_is_not_seeked)
+{
+    const std::string second = maker_ogg_bytes(maker_noise(1, 44100, 2, 0.3), {.serial = 77});
+    ASSERT_EQ(maker_audio_save("chain.ogg", maker_audio_load("far.ogg") + second), 0);
+    opened file("chain.ogg");
+    ASSERT_NE(file.stream, nullptr);
+    const heard sound = hear(file);
+    EXPECT_EQ(sound.end, 0);
+    EXPECT_EQ(sound.frames(), 9u * 44100);
+}
+
+TEST_F(audio_far, what_is_cut_off_or_filled_with_zeroes_ends)
+{
+    const std::string bytes = maker_audio_load("far.ogg");
+    for (const size_t size : {size_t{1500}, size_t{5000}, bytes.size() / 2, bytes.size() - 100}) {
+        ASSERT_EQ(maker_audio_save("cut.ogg", bytes.substr(0, size)), 0);
+        opened file("cut.ogg");
+        if (!file.stream)
+            continue; /* the headers are not whole */
+        (void)hear(file);
+        (void)file.seek(200000);
+        EXPECT_LE(hear(file).frames(), 8u * 44100);
+    }
+    std::string holes = bytes;
+    holes.replace(bytes.size() / 2, bytes.size() / 4, bytes.size() / 4, '\0');
+    ASSERT_EQ(maker_audio_save("holes.ogg", holes), 0);
+    opened file("holes.ogg");
+    ASSERT_NE(file.stream, nullptr);
+    EXPECT_EQ(file.stream->length, 8 * 44100);
+    EXPECT_EQ(file.seek(340000), 0);
+    EXPECT_EQ(file.tell(), 340000);
+    EXPECT_EQ(hear(file).frames(), 8u * 44100 - 340000);
+}
+
+/* Its own data exceeds what 32 bits count: the end of the sound lies behind a hole. */
+TEST_F(audio_far, the_end_of_a_file_of_three_gibibytes_tells_its_length)
+{
+    const std::string bytes = maker_audio_load("far.ogg");
+    const size_t last = bytes.find("OggS", bytes.size() * 3 / 4);
+    const int fd = open("huge.ogg", O_CREAT | O_TRUNC | O_WRONLY | O_CLOEXEC, 0644);
+    ASSERT_GE(fd, 0);
+    ASSERT_EQ(write_at(fd, 0, bytes.substr(0, last)), 0);
+    ASSERT_EQ(write_at(fd, int64_t{3} << 30, bytes.substr(last)), 0);
+    ASSERT_EQ(close(fd), 0);
+    ogg_library_most = INT32_MAX;
+    opened file("huge.ogg");
+    ASSERT_NE(file.stream, nullptr);
+    EXPECT_EQ(file.stream->length, 8 * 44100);
+    for (const int64_t at : {0, 100003})
+        expect_same_after_seek(file, whole, at);
+    EXPECT_EQ(unlink("huge.ogg"), 0);
 }
 
 TEST(audio_large, sound_behind_two_gibibytes_plays_and_is_seeked)
