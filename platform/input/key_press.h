@@ -3,9 +3,6 @@
 
 struct key_map;
 
-/* Somebody touched the panel while it is locked. */
-void key_refuse();
-
 /* Everything comes up, without acting. */
 void key_press_reset();
 /* Begins to go by a map that stays where it is; nothing is down then. */

@@ -4,7 +4,7 @@
 #include "platform/base/device.h"
 #include "platform/base/fault.h"
 #include "platform/input/key.h"
-#include "platform/input/key_press.h"
+#include "platform/input/key_queue.h"
 #include "platform/sound/sound.h"
 
 #include <algorithm>
