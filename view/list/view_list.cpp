@@ -4,13 +4,9 @@
 #include "config/cfg.h"
 #include "lists/record/list.h"
 #include "skin/skin.h"
-#include "skin/skin_table.h"
 #include "view/list/view_list_state.h"
 #include "view/screen/screen.h"
 #include "view/view.h"
-
-constinit view_list_skin view_list_state = {};
-constinit list *list_page_selected = nullptr;
 
 static int list_screen_init();
 static int list_screen_exit();
@@ -34,14 +30,6 @@ static every_list all_lists()
 }
 
 /* ---- skin ---- */
-
-void view_list_use_page(skin_page *page)
-{
-    view_list_state.page = page;
-    view_list_state.rows = 0;
-    for (uint32_t i = 0; i < page->element_count; i++)
-        view_list_state.rows += page->elements[i].means.kind == skin_kind_at("item");
-}
 
 int view_list_load_skin(const char *package_path)
 {

@@ -25,54 +25,6 @@ void view_list_draw_reset()
     draw_trace = nullptr;
 }
 
-view_list_model view_list_look(const list *of)
-{
-    sys_guard guard(list_lock);
-    return {of->cursor, of->count};
-}
-
-/* ---- slots ---- */
-
-view_list_rows view_list_first_rows(int32_t cursor, uint32_t rows)
-{
-    const int64_t first = int64_t{cursor} - rows / 2 + (rows % 2 == 0 ? 1 : 0);
-    return {first, first};
-}
-
-/* Rows far outside the list stay far outside it. */
-static int32_t to_index(int64_t row)
-{
-    return static_cast<int32_t>(std::clamp<int64_t>(row, INT32_MIN, INT32_MAX));
-}
-
-static view_list_slot next_item(view_list_rows *walk)
-{
-    return {to_index(walk->next_item++), false};
-}
-
-static view_list_slot next_selected(view_list_rows *walk)
-{
-    return {to_index(walk->next_selected++), true};
-}
-
-typedef view_list_slot (*next_slot)(view_list_rows *walk);
-
-/* By the element's kind; null is no slot. */
-static constexpr auto slots = [] {
-    std::array<next_slot, skin_kind_count> all = {};
-    all[skin_kind_at("item")] = next_item;
-    all[skin_kind_at("item_sel")] = next_selected;
-    return all;
-}();
-
-bool view_list_next_slot(view_list_rows *walk, const skin_element *element, view_list_slot *slot)
-{
-    const next_slot next = slots[element->means.kind];
-    if (next)
-        *slot = next(walk);
-    return next != nullptr;
-}
-
 /* ---- texts ---- */
 
 static void insert_name(skin_text *out, const void *)
