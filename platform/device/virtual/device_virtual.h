@@ -2,21 +2,34 @@
 #pragma once
 
 #include <cstdint>
+#include <ctime>
 
 struct fb_surface;
 struct fb_text;
 struct sound_speaker;
 
-/* ---- device_virtual.cpp: clock, battery, power, passes ---- */
+/* ---- device_virtual_clock.cpp: clock, battery, power ---- */
 
+/* As the environment wants it. 0, or -1 after a line on standard error. */
+int virtual_clock_open();
 /* The clock follows real time (ZERV_VIRTUAL_REALTIME). */
 bool virtual_is_realtime();
+int64_t virtual_msec(); /* any thread */
+/* The scripted clock goes on by a millisecond; that which it leaves. */
+int64_t virtual_clock_step();
+void virtual_set_wall(int64_t seconds);
+time_t virtual_wall(); /* any thread */
+void virtual_set_battery(int32_t percent);
+int32_t virtual_battery();
+int virtual_set_display(int on); /* always 0 */
+int32_t virtual_display();
+
+/* ---- device_virtual_tick.cpp: the passes of a script ---- */
+
+/* No worker has been given up waiting for. */
+void virtual_tick_begin();
 /* One millisecond of the scripted clock: the speaker consumes it as well. */
 void virtual_tick();
-void virtual_set_wall(int64_t seconds);
-void virtual_set_battery(int32_t percent);
-int64_t virtual_msec(); /* any thread */
-int32_t virtual_display();
 
 /* ---- device_virtual_script.cpp: commands ---- */
 
