@@ -6,10 +6,17 @@
 struct SDL_Rect;
 struct SDL_Surface;
 struct SDL_Window;
+struct fb_surface;
 struct sound_speaker;
 
-/* ---- device_sdl.cpp ---- */
+/* ---- device_sdl_window.cpp ---- */
 
+/* The record's operations, see platform/base/device.h. */
+int sdl_screen_open(int32_t width, int32_t height);
+int sdl_screen_close();
+int sdl_screen_show(const fb_surface *frame);
+int sdl_screen_power(int on);
+void sdl_screen_title(const char *text);
 /* Draws the last frame again, after the window system lost it. */
 void sdl_screen_repeat();
 /* From the window to the whole screen, or back. */
