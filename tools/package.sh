@@ -139,7 +139,7 @@ make_card_folder() {
     armhf | arm64 | mipsel) ;;
     *) fail "A handheld needs an architecture: armhf, arm64 or mipsel." ;;
     esac
-    install_packages play test cross "cross-$1" card
+    install_packages play cross "cross-$1" card
     make_sysroot "$1"
     make_carried "$1"
     ZERV_CMAKE_OPTIONS= build "card-$1" card-folder desktop-icons
