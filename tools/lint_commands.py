@@ -3,7 +3,7 @@
 
 A command stands between backticks, or in a block that is indented by four blanks. Held against the
 sources are the words of ./dev, the options of ./run, the commands and options of our own programs,
-presets, and the variables whose names begin with ZERV_. The other way round, the list at the top of ./dev
+presets, targets, and the variables whose names begin with ZERV_. The other way round, the list at the top of ./dev
 tells of each of its words, and some document of each variable that a program asks its environment for."""
 
 import glob
@@ -89,6 +89,13 @@ def preset_faults(lines, presets):
                 yield f"--preset {preset}, which is not there"
 
 
+def target_faults(lines, build):
+    for line in lines:
+        for target in re.findall(r"--target ([a-z][a-z-]*)", line):
+            if not re.search(rf"add_(?:custom_target|executable|library)\({target}\b", build):
+                yield f"--target {target}, which the build does not have"
+
+
 def variable_faults(documents):
     known = set(re.findall(r"ZERV_[A-Z_]+", text_of(*SCRIPTS, *BUILD)))
     sources = text_of(*(f"{folder}/**/*.{kind}" for folder in FOLDERS for kind in ("cpp", "h", "py")))
@@ -104,7 +111,8 @@ def main():
     documents = text_of(*DOCUMENTS)
     lines = commands_of(documents)
     faults = [*dev_faults(lines, text_of("dev")), *run_faults(lines, text_of("run")), *program_faults(lines),
-              *preset_faults(lines, text_of("CMakePresets.json")), *variable_faults(documents)]
+              *preset_faults(lines, text_of("CMakePresets.json")), *target_faults(lines, text_of(*BUILD)),
+              *variable_faults(documents)]
     for fault in sorted(set(faults)):
         print(f"The documents say {fault}", file=sys.stderr)
     if not lines:

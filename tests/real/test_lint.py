@@ -142,10 +142,11 @@ class Lint(unittest.TestCase):
         self.write("dev", "#   build    builds\n#   week     a week\ncase $command in\nbuild | week) true ;;\nesac\n")
         self.write("run", "case $1 in --record) record=1 ;; esac\n")
         self.write("CMakePresets.json", '{"name": "release"}\n')
+        self.write("CMakeLists.txt", "add_custom_target(shelf DEPENDS roof)\n")
         self.write("tools/zerv_skin/cli.cpp", 'commands[] = {{"check"}}; options[] = {{"json"}};\n')
         self.write("platform/net/sock.cpp", 'getenv("ZERV_HOST");\n')
         sound = "`./run --record`, `zerv-skin check --json FOLDER`\n\n" \
-                "    ZERV_HOST=here ./dev build | week   # ./dev nothing\n    cmake --preset release\n"
+                "    ZERV_HOST=here ./dev build | week   # ./dev nothing\n    cmake --preset release --target shelf\n"
         self.write("README.md", sound)
         run = self.run_tool("lint_commands.py")
         self.assertEqual((run.returncode, run.stderr), (0, ""))
@@ -154,6 +155,7 @@ class Lint(unittest.TestCase):
                                     ("skin check", "skin chuck", "zerv-skin chuck, which it does not take"),
                                     ("--json", "--jason", "zerv-skin jason, which it does not take"),
                                     ("--preset release", "--preset old", "--preset old, which is not there"),
+                                    ("target shelf", "target self", "--target self, which the build does not"),
                                     ("ZERV_HOST", "ZERV_GHOST", "ZERV_GHOST, which nothing asks for"),
                                     ("ZERV_HOST=here ", "", "nothing of ZERV_HOST")):
             self.write("README.md", sound.replace(right, wrong))
