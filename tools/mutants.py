@@ -38,17 +38,23 @@ from mutants_faults import KINDS, equals, faults_in, in_order, is_equal
 BUILD = "build/release"
 # What a test may take: a multiple of what it takes without a fault, and a few seconds besides. One
 # that waits and does nothing gets more of them, for the machine may be busy.
-TIMES, CPU_SECONDS, SECONDS = 10, 3, 60
+TIMES, CPU_SECONDS = 10, 3
+WAITS, SECONDS = 4, 60
 MEMORY = 8 << 30  # bytes of addresses; a fault must not take the machine's memory
 SANITIZERS = ["-fsanitize=address,undefined", "-fno-sanitize-recover=all"]
 # Folders that the program loads: the tests take the changed one from beside their program.
-MODULES = {"platform/device/sdl": "zerv-device-sdl.so", "platform/device/web": "zerv-device-web.so"}
+MODULES = {
+    "platform/audio/tag": "zerv-audio-tag.so",
+    "platform/device/sdl": "zerv-device-sdl.so",
+    "platform/device/web": "zerv-device-web.so",
+}
 BROWSED = ("real/web", "real/studio")  # a browser reserves more addresses than any limit
 
 # Folders whose lines are also run by tests of other folders, or by the program.
 MORE = {
     "core": "real/(restart|startup|signals)|scenario/(first_run|quit_keys|display_off)",
     "platform/audio": "unit/play_cover_tag_test",
+    "platform/audio/tag": "unit/(play_cover_tag|audio_tag_library)_test",
     "platform/device": "unit/device_virtual_test",
     "platform/device/sdl": "real/window",
     "platform/device/web": "real/web",
@@ -120,7 +126,7 @@ class limits:
 
     def __init__(self, cpu=0.0, wall=0.0, is_measured=False):
         self.is_measured = is_measured
-        self.cpu, self.wall = int(cpu * TIMES + CPU_SECONDS), wall * TIMES + SECONDS
+        self.cpu, self.wall = int(cpu * TIMES + CPU_SECONDS), wall * WAITS + SECONDS
 
     def set(self, has_memory=False):
         resource.setrlimit(resource.RLIMIT_CPU, (self.cpu, self.cpu))
