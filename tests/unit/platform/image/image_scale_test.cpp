@@ -142,6 +142,16 @@ TEST(image_copy_resampled, stays_close_to_the_definition_at_strong_reductions)
     EXPECT_LT(largest_error(squares.get(), 50, 37), 14.0);
 }
 
+TEST(image_copy_resampled, stays_close_to_the_definition_where_one_direction_is_reduced_strongly)
+{
+    const image_owner wide = image_from(maker_gradient(700, 40));
+    EXPECT_LT(largest_error(wide.get(), 60, 40), 2.0);
+    EXPECT_LT(largest_error(wide.get(), 60, 55), 2.0);
+    const image_owner high = image_from(maker_gradient(40, 700));
+    EXPECT_LT(largest_error(high.get(), 40, 60), 2.0);
+    EXPECT_LT(largest_error(high.get(), 55, 60), 2.0);
+}
+
 TEST(image_copy_resampled, a_grey_picture_stays_grey)
 {
     const image_owner from(image_create(64, 48));
