@@ -192,3 +192,31 @@ TEST(file_list, reads_names_that_are_no_text)
     scratch_write(longest, "");
     EXPECT_EQ(list("."), (texts{"..", "new\nline", longest, "\xff\xfe bad"}));
 }
+
+/* A folder with so long a path, within the one at hand. */
+static std::string make_deep(const scratch &in, size_t length)
+{
+    std::string path = in.path;
+    while (path.size() < length) {
+        const size_t left = length - path.size();
+        const std::string name(left <= 201 ? left - 1 : left < 300 ? 100 : 200, 'd');
+        EXPECT_EQ(mkdir(name.c_str(), 0755), 0);
+        EXPECT_EQ(chdir(name.c_str()), 0);
+        path += "/" + name;
+    }
+    EXPECT_EQ(path.size(), length);
+    EXPECT_EQ(chdir(in.path.c_str()), 0);
+    return path;
+}
+
+TEST(file_list, a_folder_whose_parent_cannot_be_named_is_refused)
+{
+    const scratch folder;
+    const std::string longest = make_deep(folder, PATH_MAX - 4); /* with "/.." and an end */
+    EXPECT_EQ(list(longest.c_str()), (texts{".."}));
+    const scratch other;
+    const std::string longer = make_deep(other, PATH_MAX - 3);
+    file_listing listing = {};
+    EXPECT_EQ(file_list_dir(&listing, longer.c_str(), nullptr), -1);
+    EXPECT_EQ(listing.count, 0u);
+}

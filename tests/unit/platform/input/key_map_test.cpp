@@ -319,6 +319,18 @@ TEST_F(key_map_of, a_code_held_by_two_devices_comes_up_with_the_second)
     EXPECT_EQ(down(KEY_UP).pressed, key_up);
 }
 
+TEST_F(key_map_of, the_first_binding_of_a_map_may_be_a_chord)
+{
+    static key_map only = {};
+    only.count = 1;
+    only.all[0] = {.mask = key_page_up, .codes = {KEY_A, KEY_B}, .count = 2, .line = 1};
+    key_map_use(&only);
+    EXPECT_EQ(down(KEY_A).pressed, 0u);
+    EXPECT_EQ(down(KEY_B).pressed, key_page_up);
+    EXPECT_EQ(up(KEY_A).released, key_page_up);
+    EXPECT_EQ(up(KEY_B).held, 0u);
+}
+
 TEST_F(key_map_of, a_chord_presses_with_its_last_code_and_ends_with_any)
 {
     use("page_up = BTN_SELECT + BTN_DPAD_UP");

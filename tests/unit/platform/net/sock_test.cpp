@@ -303,6 +303,17 @@ TEST_F(sock_http, follows_five_redirects_and_no_more)
     EXPECT_EQ(server.requests().size(), 6u + 6u);
 }
 
+TEST_F(sock_http, follows_every_kind_of_redirect)
+{
+    server.answer("/y", {.body = "here"});
+    for (const int status : {300, 301, 302, 303, 307, 308})
+        EXPECT_EQ(get_of({.status = status, .headers = {{"Location", "/y"}}, .body = "elsewhere"}),
+                  (outcome{"here", 0}))
+            << status;
+    EXPECT_EQ(get_of({.status = 400, .headers = {{"Location", "/y"}}, .body = "elsewhere"}),
+              not_opened);
+}
+
 TEST_F(sock_http, ends_a_circle_of_redirects)
 {
     server.answer("/a", redirect_to(server.url("/b")));
