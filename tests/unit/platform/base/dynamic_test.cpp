@@ -1,5 +1,7 @@
 #include "platform/base/dynamic.h"
 
+#include "support/allocations.h"
+
 #include <gtest/gtest.h>
 
 struct pair {
@@ -89,3 +91,26 @@ TEST(dynamic, fails_to_grow_without_losing_elements)
     array = before;
     dynamic_free(&array);
 }
+
+#ifdef ALLOCATIONS_ARE_COUNTED
+TEST(dynamic, stays_as_it_was_when_memory_runs_out)
+{
+    dynamic array;
+    ASSERT_EQ(dynamic_init(&array, sizeof(pair)), 0);
+    const pair element = {"x", "y"};
+    allocation_to_fail = 1;
+    EXPECT_EQ(dynamic_add(&array, &element), -1);
+    EXPECT_EQ(array.count, 0u);
+    for (int i = 0; i < 8; i++)
+        add(&array, "a");
+    const dynamic before = array;
+    allocation_to_fail = 1;
+    EXPECT_EQ(dynamic_add(&array, &element), -1);
+    EXPECT_EQ(array.data, before.data);
+    EXPECT_EQ(array.count, 8u);
+    EXPECT_EQ(array.capacity, before.capacity);
+    add(&array, "b");
+    EXPECT_STREQ(at(array, 8).name, "b");
+    dynamic_free(&array);
+}
+#endif

@@ -73,6 +73,8 @@ TEST(fault, survives_a_list_beyond_its_room)
     fault_set(list.c_str());
     testing::internal::GetCapturedStderr();
     EXPECT_TRUE(fault_hit("name0"));
+    EXPECT_TRUE(fault_hit("name63"));
+    EXPECT_FALSE(fault_hit("name64"));
     EXPECT_FALSE(fault_hit("name999"));
     fault_set("");
 }
