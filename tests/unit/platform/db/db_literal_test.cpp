@@ -54,6 +54,18 @@ TEST(db_literal, becomes_a_question_mark_and_a_value)
     EXPECT_EQ(lifted("SELECT '''a''b'''").size(), 0u) << "a column is named after its literal";
 }
 
+TEST(db_literal, becomes_a_value_behind_every_kind_of_blank)
+{
+    for (const char blank : {' ', '\t', '\n', '\v', '\f', '\r'}) {
+        const std::string sql = std::string(1, blank) + "SELECT a =" + blank + "'x'";
+        EXPECT_EQ(lifted(sql).size(), 2u) << static_cast<int>(blank);
+    }
+    for (const char none : {'\b', '\x0e'}) {
+        EXPECT_EQ(lifted(std::string(1, none) + "SELECT a = 'x'"), texts{});
+        EXPECT_EQ(lifted("SELECT a =" + std::string(1, none) + "'x'"), texts{});
+    }
+}
+
 TEST(db_literal, stays_where_it_is_no_plain_value)
 {
     for (const char *sql : {"SELECT a FROM t;",      "UPDATE t SET a = 'x';",
