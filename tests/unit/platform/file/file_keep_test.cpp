@@ -10,12 +10,30 @@ TEST(file_keep, takes_nine_names_and_then_none)
     for (int number = 1; number <= 10; number++) {
         scratch_write("a", std::to_string(number));
         EXPECT_EQ(file_keep_old("a"), number <= 9 ? 0 : -1) << number;
+        EXPECT_EQ(scratch_read("a"), std::to_string(number)) << "it stays in its place";
     }
     EXPECT_EQ(scratch_read("a"), "10");
     EXPECT_EQ(scratch_read("a.old"), "1");
     for (int number = 2; number <= 9; number++)
         EXPECT_EQ(scratch_read("a.old" + std::to_string(number)), std::to_string(number));
     EXPECT_FALSE(scratch_exists("a.old10"));
+}
+
+TEST(file_keep, moves_what_cannot_be_read_and_keeps_no_folder)
+{
+    const scratch folder;
+    ASSERT_EQ(mkdir("open", 0777), 0);
+    ASSERT_EQ(chmod("open", 0777), 0);
+    scratch_write("open/a", "mine");
+    ASSERT_EQ(chmod("open/a", 0), 0);
+    EXPECT_EQ(scratch_as_nobody([] { return file_keep_old("open/a") == 0 ? 0 : 1; }), 0);
+    EXPECT_FALSE(scratch_exists("open/a"));
+    ASSERT_EQ(chmod("open/a.old", 0600), 0);
+    EXPECT_EQ(scratch_read("open/a.old"), "mine");
+    EXPECT_EQ(file_keep_old("open"), 0) << "nothing is to be kept of it";
+    EXPECT_EQ(file_keep_old("none"), 0);
+    EXPECT_EQ(file_keep_old("open/a.old/none"), -1);
+    EXPECT_EQ(file_keep_old(nullptr), -1);
 }
 
 TEST(file_keep, refuses_a_name_that_cannot_grow)
