@@ -496,6 +496,13 @@ TEST_F(db, lets_a_reader_in_while_another_thread_writes_without_pause)
     writer.join();
 }
 
+/* It would do so under one lock for all threads. */
+TEST_F(db, lets_the_library_count_no_memory)
+{
+    EXPECT_EQ(run("CREATE TABLE t(name TEXT);"), 0);
+    EXPECT_EQ(sqlite3_memory_used(), 0);
+}
+
 TEST(db_open, refuses_what_cannot_be_a_database)
 {
     const scratch folder;
