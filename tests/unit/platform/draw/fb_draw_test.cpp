@@ -49,8 +49,9 @@ TEST(fb_create, refuses_sizes_out_of_range)
     for (const auto &[width, height] :
          {std::pair{0, 1}, {1, 0}, {-1, 5}, {4097, 1}, {1, 4097}, {INT_MAX, INT_MAX}})
         EXPECT_EQ(fb_create(width, height), nullptr) << width << " x " << height;
-    surface_owner largest(fb_create(4096, 1));
-    EXPECT_TRUE(largest);
+    const surface_owner widest(fb_create(4096, 1)), highest(fb_create(1, 4096));
+    EXPECT_TRUE(widest);
+    EXPECT_TRUE(highest);
 }
 
 TEST(fb_free, accepts_null)

@@ -87,6 +87,47 @@ TEST(fb_trace, tells_the_place_that_changes)
         << "of another picture nothing is known";
 }
 
+/* A line's place from end to end, whichever one is named first. */
+TEST(fb_trace, tells_the_place_of_a_line_that_changes)
+{
+    const int32_t lines[][4] = {
+        {3, 5, 30, 8}, {30, 8, 3, 5}, {7, 2, 7, 25}, {4, 20, 25, 3}, {1, 9, 31, 9}};
+    for (const auto &[x1, y1, x2, y2] : lines) {
+        const surface_owner surface(fb_create(40, 30));
+        const trace_owner owner;
+        const auto note = [&](uint16_t colour) {
+            fb_trace_begin(surface.get(), owner.trace);
+            EXPECT_EQ(fb_draw_line(surface.get(), x1, y1, x2, y2, colour), 0);
+            EXPECT_TRUE(fb_trace_end(surface.get()));
+            return fb_trace_changes(owner.trace, surface->content);
+        };
+        const fb_changes first = note(1);
+        fb_mark(surface.get(), owner.trace, 0, &first);
+        const fb_changes changes = note(2);
+        ASSERT_TRUE(changes.partial);
+        ASSERT_EQ(changes.count, 1u);
+        EXPECT_EQ(changes.rects[0].x, std::min(x1, x2));
+        EXPECT_EQ(changes.rects[0].y, std::min(y1, y2));
+        EXPECT_EQ(changes.rects[0].w, std::abs(x1 - x2) + 1);
+        EXPECT_EQ(changes.rects[0].h, std::abs(y1 - y2) + 1);
+    }
+}
+
+TEST(fb_trace, changes_of_two_pictures_are_those_of_each)
+{
+    const fb_changes one = {.partial = true, .count = 1, .rects = {{0, 0, 4, 4}}};
+    const fb_changes two = {.partial = true, .count = 2, .rects = {{90, 90, 4, 4}, {2, 80, 4, 4}}};
+    const fb_changes sum = fb_changes_add(&one, &two);
+    ASSERT_TRUE(sum.partial);
+    for (const auto &[x, y] : {std::pair{0, 0}, {3, 3}, {90, 90}, {93, 93}, {2, 80}, {5, 83}})
+        EXPECT_TRUE(covers(sum, x, y)) << x << ' ' << y;
+    const fb_changes all = {};
+    EXPECT_FALSE(fb_changes_add(&one, &all).partial);
+    EXPECT_FALSE(fb_changes_add(&all, &one).partial);
+    const fb_changes none = {.partial = true, .count = 0, .rects = {}};
+    EXPECT_EQ(fb_changes_add(&none, &none).count, 0u);
+}
+
 TEST(fb_trace, nothing_changes_in_an_equal_picture)
 {
     const surface_owner surface(fb_create(100, 100));
@@ -112,6 +153,26 @@ TEST(fb_trace, a_drawing_that_differs_from_its_notes_is_found)
         at.parts[0].second = changes ? 8 : 7;
         at.paint(surface.get());
         EXPECT_EQ(fb_trace_end(surface.get()), !changes);
+    }
+}
+
+/* More drawings than are noted: neither equal nor known is what follows. */
+TEST(fb_trace, a_picture_of_too_many_drawings_is_drawn_whole)
+{
+    for (const int count : {4096, 4097}) {
+        const surface_owner surface(fb_create(20, 20));
+        const trace_owner owner;
+        const picture many = {{static_cast<size_t>(count), {{1, 1, 5, 5}, uint16_t{7}}}};
+        for (int round = 0; round < 2; round++) {
+            fb_trace_begin(surface.get(), owner.trace);
+            many.paint(surface.get());
+            const fb_changes changes = fb_trace_changes(owner.trace, surface->content);
+            EXPECT_EQ(changes.partial, round > 0 && count == 4096) << count;
+            fb_trace_draw(surface.get());
+            many.paint(surface.get());
+            EXPECT_EQ(fb_trace_end(surface.get()), count == 4096) << count;
+            fb_mark(surface.get(), owner.trace, surface->content, &changes);
+        }
     }
 }
 
