@@ -329,6 +329,31 @@ TEST_F(sock_http, follows_redirects_to_http_only)
         EXPECT_EQ(get_of(redirect_to(where)), not_opened) << where;
 }
 
+TEST_F(sock_http, waits_for_no_page_of_a_refusal)
+{
+    sock_patience_ms = never_ms;
+    for (const int status : {299, 400, 404})
+        EXPECT_EQ(get_of({.status = status, .body = "page", .piece_delay_ms = never_ms}),
+                  not_opened)
+            << status;
+}
+
+TEST_F(sock_http, waits_for_no_page_of_a_redirect_to_nowhere)
+{
+    sock_patience_ms = never_ms;
+    EXPECT_EQ(get_of({.status = 302, .body = std::string(65536, 'p'), .endless = true}),
+              not_opened);
+}
+
+TEST_F(sock_http, gives_a_head_its_time_and_not_each_line_of_it)
+{
+    sock_patience_ms = 300;
+    maker_http_answer answer = {.body = "late", .line_delay_ms = 50};
+    for (int i = 0; i < 30; i++)
+        answer.headers.emplace_back("X-" + std::to_string(i), "line");
+    EXPECT_EQ(get_of(answer), not_opened);
+}
+
 TEST_F(sock_http, gives_up_on_a_redirect_whose_page_never_ends)
 {
     sock_patience_ms = 300;
