@@ -499,8 +499,12 @@ TEST_F(key_map_of, headphones_tell_when_they_are_pulled_out)
 {
     use("headphones = SW_HEADPHONE_INSERT\nhold = F9");
     constexpr uint16_t plug = key_code_switch + SW_HEADPHONE_INSERT;
+    key_event(key_headphones, false);
+    EXPECT_FALSE(key_take_pulled()) << "none were in";
     EXPECT_EQ(down(plug).pressed, 0u);
     EXPECT_FALSE(key_take_pulled());
+    key_event(key_headphones, true);
+    EXPECT_FALSE(key_take_pulled()) << "they are still in";
     down(KEY_F9);
     up(plug);
     EXPECT_TRUE(key_take_pulled()) << "also while the keys are locked";

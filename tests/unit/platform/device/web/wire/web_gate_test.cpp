@@ -22,6 +22,20 @@ TEST(web_gate, hosts_of_this_machine_are_ours)
     }
 }
 
+TEST(web_gate, the_port_is_a_number_and_80_where_none_stands)
+{
+    web_gate gate = {.port = 80, .wide = false, .token = "", .machine = ""};
+    for (const char *host : {"localhost", "localhost:80", "localhost:080", "[::1]"})
+        EXPECT_TRUE(web_host_is_ours(&gate, host)) << host;
+    EXPECT_FALSE(web_host_is_ours(&gate, "localhost:81"));
+    gate.port = 9000;
+    EXPECT_TRUE(web_host_is_ours(&gate, "localhost:9000"));
+    EXPECT_FALSE(web_host_is_ours(&gate, "localhost"));
+    gate.port = 0;
+    EXPECT_FALSE(web_host_is_ours(&gate, "localhost:/"));
+    EXPECT_FALSE(web_host_is_ours(&gate, "localhost::"));
+}
+
 TEST(web_gate, hosts_of_other_names_and_ports_are_not)
 {
     for (const char *host :

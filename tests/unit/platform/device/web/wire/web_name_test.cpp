@@ -52,6 +52,13 @@ TEST(web_name, long_names_are_cut_between_characters)
     EXPECT_TRUE(cut.ends_with("歌.flac"));
 }
 
+TEST(web_name, the_longest_name_stays)
+{
+    const std::string longest = std::string(web_name_most - 4, 'n') + ".mp3";
+    EXPECT_EQ(made(longest), longest);
+    EXPECT_EQ(made("n" + longest), longest);
+}
+
 TEST(web_name, names_that_are_taken_get_a_number)
 {
     web_name name = "a.b.mp3", numbered;
