@@ -2,14 +2,12 @@
 #include "tools/zerv_skin/cli.h"
 
 #include "core/services/program.h"
-#include "platform/base/str.h"
 #include "skin/skin.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <getopt.h>
-#include <strings.h>
 #include <unistd.h>
 
 constexpr int status_usage = 2;
@@ -168,30 +166,4 @@ int cli_main(int argc, char **argv)
         fprintf(stderr, "zerv-skin: there is no command \"%s\"\n", name);
     print_usage(stderr);
     return status_usage;
-}
-
-cli_name cli_base_name(const char *path)
-{
-    cli_name name = {};
-    size_t end = strlen(path);
-    while (end > 0 && path[end - 1] == '/')
-        end--;
-    size_t start = end;
-    while (start > 0 && path[start - 1] != '/')
-        start--;
-    (void)str_format(name.text, "%.*s", static_cast<int>(end - start), path + start);
-    char *ext = strrchr(name.text, '.');
-    if (ext && ext != name.text && strcasecmp(ext, ".zip") == 0)
-        *ext = '\0';
-    return name;
-}
-
-void cli_progress(const cli_options *options, const char *what, unsigned done, unsigned all)
-{
-    if (!options->progress)
-        return;
-    fprintf(stderr, "\r\033[K");
-    if (done < all)
-        fprintf(stderr, "[%u/%u] %s", done + 1, all, what);
-    fflush(stderr);
 }

@@ -1,90 +1,17 @@
 /* cli_watch: zerv-skin watch. */
 #include "platform/base/clock.h"
-#include "platform/base/owner.h"
-#include "skin/skin_package.h"
-#include "tools/zerv_skin/check.h"
 #include "tools/zerv_skin/cli.h"
 #include "tools/zerv_skin/preview.h"
 #include "tools/zerv_skin/scene.h"
 #include "tools/zerv_skin/stage.h"
 #include "tools/zerv_skin/watch.h"
 
-#include <csignal>
 #include <cstdio>
 #include <string>
 #include <sys/stat.h>
 
 constexpr int status_error = 2;
 constexpr int32_t poll_ms = 100; /* how soon a change is seen */
-constexpr uint64_t hash_start = 0xCBF29CE484222325, hash_factor = 0x100000001B3;
-
-static constinit volatile sig_atomic_t asked_to_end = 0;
-static constinit bool font_is_open = false;
-
-static void on_signal(int)
-{
-    asked_to_end = 1;
-}
-
-void watch_for_signals()
-{
-    asked_to_end = 0;
-    (void)signal(SIGINT, on_signal);
-    (void)signal(SIGTERM, on_signal);
-}
-
-bool watch_ends()
-{
-    return asked_to_end != 0;
-}
-
-static uint64_t mix(uint64_t hash, const void *data, size_t size)
-{
-    for (size_t i = 0; i < size; i++)
-        hash = (hash ^ static_cast<const unsigned char *>(data)[i]) * hash_factor;
-    return hash;
-}
-
-static uint64_t mix_file(uint64_t hash, const char *path)
-{
-    struct stat entry = {};
-    if (stat(path, &entry) != 0)
-        return mix(hash, "gone", 4);
-    hash = mix(hash, &entry.st_mtim.tv_sec, sizeof(entry.st_mtim.tv_sec));
-    hash = mix(hash, &entry.st_mtim.tv_nsec, sizeof(entry.st_mtim.tv_nsec));
-    hash = mix(hash, &entry.st_ino, sizeof(entry.st_ino));
-    return mix(hash, &entry.st_size, sizeof(entry.st_size));
-}
-
-static int mix_member(skin_package *package, const char *name, void *user)
-{
-    uint64_t *hash = static_cast<uint64_t *>(user);
-    *hash = mix(*hash, name, std::char_traits<char>::length(name));
-    if (package->member_path)
-        *hash = mix_file(*hash, package->member_path);
-    return 0;
-}
-
-uint64_t watch_fingerprint(const char *path)
-{
-    skin_package package;
-    if (skin_package_open(&package, path) != 0)
-        return 0;
-    const owner<skin_package, skin_package_close> holder(&package);
-    uint64_t hash = mix_file(hash_start, path);
-    (void)skin_package_walk(&package, true, mix_member, &hash); /* as far as it comes */
-    return hash;
-}
-
-void watch_tell(const cli_options *options)
-{
-    check_result result = {};
-    check_package(options->subject, font_is_open, &result);
-    report_print(&result.found, stdout, options->colours);
-    printf("%u errors, %u warnings\n", report_count(&result.found, report_level::error),
-           report_count(&result.found, report_level::warning));
-    fflush(stdout);
-}
 
 /* Without a window: the pictures, anew after each change. */
 static int watch_files(const cli_options *options, const std::string &folder)
@@ -115,8 +42,7 @@ int cli_watch(const cli_options *options)
         fprintf(stderr, "zerv-skin: out of memory\n");
         return status_error;
     }
-    font_is_open = stage_open_font(options->font) == 0;
-    if (!font_is_open)
+    if (stage_open_font(options->font) != 0)
         fprintf(stderr, "zerv-skin: no font: the pictures show no text\n");
     watch_for_signals();
     const std::string folder = options->output

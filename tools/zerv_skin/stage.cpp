@@ -47,6 +47,7 @@ static constinit int32_t battery_level = 100;
 static constinit audio_tags tags = {};
 static constinit audio_stream stream = {};
 static constinit list rows = {};
+static constinit bool has_font = false;
 
 /* ---- a device that shows nothing ---- */
 
@@ -139,6 +140,7 @@ void stage_close()
     play_view_open(false);
     (void)fb_close();
     (void)font_close();
+    has_font = false;
 }
 
 /* The folder of this program, with its "/". */
@@ -151,7 +153,7 @@ static void program_folder(char (&to)[PATH_MAX])
         slash[1] = '\0';
 }
 
-int stage_open_font(const char *path)
+static int open_font(const char *path)
 {
     if (path)
         return font_open(path);
@@ -166,6 +168,17 @@ int stage_open_font(const char *path)
             return 0;
     }
     return -1;
+}
+
+int stage_open_font(const char *path)
+{
+    has_font = open_font(path) == 0;
+    return has_font ? 0 : -1;
+}
+
+bool stage_has_font()
+{
+    return has_font;
 }
 
 /* ---- the play screen ---- */

@@ -26,6 +26,7 @@ struct stage_list_state {
 void stage_close();
 /* Opens the font at `path`, or if that is null the first of the usual places. -1: no font. */
 int stage_open_font(const char *path);
+bool stage_has_font();
 
 /* The texts of a state belong to the caller until the next one is set. */
 void stage_set_play(const stage_play_state *state);
