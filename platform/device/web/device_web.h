@@ -19,6 +19,21 @@ struct lws;
 struct lws_context;
 struct sound_speaker;
 
+/* ---- device_web_audience.cpp: who looks on ---- */
+
+extern web_gate web_audience_gate; /* set before the server's thread starts, then only read */
+/* The origin of a page of this machine that shows ours in a frame; "": nobody does. Likewise. */
+extern char web_audience_within[64];
+/* What a wake-up goes to; null: nobody serves. Main thread. */
+void web_audience_serve(lws_context *context);
+/* A page more or less, and one that plays the sound. Server's thread. */
+void web_audience_count_page(bool more);
+void web_audience_count_listener(bool more);
+/* Whether any page plays the sound. Any thread. */
+bool web_audience_listens();
+/* There is something for the pages. Any thread; does nothing where no page looks on. */
+void web_audience_wake();
+
 /* ---- device_web_screen.cpp: what is shown ---- */
 
 using web_title = char[600];
@@ -69,13 +84,9 @@ void web_sound_unpaced();
 
 /* ---- device_web_server.cpp: the server and its thread ---- */
 
-extern web_gate web_server_gate; /* set before the thread starts, then only read */
-/* The origin of a page of this machine that shows ours in a frame; "": nobody does. */
-extern char web_server_within[64];
 int web_server_open();
 int web_server_close();
-/* There is something for the pages. Any thread; does nothing where no page looks on. */
-void web_server_wake();
+
 /* ---- device_web_files.cpp: the page's own files, and those that it sends. Server's thread. ---- */
 
 extern const web_page_file web_page_files[]; /* the build makes it out of the folder page/ */
@@ -110,9 +121,6 @@ void web_upload_abort(web_upload *upload);
 /* ---- device_web_pages.cpp: the pages that look on, over their sockets. Server's thread. ---- */
 
 int web_pages_callback(lws *connection, int reason, void *session, void *in, size_t length);
-/* Whether any page looks on; whether any plays sound. Any thread. */
-bool web_pages_look();
-bool web_pages_listen();
 /* Asks each page for which there is news to be written to. */
 void web_pages_call();
 /* Tells every page that the program ends; true once all have heard it. */

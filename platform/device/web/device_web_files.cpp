@@ -21,7 +21,7 @@ static int begin_upload(lws *connection, web_upload *upload)
 {
     web_header text;
     uint64_t bytes = 0;
-    if (!web_http_page_is_ours(&web_server_gate, connection))
+    if (!web_http_page_is_ours(&web_audience_gate, connection))
         return web_http_refuse(connection, {403, "Only the player's own page sends files."});
     if (!read_length(connection, &bytes) || bytes == 0)
         return web_http_refuse(connection, {411, "An empty file is not taken."});
@@ -32,7 +32,7 @@ static int begin_upload(lws *connection, web_upload *upload)
 
 static int take_request(lws *connection, web_upload *upload, const char *path)
 {
-    if (!web_http_host_is_ours(&web_server_gate, connection))
+    if (!web_http_host_is_ours(&web_audience_gate, connection))
         return web_http_refuse(connection, {403, "The player is not known under that name."});
     if (lws_hdr_total_length(connection, WSI_TOKEN_POST_URI) > 0)
         return strcmp(path, "/upload") == 0
@@ -41,12 +41,12 @@ static int take_request(lws *connection, web_upload *upload, const char *path)
     if (lws_hdr_total_length(connection, WSI_TOKEN_GET_URI) <= 0)
         return web_http_refuse(connection, {405, "That cannot be asked for."});
     if ((strcmp(path, "/") == 0 || strcmp(path, "/index.html") == 0) &&
-        !web_http_token_is_ours(&web_server_gate, connection))
+        !web_http_token_is_ours(&web_audience_gate, connection))
         return web_http_answer(connection,
                                {403, "The address needs its token: look where the player was "
                                      "started."});
     return web_http_serve(connection, web_page_files, path,
-                          {.within = web_server_within[0] ? web_server_within : nullptr});
+                          {.within = web_audience_within[0] ? web_audience_within : nullptr});
 }
 
 int web_files_callback(lws *connection, int reason, void *session, void *in, size_t length)

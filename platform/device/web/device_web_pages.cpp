@@ -4,7 +4,6 @@
 #include "platform/sound/sound.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <libwebsockets.h>
@@ -30,18 +29,6 @@ static constinit bool closing = false;
 static constinit uint16_t frame[web_pixels] = {}; /* the newest one */
 static constinit uint32_t frame_serial = 0;
 alignas(8) static constinit uint8_t out[LWS_PRE + web_picture_most] = {};
-
-static constinit std::atomic<uint32_t> page_count{0}, listener_count{0};
-
-bool web_pages_look()
-{
-    return page_count > 0;
-}
-
-bool web_pages_listen()
-{
-    return listener_count > 0;
-}
 
 /* ---- who is who ---- */
 
@@ -83,7 +70,7 @@ static void set_listening(page *of, bool listens)
     if (of->listens == listens)
         return;
     of->listens = listens;
-    listener_count += listens ? 1 : static_cast<uint32_t>(-1);
+    web_audience_count_listener(listens);
     of->sent = 0;
     web_sound_join(&of->listener);
     choose_pacer();
@@ -98,7 +85,7 @@ static page *add_page(lws *connection)
         if (!place)
             return nullptr;
         place->connection = connection;
-        page_count++;
+        web_audience_count_page(true);
         if (!holder)
             holder = place;
         return place;
@@ -115,7 +102,7 @@ static void remove_page(page *gone)
     set_listening(gone, false);
     if (holder == gone)
         set_holder(nullptr);
-    page_count--;
+    web_audience_count_page(false);
     free(gone);
 }
 
@@ -319,7 +306,7 @@ int web_pages_callback(lws *connection, int reason, void *session, void *in, siz
     auto **own = static_cast<page **>(session);
     switch (reason) {
     case LWS_CALLBACK_FILTER_PROTOCOL_CONNECTION:
-        return web_http_page_is_ours(&web_server_gate, connection) ? 0 : -1;
+        return web_http_page_is_ours(&web_audience_gate, connection) ? 0 : -1;
     case LWS_CALLBACK_ESTABLISHED:
         return establish(connection, own);
     case LWS_CALLBACK_RECEIVE:

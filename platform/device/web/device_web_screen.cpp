@@ -37,7 +37,7 @@ int web_screen_show(const fb_surface *frame)
     if (frame->width != device_width || frame->height != device_height)
         return -1;
     take_frame(frame);
-    web_server_wake();
+    web_audience_wake();
     return 0;
 }
 
@@ -47,7 +47,7 @@ int web_screen_power(int on)
         const sys_guard guard(screen_lock);
         lit = on != 0;
     }
-    web_server_wake();
+    web_audience_wake();
     return 0;
 }
 
@@ -58,7 +58,7 @@ void web_screen_set_title(const char *text)
         (void)str_copy(title, text); /* cut for a page's heading is fine */
         title_serial++;
     }
-    web_server_wake();
+    web_audience_wake();
 }
 
 bool web_screen_look(uint32_t *serial, uint16_t (&to)[web_pixels])

@@ -20,12 +20,9 @@ constexpr char address_default[] = "127.0.0.1";
 constexpr int port_default = 8320;
 constexpr int farewell_ms = 300; /* for pages to hear that the program ends */
 
-constinit web_gate web_server_gate = {};
-constinit char web_server_within[64] = "";
-
 /* Main thread; set before the thread starts. */
 static constinit char address[64] = "";
-static constinit std::atomic<lws_context *> context{nullptr};
+static constinit lws_context *context = nullptr;
 static constinit pthread_t thread = {};
 static constinit std::atomic<bool> ending{false};
 
@@ -82,21 +79,21 @@ static int make_token(char (&to)[33])
 static void prepare_within()
 {
     unsigned port = 0;
-    web_server_within[0] = '\0';
+    web_audience_within[0] = '\0';
     if (sscanf(setting("ZERV_WEB_WITHIN", ""), "http://127.0.0.1:%5u", &port) == 1)
-        (void)str_format(web_server_within, "http://127.0.0.1:%u", port); /* fits */
+        (void)str_format(web_audience_within, "http://127.0.0.1:%u", port); /* fits */
 }
 
 static int prepare_gate()
 {
-    web_server_gate = {};
+    web_audience_gate = {};
     if (!str_copy(address, setting("ZERV_WEB_ADDRESS", address_default)))
         return -1;
-    web_server_gate.wide = !web_is_loopback(address);
-    if (gethostname(web_server_gate.machine, sizeof web_server_gate.machine - 1) != 0)
-        web_server_gate.machine[0] = '\0'; /* numbers will do */
+    web_audience_gate.wide = !web_is_loopback(address);
+    if (gethostname(web_audience_gate.machine, sizeof web_audience_gate.machine - 1) != 0)
+        web_audience_gate.machine[0] = '\0'; /* numbers will do */
     prepare_within();
-    return web_server_gate.wide ? make_token(web_server_gate.token) : 0;
+    return web_audience_gate.wide ? make_token(web_audience_gate.token) : 0;
 }
 
 /* The usual port, and any other where it is taken; the one that was asked for, or none. */
@@ -110,7 +107,7 @@ static int listen_somewhere(lws_context *made)
         port = web_http_listen(made, protocols, address, 0);
     if (port < 0)
         fprintf(stderr, "there is no page: port %d of %s cannot be used\n", wanted, address);
-    web_server_gate.port = port;
+    web_audience_gate.port = port;
     return port < 0 ? -1 : 0;
 }
 
@@ -140,8 +137,8 @@ static void say_where()
         (void)str_copy(shown, address); /* same size */
     const bool brackets = strchr(shown, ':') != nullptr;
     printf("Zerv Player is at http://%s%s%s:%d/%s%s - Ctrl-C ends it\n", brackets ? "[" : "", shown,
-           brackets ? "]" : "", web_server_gate.port, web_server_gate.wide ? "?token=" : "",
-           web_server_gate.token);
+           brackets ? "]" : "", web_audience_gate.port, web_audience_gate.wide ? "?token=" : "",
+           web_audience_gate.token);
     fflush(stdout);
 }
 
@@ -170,6 +167,13 @@ static int start_thread()
     return failed ? -1 : 0;
 }
 
+static void forget_context()
+{
+    web_audience_serve(nullptr);
+    lws_context_destroy(context);
+    context = nullptr;
+}
+
 int web_server_open()
 {
     ending = false;
@@ -180,32 +184,23 @@ int web_server_open()
         return -1;
     }
     context = made;
+    web_audience_serve(made);
     if (listen_somewhere(made) == 0 && start_thread() == 0) {
         say_where();
         return 0;
     }
-    context = nullptr;
-    lws_context_destroy(made);
+    forget_context();
     return -1;
 }
 
 int web_server_close()
 {
-    lws_context *made = context;
-    if (!made)
+    if (!context)
         return 0;
     ending = true;
-    lws_cancel_service(made);
+    lws_cancel_service(context);
     pthread_join(thread, nullptr);
-    context = nullptr;
-    lws_context_destroy(made);
+    forget_context();
     web_pages_forget();
     return 0;
-}
-
-void web_server_wake()
-{
-    lws_context *made = context;
-    if (made && web_pages_look())
-        lws_cancel_service(made);
 }

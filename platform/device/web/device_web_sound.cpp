@@ -78,7 +78,7 @@ static void feed_paced()
 static void feed_by_clock()
 {
     int16_t samples[2 * sound_period_frames];
-    const bool heard = web_pages_listen();
+    const bool heard = web_audience_listens();
     for (uint32_t due = sound_clock_take(); due > 0; due = sound_clock_take()) {
         const uint32_t frames = sound_pull(samples, std::min(due, sound_ring_count()));
         if (heard)
@@ -96,7 +96,7 @@ static void speaker_feed()
         feed_paced();
     else
         feed_by_clock();
-    web_server_wake();
+    web_audience_wake();
 }
 
 static int32_t speaker_room()
@@ -149,7 +149,7 @@ static void speaker_drop()
         played = made;
         hushes++;
     }
-    web_server_wake();
+    web_audience_wake();
 }
 
 static int speaker_open()
