@@ -27,6 +27,9 @@ struct linux_panel {
     int32_t turn = 0;    /* of the frame on the panel: quarters, clockwise, 0 to 3 */
 };
 
+/* The one that is open, which fingers are on; null while none is. Main thread. */
+extern const linux_panel *linux_panel_open;
+
 /* Rows of a frame. */
 using linux_rows = std::bitset<device_height>;
 
@@ -96,9 +99,6 @@ struct linux_axes {
     int8_t resting[linux_sticks] = {};     /* an end at which it rests, as a lever does: -1, 1 */
 };
 
-/* What fingers are on: the panel that is open, null while none is. */
-extern const linux_panel *linux_input_panel;
-
 /* Reads `input_event` records from a descriptor from now on, and closes it at the end. 0, or -1
  * when there are too many (it stays the caller's). */
 int linux_input_add(int fd, const linux_axes *axes);
@@ -165,7 +165,7 @@ struct linux_card {
 
 extern const linux_card *linux_card_current;
 
-/* ---- device_linux_sound.cpp: the speaker that keeps it full ---- */
+/* ---- device_linux_plan.cpp ---- */
 
 struct linux_card_plan {
     int32_t fill;      /* frames kept in the card */
@@ -174,6 +174,8 @@ struct linux_card_plan {
 
 /* For a card that holds `size` frames and reports every `period`. */
 linux_card_plan linux_card_plan_of(int32_t size, int32_t period);
+
+/* ---- device_linux_sound.cpp: the speaker that keeps it full ---- */
 
 /* Between two looks for a card while there is none; a test is not that patient. */
 extern int32_t linux_card_look_again_ms;

@@ -48,7 +48,6 @@ static constinit bool came_nothing = false; /* from any source, while the last w
 static constinit bool clock_jumped = false; /* as the last wait saw */
 
 constinit const char *linux_input_folder = "/dev/input";
-constinit const linux_panel *linux_input_panel = nullptr;
 static constinit int32_t touch_turn = -1; /* as the user wishes; -1: as it seems right */
 static constinit int arrivals = -1;       /* tells of devices that are plugged in; main thread */
 
@@ -136,7 +135,7 @@ static int64_t span_of(const linux_range &range)
 static linux_panel panel_seen_by(const source *from)
 {
     static constexpr linux_panel none = {nullptr, device_width, device_height, 0, 0, {}, {}, {}};
-    linux_panel seen = linux_input_panel ? *linux_input_panel : none;
+    linux_panel seen = linux_panel_open ? *linux_panel_open : none;
     const bool lies = span_of(from->axes.panel.x) * 4 > span_of(from->axes.panel.y) * 5;
     const bool is_turned = seen.turn % 2 != 0;
     const int32_t turn = touch_turn >= 0 ? touch_turn : is_turned && lies ? 0 : seen.turn;

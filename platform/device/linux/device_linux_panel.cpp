@@ -8,6 +8,8 @@
 #include <cstddef>
 #include <cstring>
 
+constinit const linux_panel *linux_panel_open = nullptr;
+
 /* Where a frame lies on the panel: the corner may lie outside of it. */
 struct panel_placement {
     int32_t left, top;

@@ -146,7 +146,7 @@ static int map_panel()
     for (linux_rows &each : missing)
         each.set();
     turn_panel();
-    linux_input_panel = &panel;
+    linux_panel_open = &panel;
     return 0;
 }
 
@@ -214,7 +214,7 @@ int linux_screen_close()
     }
     mapped = nullptr;
     panel = {};
-    linux_input_panel = nullptr;
+    linux_panel_open = nullptr;
     linux_console_give_back();
     if (panel_fd >= 0)
         close(panel_fd);

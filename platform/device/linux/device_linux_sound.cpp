@@ -13,9 +13,6 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-/* Never more lies in a card that could hold less, because the volume no longer reaches it. */
-constexpr int32_t held_most = sound_rate * 110 / 1000;
-constexpr int32_t apart_least = sound_rate * 40 / 1000; /* between two wake-ups */
 constexpr int32_t piece_least = 64; /* less room than this is not worth a call of the decoder */
 
 /* A card that is as empty after each of so many periods as before does not play: it swallows, and
@@ -41,17 +38,6 @@ static constinit int32_t swallowed = 0;
 /* When the card will have played all that it was given, in clock_real_msec() cut to 32 bits: one
  * word, so that a reader never meets half a change. */
 static constinit std::atomic<uint32_t> dry_at_ms{0};
-
-linux_card_plan linux_card_plan_of(int32_t size, int32_t period)
-{
-    linux_card_plan made = {};
-    /* A card of few and long periods runs dry between them with less. */
-    made.fill = std::min(size, std::max(held_most, 2 * period));
-    const int32_t half = std::max(made.fill / 2 / period, 1);
-    const int32_t apart = std::clamp((apart_least + period - 1) / period, 1, half) * period;
-    made.wake_room = size - made.fill + std::min(apart, made.fill);
-    return made;
-}
 
 static void note_delay(int32_t frames)
 {

@@ -693,7 +693,7 @@ TEST_F(linux_input_of, a_panel_reports_whole_points)
 TEST_F(linux_input_of, a_finger_turns_and_scales_with_the_picture)
 {
     const linux_panel standing = {nullptr, 480, 800, 960, 2, {}, {}, {}, 0, 1};
-    linux_input_panel = &standing; /* the picture is 480 x 640 there, 80 below the top */
+    linux_panel_open = &standing; /* the picture is 480 x 640 there, 80 below the top */
     const int panel = attach({{0, 479}, {0, 799}});
     send(panel, EV_ABS, ABS_X, 479);
     send(panel, EV_ABS, ABS_Y, 80);
@@ -717,13 +717,13 @@ TEST_F(linux_input_of, a_finger_turns_and_scales_with_the_picture)
     report(panel);
     pass();
     expect_touch(0, 0, 0);
-    linux_input_panel = nullptr;
+    linux_panel_open = nullptr;
 }
 
 TEST_F(linux_input_of, a_touch_panel_that_tells_points_of_the_picture_is_not_turned_again)
 {
     const linux_panel standing = {nullptr, 240, 320, 480, 2, {}, {}, {}, 0, 1};
-    linux_input_panel = &standing;
+    linux_panel_open = &standing;
     const int panel = attach({{0, 319}, {0, 239}});
     send(panel, EV_ABS, ABS_X, 300);
     send(panel, EV_ABS, ABS_Y, 20);
@@ -731,13 +731,13 @@ TEST_F(linux_input_of, a_touch_panel_that_tells_points_of_the_picture_is_not_tur
     report(panel);
     pass();
     expect_touch(touch_type_press, 300, 20);
-    linux_input_panel = nullptr;
+    linux_panel_open = nullptr;
 }
 
 TEST_F(linux_input_of, a_touch_panel_is_turned_as_wished)
 {
     const linux_panel standing = {nullptr, 240, 320, 480, 2, {}, {}, {}, 0, 1};
-    linux_input_panel = &standing;
+    linux_panel_open = &standing;
     key_close();
     setenv("ZERV_TOUCH_TURN", "180", 1);
     ASSERT_EQ(key_open(), 0);
@@ -749,7 +749,7 @@ TEST_F(linux_input_of, a_touch_panel_is_turned_as_wished)
     report(panel);
     pass();
     expect_touch(touch_type_press, 319, 239);
-    linux_input_panel = nullptr;
+    linux_panel_open = nullptr;
     key_close();
     ASSERT_EQ(key_open(), 0);
 }
