@@ -60,6 +60,22 @@ class Lint(unittest.TestCase):
         for run in (self.includes(), self.links()):
             self.assertEqual((run.returncode, run.stderr), (0, ""))
 
+    def compile(self, source):
+        """An object of a source of the cellar, where the build would put it."""
+        place = os.path.join(self.house, "build/CMakeFiles/cellar.dir", source + ".o")
+        os.makedirs(os.path.dirname(place), exist_ok=True)
+        subprocess.run(["g++", "-I.", "-c", source, "-o", place], cwd=self.house, check=True)
+
+    def test_sources_of_a_folder_that_call_each_other_are_refused(self):
+        self.write("cellar/wine.cpp", "int cellar_ask();\nint wine_drink() { return cellar_ask(); }\n")
+        self.compile("cellar/wine.cpp")
+        self.assertEqual(self.links().returncode, 0)
+        self.write("cellar/cellar.cpp", "int wine_drink();\nint cellar_ask() { return wine_drink(); }\n")
+        run = self.links()
+        self.assert_fault(run, "circle in cellar: cellar.cpp calls wine_drink() of wine.cpp")
+        self.assert_fault(run, "circle in cellar: wine.cpp calls cellar_ask() of cellar.cpp")
+        self.assertNotIn("roof", run.stderr)
+
     def test_a_circle_of_folders_is_refused(self):
         self.write("tools/layers.txt", "cellar | roof | open.h\nroof | cellar | roof.h\n")
         self.assert_fault(self.includes(), "cellar names roof, which does not stand below it")
