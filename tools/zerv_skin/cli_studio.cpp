@@ -11,29 +11,16 @@ constexpr int status_error = 2;
 #include "tools/zerv_skin/studio.h"
 #include "tools/zerv_skin/watch.h"
 
-#include <sys/stat.h>
-
 int cli_studio(const cli_options *options)
 {
-    struct stat entry = {};
-    if (stat(options->subject, &entry) != 0) {
-        perror(options->subject);
+    if (watch_begin(options) != 0)
         return status_error;
-    }
-    if (stage_open() != 0) {
-        fprintf(stderr, "zerv-skin: out of memory\n");
-        return status_error;
-    }
     studio made = {};
     made.options = options;
     made.name = cli_base_name(options->subject).text;
-    made.measured = stage_open_font(options->font) == 0;
-    if (!made.measured)
-        fprintf(stderr, "zerv-skin: no font: the pictures show no text\n");
-    watch_for_signals();
+    made.measured = stage_has_font();
     const int status = studio_serve(&made);
-    scene_close();
-    stage_close();
+    watch_end();
     return status;
 }
 

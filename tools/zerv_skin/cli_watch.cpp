@@ -2,13 +2,10 @@
 #include "platform/base/clock.h"
 #include "tools/zerv_skin/cli.h"
 #include "tools/zerv_skin/preview.h"
-#include "tools/zerv_skin/scene.h"
-#include "tools/zerv_skin/stage.h"
 #include "tools/zerv_skin/watch.h"
 
 #include <cstdio>
 #include <string>
-#include <sys/stat.h>
 
 constexpr int status_error = 2;
 constexpr int32_t poll_ms = 100; /* how soon a change is seen */
@@ -33,25 +30,14 @@ static int watch_files(const cli_options *options, const std::string &folder)
 
 int cli_watch(const cli_options *options)
 {
-    struct stat entry = {};
-    if (stat(options->subject, &entry) != 0) {
-        perror(options->subject);
+    if (watch_begin(options) != 0)
         return status_error;
-    }
-    if (stage_open() != 0) {
-        fprintf(stderr, "zerv-skin: out of memory\n");
-        return status_error;
-    }
-    if (stage_open_font(options->font) != 0)
-        fprintf(stderr, "zerv-skin: no font: the pictures show no text\n");
-    watch_for_signals();
     const std::string folder = options->output
                                    ? options->output
                                    : std::string(cli_base_name(options->subject).text) + "-preview";
     int status = watch_window(options);
     if (status < 0)
         status = watch_files(options, folder);
-    scene_close();
-    stage_close();
+    watch_end();
     return status;
 }

@@ -5,6 +5,7 @@
 #include "skin/skin_package.h"
 #include "tools/zerv_skin/check.h"
 #include "tools/zerv_skin/cli.h"
+#include "tools/zerv_skin/scene.h"
 #include "tools/zerv_skin/stage.h"
 
 #include <csignal>
@@ -21,7 +22,7 @@ static void on_signal(int)
     asked_to_end = 1;
 }
 
-void watch_for_signals()
+static void await_signals()
 {
     asked_to_end = 0;
     (void)signal(SIGINT, on_signal);
@@ -79,4 +80,27 @@ void watch_tell(const cli_options *options)
     printf("%u errors, %u warnings\n", report_count(&result.found, report_level::error),
            report_count(&result.found, report_level::warning));
     fflush(stdout);
+}
+
+int watch_begin(const cli_options *options)
+{
+    struct stat entry = {};
+    if (stat(options->subject, &entry) != 0) {
+        perror(options->subject);
+        return -1;
+    }
+    if (stage_open() != 0) {
+        fprintf(stderr, "zerv-skin: out of memory\n");
+        return -1;
+    }
+    if (stage_open_font(options->font) != 0)
+        fprintf(stderr, "zerv-skin: no font: the pictures show no text\n");
+    await_signals();
+    return 0;
+}
+
+void watch_end()
+{
+    scene_close();
+    stage_close();
 }

@@ -7,8 +7,10 @@ struct cli_options;
 
 /* Changes when any file of a package is written, made or removed. 0: it cannot be read. */
 uint64_t watch_fingerprint(const char *path);
-/* From now on a signal asks the program to end. */
-void watch_for_signals();
+/* A stage for the package that the command is about, with the font that it names or none, and signals
+ * that ask the program to end. Complains on standard error; 0 or -1. */
+[[nodiscard]] int watch_begin(const cli_options *options);
+void watch_end();
 /* True once the program was asked to end (a signal). */
 bool watch_ends();
 /* Tells on standard output what check finds. */
