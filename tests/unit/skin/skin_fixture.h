@@ -5,6 +5,7 @@
 #include "platform/file/file.h"
 #include "skin/skin.h"
 #include "skin/skin_watch.h"
+#include "support/png_bytes.h"
 #include "tests/makers/maker_zip.h"
 
 #include <cstdio>
@@ -20,21 +21,9 @@
 
 using part_owner = owner<skin_part, skin_free_part>;
 
-/* A PNG of one colour, 0xAARRGGBB. */
 inline std::string make_png(uint32_t width, uint32_t height, uint32_t argb = 0xFF336699)
 {
-    const std::vector<uint32_t> pixels(static_cast<size_t>(width) * height, argb);
-    png_image picture = {};
-    picture.version = PNG_IMAGE_VERSION;
-    picture.width = width;
-    picture.height = height;
-    picture.format = PNG_FORMAT_BGRA;
-    png_alloc_size_t size = PNG_IMAGE_PNG_SIZE_MAX(picture);
-    std::string file(size, '\0');
-    EXPECT_NE(png_image_write_to_memory(&picture, file.data(), &size, 0, pixels.data(), 0, nullptr),
-              0);
-    file.resize(size);
-    return file;
+    return png_bytes(width, height, argb);
 }
 
 /* One whose checksums are right, but whose pixels cannot be unpacked. */

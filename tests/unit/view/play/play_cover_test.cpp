@@ -3,26 +3,13 @@
 #include "makers/maker_audio.h"
 #include "platform/base/fault.h"
 #include "support/allocations.h"
+#include "support/png_bytes.h"
 #include "unit/view/play/play_fixture.h"
 
 #include <jpeglib.h>
 #include <png.h>
 
-static std::string png_bytes(uint32_t width, uint32_t height, uint32_t argb = 0xFF0000FF)
-{
-    const std::vector<uint32_t> pixels(static_cast<size_t>(width) * height, argb);
-    png_image picture = {};
-    picture.version = PNG_IMAGE_VERSION;
-    picture.width = width;
-    picture.height = height;
-    picture.format = PNG_FORMAT_BGRA;
-    png_alloc_size_t size = PNG_IMAGE_PNG_SIZE_MAX(picture);
-    std::string file(size, '\0');
-    EXPECT_NE(png_image_write_to_memory(&picture, file.data(), &size, 0, pixels.data(), 0, nullptr),
-              0);
-    file.resize(size);
-    return file;
-}
+constexpr uint32_t blue = 0xFF0000FF;
 
 /* Red. */
 static std::string jpeg_bytes(uint32_t width, uint32_t height)
@@ -99,7 +86,7 @@ TEST_F(tag_image, reads_jpeg_and_png)
 {
     write_track("a.mp3", jpeg_bytes(30, 20));
     write_track("b.mp3", jpeg_bytes(30, 20), "image/jpg");
-    write_track("c.mp3", png_bytes(40, 10), "image/png");
+    write_track("c.mp3", png_bytes(40, 10, blue), "image/png");
     EXPECT_EQ(picture_of("a.mp3"), "30x20");
     EXPECT_EQ(picture_of("b.mp3"), "30x20");
     EXPECT_EQ(picture_of("c.mp3"), "40x10");
@@ -136,11 +123,11 @@ static std::string tag_with(const std::string &frames)
 TEST_F(tag_image, takes_the_first_picture_whatever_it_shows)
 {
     const std::string sound = maker_mp3_bytes(maker_sine(440, 0.2));
-    const std::string back = picture_frame("image/png", 4, png_bytes(11, 11));
-    const std::string front = picture_frame("image/png", 3, png_bytes(22, 22));
+    const std::string back = picture_frame("image/png", 4, png_bytes(11, 11, blue));
+    const std::string front = picture_frame("image/png", 3, png_bytes(22, 22, blue));
     ASSERT_EQ(maker_audio_save("a.mp3", tag_with(back + front) + sound), 0);
     EXPECT_EQ(picture_of("a.mp3"), "11x11");
-    const std::string other = picture_frame("image/gif", 3, png_bytes(33, 33));
+    const std::string other = picture_frame("image/gif", 3, png_bytes(33, 33, blue));
     ASSERT_EQ(maker_audio_save("b.mp3", tag_with(other + front) + sound), 0);
     EXPECT_EQ(picture_of("b.mp3"), "none") << "only the first one is looked at";
 }
@@ -161,7 +148,7 @@ TEST_F(tag_image, finds_none_where_there_is_none)
 TEST_F(tag_image, finds_none_in_other_formats)
 {
     maker_file file;
-    file.cover = png_bytes(5, 5);
+    file.cover = png_bytes(5, 5, blue);
     file.cover_mime = "image/png";
     ASSERT_EQ(maker_track("a.flac", file), 0);
     ASSERT_EQ(maker_track("a.ogg", file), 0);
@@ -175,14 +162,14 @@ TEST_F(tag_image, survives_a_broken_picture)
     write_track("a.mp3", "no picture at all");
     write_track("b.mp3", good.substr(0, 20));
     write_track("c.mp3", "");
-    write_track("d.mp3", png_bytes(30, 20).substr(0, 40), "image/png");
+    write_track("d.mp3", png_bytes(30, 20, blue).substr(0, 40), "image/png");
     for (const char *path : {"a.mp3", "b.mp3", "c.mp3", "d.mp3"})
         EXPECT_EQ(picture_of(path), "none") << path;
 }
 
 TEST_F(tag_image, survives_a_tag_cut_at_any_place)
 {
-    const std::string frame = picture_frame("image/png", 3, png_bytes(4, 4));
+    const std::string frame = picture_frame("image/png", 3, png_bytes(4, 4, blue));
     const std::string whole = tag_with(frame);
     for (size_t size = 0; size < whole.size(); size += 7) {
         ASSERT_EQ(maker_audio_save("cut.mp3", whole.substr(0, size)), 0);
@@ -294,7 +281,7 @@ TEST_F(play_cover_test, keeps_little_of_a_large_picture)
 TEST_F(tag_image, comes_reduced_with_its_size_in_the_file)
 {
     write_track("a.mp3", jpeg_bytes(300, 200));
-    write_track("b.mp3", png_bytes(300, 200), "image/png");
+    write_track("b.mp3", png_bytes(300, 200, blue), "image/png");
     write_track("c.mp3", "no picture at all");
     for (const char *path : {"a.mp3", "b.mp3"}) {
         int32_t width = 0, height = 0;
@@ -318,7 +305,7 @@ TEST_F(tag_image, comes_reduced_with_its_size_in_the_file)
 TEST_F(play_cover_test, of_a_huge_picture_needs_little_memory)
 {
     write_track("a.mp3", jpeg_bytes(4000, 4000));
-    write_track("b.mp3", png_bytes(4000, 4000), "image/png");
+    write_track("b.mp3", png_bytes(4000, 4000, blue), "image/png");
     for (const char *path : {"a.mp3", "b.mp3"}) {
         set_track({.path = path});
         const int64_t before = allocated_bytes;
@@ -491,7 +478,7 @@ TEST_F(play_cover_test, tries_again_after_a_thread_did_not_start)
 TEST_F(play_cover_test, survives_a_user_who_skips_through_two_hundred_tracks)
 {
     write_track("a.mp3", jpeg_bytes(700, 700));
-    write_track("b.mp3", png_bytes(50, 50), "image/png");
+    write_track("b.mp3", png_bytes(50, 50, blue), "image/png");
     load_part({"show=\"album_cover\"|<album_cover width=\"50\" height=\"50\"/>",
                "|<album_cover width=\"90\" height=\"90\"/>"});
     int32_t most = 0;
@@ -514,7 +501,7 @@ TEST_F(play_cover_test, survives_a_user_who_skips_through_two_hundred_tracks)
 /* The picture takes a while to decode and to fit; the screen goes on meanwhile. */
 TEST_F(play_cover_test, of_a_huge_picture_holds_up_no_pass)
 {
-    write_track("a.mp3", png_bytes(4000, 4000), "image/png");
+    write_track("a.mp3", png_bytes(4000, 4000, blue), "image/png");
     load_part({"show=\"album_cover\"|<album_cover width=\"120\" height=\"120\"/>", "|<text/>"});
     set_track({.path = "a.mp3"});
     using clock = std::chrono::steady_clock;
