@@ -1,6 +1,7 @@
 #include "core/services/overlay.h"
 #include "support/hung.h"
 
+#include "support/still_screen.h"
 #include "support/test_device.h"
 #include "view/view.h"
 
@@ -11,20 +12,6 @@ static const hung hang_overlay_msg(overlay_msg, &overlay_msg_record);
 
 using texts = std::vector<std::string>;
 
-static int nothing()
-{
-    return 0;
-}
-
-static view screen = {
-    .init = nothing,
-    .exit = nothing,
-    .input = [](view *) { return 0; },
-    .draw = [](view *, fb_surface *) { return 0; },
-};
-static const hung hang_view_list(view_list, &screen);
-static const hung hang_view_play(view_play, &screen);
-
 /* Before anything else is added, and before any view is selected. */
 static const int32_t very_first_id = overlay_msg_add("first", 0, 0);
 
@@ -34,27 +21,27 @@ class overlay : public testing::Test
     void SetUp() override
     {
         test_device_open();
-        screen.frame = fb_create(320, 240);
-        screen.redraw = 0;
-        view_selected = &screen;
+        still_screen.frame = fb_create(320, 240);
+        still_screen.redraw = 0;
+        view_selected = &still_screen;
         ASSERT_EQ(overlay_msg->init(), 0);
     }
     void TearDown() override
     {
         EXPECT_EQ(overlay_msg->exit(), 0);
         view_selected = nullptr;
-        fb_free(screen.frame);
-        screen.frame = nullptr;
+        fb_free(still_screen.frame);
+        still_screen.frame = nullptr;
         test_device_close();
     }
     /* What the messages write on the screen. */
     static texts drawn()
     {
         EXPECT_EQ(fb_clear(fb_cur, 0), 0);
-        EXPECT_EQ(overlay_msg->draw(&screen, fb_cur), 0);
+        EXPECT_EQ(overlay_msg->draw(&still_screen, fb_cur), 0);
         return test_texts(fb_cur);
     }
-    static void expire() { EXPECT_EQ(overlay_msg->input(&screen), 0); }
+    static void expire() { EXPECT_EQ(overlay_msg->input(&still_screen), 0); }
 };
 
 TEST_F(overlay, ids_begin_at_zero_and_grow_by_one)
@@ -77,8 +64,8 @@ TEST_F(overlay, stacks_messages_upwards_from_the_bottom_left)
 
 TEST_F(overlay, draws_messages_above_the_top_edge_too)
 {
-    fb_free(screen.frame);
-    screen.frame = fb_create(320, 230);
+    fb_free(still_screen.frame);
+    still_screen.frame = fb_create(320, 230);
     for (int i = 0; i < 14; i++)
         overlay_msg_add("m", 0, 0);
     const texts all = drawn();
@@ -151,29 +138,29 @@ TEST_F(overlay, removing_an_unknown_id_changes_nothing)
     const int32_t first = overlay_msg_add("a", 0, 0);
     const int32_t second = overlay_msg_add("b", 0, 0);
     EXPECT_EQ(overlay_msg_remove(first), 0);
-    screen.redraw = 0;
+    still_screen.redraw = 0;
     EXPECT_EQ(overlay_msg_remove(first), -1);
     EXPECT_EQ(overlay_msg_remove(second + 1), -1);
     EXPECT_EQ(overlay_msg_remove(-1), -1);
-    EXPECT_EQ(screen.redraw, 0);
+    EXPECT_EQ(still_screen.redraw, 0);
     EXPECT_EQ(drawn().size(), 1u);
 }
 
 TEST_F(overlay, every_change_asks_the_selected_view_for_a_redraw)
 {
     const int32_t id = overlay_msg_add("a", 10, 0);
-    EXPECT_EQ(screen.redraw.exchange(0), 1);
+    EXPECT_EQ(still_screen.redraw.exchange(0), 1);
     overlay_msg_remove(id);
-    EXPECT_EQ(screen.redraw.exchange(0), 1);
+    EXPECT_EQ(still_screen.redraw.exchange(0), 1);
     overlay_msg_add("b", 10, 0);
-    screen.redraw = 0;
+    still_screen.redraw = 0;
     expire();
-    EXPECT_EQ(screen.redraw, 0);
+    EXPECT_EQ(still_screen.redraw, 0);
     machine.ms += 11;
     expire();
-    EXPECT_EQ(screen.redraw.exchange(0), 1);
+    EXPECT_EQ(still_screen.redraw.exchange(0), 1);
     expire();
-    EXPECT_EQ(screen.redraw, 0);
+    EXPECT_EQ(still_screen.redraw, 0);
 }
 
 TEST_F(overlay, adding_wakes_a_sleeping_main_thread)
@@ -187,7 +174,7 @@ TEST_F(overlay, message_is_kept_while_no_view_is_selected)
 {
     view_selected = nullptr;
     EXPECT_GE(overlay_msg_add("a", 0, 0), 0);
-    view_selected = &screen;
+    view_selected = &still_screen;
     EXPECT_EQ(drawn().size(), 1u);
 }
 
@@ -210,10 +197,10 @@ TEST_F(overlay, exit_forgets_every_message_and_may_be_repeated)
 TEST_F(overlay, draws_nothing_for_a_view_without_a_frame)
 {
     overlay_msg_add("a", 0, 0);
-    fb_surface *frame = screen.frame;
-    screen.frame = nullptr;
+    fb_surface *frame = still_screen.frame;
+    still_screen.frame = nullptr;
     EXPECT_EQ(drawn().size(), 0u);
-    screen.frame = frame;
+    still_screen.frame = frame;
 }
 
 /* ---- threads ---- */
@@ -222,17 +209,17 @@ TEST_F(overlay, draws_nothing_for_a_view_without_a_frame)
 static size_t count_messages()
 {
     constexpr int32_t height = 4086; /* whole messages */
-    fb_surface *const usual = screen.frame, *const tall = fb_create(320, height);
+    fb_surface *const usual = still_screen.frame, *const tall = fb_create(320, height);
     fb_surface moved = *tall;
-    screen.frame = &moved;
+    still_screen.frame = &moved;
     size_t count = 0;
     for (bool more = true; more; moved.height += height) {
         EXPECT_EQ(fb_clear(tall, 0), 0);
-        EXPECT_EQ(overlay_msg->draw(&screen, tall), 0);
+        EXPECT_EQ(overlay_msg->draw(&still_screen, tall), 0);
         count += fb_text_count(tall);
         more = fb_text_count(tall) > 0;
     }
-    screen.frame = usual;
+    still_screen.frame = usual;
     EXPECT_EQ(fb_free(tall), 0);
     return count;
 }
@@ -258,7 +245,7 @@ TEST_F(overlay, workers_add_and_remove_while_the_main_thread_draws)
         ASSERT_EQ(pthread_create(&each, nullptr, add_and_remove, nullptr), 0);
     while (running_workers > 0) {
         expire();
-        overlay_msg->draw(&screen, fb_cur);
+        overlay_msg->draw(&still_screen, fb_cur);
     }
     for (pthread_t each : workers)
         pthread_join(each, nullptr);

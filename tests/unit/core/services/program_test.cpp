@@ -4,23 +4,11 @@
 #include "config/cfg.h"
 #include "core/services/overlay.h"
 #include "platform/sound/sound.h"
+#include "support/still_screen.h"
 #include "support/test_device.h"
 #include "view/view.h"
 
-static int nothing()
-{
-    return 0;
-}
-
-static view screen = {
-    .init = nothing,
-    .exit = nothing,
-    .input = [](view *) { return 0; },
-    .draw = [](view *, fb_surface *) { return 0; },
-};
 static const hung hang_overlay_msg(overlay_msg, &overlay_msg_record);
-static const hung hang_view_list(view_list, &screen);
-static const hung hang_view_play(view_play, &screen);
 
 class program : public testing::Test
 {
@@ -28,7 +16,7 @@ class program : public testing::Test
     void SetUp() override
     {
         test_device_open();
-        screen.frame = fb_create(320, 240);
+        still_screen.frame = fb_create(320, 240);
         ASSERT_EQ(overlay_msg->init(), 0);
         cfg_modified = 0;
         set_volume(30);
@@ -38,8 +26,8 @@ class program : public testing::Test
     void TearDown() override
     {
         EXPECT_EQ(overlay_msg->exit(), 0);
-        fb_free(screen.frame);
-        screen.frame = nullptr;
+        fb_free(still_screen.frame);
+        still_screen.frame = nullptr;
         test_device_close();
     }
     static void set_volume(int32_t volume)
@@ -50,7 +38,7 @@ class program : public testing::Test
     static std::vector<std::string> messages()
     {
         fb_clear(fb_cur, 0);
-        overlay_msg->draw(&screen, fb_cur);
+        overlay_msg->draw(&still_screen, fb_cur);
         return test_texts(fb_cur);
     }
 };
@@ -80,10 +68,10 @@ TEST_F(program, message_stays_for_two_seconds)
 {
     program_change_volume(5);
     machine.ms += 2000;
-    overlay_msg->input(&screen);
+    overlay_msg->input(&still_screen);
     EXPECT_EQ(messages().size(), 1u);
     machine.ms += 1;
-    overlay_msg->input(&screen);
+    overlay_msg->input(&still_screen);
     EXPECT_EQ(messages().size(), 0u);
     EXPECT_EQ(program_change_volume(5), 0); /* the id of the message that went is no trouble */
     EXPECT_EQ(messages().size(), 1u);
