@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Lets every n-th call of the player fail, n counted up until none fires.
+"""Lets every n-th call of the player fail, n counted up.
 
     run_faults.py --build build/release --library libfail.so [--every K] [--most N] [--from N]
                   [KIND...] [SESSION...]
@@ -11,13 +11,13 @@ SESSION:  see sessions.py
 After each life: no crash, no hang, no file of the user lost, and the next start succeeds.
 
     --every K   each K-th call only
-    --most N    about N lives in all, spread evenly over what --every leaves
+    --most N    about N lives in all, spread evenly over what --every leaves of the calls that a life
+                without faults has; else n goes up until none fires
     --from N    the first call to fail, 1 to K
     --lasting   the n-th call fails and so does every one after it
 """
 import argparse
 import concurrent.futures
-import itertools
 import os
 import shutil
 import struct
@@ -37,6 +37,7 @@ ERRORS = {"alloc": (ENOMEM,), "open": (EMFILE, EIO, ENOMEM), "read": (EIO,),
           "thread": (EAGAIN,), "sql": (SQL_IO, SQL_FULL, SQL_BUSY, SQL_NO_MEMORY),
           "net": (ECONNRESET, ECONNREFUSED), "look": (EIO, EACCES), "make": (EIO, ENOSPC),
           "map": (ENOMEM,)}
+SPREAD = 4  # a life has seldom more calls than the counted one and this part of them
 UNTRIED = 99  # the library in front gave up before main()
 TRIES = 3  # it does so where the system puts the C library across 4 GiB: once in some thousand lives
 
@@ -74,7 +75,10 @@ class Run:
         status, err, counts, _ = self.live(session, folder, "count")
         if status != 0:
             raise SystemExit(f"{session.name} fails without a fault: {status}\n{err}")
-        self.judges[session.name] = Judge(self.fixture.start_of(session), folder)
+        judge = self.judges[session.name] = Judge(self.fixture.start_of(session), folder)
+        wrong = judge.faults(folder) + self.next_start_fails(folder)
+        if wrong:
+            raise SystemExit(f"{session.name} loses something without a fault:\n" + "\n".join(wrong))
         return counts
 
     def next_start_fails(self, folder):
@@ -101,10 +105,10 @@ class Run:
         finally:
             shutil.rmtree(folder.parent, ignore_errors=True)
 
-    def wishes(self, session, kind, first, every):
-        """Each n-th call, and beyond what one life counted: threads make each a little different."""
-        for n in itertools.count(first, every):
-            yield n, f"{kind}:{n}{self.plus}:{ERRORS[kind][n // every % len(ERRORS[kind])]}"
+    def wishes(self, kind, first, every, last):
+        """Each n-th call."""
+        for n in range(first, last + 1, every):
+            yield f"{kind}:{n}{self.plus}:{ERRORS[kind][n // every % len(ERRORS[kind])]}"
 
 
 def plan(run, sessions, kinds, options):
@@ -117,10 +121,12 @@ def plan(run, sessions, kinds, options):
             for session, kind, count in lines]
 
 
-def sweep(run, session, kind, step, options):
+def sweep(run, session, kind, step, count, options):
     """All of one kind in one session. Returns the failures, and how many lives there were."""
     bad, lives = [], 0
-    for n, wish in run.wishes(session, kind, min(options.first, step), step):
+    # A sample spends no life on a call that there will not be; threads make lives a little different.
+    last = count + count // SPREAD if options.most else sys.maxsize
+    for wish in run.wishes(kind, min(options.first, step), step, last):
         wrong, failed, _ = run.attempt(session, wish)
         lives += 1
         if wrong:
@@ -165,7 +171,7 @@ def main():
             return try_one(run, sessions[0], options.only)
         lines = plan(run, sessions, kinds, options)
         with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-            jobs = [(session, kind, count, pool.submit(sweep, run, session, kind, step, options))
+            jobs = [(session, kind, count, pool.submit(sweep, run, session, kind, step, count, options))
                     for session, kind, step, count in lines]
             bad, total = 0, 0
             for session, kind, count, job in jobs:

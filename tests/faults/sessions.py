@@ -1,6 +1,5 @@
 """Short lives of the player, and what must hold of a user's files after each, however it went."""
 
-import hashlib
 import os
 import re
 import shutil
@@ -207,9 +206,14 @@ def read(path):
         return None
 
 
-def playlist_of(folder):
+def contents_of(folder):
+    """The files of a folder by their names in it, links not followed."""
+    return {str(path.relative_to(folder)): path.read_bytes()
+            for path in folder.rglob("*") if path.is_file() and not path.is_symlink()}
+
+
+def playlist_of(text):
     """The current playlist, paths from the program folder on; None when there is none."""
-    text = read(folder / "current.m3u")
     return text and re.sub(rb"(?m)^/.*/(?=music/)", b"", text)
 
 
@@ -244,8 +248,9 @@ class Judge:
 
     def __init__(self, before, after, strict=False):
         """strict: nothing was reported to the program, so nothing may be missing or set aside."""
-        self.before, self.after, self.strict = before, after, strict
+        self.strict = strict
         self.tracks = [tracks_of(before), tracks_of(after)]
+        self.old, self.new = contents_of(before), contents_of(after)
 
     def faults(self, folder):
         """What is lost or torn, a line each."""
@@ -256,10 +261,10 @@ class Judge:
 
     def kept(self, folder, name):
         """Whether the old content is kept under another name."""
-        return not self.strict and any(read(path) == read(self.before / name) for path in folder.glob(name + ".old*"))
+        return not self.strict and any(read(path) == self.old.get(name) for path in folder.glob(name + ".old*"))
 
     def either(self, folder, name):
-        return read(folder / name) in (read(self.before / name), read(self.after / name))
+        return read(folder / name) in (self.old.get(name), self.new.get(name))
 
     def config(self, folder):
         if self.either(folder, "config.txt") or self.kept(folder, "config.txt"):
@@ -271,8 +276,7 @@ class Judge:
             now = values_of(text)
         except xml.etree.ElementTree.ParseError as error:
             return [f"config.txt is torn: {error}"]
-        known = [values_of(read(place / "config.txt") or DEFAULT_CONFIG)
-                 for place in (self.before, self.after)]
+        known = [values_of(content.get("config.txt") or DEFAULT_CONFIG) for content in (self.old, self.new)]
         if self.strict:
             return ["config.txt is neither old nor new"]
         return [f"config.txt: {name} is {now.get(name)}" for name in known[0]
@@ -281,8 +285,8 @@ class Judge:
     def playlist(self, folder):
         if self.kept(folder, "current.m3u"):
             return []
-        now = playlist_of(folder)
-        before, after = (playlist_of(place) or b"" for place in (self.before, self.after))
+        now = playlist_of(read(folder / "current.m3u"))
+        before, after = (playlist_of(content.get("current.m3u")) or b"" for content in (self.old, self.new))
         if now is None:
             return ["current.m3u is gone"]
         lines, known = now.splitlines(True), (before + after).splitlines(True)
@@ -312,35 +316,21 @@ class Judge:
 
     def others(self, folder):
         """Music, the user's own lyrics, skins, the program: as before or as after."""
-        found = []
-        for path in sorted(self.before.rglob("*")):
-            name = path.relative_to(self.before)
-            if path.is_symlink() or not path.is_file() or str(name) in STATE:
-                continue
-            if not self.either(folder, name):
-                found.append(f"{name} is neither old nor new")
+        found = [f"{name} is neither old nor new" for name in sorted(self.old)
+                 if name not in STATE and not self.either(folder, name)]
         for path in sorted(folder.rglob("*.lrc")):
-            whole = read(self.after / path.relative_to(folder))
+            whole = self.new.get(str(path.relative_to(folder)))
             if whole is not None and not whole.startswith(read(path)):
                 found.append(f"{path.name} is no lyrics")
         return found + (self.new_ones(folder) if self.strict else [])
 
     def new_ones(self, folder):
         """Files that a session makes are whole or not there."""
-        found = []
-        for path in sorted(self.after.rglob("*")):
-            name = path.relative_to(self.after)
-            if path.is_file() and not (self.before / name).exists() and str(name) not in STATE:
-                if read(folder / name) not in (None, read(path)):  # else others() looks
-                    found.append(f"{name} is torn")
-        return found
+        return [f"{name} is torn" for name, content in sorted(self.new.items())
+                if name not in self.old and name not in STATE  # else others() looks
+                and read(folder / name) not in (None, content)]
 
 
 def fingerprint(folder):
     """Says whether two folders hold the same: a second start from both is the same, too."""
-    digest = hashlib.md5()
-    for path in sorted(folder.rglob("*")):
-        if path.is_file() and not path.is_symlink():
-            content = path.read_bytes()
-            digest.update(f"{path.relative_to(folder)}\0{len(content)}\0".encode() + content)
-    return digest.hexdigest()
+    return frozenset((name, hash(content)) for name, content in contents_of(folder).items())
