@@ -86,19 +86,22 @@ class Cuts:
             yield f"chance {number}", lambda step, chance=chance: chance.choice(
                 (ALL, NONE) if step.is_name() else (ALL, NONE, ZERO, PART))
 
-    def states(self):
-        """Each different state once, as (what it is called, files, folders)."""
-        for end in range(len(self.disk.steps) + 1):
-            for name, choose in self.choices(end):
-                files, folders = self.disk.state(end, choose)
-                mark = mark_of(files, folders)
-                if mark not in self.seen:
-                    self.seen.add(mark)
-                    yield f"{self.session.name} after {end} of {len(self.disk.steps)}, {name}", \
-                        files, folders, self.judge
+    def states(self, most):
+        """Each different state once, or about so many of them, as (what it is called, files, folders, judge)."""
+        last = len(self.disk.steps)
+        cuts = [(end, *choice) for end in range(last + 1) for choice in self.choices(end)]
+        left = most - 1 if most else len(cuts)
+        for at, (end, name, choose) in enumerate(cuts):
+            if len(self.seen) * len(cuts) > at * left:
+                continue  # as many as belong into the part of the session up to here
+            files, folders = self.disk.state(end, choose)
+            mark = mark_of(files, folders)
+            if mark not in self.seen:
+                self.seen.add(mark)
+                yield f"{self.session.name} after {end} of {last}, {name}", files, folders, self.judge
         # What has ended well is on the disk.
         yield f"{self.session.name} when it has ended", \
-            *self.disk.state(end, self.names_and_data(NONE, NONE)), self.last_judge
+            *self.disk.state(last, self.names_and_data(NONE, NONE)), self.last_judge
 
     def build(self, files, folders):
         folder = Path(tempfile.mkdtemp(dir=self.fixture.root, prefix="cut-")) / "p"
@@ -149,9 +152,7 @@ def arguments():
 
 def try_session(cuts, most):
     """Returns how many states were tried and how many were bad."""
-    states = list(cuts.states())
-    if most and len(states) > most:
-        states = [states[i * len(states) // most] for i in range(most - 1)] + states[-1:]
+    states = list(cuts.states(most))
     bad = 0
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         for (name, *_), wrong in zip(states, pool.map(lambda one: cuts.wrong(*one[1:]), states)):
