@@ -132,8 +132,8 @@ int scene_open(const char *path, scene_package *to)
 
 void scene_close()
 {
-    screen_close(view_list);
-    screen_close(view_play);
+    screen_close(&view_list_record);
+    screen_close(&view_play_record);
     (void)skin_free_part(view_list_state.part);
     view_list_state = {};
     const sys_guard guard(play_view_lock);

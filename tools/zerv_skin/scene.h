@@ -32,6 +32,7 @@ struct scene_package {
 /* Hands a package to the screens and lists what there is to see. A part that does not load has no
  * scenes; what was handed over before is forgotten. -1 when memory runs out. */
 [[nodiscard]] int scene_open(const char *path, scene_package *to);
+/* Accepts that nothing was ever opened. */
 void scene_close();
 /* Draws a scene; the surface is valid until the next call. Null when memory runs out.
  *   outlines  a red frame around every element

@@ -4,6 +4,7 @@
 #include "platform/draw/fb.h"
 #include "tools/zerv_skin/stage.h"
 #include "unit/skin/skin_fixture.h"
+#include "view/view.h"
 
 #include <algorithm>
 
@@ -53,6 +54,14 @@ static const members four_variants = {
     {"play-3.xml", page("")},
     {"list.xml", skin_xml("<list font_size=\"30\" height=\"90\"/>")},
 };
+
+/* A studio whose port is taken ends before it has read anything. */
+TEST_F(zerv_skin_scene, closes_what_was_never_opened)
+{
+    view_list = view_play = nullptr;
+    scene_close();
+    open(four_variants);
+}
 
 TEST_F(zerv_skin_scene, shows_each_variant_with_a_track_it_is_meant_for)
 {
