@@ -65,6 +65,13 @@ class StudioTest(unittest.TestCase):
         self.studio.stdout.close()
         self.studio.stderr.close()
 
+    def test_a_port_that_is_none_is_refused(self):
+        for text in ("page", "65536", "8330x", "-1"):
+            run = subprocess.run([PROGRAM, "studio", "Mine"], cwd=self.folder, capture_output=True, text=True,
+                                 env={**os.environ, "ZERV_WEB_PORT": text}, timeout=DEADLINE_S)
+            self.assertEqual((run.returncode, run.stdout), (2, ""), text)
+            self.assertEqual(run.stderr.splitlines()[-1], f"zerv-skin: ZERV_WEB_PORT is no port: {text}")
+
     def end_well(self):
         self.studio.terminate()
         self.assertEqual(self.studio.wait(DEADLINE_S), 0)

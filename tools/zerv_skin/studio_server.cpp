@@ -178,10 +178,15 @@ static const lws_protocols protocols[] = {
 
 static int open_port()
 {
-    const char *asked = getenv("ZERV_WEB_PORT");
-    const int wanted = asked && *asked ? str_to_int32(asked, nullptr) : port_default;
+    const char *text = getenv("ZERV_WEB_PORT");
+    const bool asked = text && *text;
+    const int wanted = asked ? web_port_of(text) : port_default;
+    if (wanted < 0) {
+        fprintf(stderr, "zerv-skin: ZERV_WEB_PORT is no port: %s\n", text);
+        return -1;
+    }
     gate.port = web_http_listen(context, protocols, address, wanted);
-    if (gate.port < 0 && !(asked && *asked))
+    if (gate.port < 0 && !asked)
         gate.port = web_http_listen(context, protocols, address, 0);
     if (gate.port < 0)
         fprintf(stderr, "zerv-skin: port %d of %s cannot be used\n", wanted, address);

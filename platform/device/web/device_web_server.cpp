@@ -53,16 +53,16 @@ static const char *setting(const char *name, const char *otherwise)
     return value && *value ? value : otherwise;
 }
 
-/* -1: none was asked for. */
+/* -1: none was asked for; -2: what was asked for is none. */
 static int read_port()
 {
-    const char *text = setting("ZERV_WEB_PORT", nullptr), *rest = nullptr;
-    const int port = text ? str_to_int32(text, &rest) : -1;
-    if (text && (rest == text || *rest != '\0' || port < 0 || port > 65535)) {
+    const char *text = setting("ZERV_WEB_PORT", nullptr);
+    if (!text)
+        return -1;
+    const int port = web_port_of(text);
+    if (port < 0)
         fprintf(stderr, "ZERV_WEB_PORT is no port: %s\n", text);
-        return -2;
-    }
-    return port;
+    return port < 0 ? -2 : port;
 }
 
 static int make_token(char (&to)[33])

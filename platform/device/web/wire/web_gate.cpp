@@ -19,6 +19,13 @@ bool web_is_loopback(const char *address)
     return strcmp(address, "localhost") == 0 || strcmp(address, "::1") == 0;
 }
 
+int web_port_of(const char *text)
+{
+    const char *rest = text;
+    const int port = str_to_int32(text, &rest);
+    return rest != text && *rest == '\0' && port >= 0 && port <= 65535 ? port : -1;
+}
+
 static bool read_port(const char *text, int *port)
 {
     const char *rest = nullptr;

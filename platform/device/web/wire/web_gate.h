@@ -10,6 +10,8 @@ struct web_gate {
     char machine[256]; /* this machine's name */
 };
 
+/* A port as somebody asks for it, 0 to 65535; -1 for any other text. */
+int web_port_of(const char *text);
 /* Whether an address to listen at can be reached only from this machine. */
 bool web_is_loopback(const char *address);
 /* host: as the request has it, "127.0.0.1:8320", "[::1]:8320", "localhost:8320"; may be null. Behind

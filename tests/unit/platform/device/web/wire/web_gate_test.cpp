@@ -14,6 +14,15 @@ TEST(web_gate, loopback_addresses_are_known)
         EXPECT_FALSE(web_is_loopback(address)) << address;
 }
 
+TEST(web_gate, a_port_that_is_asked_for_is_a_number_of_16_bits)
+{
+    EXPECT_EQ(web_port_of("0"), 0);
+    EXPECT_EQ(web_port_of("8320"), 8320);
+    EXPECT_EQ(web_port_of("65535"), 65535);
+    for (const char *text : {"65536", "99999999999", "-1", "", "page", "8320x", "8320 ", "80.5"})
+        EXPECT_EQ(web_port_of(text), -1) << text;
+}
+
 TEST(web_gate, hosts_of_this_machine_are_ours)
 {
     for (const char *host : {"127.0.0.1:8320", "localhost:8320", "LOCALHOST:8320", "[::1]:8320"}) {
