@@ -92,7 +92,8 @@ TEST(fb_trace, tells_the_place_of_a_line_that_changes)
 {
     const int32_t lines[][4] = {
         {3, 5, 30, 8}, {30, 8, 3, 5}, {7, 2, 7, 25}, {4, 20, 25, 3}, {1, 9, 31, 9}};
-    for (const auto &[x1, y1, x2, y2] : lines) {
+    for (const auto &line : lines) {
+        const int32_t x1 = line[0], y1 = line[1], x2 = line[2], y2 = line[3];
         const surface_owner surface(fb_create(40, 30));
         const trace_owner owner;
         const auto note = [&](uint16_t colour) {
