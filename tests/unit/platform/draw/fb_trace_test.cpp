@@ -157,6 +157,20 @@ TEST(fb_trace, a_drawing_that_differs_from_its_notes_is_found)
     }
 }
 
+TEST(fb_trace, drawings_that_are_missing_or_too_many_are_found)
+{
+    const surface_owner surface(fb_create(20, 20));
+    const trace_owner owner;
+    const picture one = {{{{1, 1, 5, 5}, 7}}}, two = {{{{1, 1, 5, 5}, 7}, {{9, 9, 5, 5}, 1}}};
+    for (const auto &[noted, drawn] : {std::pair{one, two}, {two, one}}) {
+        fb_trace_begin(surface.get(), owner.trace);
+        noted.paint(surface.get());
+        fb_trace_draw(surface.get());
+        drawn.paint(surface.get());
+        EXPECT_FALSE(fb_trace_end(surface.get()));
+    }
+}
+
 /* More drawings than are noted: neither equal nor known is what follows. */
 TEST(fb_trace, a_picture_of_too_many_drawings_is_drawn_whole)
 {
