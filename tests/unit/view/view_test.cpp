@@ -123,6 +123,18 @@ TEST_F(views, view_whose_input_says_so_is_not_drawn)
     EXPECT_EQ(machine.shows, 0);
 }
 
+TEST_F(views, what_was_not_drawn_has_another_pass_at_once)
+{
+    settle_on(&list_screen);
+    (void)clock_take_look();
+    view_run();
+    EXPECT_GT(clock_take_look(), 0) << "nothing to do until the next minute";
+    input_result = -1;
+    list_screen.redraw = 1;
+    view_run();
+    EXPECT_EQ(clock_take_look(), 0);
+}
+
 TEST_F(views, message_never_dirties_the_picture_of_a_view)
 {
     settle_on(&list_screen);

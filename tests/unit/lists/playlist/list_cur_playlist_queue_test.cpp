@@ -49,6 +49,27 @@ class list_cur_playlist_queue : public lists_test
     }
 };
 
+#ifdef ALLOCATIONS_ARE_COUNTED
+TEST_F(list_cur_playlist_queue, says_so_when_one_path_of_several_finds_no_memory)
+{
+    playlist_paths paths = {};
+    for (int i = 0; i < 3; i++)
+        ASSERT_EQ(list_cur_playlist_paths_add(&paths, path_of(i).c_str()), 0);
+    const auto count = [] {
+        const sys_guard guard(list_cur_playlist_lock);
+        return list_cur_playlist_cur.count;
+    };
+    (void)fail_each_allocation([&] {
+        const int done = list_cur_playlist_add_paths(&paths);
+        const int left = allocation_to_fail;
+        allocation_to_fail = 0;
+        EXPECT_EQ(done == 0, count() == 3) << count();
+        allocation_to_fail = left;
+    });
+    EXPECT_EQ(list_cur_playlist_paths_free(&paths), 0);
+}
+#endif
+
 TEST_F(list_cur_playlist_queue, asks_for_many_names_at_once)
 {
     add_tracks(3000);
