@@ -21,6 +21,17 @@ TEST(str_strip, removes_white_space_at_both_ends_only)
     EXPECT_EQ(stripped(" \t "), "");
 }
 
+TEST(str_strip, looks_at_nothing_in_front_of_the_text)
+{
+    for (const char *text : {"", " ", "a"}) {
+        char room[8] = "    ";
+        (void)str_copy_to(room + 4, sizeof room - 4, text);
+        (void)str_strip(room + 4);
+        EXPECT_STREQ(room + 4, *text == 'a' ? "a" : "");
+        EXPECT_EQ(std::string(room, 4), "    ");
+    }
+}
+
 TEST(str_strip, keeps_bytes_above_ascii)
 {
     /* 0xA0 and 0x85 are white space in some single-byte locales. */

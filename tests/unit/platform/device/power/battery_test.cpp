@@ -57,6 +57,8 @@ TEST_F(battery, reads_what_is_left_of_a_full_charge)
     put("main", "charge_now", "500000\n");
     put("main", "charge_full", "2000000\n");
     EXPECT_EQ(level(), 25);
+    put("main", "charge_now", "0\n");
+    EXPECT_EQ(level(), 0) << "empty, not unknown";
     put("main", "charge_full", "0\n");
     EXPECT_EQ(level(), 100);
 }
