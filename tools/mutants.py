@@ -161,6 +161,7 @@ class bench:
         return os.path.join(self.place, name)
 
     def close(self):
+        self.end_browsers()
         shutil.rmtree(self.place)
 
     def compiles(self, path, text):
@@ -223,6 +224,17 @@ class bench:
             self.link_words(module, path, self.at(module))
             os.symlink(*self.places_of(module))
 
+    def end_browsers(self):
+        """A browser has a session of its own: a test that is killed leaves it. What it inherited names
+        this run's program."""
+        for pid in filter(str.isdigit, os.listdir("/proc")):
+            try:
+                with open(f"/proc/{pid}/environ", "rb") as environment:
+                    if f"ZERV_PLAYER={self.build}/".encode() in environment.read():
+                        os.kill(int(pid), signal.SIGKILL)
+            except OSError:
+                continue  # gone, or another user's
+
     def run(self, each, most):
         """(passed, CPU seconds, seconds) of one test with the program linked last."""
         command = [word.replace(os.path.abspath(BUILD), self.build)
@@ -252,6 +264,8 @@ class bench:
             except ProcessLookupError:
                 pass
             child.wait()
+        if each.name in BROWSED:
+            self.end_browsers()
         after = resource.getrusage(resource.RUSAGE_CHILDREN)
         cpu = after.ru_utime + after.ru_stime - before.ru_utime - before.ru_stime
         return passed, cpu, time.monotonic() - start
@@ -368,6 +382,7 @@ def main():
     os.chdir(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
     wanted = parse()
     print(f"seed {wanted.seed}, at most {wanted.most} a folder", flush=True)
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit("ended"))  # and leaves nothing behind
     build(["player-folder", "zerv-player"])
     table = bench()
     chosen = folders() if wanted.folders == ["all"] else [each.strip("/") for each in wanted.folders]
