@@ -8,6 +8,7 @@
 #include <bitset>
 #include <cstdint>
 
+struct fb_changes;
 struct fb_surface;
 struct sound_speaker;
 
@@ -33,11 +34,14 @@ extern const linux_panel *linux_panel_open;
 /* Rows of a frame. */
 using linux_rows = std::bitset<device_height>;
 
-/* Those that differ from the frame before. */
-linux_rows linux_rows_changed(const fb_surface *frame);
+/* Those in which anything changes. */
+linux_rows linux_rows_of(const fb_changes *changes);
 /* Draws rows of a frame in the middle, at the largest whole scale that fits; crops it where the panel
  * is smaller. Touches nothing beside it. A frame has device_height rows at most. */
 void linux_panel_draw(const linux_panel *panel, const fb_surface *frame, const linux_rows &rows);
+/* Copies what changes to a panel of the frame's size and kind of pixels. False, and nothing done, for any
+ * other one. */
+bool linux_panel_copy(const linux_panel *panel, const fb_surface *frame, const fb_changes *changes);
 /* From a point of the panel to the one of the picture that is shown there; false where none is. */
 bool linux_panel_point(const linux_panel *panel, int32_t *x, int32_t *y);
 /* A wish of the user in quarters: "0", "90", "180", "270"; -1 for anything else, or null. */

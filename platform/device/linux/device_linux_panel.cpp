@@ -127,11 +127,38 @@ static void draw_columns(panel_span span, const panel_line &line, bool as_above,
     }
 }
 
-linux_rows linux_rows_changed(const fb_surface *frame)
+static void copy_part(const linux_panel *on, const fb_surface *frame, const fb_rect &part)
+{
+    const size_t bytes = static_cast<size_t>(part.w) * sizeof *frame->pixels;
+    const size_t line = static_cast<size_t>(on->line_bytes);
+    const uint16_t *from = frame->pixels + ptrdiff_t{part.y} * frame->stride + part.x;
+    uint8_t *to = on->memory + static_cast<size_t>(part.y) * line +
+                  static_cast<size_t>(part.x) * sizeof *from;
+    for (int32_t row = 0; row < part.h; row++, from += frame->stride, to += line)
+        memcpy(to, from, bytes);
+}
+
+bool linux_panel_copy(const linux_panel *on, const fb_surface *frame, const fb_changes *changes)
+{
+    if (on->turn != 0 || on->width != frame->width || on->height != frame->height || !is_565(on))
+        return false;
+    if (!changes->partial)
+        copy_part(on, frame, {0, 0, frame->width, frame->height});
+    for (uint32_t i = 0; changes->partial && i < changes->count; i++)
+        copy_part(on, frame, changes->rects[i]);
+    return true;
+}
+
+linux_rows linux_rows_of(const fb_changes *changes)
 {
     linux_rows rows;
-    for (int32_t y = 0; y < frame->height; y++)
-        rows[static_cast<size_t>(y)] = fb_row_changes(frame, y);
+    if (!changes->partial)
+        return rows.set();
+    for (uint32_t i = 0; i < changes->count; i++) {
+        const fb_rect &part = changes->rects[i];
+        for (int32_t y = part.y; y < std::min(part.y + part.h, device_height); y++)
+            rows[static_cast<size_t>(y)] = true;
+    }
     return rows;
 }
 

@@ -23,8 +23,10 @@ static constinit size_t mapped_bytes = 0;
 static constinit fb_var_screeninfo shape = {};
 /* The page that is not shown is drawn, and then shown as a whole. */
 static constinit uint32_t pages = 1, shown_page = 0;
-static constinit linux_rows missing[2]; /* of each page: what was drawn on the other one since */
-static constinit bool waits = false;    /* for the time at which the panel begins a picture */
+static constinit fb_changes missing[2] =
+    {}; /* of each page: what was drawn on the other one since */
+static constexpr fb_changes nothing = {.partial = true, .count = 0, .rects = {}};
+static constinit bool waits = false; /* for the time at which the panel begins a picture */
 
 static linux_channel channel_of(const fb_bitfield &field)
 {
@@ -127,6 +129,13 @@ static uint32_t count_pages(const fb_fix_screeninfo &memory)
     return pan(1) ? 2 : 1;
 }
 
+/* Anything may be on them. */
+static void forget_pages()
+{
+    for (fb_changes &each : missing)
+        each = {};
+}
+
 static int map_panel()
 {
     fb_fix_screeninfo memory = {};
@@ -143,8 +152,7 @@ static int map_panel()
     if (at == MAP_FAILED)
         return -1;
     panel.memory = mapped = static_cast<uint8_t *>(at);
-    for (linux_rows &each : missing)
-        each.set();
+    forget_pages();
     turn_panel();
     linux_panel_open = &panel;
     return 0;
@@ -170,21 +178,27 @@ static void wait_for_picture()
     waits = waits && ioctl(panel_fd, FBIO_WAITFORVSYNC, &which) == 0;
 }
 
+static void draw(const fb_surface *frame, const fb_changes &changes)
+{
+    if (!linux_panel_copy(&panel, frame, &changes))
+        linux_panel_draw(&panel, frame, linux_rows_of(&changes));
+}
+
 /* Draws where nobody looks, and shows it from the next picture of the panel on. */
-static void show_next_page(const fb_surface *frame, const linux_rows &changed)
+static void show_next_page(const fb_surface *frame)
 {
     const uint32_t next = 1 - shown_page;
     use_page(next);
-    linux_panel_draw(&panel, frame, changed | missing[next]);
-    missing[next].reset();
-    missing[shown_page] |= changed;
+    draw(frame, fb_changes_add(&frame->changes, &missing[next]));
+    missing[next] = nothing;
+    missing[shown_page] = fb_changes_add(&frame->changes, &missing[shown_page]);
     if (pan(next)) {
         shown_page = next;
         wait_for_picture(); /* until then the other page is still seen */
         return;
     }
     use_page(shown_page); /* it panned before, and does not any more */
-    linux_panel_draw(&panel, frame, missing[shown_page]);
+    draw(frame, missing[shown_page]);
     pages = 1;
 }
 
@@ -226,21 +240,19 @@ int linux_screen_show(const fb_surface *frame)
 {
     if (!mapped)
         return -1;
-    const linux_rows changed = linux_rows_changed(frame);
     if (pages > 1) {
-        show_next_page(frame, changed);
+        show_next_page(frame);
         return 0;
     }
     wait_for_picture(); /* else the panel would show half of it for a moment */
-    linux_panel_draw(&panel, frame, changed | missing[0]);
-    missing[0].reset();
+    draw(frame, fb_changes_add(&frame->changes, &missing[0]));
+    missing[0] = nothing;
     return 0;
 }
 
 void linux_screen_lost()
 {
-    for (linux_rows &each : missing)
-        each.set();
+    forget_pages();
 }
 
 /* Panels that cannot be switched off show the black frame that was drawn before. */

@@ -53,7 +53,7 @@ class linux_panel_of : public testing::Test
 
     void draw(const linux_panel &panel)
     {
-        linux_panel_draw(&panel, frame, linux_rows_changed(frame));
+        linux_panel_draw(&panel, frame, linux_rows_of(&frame->changes));
     }
 
     uint16_t pixel(int32_t x, int32_t y) { return frame->pixels[y * frame->stride + x]; }
@@ -163,6 +163,38 @@ TEST_F(linux_panel_of, only_rows_that_are_asked_for_are_drawn_however_it_is_turn
             }
         }
     }
+}
+
+TEST_F(linux_panel_of, only_what_changed_is_copied_where_nothing_is_to_be_converted)
+{
+    const linux_panel panel = make(4, 3, 2, 6);
+    frame->changes = {.partial = true, .count = 2, .rects = {{0, 1, 2, 2}, {3, 0, 1, 1}}};
+    ASSERT_TRUE(linux_panel_copy(&panel, frame, &frame->changes));
+    for (int32_t y = 0; y < 3; y++)
+        for (int32_t x = 0; x < 4; x++) {
+            const bool inside = (x < 2 && y > 0) || (x == 3 && y == 0);
+            EXPECT_EQ(at(panel, x, y), inside ? pixel(x, y) : 0xabab) << x << "," << y;
+        }
+    frame->changes = {};
+    ASSERT_TRUE(linux_panel_copy(&panel, frame, &frame->changes));
+    EXPECT_EQ(at(panel, 2, 2), pixel(2, 2)) << "nobody knows what changed";
+    EXPECT_EQ(memory[8], 0xab) << "beside the row";
+    expect_untouched_end();
+}
+
+TEST_F(linux_panel_of, nothing_is_copied_to_another_shape_or_another_kind_of_pixels)
+{
+    linux_panel turned = make(4, 3, 2);
+    turned.turn = 2;
+    linux_panel swapped = turned;
+    swapped.turn = 0;
+    std::swap(swapped.red, swapped.blue);
+    const std::vector<uint8_t> before = memory;
+    EXPECT_FALSE(linux_panel_copy(&turned, frame, &frame->changes));
+    EXPECT_FALSE(linux_panel_copy(&swapped, frame, &frame->changes));
+    EXPECT_EQ(memory, before);
+    for (const auto &panel : {make(5, 3, 2), make(4, 4, 2), make(4, 3, 4)})
+        EXPECT_FALSE(linux_panel_copy(&panel, frame, &frame->changes));
 }
 
 TEST_F(linux_panel_of, a_turned_frame_is_cropped_where_the_panel_is_smaller)
