@@ -32,6 +32,7 @@ struct fb_surface {
     fb_text_log *texts; /* what fb_draw_text() put here, kept only while fb_keep_texts is set */
     fb_rect clip;       /* drawing reaches no further; without a width: it reaches everywhere */
     bool quiet;         /* texts are not kept */
+    bool covered;       /* what is drawn now hides all below it: clearing need not fill */
     fb_trace *trace;    /* notes what is drawn; null: nobody does */
     uint32_t content;   /* number of the picture, of fb_mark(); 0: anything was drawn since */
     uint32_t before;    /* number of the picture that `changes` are counted from */

@@ -66,7 +66,8 @@ int fb_clear(fb_surface *surface, uint16_t colour)
     const fb_rect area = fb_bounds(surface);
     if (!fb_trace_note(surface, {}, 0))
         return 0; /* every picture begins with it */
-    fill(surface, area.x, area.y, area.w, area.h, colour);
+    if (!surface->covered)
+        fill(surface, area.x, area.y, area.w, area.h, colour);
     if (!surface->quiet)
         fb_texts_drop(surface);
     return 0;

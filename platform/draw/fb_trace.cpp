@@ -27,6 +27,7 @@ struct fb_trace {
     trace_notes before, now, drawn;
     uint32_t content; /* the picture of `before` */
     bool draws;
+    bool covers; /* the first that was noted now hides the whole surface */
 };
 
 static constinit uint32_t contents = 0; /* numbers given out */
@@ -80,6 +81,14 @@ bool fb_trace_note(fb_surface *surface, const fb_rect &box, uint64_t hash)
     else
         to->lost = true;
     return trace->draws;
+}
+
+void fb_trace_opaque(fb_surface *surface, const fb_rect &box)
+{
+    fb_trace *trace = surface->trace;
+    if (trace && !trace->draws && trace->now.count == 0)
+        trace->covers = box.x <= 0 && box.y <= 0 && int64_t{box.x} + box.w >= surface->width &&
+                        int64_t{box.y} + box.h >= surface->height;
 }
 
 static bool are_same(const trace_note &a, const trace_note &b)
@@ -209,12 +218,14 @@ void fb_trace_begin(fb_surface *surface, fb_trace *trace)
     empty(&trace->now);
     empty(&trace->drawn);
     trace->draws = false;
+    trace->covers = false;
     surface->trace = trace;
 }
 
 void fb_trace_draw(fb_surface *surface)
 {
     surface->trace->draws = true;
+    surface->covered = surface->trace->covers;
 }
 
 bool fb_trace_end(fb_surface *surface)

@@ -10,5 +10,7 @@ uint64_t fb_trace_mix(uint64_t hash, uint64_t value);
 uint64_t fb_trace_mix_text(uint64_t hash, const char *text);
 /* Notes a drawing within `box`, which is cut to the surface. True when it is to be done. */
 bool fb_trace_note(fb_surface *surface, const fb_rect &box, uint64_t hash);
+/* What is noted next hides everything in its box. */
+void fb_trace_opaque(fb_surface *surface, const fb_rect &box);
 /* How far drawing reaches. */
 fb_rect fb_bounds(const fb_surface *surface);

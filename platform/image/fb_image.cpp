@@ -148,15 +148,23 @@ static uint64_t number_of(const image *img, int32_t dest_x, int32_t dest_y, int3
     return number;
 }
 
+static void note_opaque(fb_surface *surface, const image *img, fb_area area)
+{
+    if (fb_clip(&area, surface->width, surface->height, img->width, img->height))
+        fb_trace_opaque(surface, {area.dst_x, area.dst_y, area.w, area.h});
+}
+
 int fb_draw_image(fb_surface *surface, const image *img, int32_t dest_x, int32_t dest_y, int32_t w,
                   int32_t h, int32_t src_x, int32_t src_y, int32_t alpha)
 {
     if (!surface || !img || alpha <= 0)
         return 0;
+    fb_area area = {dest_x, dest_y, w, h, src_x, src_y};
+    if (img->rgb565 && alpha >= 255)
+        note_opaque(surface, img, area);
     if (!fb_trace_note(surface, {dest_x, dest_y, w, h},
                        number_of(img, dest_x, dest_y, src_x, src_y, alpha)))
         return 0;
-    fb_area area = {dest_x, dest_y, w, h, src_x, src_y};
     if (!fb_clip_within(&area, fb_bounds(surface), img->width, img->height))
         return 0;
     const uint32_t opacity = static_cast<uint32_t>(std::min<int32_t>(alpha, 255));

@@ -99,6 +99,7 @@ void screen_draw_changes(view *self, fb_trace *trace, screen_painter paint, void
     const bool same = paint_parts(self, missing.partial ? missing : whole, paint, user);
     self->frame->clip = {};
     self->frame->quiet = false;
+    self->frame->covered = false;
     self->frame->trace = nullptr;
     if (!same) { /* a worker delivered meanwhile: its picture is drawn whole */
         paint_whole(self, paint, user);

@@ -179,3 +179,45 @@ TEST(fb_draw_image, a_flat_picture_has_the_colour_of_a_rectangle)
             ASSERT_EQ(target.at(i % 9, i / 9), 0x30 >> 3 << 11 | 0xA8 >> 2 << 5 | 0xE0 >> 3);
     }
 }
+
+struct trace_owner {
+    fb_trace *trace = fb_trace_new();
+    trace_owner() = default;
+    trace_owner(const trace_owner &) = delete;
+    ~trace_owner() { fb_trace_free(trace); }
+};
+
+/* Whether clearing is left out in a picture that begins with that one, there. */
+static bool hides_all(const image *picture, int32_t x, int32_t y, int32_t alpha)
+{
+    guarded_surface target(9, 9, 0x1234);
+    const trace_owner owner;
+    fb_trace_begin(&target.surface, owner.trace);
+    fb_clear(&target.surface, 0xFFFF);
+    fb_draw_image(&target.surface, picture, x, y, picture->width, picture->height, 0, 0, alpha);
+    fb_draw_rect(&target.surface, 0, 0, 9, 9, 0);
+    fb_trace_draw(&target.surface);
+    fb_clear(&target.surface, 0xFFFF);
+    const uint16_t left = target.at(0, 0);
+    EXPECT_EQ(target.at(8, 8), left);
+    EXPECT_TRUE(left == 0x1234 || left == 0xFFFF) << left;
+    (void)fb_trace_end(&target.surface);
+    return left == 0x1234;
+}
+
+TEST(fb_image, what_a_picture_hides_is_not_cleared_before)
+{
+    const image_owner opaque = image_from(maker_plain(9, 9, 0xFF30A8E0));
+    const image_owner larger = image_from(maker_plain(12, 10, 0xFF30A8E0));
+    maker_picture with_hole = maker_plain(9, 9, 0xFF30A8E0);
+    with_hole.argb[40] = 0x80FFFFFF;
+    const image_owner pierced = image_from(with_hole);
+    for (image *picture : {opaque.get(), larger.get(), pierced.get()})
+        ASSERT_EQ(image_dither(picture), 0);
+    EXPECT_TRUE(hides_all(opaque.get(), 0, 0, 255));
+    EXPECT_TRUE(hides_all(larger.get(), -3, -1, 255));
+    EXPECT_FALSE(hides_all(larger.get(), -4, 0, 255)) << "a column is left over";
+    EXPECT_FALSE(hides_all(opaque.get(), 0, 1, 255)) << "a row is left over";
+    EXPECT_FALSE(hides_all(opaque.get(), 0, 0, 254));
+    EXPECT_FALSE(hides_all(pierced.get(), 0, 0, 255));
+}
