@@ -3,6 +3,7 @@
 
 #include "platform/base/clock.h"
 #include "platform/sound/sound.h"
+#include "platform/sound/sound_ring.h"
 
 #include <algorithm>
 
@@ -19,10 +20,14 @@ void sound_clock_start()
     played_frames = 0;
 }
 
+static int64_t due_frames()
+{
+    return (clock_real_msec() - started_ms) * static_cast<int64_t>(sound_rate) / 1000;
+}
+
 uint32_t sound_clock_take()
 {
-    const int64_t now = clock_real_msec();
-    const int64_t due = (now - started_ms) * static_cast<int64_t>(sound_rate) / 1000;
+    const int64_t due = due_frames();
     played_frames =
         std::max(played_frames, due - catch_up_ms * static_cast<int64_t>(sound_rate) / 1000);
     const int64_t taken = std::clamp<int64_t>(due - played_frames, 0, sound_period_frames);
@@ -30,8 +35,22 @@ uint32_t sound_clock_take()
     return static_cast<uint32_t>(taken);
 }
 
+/* Nobody hears it, and it may have lasted for hours: not worth a pull a period. */
+static void skip_silence()
+{
+    const int64_t due = due_frames();
+    if (due <= played_frames)
+        return;
+    played_frames = due;
+    sound_volume_rest();
+}
+
 void sound_clock_feed(void (*sink)(const int16_t *samples, uint32_t frames))
 {
+    if (!sink && sound_ring_count() == 0) {
+        skip_silence();
+        return;
+    }
     for (uint32_t frames = sound_clock_take(); frames > 0; frames = sound_clock_take()) {
         int16_t samples[2 * sound_period_frames];
         (void)sound_pull(samples, frames); /* what is missing is silence */
