@@ -4,6 +4,7 @@
 #include "platform/audio/audio_mix.h"
 #include "platform/audio/audio_resample.h"
 #include "platform/audio/audio_tags.h"
+#include "platform/base/clock.h"
 #include "platform/sound/sound.h"
 
 #include <algorithm>
@@ -16,6 +17,11 @@ constexpr uint32_t work_frames = 1024;
 /* After a seek the filter hears this much of what comes before, or it would begin with a click. */
 constexpr uint32_t lead_in_samples = 1024;
 constexpr uint32_t lead_in_limit = 8192;
+
+/* What is made ahead of its time must not keep a slow machine's speaker waiting: no longer than this,
+ * but for the piece that is due anyway. */
+constexpr int64_t ahead_ms = 8;
+constexpr uint32_t ahead_piece_frames = 2048, ahead_most_frames = 16384;
 
 /* Samples; beyond it only lies about lengths live, and the arithmetic of times would overflow. */
 constexpr int64_t sample_limit = static_cast<int64_t>(1) << 43;
@@ -32,12 +38,14 @@ struct stream_state {
     audio_mix mix;
     audio_resampler *resampler; /* null while the rates agree */
     uint32_t resampler_rate;
-    bool draining;                /* the resampler gets nothing more: its end is due */
-    stream_end end;               /* the source has ended */
-    int64_t base;                 /* sample at which delivery began */
-    int64_t delivered;            /* frames given out since */
-    uint32_t drop;                /* frames of the lead-in still to be dropped */
-    uint32_t work_at, work_count; /* frames mixed but not resampled yet */
+    bool draining;                  /* the resampler gets nothing more: its end is due */
+    stream_end end;                 /* the source has ended */
+    int64_t base;                   /* sample at which delivery began */
+    int64_t delivered;              /* frames given out since */
+    uint32_t drop;                  /* frames of the lead-in still to be dropped */
+    int16_t *ahead;                 /* made, but not given out yet; null: nothing is */
+    uint32_t ahead_at, ahead_count; /* frames of it */
+    uint32_t work_at, work_count;   /* frames mixed but not resampled yet */
     int32_t work[work_frames * 2];
     int32_t resampled[work_frames * 2];
 };
@@ -84,6 +92,7 @@ int audio_stream_close(audio_stream *stream)
     state->source->close(state->source_state);
     stop_resampler(state);
     audio_tags_free(state->tags);
+    free(state->ahead);
     free(state);
     return 0;
 }
@@ -116,7 +125,7 @@ static uint32_t mix_block(stream_state *state, int32_t *to, uint32_t frames)
 static uint64_t place(const stream_state *state)
 {
     return static_cast<uint64_t>(state->base * sound_rate / state->shown.sample_rate +
-                                 state->delivered);
+                                 state->delivered + state->ahead_count);
 }
 
 /* Delivers from a block that has the right rate. Sixteen bits stay what they are. */
@@ -230,6 +239,41 @@ static uint32_t produce(stream_state *state, int16_t *to, uint32_t frames)
     }
 }
 
+/* Makes what is due and more, while that is quick. The beginning, and that after a seek, waits for
+ * nothing. */
+static void make_ahead(stream_state *state, uint32_t room)
+{
+    const int64_t until = clock_real_msec() + ahead_ms;
+    state->ahead_at = 0;
+    do {
+        int16_t *to = state->ahead + size_t{state->ahead_count} * 2;
+        const uint32_t frames = std::min(ahead_piece_frames, room - state->ahead_count);
+        const uint32_t made = produce(state, to, frames);
+        if (made == 0)
+            return;
+        state->ahead_count += made;
+    } while (state->ahead_count < room && clock_real_msec() < until);
+}
+
+static uint32_t deliver(stream_state *state, int16_t *to, uint32_t frames)
+{
+    const uint32_t room = sound_at_once();
+    if (state->ahead_count == 0 && frames < room && state->delivered > 0) {
+        if (!state->ahead)
+            state->ahead =
+                static_cast<int16_t *>(malloc(size_t{ahead_most_frames} * sound_frame_bytes));
+        if (state->ahead)
+            make_ahead(state, std::min(room, ahead_most_frames));
+    }
+    if (state->ahead_count == 0)
+        return produce(state, to, frames);
+    frames = std::min(frames, state->ahead_count);
+    memcpy(to, state->ahead + size_t{state->ahead_at} * 2, size_t{frames} * sound_frame_bytes);
+    state->ahead_at += frames;
+    state->ahead_count -= frames;
+    return frames;
+}
+
 /* Samples by which the end of the output may miss that of the stream: output frames do not hit the
  * last sample exactly when the rates differ. */
 static int64_t end_tolerance(const stream_state *state)
@@ -261,7 +305,7 @@ int32_t audio_stream_read(audio_stream *stream, void *to, uint32_t bytes)
         const uint32_t dropped = produce(state, out, std::min(frames, state->drop));
         state->drop = dropped ? state->drop - dropped : 0;
     }
-    const uint32_t made = produce(state, out, frames);
+    const uint32_t made = deliver(state, out, frames);
     state->delivered += made;
     grow_length(state);
     if (made > 0)
@@ -275,7 +319,8 @@ int64_t audio_stream_tell(audio_stream *stream)
     const int64_t now = heard(state);
     if (stream->length <= 0)
         return now;
-    const bool over = state->end == end_clean && !state->resampler && !state->block.frames;
+    const bool over = state->end == end_clean && !state->resampler && !state->block.frames &&
+                      state->ahead_count == 0;
     if (over && llabs(now - stream->length) <= end_tolerance(state))
         return stream->length;
     return std::min(now, stream->length);
@@ -302,6 +347,7 @@ static int move_to(stream_state *state, int64_t sample)
         return -1;
     stop_resampler(state);
     state->block = {};
+    state->ahead_count = 0;
     state->end = end_none;
     state->base = sample;
     state->delivered = 0;
@@ -322,6 +368,7 @@ int audio_stream_seek(audio_stream *stream, int64_t sample)
     if (result && move_to(state, now)) {
         stop_resampler(state);
         state->block = {};
+        state->ahead_count = 0;
         state->end = end_clean;
     }
     return result;

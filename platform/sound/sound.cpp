@@ -391,6 +391,12 @@ int32_t sound_get_buffer_remaining()
     return static_cast<int32_t>(total_frames() * 1000 / sound_rate);
 }
 
+uint32_t sound_at_once()
+{
+    const sound_speaker *open = speaker;
+    return open ? open->at_once : 0;
+}
+
 uint32_t sound_drive(int16_t *to, uint32_t frames)
 {
     bool sleeps = false, busy = true;

@@ -31,6 +31,9 @@ int sound_reset();
 void sound_wake();
 /* Milliseconds queued, without the period being filled. Any thread; takes no lock. */
 int32_t sound_get_buffer_remaining();
+/* Frames that a decoder best makes at once, for the sake of the machine's caches; 0: what it is asked
+ * for. Any thread. */
+uint32_t sound_at_once();
 /* 0..100. The set value comes back exactly; out of range is clamped and written back through the
  * pointers, which may be the same. Main thread. */
 int sound_get_volume(int32_t *left, int32_t *right);

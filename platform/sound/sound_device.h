@@ -31,6 +31,9 @@ struct sound_speaker {
     int (*rouse)() = nullptr; /* 0, or -1: it goes on resting and is asked again some time later */
     /* While it does not rest it asks for sound with sound_drive(), on a thread of its own. */
     bool drives = false;
+    /* Frames of a track that are best made at once, because making them again and again in small pieces
+     * finds the machine's caches cold. 0: no more than is asked for. */
+    uint32_t at_once = 0;
     /* The queue is filled only when sound_step() asks for it. */
     bool stepped = false;
 };
