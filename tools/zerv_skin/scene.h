@@ -34,7 +34,7 @@ struct scene_package {
 [[nodiscard]] int scene_open(const char *path, scene_package *to);
 /* Accepts that nothing was ever opened. */
 void scene_close();
-/* Draws a scene; the surface is valid until the next call. Null when memory runs out.
+/* Draws a scene of the package that was opened last; the surface is valid until the next call.
  *   outlines  a red frame around every element
  *   names     their tags written into them */
 const fb_surface *scene_draw(const scene &of, bool outlines, bool names);

@@ -41,9 +41,8 @@ static int give_picture(lws *connection)
     for (const scene &each : current->package.scenes) {
         if (!wanted || each.name != wanted)
             continue;
-        const fb_surface *drawn = scene_draw(each, false, false);
         return give(connection, "image/png",
-                    {drawn ? picture_encode_surface(drawn) : std::vector<uint8_t>(), "no memory"});
+                    {picture_encode_surface(scene_draw(each, false, false)), "no memory"});
     }
     return web_http_answer(connection, {404, "There is no such scene."});
 }
