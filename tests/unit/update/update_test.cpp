@@ -1,3 +1,4 @@
+#include "support/wait_for.h"
 #include "update/update.h"
 
 #include "core/services/program.h"
@@ -11,25 +12,11 @@
 #include "update/update_download.h"
 
 #include <atomic>
-#include <chrono>
 #include <fcntl.h>
-#include <functional>
 #include <gtest/gtest.h>
 #include <string>
-#include <thread>
 
 static const char ask[] = "/zerv-player/update/zerv-player-dingoo/" PROGRAM_VERSION;
-
-static bool wait_for(const std::function<bool()> &holds)
-{
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!holds()) {
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-        std::this_thread::yield();
-    }
-    return true;
-}
 
 struct update_test : testing::Test {
     void SetUp() override

@@ -1,3 +1,4 @@
+#include "support/wait_for.h"
 #include "update/update_unpack.h"
 
 #include "makers/maker_zip.h"
@@ -7,7 +8,6 @@
 #include "support/traced.h"
 
 #include <cerrno>
-#include <chrono>
 #include <csignal>
 #include <gtest/gtest.h>
 #include <string>
@@ -46,14 +46,11 @@ struct update_unpack_test : testing::Test {
     static bool wait_until_it_runs(pid_t child)
     {
         const std::string link = "/proc/" + std::to_string(child) + "/exe";
-        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-        while (std::chrono::steady_clock::now() < end) {
+        return wait_for([&] {
             char target[4096] = "";
-            if (readlink(link.c_str(), target, sizeof target - 1) > 0 &&
-                std::string(target).ends_with("/player"))
-                return true;
-        }
-        return false;
+            return readlink(link.c_str(), target, sizeof target - 1) > 0 &&
+                   std::string(target).ends_with("/player");
+        });
     }
 
     scratch folder;

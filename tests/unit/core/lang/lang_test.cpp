@@ -7,8 +7,8 @@
 #include "platform/audio/audio.h"
 #include "platform/base/str.h"
 #include "play/play.h"
+#include "support/wait_for.h"
 
-#include <chrono>
 #include <clocale>
 #include <cstring>
 #include <gtest/gtest.h>
@@ -48,13 +48,8 @@ static std::string title_read()
  * is waited for with 2. */
 static bool wait_for_waiter(const sys_lock &lock)
 {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (__atomic_load_n(&lock.mutex.__data.__lock, __ATOMIC_RELAXED) != 2) {
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-        std::this_thread::yield();
-    }
-    return true;
+    return wait_for(
+        [&] { return __atomic_load_n(&lock.mutex.__data.__lock, __ATOMIC_RELAXED) == 2; }, 60);
 }
 
 static list main_menu = {

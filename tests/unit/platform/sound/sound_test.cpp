@@ -4,6 +4,7 @@
 #include "platform/sound/sound.h"
 #include "platform/sound/sound_device.h"
 #include "support/scratch.h"
+#include "support/wait_for.h"
 #include "unit/platform/manual_device.h"
 
 #include <algorithm>
@@ -92,17 +93,6 @@ static std::vector<int16_t> pull(uint32_t frames)
 static void set_volume(int32_t left, int32_t right)
 {
     EXPECT_EQ(sound_set_volume(&left, &right), 0);
-}
-
-template <typename condition> static bool wait_until(condition holds)
-{
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!holds()) {
-        if (std::chrono::steady_clock::now() > deadline)
-            return false;
-        std::this_thread::yield();
-    }
-    return true;
 }
 
 class sound : public testing::Test
@@ -305,7 +295,7 @@ TEST_F(sound, reset_waits_for_nobody)
             std::this_thread::yield();
     };
     open();
-    ASSERT_TRUE(wait_until([] { return inside.load(); }));
+    ASSERT_TRUE(wait_for([] { return inside.load(); }));
     EXPECT_EQ(sound_reset(), 0);
     EXPECT_EQ(sound_get_buffer_remaining(), 0);
     sound_wake();
@@ -427,7 +417,7 @@ TEST_F(sound, its_thread_goes_before_programs_that_keep_the_processor_busy)
     ASSERT_EQ(setpriority(PRIO_PROCESS, 0, before), 0);
     manual_speaker = &timed;
     open();
-    EXPECT_TRUE(wait_until([] {
+    EXPECT_TRUE(wait_for([] {
         const int id = thread_of("sound");
         return id && getpriority(PRIO_PROCESS, static_cast<id_t>(id)) == -11;
     }));
@@ -437,7 +427,7 @@ TEST_F(sound, its_thread_leaves_all_signals_to_the_main_thread)
 {
     open();
     int id = 0;
-    ASSERT_TRUE(wait_until([&id] { return (id = thread_of("sound")) != 0; }));
+    ASSERT_TRUE(wait_for([&id] { return (id = thread_of("sound")) != 0; }));
     const std::string status = scratch_read("/proc/self/task/" + std::to_string(id) + "/status");
     const size_t at = status.find("SigBlk:");
     ASSERT_NE(at, std::string::npos);
@@ -455,7 +445,7 @@ TEST_F(sound, says_once_that_there_is_no_card_and_plays_in_real_time)
     testing::internal::CaptureStderr();
     const auto started = std::chrono::steady_clock::now();
     open();
-    EXPECT_TRUE(wait_until([] { return counter > sound_rate / 2; }));
+    EXPECT_TRUE(wait_for([] { return counter > sound_rate / 2; }));
     const double ms =
         std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - started)
             .count();
@@ -480,7 +470,7 @@ TEST_F(sound, wakes_at_most_25_times_a_second)
         play_ramp(samples, frames);
     };
     open();
-    EXPECT_TRUE(wait_until([] { return counter > 2 * sound_rate; }));
+    EXPECT_TRUE(wait_for([] { return counter > 2 * sound_rate; }));
     sound_close();
     testing::internal::GetCapturedStderr();
     EXPECT_LE(rounds, 80) << "a wait for a lock splits some; a wake-up a period would be 172";
@@ -503,14 +493,14 @@ TEST_F(sound, an_idle_callback_is_called_once_a_wake_and_starts_when_there_is_a_
     manual_speaker = &timed;
     play = play_track_if_any;
     open();
-    ASSERT_TRUE(wait_until([] { return calls == 1; }));
+    ASSERT_TRUE(wait_for([] { return calls == 1; }));
     for (int i = 2; i < 50; i++) {
         sound_wake();
-        ASSERT_TRUE(wait_until([=] { return calls == i; }));
+        ASSERT_TRUE(wait_for([=] { return calls == i; }));
     }
     has_track = true;
     sound_wake();
-    ASSERT_TRUE(wait_until([] { return sound_get_buffer_remaining() > 0; }));
+    ASSERT_TRUE(wait_for([] { return sound_get_buffer_remaining() > 0; }));
 }
 
 TEST_F(sound, a_wake_while_the_callback_finds_nothing_is_not_lost)
@@ -527,7 +517,7 @@ TEST_F(sound, a_wake_while_the_callback_finds_nothing_is_not_lost)
                 clock_msleep(1);
         };
         open();
-        ASSERT_TRUE(wait_until([] { return sound_get_buffer_remaining() > 0; })) << round;
+        ASSERT_TRUE(wait_for([] { return sound_get_buffer_remaining() > 0; })) << round;
         ASSERT_EQ(sound_close(), 0);
     }
 }
@@ -584,14 +574,14 @@ TEST_F(sound_rest, a_card_rests_when_nothing_plays_and_is_roused_by_a_track)
 {
     manual_speaker = &resting;
     open();
-    ASSERT_TRUE(wait_until([] { return rests == 1; }));
+    ASSERT_TRUE(wait_for([] { return rests == 1; }));
     sound_wake(); /* a key that plays nothing */
-    ASSERT_TRUE(wait_until([] { return calls >= 3; }));
+    ASSERT_TRUE(wait_for([] { return calls >= 3; }));
     EXPECT_EQ(rouses, 0);
     has_track = true;
     sound_wake();
-    ASSERT_TRUE(wait_until([] { return rouses == 1; }));
-    ASSERT_TRUE(wait_until([] { return sound_get_buffer_remaining() >= 60; }));
+    ASSERT_TRUE(wait_for([] { return rouses == 1; }));
+    ASSERT_TRUE(wait_for([] { return sound_get_buffer_remaining() >= 60; }));
     EXPECT_EQ(rests, 1);
 }
 
@@ -601,10 +591,10 @@ TEST_F(sound_rest, a_card_that_cannot_be_roused_is_as_silent_as_none)
     rouse_result = -1;
     testing::internal::CaptureStderr();
     open();
-    ASSERT_TRUE(wait_until([] { return rests == 1; }));
+    ASSERT_TRUE(wait_for([] { return rests == 1; }));
     has_track = true;
     sound_wake();
-    EXPECT_TRUE(wait_until([] { return counter > sound_rate / 2; })) << "the clock plays on";
+    EXPECT_TRUE(wait_for([] { return counter > sound_rate / 2; })) << "the clock plays on";
     sound_close();
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "the sound card cannot be used now: playing to a silent clock\n");
@@ -635,10 +625,10 @@ TEST_F(sound_rest, a_speaker_that_drives_rests_and_is_roused_too)
     manual_speaker = &driving;
     open();
     EXPECT_EQ(drive(512).size(), 0u);
-    ASSERT_TRUE(wait_until([] { return rests == 1; }));
+    ASSERT_TRUE(wait_for([] { return rests == 1; }));
     has_track = true;
     sound_wake();
-    ASSERT_TRUE(wait_until([] { return rouses == 1; }));
+    ASSERT_TRUE(wait_for([] { return rouses == 1; }));
     const std::vector<int16_t> samples = drive(1536);
     ASSERT_EQ(samples.size(), 2 * 1536u);
     for (uint32_t frame = 0; frame < 1536; frame++)
@@ -666,7 +656,7 @@ TEST_F(sound, resets_pulls_and_wakes_from_all_sides_do_no_harm)
     });
     for (int i = 0; i < 200; i++) {
         set_volume(i % 101, 100 - i % 101);
-        EXPECT_TRUE(wait_until([=] { return calls > i * 5; }));
+        EXPECT_TRUE(wait_for([=] { return calls > i * 5; }));
     }
     stop = true;
     puller.join();

@@ -2,14 +2,13 @@
 #include "platform/base/clock.h"
 #include "platform/sound/sound.h"
 #include "platform/sound/sound_device.h"
+#include "support/wait_for.h"
 #include "unit/platform/manual_device.h"
 
 #include <atomic>
-#include <chrono>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <semaphore>
-#include <thread>
 
 static std::atomic<int32_t> room{0};           /* frames that the speaker wants */
 static std::atomic<bool> has_track{false};     /* else the callback has nothing to play */
@@ -80,17 +79,6 @@ static void on_sound(void *, void *buffer, uint32_t length)
         sound_wake();
 }
 
-template <typename condition> static bool wait_until(condition holds)
-{
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!holds()) {
-        if (std::chrono::steady_clock::now() > deadline)
-            return false;
-        std::this_thread::yield();
-    }
-    return true;
-}
-
 struct sound_wait : testing::Test {
     void SetUp() override
     {
@@ -116,7 +104,7 @@ TEST_F(sound_wait, while_something_plays_it_waits_there)
     has_track = true;
     ASSERT_EQ(sound_open(on_sound, nullptr), 0);
     for (int round = 1; round < 20; round++) {
-        ASSERT_TRUE(wait_until([=] { return waits >= round; }));
+        ASSERT_TRUE(wait_for([=] { return waits >= round; }));
         want();
     }
     EXPECT_GE(calls, 18);
@@ -128,7 +116,7 @@ TEST_F(sound_wait, with_nothing_to_play_it_does_not)
     ASSERT_EQ(sound_open(on_sound, nullptr), 0);
     want(); /* nobody had nothing to play before the first call */
     for (int round = 1; round < 5; round++) {
-        ASSERT_TRUE(wait_until([=] { return calls >= round; }));
+        ASSERT_TRUE(wait_for([=] { return calls >= round; }));
         room = 512;
         sound_wake();
     }
@@ -140,7 +128,7 @@ TEST_F(sound_wait, a_call_for_attention_is_answered_first)
     has_track = wakes_itself = true;
     ASSERT_EQ(sound_open(on_sound, nullptr), 0);
     want();
-    ASSERT_TRUE(wait_until([] { return feeds_before_wait >= 0; }));
+    ASSERT_TRUE(wait_for([] { return feeds_before_wait >= 0; }));
     EXPECT_GE(feeds_before_wait, 4) << "a round of its own before the next wait";
     woken.release();
 }
@@ -150,7 +138,7 @@ TEST_F(sound_wait, a_speaker_at_rest_is_not_waited_for)
     manual_speaker = &sleeper;
     has_track = resting = true;
     ASSERT_EQ(sound_open(on_sound, nullptr), 0);
-    ASSERT_TRUE(wait_until([] { return calls >= 20; })) << "the machine's clock plays on";
+    ASSERT_TRUE(wait_for([] { return calls >= 20; })) << "the machine's clock plays on";
     EXPECT_EQ(rouses, 1);
     EXPECT_EQ(resting_waits, 0);
 }

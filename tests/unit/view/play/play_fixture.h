@@ -17,6 +17,7 @@
 #include "skin/skin.h"
 #include "support/hung.h"
 #include "support/scratch.h"
+#include "support/wait_for.h"
 #include "view/play/play_cover.h"
 #include "view/play/play_draw.h"
 #include "view/play/play_layout.h"
@@ -24,13 +25,11 @@
 #include "view/play/play_state.h"
 #include "view/view.h"
 
-#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <gtest/gtest.h>
 #include <string>
-#include <thread>
 #include <vector>
 
 /* ---- the engine ---- */
@@ -168,18 +167,6 @@ inline device make_hand_clock()
     return made;
 }
 inline const device hand_clock = make_hand_clock();
-
-/* True once `holds` does; gives up after ten seconds. */
-inline bool wait_for(const std::function<bool()> &holds)
-{
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!holds()) {
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-        std::this_thread::yield();
-    }
-    return true;
-}
 
 /* True once another thread waits for a lock that the caller holds: the worker stands right before
  * what the lock guards. This C library marks a lock that is waited for with 2. */

@@ -1,3 +1,4 @@
+#include "support/wait_for.h"
 #include "view/play/play_worker.h"
 
 #include "platform/base/fault.h"
@@ -5,8 +6,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
-#include <functional>
 #include <gtest/gtest.h>
 #include <mutex>
 #include <thread>
@@ -40,15 +39,6 @@ static void drop(void *argument)
     const std::lock_guard<std::mutex> guard(seen_lock);
     dropped.push_back(job->number);
     delete job;
-}
-
-static bool wait_for(const std::function<bool()> &holds)
-{
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!holds())
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-    return true;
 }
 
 struct play_worker_test : testing::Test {

@@ -3,6 +3,7 @@
 #include "platform/base/device.h"
 #include "platform/device/linux/device_linux.h"
 #include "platform/sound/sound.h"
+#include "support/wait_for.h"
 
 #include <algorithm>
 #include <atomic>
@@ -130,17 +131,6 @@ static void on_sound(void *, void *buffer, uint32_t length)
         to[i * 2] = to[i * 2 + 1] = static_cast<int16_t>(asked++ % 30000 + 1);
 }
 
-template <typename condition> static bool wait_until(condition holds)
-{
-    const int64_t deadline = clock_real_msec() + 10000;
-    while (!holds()) {
-        if (clock_real_msec() > deadline)
-            return false;
-        clock_real_msleep(1);
-    }
-    return true;
-}
-
 static void expect_ramp(const std::vector<int16_t> &samples)
 {
     for (size_t i = 0; i < samples.size(); i++)
@@ -181,12 +171,12 @@ TEST_F(linux_sound_of, a_card_is_closed_while_nothing_plays_and_opened_for_a_tra
 {
     track_frames = 3 * sound_rate;
     open();
-    ASSERT_TRUE(wait_until([] { return card.closed == 1; }));
+    ASSERT_TRUE(wait_for([] { return card.closed == 1; }));
     EXPECT_EQ(card.opened, 1);
     EXPECT_EQ(sound_get_buffer_remaining(), 0);
     track_frames = UINT32_MAX;
     sound_wake();
-    ASSERT_TRUE(wait_until([] { return card.heard > 4 * sound_rate; }));
+    ASSERT_TRUE(wait_for([] { return card.heard > 4 * sound_rate; }));
     EXPECT_EQ(card.opened, 2);
     sound_close();
     std::erase(card.took, 0); /* behind the end of the first track */
@@ -234,7 +224,7 @@ TEST(linux_card, of_odd_measures_is_never_filled_beyond_its_size_nor_waited_for_
 TEST_F(linux_sound_of, the_card_is_full_whenever_the_thread_waits_for_it)
 {
     open();
-    EXPECT_TRUE(wait_until([] { return card.heard > 20 * 44100; })) << "its own clock paces";
+    EXPECT_TRUE(wait_for([] { return card.heard > 20 * 44100; })) << "its own clock paces";
     EXPECT_EQ(sound_close(), 0);
     EXPECT_EQ(card.underruns, 0);
     EXPECT_EQ(card.starts, 1);
@@ -248,7 +238,7 @@ TEST_F(linux_sound_of, a_thread_that_comes_60_ms_late_is_not_heard)
 {
     card.late = 60 * 44100 / 1000;
     open();
-    EXPECT_TRUE(wait_until([] { return card.heard > 5 * 44100; }));
+    EXPECT_TRUE(wait_for([] { return card.heard > 5 * 44100; }));
     EXPECT_EQ(sound_close(), 0);
     EXPECT_EQ(card.underruns, 0);
     expect_ramp(card.took);
@@ -258,7 +248,7 @@ TEST_F(linux_sound_of, an_underrun_is_followed_by_the_next_sample)
 {
     card.late = 100 * 44100 / 1000;
     open();
-    EXPECT_TRUE(wait_until([] { return card.underruns > 20; }));
+    EXPECT_TRUE(wait_for([] { return card.underruns > 20; }));
     EXPECT_EQ(sound_close(), 0);
     EXPECT_GT(card.starts, 20);
     expect_ramp(card.took);
@@ -268,23 +258,23 @@ TEST_F(linux_sound_of, the_shown_time_is_what_the_card_still_holds)
 {
     card.asleep = true;
     open();
-    EXPECT_TRUE(wait_until([] { return card.waits > 0; }));
+    EXPECT_TRUE(wait_for([] { return card.waits > 0; }));
     EXPECT_GT(sound_get_buffer_remaining(), 0);
     EXPECT_LE(sound_get_buffer_remaining(), size * 1000 / 44100);
     has_track = false;
     EXPECT_EQ(sound_reset(), 0);
-    EXPECT_TRUE(wait_until([] { return card.drops > 0; }));
-    EXPECT_TRUE(wait_until([] { return sound_get_buffer_remaining() == 0; }));
+    EXPECT_TRUE(wait_for([] { return card.drops > 0; }));
+    EXPECT_TRUE(wait_for([] { return sound_get_buffer_remaining() == 0; }));
 }
 
 TEST_F(linux_sound_of, a_card_that_plays_seldom_or_never_lets_go_at_once)
 {
     card.asleep = true;
     open();
-    EXPECT_TRUE(wait_until([] { return card.waits > 0; }));
+    EXPECT_TRUE(wait_for([] { return card.waits > 0; }));
     const uint32_t before = asked;
     EXPECT_EQ(sound_reset(), 0);
-    EXPECT_TRUE(wait_until([=] { return asked > before && card.drops > 0; }));
+    EXPECT_TRUE(wait_for([=] { return asked > before && card.drops > 0; }));
     EXPECT_EQ(sound_close(), 0);
     EXPECT_EQ(card.closed, 1);
 }
@@ -293,16 +283,16 @@ TEST_F(linux_sound_of, a_card_that_does_not_wake_us_is_started_again)
 {
     card.asleep = true;
     open();
-    EXPECT_TRUE(wait_until([] { return card.starts >= 2; }));
+    EXPECT_TRUE(wait_for([] { return card.starts >= 2; }));
     card.asleep = false;
-    EXPECT_TRUE(wait_until([] { return card.heard > 44100; }));
+    EXPECT_TRUE(wait_for([] { return card.heard > 44100; }));
 }
 
 TEST_F(linux_sound_of, a_sound_shorter_than_the_card_is_played)
 {
     track_frames = 1000;
     open();
-    EXPECT_TRUE(wait_until([] { return card.starts == 1; }));
+    EXPECT_TRUE(wait_for([] { return card.starts == 1; }));
     EXPECT_EQ(sound_close(), 0);
     ASSERT_EQ(card.took.size(), 1024u) << "two periods, the second with silence at its end";
     EXPECT_EQ(card.took[999], 1000);
@@ -312,17 +302,17 @@ TEST_F(linux_sound_of, a_sound_shorter_than_the_card_is_played)
 TEST_F(linux_sound_of, plays_again_after_silence_and_after_a_reset)
 {
     open();
-    EXPECT_TRUE(wait_until([] { return card.heard > 4410; }));
+    EXPECT_TRUE(wait_for([] { return card.heard > 4410; }));
     has_track = false;
-    EXPECT_TRUE(wait_until([] { return sound_get_buffer_remaining() == 0; }));
+    EXPECT_TRUE(wait_for([] { return sound_get_buffer_remaining() == 0; }));
     const int64_t before = card.heard;
     has_track = true;
     sound_wake();
-    EXPECT_TRUE(wait_until([=] { return card.heard > before + 44100; }));
+    EXPECT_TRUE(wait_for([=] { return card.heard > before + 44100; }));
     EXPECT_EQ(sound_reset(), 0);
-    EXPECT_TRUE(wait_until([] { return card.drops > 0; }));
+    EXPECT_TRUE(wait_for([] { return card.drops > 0; }));
     const int64_t after = card.heard;
-    EXPECT_TRUE(wait_until([=] { return card.heard > after + 44100; }));
+    EXPECT_TRUE(wait_for([=] { return card.heard > after + 44100; }));
 }
 
 /* ---- Cards that do not play ---- */
@@ -333,7 +323,7 @@ TEST_F(linux_sound_of, a_card_that_swallows_does_not_race_through_the_playlist)
     testing::internal::CaptureStderr();
     open();
     const int64_t started = clock_real_msec();
-    EXPECT_TRUE(wait_until([] { return asked > 44100; }));
+    EXPECT_TRUE(wait_for([] { return asked > 44100; }));
     EXPECT_GE(clock_real_msec() - started, 700) << "a few periods are given away, no more";
     EXPECT_EQ(sound_close(), 0);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
@@ -343,12 +333,12 @@ TEST_F(linux_sound_of, a_card_that_swallows_does_not_race_through_the_playlist)
 TEST_F(linux_sound_of, a_card_that_is_pulled_out_leaves_a_silent_clock)
 {
     open();
-    EXPECT_TRUE(wait_until([] { return card.heard > 4410; }));
+    EXPECT_TRUE(wait_for([] { return card.heard > 4410; }));
     card.broken = true;
-    EXPECT_TRUE(wait_until([] { return card.waits > 0; }));
+    EXPECT_TRUE(wait_for([] { return card.waits > 0; }));
     const uint32_t before = asked;
     const int64_t started = clock_real_msec();
-    EXPECT_TRUE(wait_until([=] { return asked > before + 44100 / 2; }));
+    EXPECT_TRUE(wait_for([=] { return asked > before + 44100 / 2; }));
     EXPECT_GE(clock_real_msec() - started, 300);
 }
 
@@ -356,18 +346,18 @@ TEST_F(linux_sound_of, a_card_that_is_plugged_in_again_is_heard_again)
 {
     linux_card_look_again_ms = 20;
     open();
-    EXPECT_TRUE(wait_until([] { return card.heard > 4410; }));
+    EXPECT_TRUE(wait_for([] { return card.heard > 4410; }));
     const int opened = card.opened;
     card.broken = true;
     card.open_result = -1;
-    EXPECT_TRUE(wait_until([=] { return card.opened > opened + 2; })) << "it goes on looking";
+    EXPECT_TRUE(wait_for([=] { return card.opened > opened + 2; })) << "it goes on looking";
     const int64_t heard = card.heard;
     card.broken = false;
     card.open_result = 0;
-    EXPECT_TRUE(wait_until([=] { return card.heard > heard + 4410; }));
+    EXPECT_TRUE(wait_for([=] { return card.heard > heard + 4410; }));
     const int found = card.opened;
     const uint32_t before = asked;
-    EXPECT_TRUE(wait_until([=] { return asked > before + 44100 / 4; }));
+    EXPECT_TRUE(wait_for([=] { return asked > before + 44100 / 4; }));
     EXPECT_EQ(card.opened, found) << "and looks no more";
     linux_card_look_again_ms = 5000;
 }
@@ -376,16 +366,16 @@ TEST_F(linux_sound_of, after_a_sleep_a_lost_card_is_looked_for_at_once)
 {
     linux_card_look_again_ms = 1000000000;
     open();
-    EXPECT_TRUE(wait_until([] { return card.heard > 4410; }));
+    EXPECT_TRUE(wait_for([] { return card.heard > 4410; }));
     const int opened = card.opened;
     card.open_result = -1;
     card.broken = true;
-    EXPECT_TRUE(wait_until([=] { return card.opened > opened; }));
+    EXPECT_TRUE(wait_for([=] { return card.opened > opened; }));
     card.open_result = 0;
     card.broken = false;
     const int64_t heard = card.heard;
     linux_speaker_look();
-    EXPECT_TRUE(wait_until([=] { return card.heard > heard + 4410; }));
+    EXPECT_TRUE(wait_for([=] { return card.heard > heard + 4410; }));
     linux_card_look_again_ms = 5000;
 }
 
@@ -395,9 +385,9 @@ TEST_F(linux_sound_of, a_card_that_is_plugged_in_after_the_start_is_found)
     card.open_result = -1;
     testing::internal::CaptureStderr();
     open();
-    EXPECT_TRUE(wait_until([] { return asked > 4410; }));
+    EXPECT_TRUE(wait_for([] { return asked > 4410; }));
     card.open_result = 0;
-    EXPECT_TRUE(wait_until([] { return card.heard > 4410; }));
+    EXPECT_TRUE(wait_for([] { return card.heard > 4410; }));
     EXPECT_EQ(sound_close(), 0);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "there is no sound card: playing to a silent clock\n");
@@ -409,7 +399,7 @@ TEST_F(linux_sound_of, a_machine_without_a_card_says_so_once)
     card.open_result = -1;
     testing::internal::CaptureStderr();
     open();
-    EXPECT_TRUE(wait_until([] { return asked > 4410; }));
+    EXPECT_TRUE(wait_for([] { return asked > 4410; }));
     EXPECT_EQ(sound_close(), 0);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "there is no sound card: playing to a silent clock\n");
@@ -423,7 +413,7 @@ TEST_F(linux_sound_of, the_library_without_a_card_says_why)
     setenv("ALSA_CONFIG_PATH", "/no/such/file", 1);
     testing::internal::CaptureStderr();
     open();
-    EXPECT_TRUE(wait_until([] { return asked > 4410; }));
+    EXPECT_TRUE(wait_for([] { return asked > 4410; }));
     EXPECT_EQ(sound_close(), 0);
     const std::string said = testing::internal::GetCapturedStderr();
     EXPECT_NE(said.find("no sound from default: No such file or directory"), std::string::npos)
@@ -465,7 +455,7 @@ TEST_F(linux_sound_of, the_library_plays_into_a_file_at_the_pace_of_the_clock)
     testing::internal::CaptureStderr();
     open();
     const int64_t started = clock_real_msec();
-    EXPECT_TRUE(wait_until([] { return asked > 44100; }));
+    EXPECT_TRUE(wait_for([] { return asked > 44100; }));
     EXPECT_GE(clock_real_msec() - started, 700);
     EXPECT_EQ(sound_close(), 0);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
@@ -484,7 +474,7 @@ TEST_F(linux_sound_of, the_first_card_is_tried_where_the_default_does_not_open)
     linux_card_current = kept_card;
     testing::internal::CaptureStderr();
     open();
-    EXPECT_TRUE(wait_until([] { return asked > 44100; }));
+    EXPECT_TRUE(wait_for([] { return asked > 44100; }));
     EXPECT_EQ(sound_close(), 0);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "the sound card does not keep time: playing to a silent clock\n");
