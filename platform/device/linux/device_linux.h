@@ -169,6 +169,10 @@ struct linux_card {
 
 extern const linux_card *linux_card_current;
 
+/* ---- device_linux_oss.cpp: the sound card of an older kernel ---- */
+
+extern const linux_card linux_card_oss; /* current where ALSA is left out */
+
 /* ---- device_linux_plan.cpp ---- */
 
 struct linux_card_plan {
