@@ -36,16 +36,20 @@ fetch_machine() {
 
 # handheld [KIND]: boots it with the card folder on a card of that kind, plays, presses keys, quits,
 # and compares picture and sound. handheld card [KIND [OPTIONS]]: scans, saves and updates there, and
-# takes its power. handheld counts: what its work costs, in instructions.
+# takes its power. handheld sound [KIND [OPTIONS]]: ten minutes without a break. handheld counts: what its work
+# costs, in instructions. handheld folder ARCH: the card folder of any machine, without a machine.
 handheld() {
     local command=plays
-    case ${1:-} in card | counts) command=$1; shift ;; esac
+    case ${1:-} in
+    card | counts | sound) command=$1; shift ;;
+    folder) handheld_folder "${2:-}"; return ;;
+    esac
     install_packages play test cross cross-mipsel card handheld
     fetch_machine
     make_card_folder mipsel
     local options=(--card build/card/mipsel/zerv-player --work build/handheld ${1:+--kind "$1"} "${@:2}")
     case $command in
-    card) python3 -B tools/handheld_card.py "${options[@]}" ;;
+    card | sound) python3 -B "tools/handheld_$command.py" "${options[@]}" ;;
     counts)
         build release make_music
         mkdir -p build/handheld/music
@@ -57,6 +61,18 @@ handheld() {
         python3 -B tools/handheld.py --host build/release/player "${options[@]}"
         ;;
     esac
+}
+
+handheld_folder() { # ARCH
+    local emulator
+    install_packages play test cross card
+    package_handheld "$1"
+    case $1 in arm64) emulator=aarch64 ;; armhf) emulator=arm ;; *) emulator=$1 ;; esac
+    build release zerv-player player-folder
+    mkdir -p "build/folder-$1"
+    python3 -B tools/handheld_folder.py --card "build/card/$1/zerv-player" --host build/release/player \
+        --image "build/card/$1/zerv-player-$(package_version)-$1.squashfs" \
+        --emulator "qemu-$emulator-static" --work "build/folder-$1"
 }
 
 # What the machine is made of, if it can be had; whatever fails says why.
