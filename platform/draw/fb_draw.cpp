@@ -76,9 +76,10 @@ int fb_clear(fb_surface *surface, uint16_t colour)
 static void copy_rows(fb_surface *dst, const fb_surface *src, const fb_area &area)
 {
     const size_t row_size = static_cast<size_t>(area.w) * sizeof *dst->pixels;
-    for (int32_t i = 0; i < area.h; i++)
-        memcpy(row_of(dst, area.dst_x, area.dst_y + i), row_of(src, area.src_x, area.src_y + i),
-               row_size);
+    uint16_t *to = row_of(dst, area.dst_x, area.dst_y);
+    const uint16_t *from = row_of(src, area.src_x, area.src_y);
+    for (int32_t i = 0; i < area.h; i++, to += dst->stride, from += src->stride)
+        memcpy(to, from, row_size);
 }
 
 int fb_copy(fb_surface *dst, const fb_surface *src, int32_t dst_x, int32_t dst_y, int32_t w,

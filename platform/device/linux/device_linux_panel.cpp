@@ -134,7 +134,10 @@ static void copy_part(const linux_panel *on, const fb_surface *frame, const fb_r
     const uint16_t *from = frame->pixels + ptrdiff_t{part.y} * frame->stride + part.x;
     uint8_t *to = on->memory + static_cast<size_t>(part.y) * line +
                   static_cast<size_t>(part.x) * sizeof *from;
-    for (int32_t row = 0; row < part.h; row++, from += frame->stride, to += line)
+    const bool whole = bytes == line && frame->stride == part.w;
+    if (whole) /* rows lie one behind the other on both sides */
+        memcpy(to, from, bytes * static_cast<size_t>(part.h));
+    for (int32_t row = 0; !whole && row < part.h; row++, from += frame->stride, to += line)
         memcpy(to, from, bytes);
 }
 
