@@ -52,9 +52,12 @@ handheld() {
     card | sound) python3 -B "tools/handheld_$command.py" "${options[@]}" ;;
     counts)
         build release make_music
+        rm -rf build/handheld/music build/handheld/library
         mkdir -p build/handheld/music
         build/release/tests/real/make_music songs build/handheld/music
-        python3 -B tools/handheld_counts.py --music build/handheld/music "${options[@]}"
+        build/release/tests/real/make_music library build/handheld/library 10000 0.2 0
+        python3 -B tools/handheld_counts.py --music build/handheld/music --library build/handheld/library \
+            --program build/card-mipsel/player/zerv-player "${options[@]}"
         ;;
     plays)
         build release zerv-player player-folder

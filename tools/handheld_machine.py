@@ -230,7 +230,7 @@ def machine_command(parts, archive, sound, control):
     kernel = next(iter(parts.glob("boot/vmlinuz-*")))
     return ["qemu-system-mipsel", "-M", "malta", "-cpu", "24Kf", "-m", "128", "-kernel", kernel,
             "-initrd", archive, "-append",
-            "console=ttyS0 rdinit=/init video=cirrusfb:320x240-16 quiet", "-vga", "cirrus",
+            "console=ttyS0 rdinit=/init video=cirrusfb:320x240-16 quiet nokaslr", "-vga", "cirrus",
             "-nic", "none", "-device", "virtio-keyboard-pci", "-device", "virtio-tablet-pci",
             "-audiodev", f"wav,id=card,path={sound}", "-device", "ES1370,audiodev=card",
             "-display", "none", "-serial", "stdio", "-monitor", "none", "-no-reboot",
