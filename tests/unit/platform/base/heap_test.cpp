@@ -1,5 +1,6 @@
 /* What becomes of freed memory. Each in a process of its own: the allocator is set for good. */
 #include "platform/base/heap.h"
+#include "support/run_again.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -23,6 +24,8 @@ class heap : public testing::Test
     {
         if (has_own_heap)
             GTEST_SKIP() << "a sanitizer brings a heap of its own";
+        if (!can_run_again())
+            GTEST_SKIP() << "an emulator's program starts no other one of its kind";
         GTEST_FLAG_SET(death_test_style, "threadsafe"); /* starts the program again */
     }
 };

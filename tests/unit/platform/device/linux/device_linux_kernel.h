@@ -136,7 +136,20 @@ inline int console_call(unsigned long request, void *to)
     return test_console.mode_error ? fail_with(test_console.mode_error) : 0;
 }
 
+inline int kernel_ioctl(int fd, unsigned long request, void *to)
+{
+    if (fd >= 0 && fd == test_panel.fd)
+        return panel_call(request, to);
+    if (fd >= 0 && fd == test_console.fd)
+        return console_call(request, to);
+    if (fd >= 0 && fd == test_pad.fd)
+        return pad_call(request, to);
+    return static_cast<int>(syscall(SYS_ioctl, fd, request, to));
+}
+
 extern "C" {
+
+int __ioctl_time64(int fd, unsigned long request, ...) noexcept;
 
 int open(const char *path, int flags, ...)
 {
@@ -162,12 +175,16 @@ int ioctl(int fd, unsigned long request, ...) noexcept
     va_start(rest, request);
     void *to = va_arg(rest, void *);
     va_end(rest);
-    if (fd >= 0 && fd == test_panel.fd)
-        return panel_call(request, to);
-    if (fd >= 0 && fd == test_console.fd)
-        return console_call(request, to);
-    if (fd >= 0 && fd == test_pad.fd)
-        return pad_call(request, to);
-    return static_cast<int>(syscall(SYS_ioctl, fd, request, to));
+    return kernel_ioctl(fd, request, to);
+}
+
+/* As ioctl() is called where times of 64 bits have to be asked for. */
+int __ioctl_time64(int fd, unsigned long request, ...) noexcept
+{
+    va_list rest;
+    va_start(rest, request);
+    void *to = va_arg(rest, void *);
+    va_end(rest);
+    return kernel_ioctl(fd, request, to);
 }
 }

@@ -82,7 +82,16 @@ static int dsp_call(unsigned long what, int *value)
     return 0;
 }
 
+static int kernel_ioctl(int fd, unsigned long request, void *to)
+{
+    if (fd >= 0 && fd == dsp.fd)
+        return dsp_call(request, static_cast<int *>(to));
+    return static_cast<int>(syscall(SYS_ioctl, fd, request, to));
+}
+
 extern "C" {
+
+int __ioctl_time64(int fd, unsigned long request, ...) noexcept;
 
 int open(const char *path, int flags, ...)
 {
@@ -110,9 +119,17 @@ int ioctl(int fd, unsigned long request, ...) noexcept
     va_start(rest, request);
     void *to = va_arg(rest, void *);
     va_end(rest);
-    if (fd >= 0 && fd == dsp.fd)
-        return dsp_call(request, static_cast<int *>(to));
-    return static_cast<int>(syscall(SYS_ioctl, fd, request, to));
+    return kernel_ioctl(fd, request, to);
+}
+
+/* As ioctl() is called where times of 64 bits have to be asked for. */
+int __ioctl_time64(int fd, unsigned long request, ...) noexcept
+{
+    va_list rest;
+    va_start(rest, request);
+    void *to = va_arg(rest, void *);
+    va_end(rest);
+    return kernel_ioctl(fd, request, to);
 }
 }
 
