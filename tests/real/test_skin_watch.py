@@ -20,11 +20,14 @@ RED, MAGENTA = bytes((0xF8, 0, 0)), bytes((0xF8, 0, 0xF8))
 DISPLAYS = ("DISPLAY", "WAYLAND_DISPLAY", "SDL_VIDEODRIVER")
 
 
+FIVE_BITS, SIX_BITS = (bytes(value & mask for value in range(256)) for mask in (0xF8, 0xFC))
+
+
 def to_565(row):
     """The bits that the surface had: the way back to 8 bits is the window system's."""
     cut = bytearray(row)
-    for part, mask in enumerate((0xF8, 0xFC, 0xF8)):
-        cut[part::3] = bytes(value & mask for value in row[part::3])
+    for part, bits in enumerate((FIVE_BITS, SIX_BITS, FIVE_BITS)):
+        cut[part::3] = row[part::3].translate(bits)
     return bytes(cut)
 
 
@@ -137,10 +140,11 @@ class WindowTest(SkinWatchTest):
         for y in range(240):
             lines = [screen[top + y * scale + i][left * 3:(left + 320 * scale) * 3]
                      for i in range(scale)]
-            row = bytearray(960)
+            row, wide = bytearray(960), bytearray(960 * scale)
             for part in range(3):
                 row[part::3] = lines[0][part::3 * scale]
-            wide = b"".join(bytes(row[x * 3:x * 3 + 3]) * scale for x in range(320))
+                for i in range(scale):
+                    wide[part + 3 * i::3 * scale] = row[part::3]
             rows.append(to_565(row) if all(line == wide for line in lines) else b"")
         return rows
 
