@@ -15,6 +15,7 @@ MOST = 24 << 20
 """Of a device with 32 MiB. What libraries bring as data of their own counts here, too."""
 LEAST = 5 << 20
 """The program comes up, and what it plays then finds too little."""
+WHOLE = os.environ.get("ZERV_TEST_MEMORY") == "whole"
 CORPUS = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "fuzz", "corpus")
 SOUNDS = (".mp3", ".ogg", ".flac")
 
@@ -199,7 +200,8 @@ class BoardTest(HostileTest):
         return board.end()
 
     def test_each_of_them_is_played_and_shown(self):
-        names = self.sounds()
+        """Each, or a few: what a file takes of the memory, the scripted device has shown above."""
+        names = self.sounds() if WHOLE else self.sounds()[::5]
         with ThreadPoolExecutor(2 * os.cpu_count()) as pool:
             for name, (status, told) in zip(names, pool.map(self.play, names)):
                 with self.subTest(file=name):
