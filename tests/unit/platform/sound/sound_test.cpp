@@ -2,125 +2,20 @@
 #include "platform/base/clock.h"
 #include "platform/base/fault.h"
 #include "platform/sound/sound.h"
-#include "platform/sound/sound_device.h"
 #include "support/scratch.h"
 #include "support/wait_for.h"
-#include "unit/platform/manual_device.h"
+#include "unit/platform/sound/sound_fixture.h"
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cmath>
 #include <csignal>
-#include <functional>
 #include <gtest/gtest.h>
-#include <mutex>
 #include <string>
 #include <sys/resource.h>
 #include <thread>
 #include <vector>
-
-static int speaker_result = 0;
-static std::atomic<int> speaker_closed{0};
-static std::atomic<uint32_t> speaker_pending{0};
-static std::atomic<int> speaker_dropped{0};
-
-static int open_speaker()
-{
-    return speaker_result;
-}
-
-static int close_speaker()
-{
-    speaker_closed++;
-    return 0;
-}
-
-/* Filled by sound_step(), emptied by the test. */
-static const sound_speaker stepped = {
-    .open = open_speaker,
-    .close = close_speaker,
-    .pending = [] { return speaker_pending.load(); },
-    .drop = [] { speaker_dropped++; },
-    .stepped = true,
-};
-
-/* Filled as a real one, emptied by the test. */
-static const sound_speaker timed = {.open = open_speaker, .close = close_speaker};
-
-/* What the callback does; replaced while no callback runs. */
-static std::function<void(int16_t *samples, uint32_t frames)> play;
-static std::atomic<int> calls{0};
-static std::atomic<bool> bad_request{false};
-
-static void on_sound(void *user, void *buffer, uint32_t length)
-{
-    int16_t *samples = static_cast<int16_t *>(buffer);
-    const bool zeroed = std::all_of(samples, samples + length / 2, [](int16_t s) { return !s; });
-    if (length == 0 || length % sound_frame_bytes || user != &calls || !zeroed ||
-        length > sound_rate * 12 / 1000 * sound_frame_bytes)
-        bad_request = true;
-    calls++;
-    play(samples, length / sound_frame_bytes);
-}
-
-static std::atomic<uint32_t> counter{0};
-
-/* A ramp that tells where each frame belongs. */
-static void play_ramp(int16_t *samples, uint32_t frames)
-{
-    for (uint32_t i = 0; i < frames; i++) {
-        const uint32_t at = counter++;
-        samples[i * 2] = static_cast<int16_t>(at % 20000 + 1);
-        samples[i * 2 + 1] = static_cast<int16_t>(-static_cast<int32_t>(at % 20000 + 1));
-    }
-}
-
-static void play_nothing(int16_t *, uint32_t)
-{
-    clock_msleep(1);
-}
-
-static std::vector<int16_t> pull(uint32_t frames)
-{
-    std::vector<int16_t> samples(frames * 2 + 2, 0x5a5a);
-    sound_pull(samples.data(), frames);
-    EXPECT_EQ(samples[frames * 2], 0x5a5a) << "wrote behind the end";
-    samples.resize(frames * 2);
-    return samples;
-}
-
-static void set_volume(int32_t left, int32_t right)
-{
-    EXPECT_EQ(sound_set_volume(&left, &right), 0);
-}
-
-class sound : public testing::Test
-{
-  protected:
-    void SetUp() override
-    {
-        fault_set("");
-        device_current = &manual_device;
-        manual_speaker = &stepped;
-        speaker_result = 0;
-        speaker_pending = 0;
-        speaker_dropped = 0;
-        speaker_closed = 0;
-        calls = 0;
-        counter = 0;
-        bad_request = false;
-        play = play_ramp;
-        set_volume(100, 100);
-    }
-    void TearDown() override
-    {
-        fault_set("");
-        sound_close();
-        EXPECT_FALSE(bad_request);
-    }
-    void open() { ASSERT_EQ(sound_open(on_sound, &calls), 0); }
-};
 
 TEST_F(sound, asks_for_nothing_before_it_is_open_and_after_it_is_closed)
 {
@@ -477,16 +372,6 @@ TEST_F(sound, wakes_at_most_25_times_a_second)
     EXPECT_GE(rounds, 20);
 }
 
-static std::atomic<bool> has_track{false};
-
-static void play_track_if_any(int16_t *samples, uint32_t frames)
-{
-    if (has_track)
-        play_ramp(samples, frames);
-    else
-        clock_msleep(1);
-}
-
 TEST_F(sound, an_idle_callback_is_called_once_a_wake_and_starts_when_there_is_a_track)
 {
     has_track = false;
@@ -520,120 +405,6 @@ TEST_F(sound, a_wake_while_the_callback_finds_nothing_is_not_lost)
         ASSERT_TRUE(wait_for([] { return sound_get_buffer_remaining() > 0; })) << round;
         ASSERT_EQ(sound_close(), 0);
     }
-}
-
-/* ---- a speaker that rests and one that drives ---- */
-
-static std::atomic<int> rests{0}, rouses{0};
-static std::atomic<int> rouse_result{0};
-/* A speaker that drives has no thread left when it rests. */
-static std::mutex driver_turn;
-
-static void rest_speaker()
-{
-    const std::lock_guard<std::mutex> turn(driver_turn);
-    rests++;
-}
-
-static int rouse_speaker()
-{
-    const std::lock_guard<std::mutex> turn(driver_turn);
-    rouses++;
-    return rouse_result;
-}
-
-static const sound_speaker resting = {
-    .open = open_speaker, .close = close_speaker, .rest = rest_speaker, .rouse = rouse_speaker};
-
-static const sound_speaker driving = {.open = open_speaker,
-                                      .close = close_speaker,
-                                      .rest = rest_speaker,
-                                      .rouse = rouse_speaker,
-                                      .drives = true};
-
-class sound_rest : public sound
-{
-  protected:
-    void SetUp() override
-    {
-        sound::SetUp();
-        has_track = false;
-        rests = rouses = rouse_result = 0;
-        play = play_track_if_any;
-    }
-    static std::vector<int16_t> drive(uint32_t frames)
-    {
-        std::vector<int16_t> samples(frames * 2);
-        const std::lock_guard<std::mutex> turn(driver_turn);
-        samples.resize(sound_drive(samples.data(), frames) * 2);
-        return samples;
-    }
-};
-
-TEST_F(sound_rest, a_card_rests_when_nothing_plays_and_is_roused_by_a_track)
-{
-    manual_speaker = &resting;
-    open();
-    ASSERT_TRUE(wait_for([] { return rests == 1; }));
-    sound_wake(); /* a key that plays nothing */
-    ASSERT_TRUE(wait_for([] { return calls >= 3; }));
-    EXPECT_EQ(rouses, 0);
-    has_track = true;
-    sound_wake();
-    ASSERT_TRUE(wait_for([] { return rouses == 1; }));
-    ASSERT_TRUE(wait_for([] { return sound_get_buffer_remaining() >= 60; }));
-    EXPECT_EQ(rests, 1);
-}
-
-TEST_F(sound_rest, a_card_that_cannot_be_roused_is_as_silent_as_none)
-{
-    manual_speaker = &resting;
-    rouse_result = -1;
-    testing::internal::CaptureStderr();
-    open();
-    ASSERT_TRUE(wait_for([] { return rests == 1; }));
-    has_track = true;
-    sound_wake();
-    EXPECT_TRUE(wait_for([] { return counter > sound_rate / 2; })) << "the clock plays on";
-    sound_close();
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "the sound card cannot be used now: playing to a silent clock\n");
-    EXPECT_EQ(rouses, 1) << "not tried in each round";
-}
-
-TEST_F(sound_rest, a_speaker_that_drives_asks_for_what_it_lacks)
-{
-    manual_speaker = &driving;
-    has_track = true;
-    open();
-    for (uint32_t at = 0; at < 50000;) {
-        const std::vector<int16_t> samples = drive(1536);
-        ASSERT_EQ(samples.size(), 2 * 1536u);
-        for (uint32_t frame = 0; frame < 1536; frame++, at++)
-            ASSERT_EQ(samples[frame * 2], static_cast<int16_t>(at % 20000 + 1));
-        EXPECT_EQ(sound_get_buffer_remaining(), 0) << "nothing is made ahead";
-    }
-    sound_reset();
-    EXPECT_EQ(drive(700).size(), 2 * 700u);
-    has_track = false;
-    EXPECT_EQ(drive(700).size(), 0u);
-    EXPECT_EQ(rests, 0);
-}
-
-TEST_F(sound_rest, a_speaker_that_drives_rests_and_is_roused_too)
-{
-    manual_speaker = &driving;
-    open();
-    EXPECT_EQ(drive(512).size(), 0u);
-    ASSERT_TRUE(wait_for([] { return rests == 1; }));
-    has_track = true;
-    sound_wake();
-    ASSERT_TRUE(wait_for([] { return rouses == 1; }));
-    const std::vector<int16_t> samples = drive(1536);
-    ASSERT_EQ(samples.size(), 2 * 1536u);
-    for (uint32_t frame = 0; frame < 1536; frame++)
-        ASSERT_EQ(samples[frame * 2], static_cast<int16_t>(frame + 1))
-            << "what roused it is heard first";
 }
 
 TEST_F(sound, resets_pulls_and_wakes_from_all_sides_do_no_harm)
