@@ -27,7 +27,12 @@ settle() {
     done
 }
 
-if ! [ -w "$here" ]; then
+# Asked by trying: some shells think that root may write anywhere, also where nothing can be written.
+can_write() {
+    (: >"$here/.try") 2>/dev/null && rm -f "$here/.try"
+}
+
+if ! can_write; then
     folder=${ZERV_FOLDER:-${HOME:-/tmp}/.zerv-player}
     settle
 fi
