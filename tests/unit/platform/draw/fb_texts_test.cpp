@@ -13,12 +13,19 @@ class fb_texts : public testing::Test
   protected:
     void SetUp() override
     {
+        before = allocated_bytes;
         fb_keep_texts = true;
         one.reset(fb_create(100, 50));
         other.reset(fb_create(100, 50));
         screen.reset(fb_create(100, 50));
     }
-    void TearDown() override { fb_keep_texts = false; }
+    void TearDown() override
+    {
+        fb_keep_texts = false;
+        for (surface_owner *each : {&one, &other, &screen})
+            each->reset();
+        EXPECT_EQ(allocated_bytes, before) << "nothing stays behind";
+    }
 
     static void note(const surface_owner &surface, const char *text, int32_t x, int32_t y,
                      int32_t w = 40, int32_t h = 12)
@@ -50,6 +57,7 @@ class fb_texts : public testing::Test
     }
 
     surface_owner one, other, screen;
+    int64_t before = 0;
 };
 
 TEST_F(fb_texts, are_kept_in_the_order_drawn_with_all_their_fields)
