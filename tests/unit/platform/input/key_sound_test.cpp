@@ -1,5 +1,6 @@
 /* A key calls the sound thread: it may have been asleep since the last track ended. */
 #include "platform/input/key.h"
+#include "platform/input/touch.h"
 #include "platform/sound/sound.h"
 #include "platform/sound/sound_device.h"
 #include "unit/platform/manual_device.h"
@@ -33,6 +34,14 @@ TEST(key_sound, a_key_that_goes_down_or_up_wakes_it)
         sound_step();
         EXPECT_GT(calls, so_far) << down;
     }
+    ASSERT_EQ(touch_open(), 0);
+    for (const int32_t type : {touch_type_press, touch_type_release}) {
+        const int so_far = calls;
+        touch_event(type, 10, 10);
+        sound_step();
+        EXPECT_GT(calls, so_far) << "a finger, too: " << type;
+    }
+    touch_close();
     EXPECT_EQ(sound_close(), 0);
     key_close();
 }

@@ -67,6 +67,24 @@ TEST_F(key, press_and_release_between_two_polls_show)
     check(0);
 }
 
+TEST_F(key, changes_are_kept_until_there_are_too_many)
+{
+    for (int i = 0; i < 32; i++) {
+        key_event(key_vol_up, true);
+        key_event(key_vol_up, false);
+    }
+    for (int i = 0; i < 32; i++)
+        EXPECT_EQ(check(1).pressed, key_vol_up) << i;
+    check(0);
+    for (int i = 0; i < 32; i++) {
+        key_event(key_vol_up, true);
+        key_event(key_vol_up, false);
+    }
+    key_event(key_back, true);
+    EXPECT_EQ(check(1).pressed, key_back) << "the 65th takes the others' place";
+    check(0);
+}
+
 TEST_F(key, two_presses_between_two_polls_take_two_passes)
 {
     for (int i = 0; i < 2; i++) {
