@@ -1,10 +1,25 @@
 /* Pictures while memory runs out: a whole one or none. */
 #include "support/allocations.h"
+#include "support/scratch.h"
 #include "unit/platform/image/image_fixture.h"
 
 #include <cstring>
 #include <functional>
 #include <string>
+
+/* A program without a standard input gets it for the first file that it opens. */
+TEST(image_file, may_have_the_descriptor_zero)
+{
+    const scratch folder;
+    const maker_bytes bytes = maker_png(maker_gradient(40, 30));
+    scratch_write("a.png", std::string(bytes.begin(), bytes.end()));
+    EXPECT_EQ(scratch_in_child([] {
+                  close(0);
+                  const image_owner read(image_read("a.png"));
+                  return read && read->width == 40 && fcntl(0, F_GETFD) < 0 ? 0 : 1;
+              }),
+              0);
+}
 
 #ifdef ALLOCATIONS_ARE_COUNTED
 static bool same(const image *one, const image *other)
