@@ -348,6 +348,26 @@ TEST_F(update_unpack_test, leaves_out_what_a_card_has_no_name_for)
     EXPECT_EQ(scratch_read("player"), "old");
 }
 
+TEST_F(update_unpack_test, knows_each_way_in_which_a_card_refuses_a_name)
+{
+    if (!can_refuse_calls())
+        GTEST_SKIP() << "an emulator refuses no calls";
+    add("player", "new");
+    ASSERT_EQ(maker_zip_close(zip), 0);
+    for (const int error : {EINVAL, EILSEQ, ENAMETOOLONG, EIO, EACCES}) {
+        const auto work = [error] {
+            if (!freopen("said", "w", stderr) ||
+                update_extract("_tmp/update.zip", [] { return true; }) != 0)
+                return 2;
+            refuse_creating(error);
+            refuse_calls({SYS_mkdir, SYS_mkdirat, SYS_rename, SYS_renameat, SYS_renameat2}, error);
+            return -update_place("_tmp/update.zip");
+        };
+        EXPECT_EQ(scratch_in_child(work), error == EIO || error == EACCES ? 1 : 0) << error;
+        EXPECT_FALSE(scratch_exists("player"));
+    }
+}
+
 /* The look for a name that a disk refuses makes a folder of that name. */
 TEST_F(update_unpack_test, leaves_nothing_behind_where_a_name_is_none_of_the_reasons)
 {
