@@ -322,6 +322,9 @@ TEST_F(skin_package_test, refuses_archives_that_claim_too_many_entries)
     write_file("a.zip", empty_archive_of(skin_limit_entries + 1));
     EXPECT_EQ(skin_package_open(&package, "a.zip"), -1);
     EXPECT_STREQ(package.reason, "the archive has too many entries");
+    write_file("a.zip", empty_archive_of(0));
+    EXPECT_EQ(skin_package_open(&package, "a.zip"), -1);
+    EXPECT_STREQ(package.reason, "the archive is empty or damaged");
     write_file("a.zip", empty_archive_of(skin_limit_entries));
     ASSERT_EQ(skin_package_open(&package, "a.zip"), 0);
     EXPECT_EQ(skin_package_walk(&package, false, refuse_name, nullptr), -1);

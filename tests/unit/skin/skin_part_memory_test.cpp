@@ -12,6 +12,7 @@ struct skin_part_memory : skin_test {
         std::string many = "<rect x=\"1\" y=\"2\" width=\"3\" height=\"4\" color=\"#123456\"/>";
         for (int i = 0; i < 40; i++)
             many += "<text x=\"1\" y=\"2\" width=\"30\" height=\"14\" text=\"a text\"/>";
+        many += "<list x=\"0\" y=\"20\" width=\"300\" height=\"200\" font_size=\"14\"/>";
         many += "<img src=\"a.png\"/>";
         const members files = {{"list1.xml", skin_xml(many)},
                                {"list2.xml", skin_xml("<img src=\"a.png\"/>")},
@@ -24,6 +25,11 @@ struct skin_part_memory : skin_test {
 
 TEST_F(skin_part_memory, a_part_is_there_or_not_and_gives_all_back)
 {
+    skin_part *first = skin_read_part("s", "list");
+    ASSERT_NE(first, nullptr);
+    const uint32_t whole = first->pages[0].element_count;
+    (void)skin_free_part(first);
+    EXPECT_GT(whole, 43u) << "and the rows of the list";
     for (const char *path : {"s.zip", "s"}) {
         int read = 0;
         int64_t left = 0;
@@ -31,6 +37,9 @@ TEST_F(skin_part_memory, a_part_is_there_or_not_and_gives_all_back)
             const int64_t before = allocated_bytes;
             skin_part *part = skin_read_part(path, "list");
             read += part != nullptr;
+            for (uint32_t i = 0; part && i < part->count; i++)
+                EXPECT_EQ(part->pages[i].element_count, part->pages[i].variant == 1 ? whole : 1u);
+            (void)skin_is_part_available(path, "list");
             (void)skin_free_part(part);
             left += allocated_bytes - before;
         });
