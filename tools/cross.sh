@@ -43,7 +43,7 @@ cross() {
     armhf | arm64 | mipsel) ;;
     *) fail "./dev cross needs an architecture: armhf, arm64 or mipsel." ;;
     esac
-    install_packages play test cross "cross-$arch"
+    install_packages play test locales cross "cross-$arch"
     export ZERV_CMAKE_OPTIONS=-DZERV_TESTS=ON
     # What makes music runs here, many times faster than under emulation.
     build release demo-maker make_media

@@ -44,7 +44,7 @@ handheld() {
     card | counts | sound) command=$1; shift ;;
     folder) handheld_folder "${2:-}"; return ;;
     esac
-    install_packages play test cross cross-mipsel card handheld
+    install_packages play test locales cross cross-mipsel card handheld
     fetch_machine
     make_card_folder mipsel
     local options=(--card build/card/mipsel/zerv-player --work build/handheld ${1:+--kind "$1"} "${@:2}")
@@ -68,7 +68,7 @@ handheld() {
 
 handheld_folder() { # ARCH
     local emulator
-    install_packages play test cross card
+    install_packages play test locales cross card
     package_handheld "$1"
     case $1 in arm64) emulator=aarch64 ;; armhf) emulator=arm ;; *) emulator=$1 ;; esac
     build release zerv-player player-folder
@@ -80,7 +80,7 @@ handheld_folder() { # ARCH
 
 # What the machine is made of, if it can be had; whatever fails says why.
 handheld_parts() {
-    install_packages play test cross cross-mipsel card handheld
+    install_packages play test locales cross cross-mipsel card handheld
     fetch_machine
     make_sysroot mipsel
     fetch_sources

@@ -30,7 +30,7 @@ package_debian_folder() {
 package_debian() {
     local out=$PWD/build/package/debian tree
     tree=$out/zerv-player-$(package_version)
-    install_packages play package card
+    install_packages play package locales card
     rm -rf "$out"
     package_tree "$tree"
     package_debian_folder "$tree"
@@ -139,7 +139,7 @@ make_card_folder() {
     armhf | arm64 | mipsel) ;;
     *) fail "A handheld needs an architecture: armhf, arm64 or mipsel." ;;
     esac
-    install_packages play cross "cross-$1" card
+    install_packages play cross "cross-$1" locales card
     make_sysroot "$1"
     make_carried "$1"
     ZERV_CMAKE_OPTIONS= build "card-$1" card-folder desktop-icons
