@@ -187,9 +187,9 @@ class WindowTest(SkinWatchTest):
         plain = self.expected["play-0-playing"]
         self.press("o")
         self.wait_until("outlines", lambda: self.shown() != plain)
-        outlined = self.wait_until("whole rows", lambda: all(rows := self.shown()) and rows)
         for x, y in ((10, 128), (259, 128), (10, 159), (259, 159), (100, 128)):
-            self.assertEqual(pixel(outlined, x, y), RED, f"the position bar at {x}, {y}")
+            self.wait_until(f"the position bar at {x}, {y}",
+                            lambda x=x, y=y: pixel(self.shown(), x, y) == RED)  # half a picture may be seen
         self.press("n")
         self.wait_until("names", lambda: pixels(self.shown()).count(MAGENTA) > 100)
         self.press("o")
