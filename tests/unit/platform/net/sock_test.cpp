@@ -1,11 +1,6 @@
-#include "platform/net/sock.h"
+#include "unit/platform/net/sock_fixture.h"
 
-#include "makers/maker_http.h"
-#include "platform/base/fault.h"
-#include "platform/net/sock_private.h"
 #include "support/run_again.h"
-
-#include <gtest/gtest.h>
 
 #include <arpa/inet.h>
 #include <cstring>
@@ -14,58 +9,6 @@
 #include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
-
-/* Longer than the limit of the test program: who waits for it is noticed there. */
-constexpr int32_t never_ms = 1000000;
-
-/* What a whole request gives: "(null)" when it does not open, the body and how it ended. */
-struct outcome {
-    std::string body;
-    int end = 1; /* the last result of sock_read() */
-
-    bool operator==(const outcome &) const = default;
-};
-
-static const outcome not_opened = {"(null)", 1};
-
-static outcome read_rest(sock *from, uint32_t piece)
-{
-    outcome seen;
-    std::string buffer(piece, '\0');
-    while ((seen.end = sock_read(from, buffer.data(), piece)) > 0)
-        seen.body.append(buffer, 0, static_cast<size_t>(seen.end));
-    return seen;
-}
-
-static outcome get(const std::string &url, uint32_t piece = 1024)
-{
-    sock *from = http_open(url.c_str());
-    if (!from)
-        return not_opened;
-    const outcome seen = read_rest(from, piece);
-    EXPECT_EQ(sock_close(from), 0);
-    return seen;
-}
-
-struct sock_http : testing::Test {
-    maker_http server;
-
-    void SetUp() override
-    {
-        sock_patience_ms = 10000;
-        ASSERT_EQ(sock_init(), 0);
-    }
-    void TearDown() override
-    {
-        EXPECT_EQ(sock_exit(), 0);
-        fault_set(nullptr);
-    }
-    outcome get_of(const maker_http_answer &answer, uint32_t piece = 1024)
-    {
-        server.answer("/x", answer);
-        return get(server.url("/x"), piece);
-    }
-};
 
 static std::string text_of(size_t size)
 {
@@ -286,93 +229,6 @@ TEST_F(sock_http, refuses_what_is_no_http)
     EXPECT_EQ(get_of({.raw = std::string(500000, 'x')}), not_opened);
     EXPECT_EQ(get_of({.raw = "HTTP/1.1 200 OK\r\nX: " + std::string(500000, 'x')}), not_opened);
     EXPECT_EQ(get_of({.raw = "HTTP/1.1 200 OK\r\n"}), not_opened);
-}
-
-static maker_http_answer redirect_to(const std::string &where)
-{
-    return {.status = 302, .headers = {{"Location", where}}, .body = "elsewhere"};
-}
-
-TEST_F(sock_http, follows_five_redirects_and_no_more)
-{
-    server.answer("/0", {.body = "here"});
-    for (int i = 1; i <= 6; i++)
-        server.answer("/" + std::to_string(i), redirect_to("/" + std::to_string(i - 1)));
-    EXPECT_EQ(get(server.url("/5")), (outcome{"here", 0}));
-    EXPECT_EQ(get(server.url("/6")), not_opened);
-    EXPECT_EQ(server.requests().size(), 6u + 6u);
-}
-
-TEST_F(sock_http, follows_every_kind_of_redirect)
-{
-    server.answer("/y", {.body = "here"});
-    for (const int status : {300, 301, 302, 303, 307, 308})
-        EXPECT_EQ(get_of({.status = status, .headers = {{"Location", "/y"}}, .body = "elsewhere"}),
-                  (outcome{"here", 0}))
-            << status;
-    EXPECT_EQ(get_of({.status = 400, .headers = {{"Location", "/y"}}, .body = "elsewhere"}),
-              not_opened);
-}
-
-TEST_F(sock_http, ends_a_circle_of_redirects)
-{
-    server.answer("/a", redirect_to(server.url("/b")));
-    server.answer("/b", redirect_to(server.url("/a")));
-    EXPECT_EQ(get(server.url("/a")), not_opened);
-    EXPECT_EQ(server.requests().size(), 6u);
-}
-
-TEST_F(sock_http, follows_redirects_to_http_only)
-{
-    for (const char *where : {"file:///etc/hostname", "https://127.0.0.1/", "ftp://127.0.0.1/x",
-                              "gopher://127.0.0.1/x", "javascript:1", "http://", "//"})
-        EXPECT_EQ(get_of(redirect_to(where)), not_opened) << where;
-}
-
-TEST_F(sock_http, waits_for_no_page_of_a_refusal)
-{
-    sock_patience_ms = never_ms;
-    for (const int status : {299, 400, 404})
-        EXPECT_EQ(get_of({.status = status, .body = "page", .piece_delay_ms = never_ms}),
-                  not_opened)
-            << status;
-}
-
-TEST_F(sock_http, waits_for_no_page_of_a_redirect_to_nowhere)
-{
-    sock_patience_ms = never_ms;
-    EXPECT_EQ(get_of({.status = 302, .body = std::string(65536, 'p'), .endless = true}),
-              not_opened);
-}
-
-TEST_F(sock_http, gives_a_head_its_time_and_not_each_line_of_it)
-{
-    sock_patience_ms = 300;
-    maker_http_answer answer = {.body = "late", .line_delay_ms = 50};
-    for (int i = 0; i < 30; i++)
-        answer.headers.emplace_back("X-" + std::to_string(i), "line");
-    EXPECT_EQ(get_of(answer), not_opened);
-}
-
-TEST_F(sock_http, gives_up_on_a_redirect_whose_page_never_ends)
-{
-    sock_patience_ms = 300;
-    server.answer("/b", {.body = "x"});
-    maker_http_answer answer = redirect_to("/b");
-    answer.endless = true;
-    answer.piece_delay_ms = 10;
-    server.answer("/x", answer);
-    (void)get(server.url("/x"));
-}
-
-TEST_F(sock_http, gives_each_server_on_the_way_its_time)
-{
-    sock_patience_ms = 400;
-    server.answer("/0", {.body = "here", .head_delay_ms = 250});
-    maker_http_answer answer = redirect_to("/0");
-    answer.head_delay_ms = 250;
-    server.answer("/1", answer);
-    EXPECT_EQ(get(server.url("/1")), (outcome{"here", 0}));
 }
 
 TEST_F(sock_http, refuses_addresses_that_are_none)
