@@ -1,5 +1,5 @@
 /* Files replaced where the system refuses a part of it, or another writer comes in between. */
-#include "platform/file/file.h"
+#include "unit/platform/file/file_replace_fixture.h"
 
 #include "support/refused_calls.h"
 #include "support/scratch.h"
@@ -17,17 +17,6 @@ extern "C" int flock(int fd, int how) noexcept
         std::exchange(before_lock, nullptr)();
     return static_cast<int>(syscall(SYS_flock, fd, how));
 }
-
-static int replace(const char *path, const std::string &content)
-{
-    file_replacement *replacement = file_replace_open(path);
-    if (!replacement)
-        return -1;
-    fwrite(content.data(), 1, content.size(), file_replace_stream(replacement));
-    return file_replace_commit(replacement);
-}
-
-typedef std::vector<std::string> texts;
 
 /* What a child answers that replaces "a", to whom calls are refused. */
 static int replaced_after(const std::function<void()> &refuse)

@@ -1,4 +1,4 @@
-#include "platform/file/file.h"
+#include "unit/platform/file/file_replace_fixture.h"
 
 #include "support/scratch.h"
 #include "support/traced.h"
@@ -7,17 +7,6 @@
 #include <sys/file.h>
 #include <sys/resource.h>
 #include <thread>
-
-static int replace(const char *path, const std::string &content)
-{
-    file_replacement *replacement = file_replace_open(path);
-    if (!replacement)
-        return -1;
-    fwrite(content.data(), 1, content.size(), file_replace_stream(replacement));
-    return file_replace_commit(replacement);
-}
-
-typedef std::vector<std::string> texts;
 
 TEST(file_replace, makes_a_file_and_replaces_it)
 {
